@@ -1,0 +1,26 @@
+#ifndef WRENFALL_SUPPORT_CLOCK_H_
+#define WRENFALL_SUPPORT_CLOCK_H_
+
+#include <string>
+
+namespace wrenfall {
+
+// A moment broken down by the proleptic Gregorian calendar; months and days count from 1.
+struct CalendarTime {
+  int year = 0;
+  int month = 0;
+  int day = 0;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+};
+
+CalendarTime local_now();
+CalendarTime utc_now();
+
+// Now in UTC, as "2026-01-31T23:59:59Z" (ISO 8601).
+std::string utc_timestamp();
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_CLOCK_H_

@@ -1,0 +1,79 @@
+// clang-format off
+#include <windows.h>
+#include <bcrypt.h>
+// clang-format on
+
+#include <array>
+#include <fstream>
+
+#include "support/digest.h"
+#include "support/encoding.h"
+#include "support/win_handle.h"
+
+namespace wrenfall {
+namespace {
+
+struct AlgorithmTraits {
+  using Handle = BCRYPT_ALG_HANDLE;
+  static Handle empty() { return nullptr; }
+  static void close(Handle handle) { BCryptCloseAlgorithmProvider(handle, 0); }
+};
+struct HashTraits {
+  using Handle = BCRYPT_HASH_HANDLE;
+  static Handle empty() { return nullptr; }
+  static void close(Handle handle) { BCryptDestroyHash(handle); }
+};
+
+// One running digest of the system's cryptography provider. After any failure it stays failed.
+class Digest {
+ public:
+  explicit Digest(const wchar_t* algorithm) {
+    BCRYPT_ALG_HANDLE provider = nullptr;
+    if (!BCRYPT_SUCCESS(BCryptOpenAlgorithmProvider(&provider, algorithm, nullptr, 0))) return;
+    algorithm_.reset(provider);
+    BCRYPT_HASH_HANDLE hash = nullptr;
+    if (!BCRYPT_SUCCESS(BCryptCreateHash(provider, &hash, nullptr, 0, nullptr, 0, 0))) return;
+    hash_.reset(hash);
+  }
+
+  void add(char* bytes, size_t count) {
+    if (hash_ && !BCRYPT_SUCCESS(BCryptHashData(hash_.get(), reinterpret_cast<PUCHAR>(bytes),
+                                                static_cast<ULONG>(count), 0))) {
+      hash_.reset();
+    }
+  }
+
+  template <size_t kSize>
+  std::string hex() {
+    std::array<unsigned char, kSize> digest{};
+    if (!hash_ || !BCRYPT_SUCCESS(BCryptFinishHash(hash_.get(), digest.data(), kSize, 0))) {
+      return {};
+    }
+    return hex_lower(digest.data(), digest.size());
+  }
+
+ private:
+  // The hash is destroyed before its provider.
+  ScopedHandle<AlgorithmTraits> algorithm_;
+  ScopedHandle<HashTraits> hash_;
+};
+
+constexpr size_t kReadSize = 16384;
+constexpr size_t kMd5Size = 16;
+
+}  // namespace
+
+std::string md5_file_hex(const std::filesystem::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  if (!stream) return {};
+  Digest md5(BCRYPT_MD5_ALGORITHM);
+  std::array<char, kReadSize> buffer;
+  while (stream) {
+    stream.read(buffer.data(), buffer.size());
+    md5.add(buffer.data(), static_cast<size_t>(stream.gcount()));
+  }
+  if (stream.bad()) return {};
+  return md5.hex<kMd5Size>();
+}
+
+}  // namespace wrenfall

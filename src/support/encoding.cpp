@@ -1,0 +1,52 @@
+#include "support/encoding.h"
+
+#include <array>
+
+namespace wrenfall {
+namespace {
+
+// Independent of the locale, unlike std::isalnum.
+bool is_unreserved(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
+         c == '.' || c == '_' || c == '~';
+}
+
+}  // namespace
+
+std::string hex_lower(const unsigned char* bytes, size_t count) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  text.reserve(count * 2);
+  for (size_t i = 0; i < count; ++i) {
+    text += kDigits[bytes[i] >> 4];
+    text += kDigits[bytes[i] & 0x0F];
+  }
+  return text;
+}
+
+std::string hex_address(uint64_t address) {
+  std::array<unsigned char, sizeof address> bytes{};
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = static_cast<unsigned char>(address >> (8 * (bytes.size() - 1 - i)));
+  }
+  return hex_lower(bytes.data(), bytes.size());
+}
+
+std::string percent_encode(std::string_view text) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string encoded;
+  encoded.reserve(text.size() * 3);
+  for (const char c : text) {
+    if (is_unreserved(c)) {
+      encoded += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    encoded += '%';
+    encoded += kDigits[byte >> 4];
+    encoded += kDigits[byte & 0x0F];
+  }
+  return encoded;
+}
+
+}  // namespace wrenfall

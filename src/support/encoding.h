@@ -1,0 +1,22 @@
+#ifndef WRENFALL_SUPPORT_ENCODING_H_
+#define WRENFALL_SUPPORT_ENCODING_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace wrenfall {
+
+// Two lower-case hexadecimal digits per byte.
+std::string hex_lower(const unsigned char* bytes, size_t count);
+
+// Sixteen lower-case hexadecimal digits.
+std::string hex_address(uint64_t address);
+
+// RFC 3986 percent-encoding of everything but unreserved characters.
+std::string percent_encode(std::string_view text);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_ENCODING_H_

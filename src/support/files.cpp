@@ -1,0 +1,62 @@
+#include "support/files.h"
+
+#include <fstream>
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+bool write_file_atomic(const fs::path& path, std::string_view bytes) {
+  if (path.has_parent_path()) create_folders(path.parent_path());
+  fs::path temporary = path;
+  temporary += ".tmp";
+  {
+    std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
+    if (!stream) return false;
+    stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    stream.close();
+    if (!stream) return false;
+  }
+  if (replace_file(temporary, path)) return true;
+  const bool copied = copy_file_over(temporary, path);
+  std::error_code error;
+  fs::remove(temporary, error);
+  if (error) throw fs::filesystem_error("remove", temporary, error);
+  return copied;
+}
+
+bool path_exists(const fs::path& path) {
+  std::error_code error;
+  return fs::exists(path, error);
+}
+
+bool is_file(const fs::path& path) {
+  std::error_code error;
+  return fs::is_regular_file(path, error);
+}
+
+bool is_folder(const fs::path& path) {
+  std::error_code error;
+  return fs::is_directory(path, error);
+}
+
+std::optional<uint64_t> size_of_file(const fs::path& path) {
+  std::error_code error;
+  const auto size = fs::file_size(path, error);
+  if (error) return std::nullopt;
+  return static_cast<uint64_t>(size);
+}
+
+bool create_folders(const fs::path& path) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  return is_folder(path);
+}
+
+bool remove_file(const fs::path& path) {
+  std::error_code error;
+  fs::remove(path, error);
+  return !error;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,71 @@
+#ifndef WRENFALL_SUPPORT_FILES_H_
+#define WRENFALL_SUPPORT_FILES_H_
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wrenfall {
+
+// Listing a directory broke off in the middle. Unlike other file errors this one is meant to reach
+// the caller of the exported function as an exception.
+class DirectoryIterationError : public std::filesystem::filesystem_error {
+ public:
+  DirectoryIterationError(const std::filesystem::path& directory, std::error_code error)
+      : filesystem_error("directory_iterator::operator++", directory, error) {}
+};
+
+// Reads a whole file; false when it cannot be opened or read. Never keeps another process from
+// replacing or removing the file meanwhile.
+bool read_file(const std::filesystem::path& path, std::string& bytes);
+
+// Replaces a file as a whole through "<path>.tmp", so that no reader ever sees a part of it.
+// Missing parent folders are created. False when the bytes could not be written. Throws
+// filesystem_error ("remove") when the temporary file of the fall-back copy cannot be deleted.
+bool write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
+
+// Appends in one write, creating the file when needed; other processes may read and append
+// meanwhile.
+bool append_to_file(const std::filesystem::path& path, std::string_view bytes);
+
+// Opens for binary writing, truncating; null when that fails. The caller closes.
+std::FILE* open_for_writing(const std::filesystem::path& path);
+
+// The direct entries of a directory, in no particular order; empty when it cannot be opened.
+// Throws DirectoryIterationError.
+std::vector<std::filesystem::path> list_folder(const std::filesystem::path& directory);
+
+// False when the target is missing, of another kind, or cannot be queried. Links are followed.
+bool path_exists(const std::filesystem::path& path);
+bool is_file(const std::filesystem::path& path);
+bool is_folder(const std::filesystem::path& path);
+
+// The last write of a regular file in 100 ns units of the system; only good for comparison.
+std::optional<int64_t> file_write_time(const std::filesystem::path& path);
+
+// The size in bytes; nothing when it cannot be read.
+std::optional<uint64_t> size_of_file(const std::filesystem::path& path);
+
+bool create_folders(const std::filesystem::path& path);
+
+// Renames a file, replacing the target in one step. Waits for a moment where somebody has the
+// target open.
+bool replace_file(const std::filesystem::path& from, const std::filesystem::path& to);
+
+// Copies a file, replacing the target.
+bool copy_file_over(const std::filesystem::path& from, const std::filesystem::path& to);
+
+// True when nothing of the name is there any more.
+bool remove_file(const std::filesystem::path& path);
+
+// Removes a folder with its contents, read-only ones too; links inside are removed, not followed.
+// True when it is gone.
+bool remove_folder(const std::filesystem::path& folder);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_FILES_H_

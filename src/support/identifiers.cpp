@@ -1,0 +1,26 @@
+#include "support/identifiers.h"
+
+#include <array>
+#include <cstdint>
+#include <random>
+
+#include "support/encoding.h"
+
+namespace wrenfall {
+
+std::string new_uuid() {
+  std::random_device device;
+  std::array<unsigned char, 16> bytes{};
+  for (size_t i = 0; i < bytes.size(); i += 4) {
+    const uint32_t draw = device();
+    for (size_t k = 0; k < 4; ++k) bytes[i + k] = static_cast<unsigned char>(draw >> (8 * k));
+  }
+  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);
+  bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
+
+  std::string uuid = hex_lower(bytes.data(), bytes.size());
+  for (const size_t position : {8, 13, 18, 23}) uuid.insert(position, 1, '-');
+  return uuid;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,40 @@
+#include "support/paths.h"
+
+#include "support/files.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path find_companion(const char* executable) {
+  for (const fs::path& folder : {application_dir(), library_dir()}) {
+    fs::path candidate = folder / executable;
+    if (path_exists(candidate)) return candidate;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string sanitize_path_component(std::string_view text) {
+  static constexpr std::string_view kForbidden = "\"*/:<>?\\|";
+  std::string clean(text);
+  for (char& c : clean) {
+    if (kForbidden.find(c) != std::string_view::npos) c = '_';
+  }
+  return clean;
+}
+
+fs::path default_store_dir(std::string_view application, std::string_view version) {
+  const std::string leaf =
+      sanitize_path_component(application) + "-" + sanitize_path_component(version);
+  return local_data_dir() / "Wrenfall" / utf8_to_path(leaf);
+}
+
+fs::path find_monitor_exe() { return find_companion(kMonitorExecutable); }
+fs::path find_reporter_exe() { return find_companion(kReporterExecutable); }
+
+}  // namespace wrenfall

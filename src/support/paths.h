@@ -1,0 +1,42 @@
+#ifndef WRENFALL_SUPPORT_PATHS_H_
+#define WRENFALL_SUPPORT_PATHS_H_
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace wrenfall {
+
+inline constexpr char kMonitorExecutable[] = "WrenfallMonitor.exe";
+inline constexpr char kReporterExecutable[] = "WrenfallReporter.exe";
+inline constexpr char kHandlerExecutable[] = "crashpad_handler.exe";
+inline constexpr char kWerModule[] = "WrenfallWer.dll";
+// In the store.
+inline constexpr char kLogFile[] = "Wrenfall.log";
+inline constexpr char kHandlerFolder[] = "crashpad";  // the capture handler's own
+
+// The text with each character that no Windows file name may hold ("*/:<>?\|) replaced by an
+// underscore.
+std::string sanitize_path_component(std::string_view text);
+
+// <local application data>/Wrenfall/<application>-<version>, not created here. Where the user has
+// no such folder, the temporary folder takes its place; where there is none either, throws
+// filesystem_error ("temp_directory_path").
+std::filesystem::path default_store_dir(std::string_view application, std::string_view version);
+
+// The folders of the process's executable and of the module that holds this code (the library
+// itself).
+std::filesystem::path application_dir();
+std::filesystem::path library_dir();
+
+// A companion executable beside the host application, else beside the library; empty when neither
+// is there.
+std::filesystem::path find_monitor_exe();
+std::filesystem::path find_reporter_exe();
+
+// The user's folder for local application data, or the temporary folder. Part of default_store_dir.
+std::filesystem::path local_data_dir();
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_PATHS_H_

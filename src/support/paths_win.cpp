@@ -1,0 +1,76 @@
+// clang-format off
+#include <windows.h>
+#include <knownfolders.h>
+#include <objbase.h>
+#include <shlobj.h>
+// clang-format on
+
+#include <memory>
+#include <system_error>
+
+#include "support/paths.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct TaskMemDeleter {
+  void operator()(wchar_t* memory) const { CoTaskMemFree(memory); }
+};
+
+// The file name of a module, however long.
+fs::path module_path(HMODULE module) {
+  std::wstring buffer(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length =
+        GetModuleFileNameW(module, buffer.data(), static_cast<DWORD>(buffer.size()));
+    if (length == 0) return {};
+    if (length < buffer.size()) {
+      buffer.resize(length);
+      return buffer;
+    }
+    buffer.resize(buffer.size() * 2);
+  }
+}
+
+fs::path temporary_dir() {
+  std::wstring buffer(MAX_PATH + 1, L'\0');
+  DWORD length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
+  if (length > buffer.size()) {
+    buffer.resize(length);
+    length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
+  }
+  buffer.resize(length);
+  std::error_code error;
+  if (length != 0 && fs::is_directory(buffer, error)) return buffer;
+  if (!error) error = std::make_error_code(std::errc::not_a_directory);
+  throw fs::filesystem_error("temp_directory_path", buffer, error);
+}
+
+}  // namespace
+
+fs::path application_dir() { return module_path(nullptr).parent_path(); }
+
+fs::path library_dir() {
+  HMODULE module = nullptr;
+  const auto address = reinterpret_cast<LPCWSTR>(&module_path);
+  if (!GetModuleHandleExW(
+          GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+          address, &module)) {
+    return {};
+  }
+  return module_path(module).parent_path();
+}
+
+fs::path local_data_dir() {
+  PWSTR raw = nullptr;
+  const HRESULT result = SHGetKnownFolderPath(FOLDERID_LocalAppData, KF_FLAG_CREATE, nullptr, &raw);
+  // The memory is to be freed also when the call failed.
+  const std::unique_ptr<wchar_t, TaskMemDeleter> folder(raw);
+  if (SUCCEEDED(result) && folder) return folder.get();
+  return temporary_dir();
+}
+
+}  // namespace wrenfall

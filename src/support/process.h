@@ -1,0 +1,36 @@
+#ifndef WRENFALL_SUPPORT_PROCESS_H_
+#define WRENFALL_SUPPORT_PROCESS_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace wrenfall {
+
+uint32_t current_process_id();
+
+// The current process's creation time in 100 ns units since 1601-01-01 UTC (a FILETIME), 0 when it
+// cannot be read.
+uint64_t current_process_start_time();
+
+// Whether a process of that id runs. One that may not be queried counts as running.
+bool is_process_running(uint64_t process_id);
+
+// A run of a process, told apart from a later process with the same id by its creation time.
+struct SessionTag {
+  uint64_t process_id = 0;
+  uint64_t start_time = 0;
+
+  // "<process id>-<start time>", both in decimal.
+  std::string text() const;
+  static std::optional<SessionTag> parse(const std::string& text);
+};
+
+SessionTag current_session();
+
+// Keeps the module that holds this code mapped until the process ends.
+void keep_library_loaded();
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_PROCESS_H_

@@ -1,0 +1,36 @@
+#include <windows.h>
+
+#include "support/process.h"
+#include "support/win_handle.h"
+
+namespace wrenfall {
+
+uint32_t current_process_id() { return GetCurrentProcessId(); }
+
+uint64_t current_process_start_time() {
+  FILETIME creation{};
+  FILETIME exit{};
+  FILETIME kernel{};
+  FILETIME user{};
+  if (!GetProcessTimes(GetCurrentProcess(), &creation, &exit, &kernel, &user)) return 0;
+  return (static_cast<uint64_t>(creation.dwHighDateTime) << 32) | creation.dwLowDateTime;
+}
+
+bool is_process_running(uint64_t process_id) {
+  // The system rounds ids down to a multiple of four when it looks a process up, and knows none
+  // above 32 bits.
+  if (process_id == 0 || process_id > MAXDWORD) return false;
+  const ScopedKernelHandle process(
+      OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(process_id)));
+  if (!process) return GetLastError() == ERROR_ACCESS_DENIED;
+  DWORD exit_code = 0;
+  return GetExitCodeProcess(process.get(), &exit_code) && exit_code == STILL_ACTIVE;
+}
+
+void keep_library_loaded() {
+  HMODULE module = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                     reinterpret_cast<LPCWSTR>(&keep_library_loaded), &module);
+}
+
+}  // namespace wrenfall

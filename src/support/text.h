@@ -1,0 +1,24 @@
+#ifndef WRENFALL_SUPPORT_TEXT_H_
+#define WRENFALL_SUPPORT_TEXT_H_
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace wrenfall {
+
+// UTF-8 text to the native form of a path and back. A bad sequence becomes U+FFFD; text that the
+// system cannot convert at all becomes the empty path or text.
+std::filesystem::path utf8_to_path(std::string_view text);
+std::string path_to_utf8(const std::filesystem::path& path);
+
+// The same between UTF-8 and UTF-16, for system calls.
+std::wstring utf8_to_wide(std::string_view text);
+std::string wide_to_utf8(std::wstring_view text);
+
+// A C string of the host's, where NULL counts as empty.
+inline std::string text_or_empty(const char* text) { return text == nullptr ? "" : text; }
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_TEXT_H_
