@@ -1,0 +1,51 @@
+#ifndef WRENFALL_UPLOAD_HTTP_CLIENT_H_
+#define WRENFALL_UPLOAD_HTTP_CLIENT_H_
+
+#include <wrenfall/wrenfall.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace wrenfall {
+
+// Names and values, sent in this order; a name may stand more than once.
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
+// The outcome of one request.
+struct HttpResponse {
+  // WRENFALL_OK when an HTTP answer of any status was received, _INVALID_ARGUMENT for a URL that
+  // cannot be split, _FILE for a body file that cannot be read, else _TRANSPORT.
+  wrenfall_result result = WRENFALL_ERROR_TRANSPORT;
+  int32_t status = 0;  // the HTTP status, 0 when there was no answer
+  std::string body;
+  std::string error;  // empty when there was an answer
+};
+
+// Makes HTTP requests, one at a time per call, blocking the calling thread. May be used by several
+// threads at once. Failures are told in the response.
+class HttpClient {
+ public:
+  virtual ~HttpClient() = default;
+
+  virtual HttpResponse request(const std::string& method, const std::string& url,
+                               const HttpHeaders& headers, const std::string& body) = 0;
+
+  // The body is streamed from a file.
+  virtual HttpResponse request_file(const std::string& method, const std::string& url,
+                                    const HttpHeaders& headers,
+                                    const std::filesystem::path& file_path) = 0;
+};
+
+// The "User-Agent" of every request: "Wrenfall/" and the version.
+std::string make_user_agent();
+
+// The client of the platform; null when there is no memory for it.
+std::unique_ptr<HttpClient> make_http_client();
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_UPLOAD_HTTP_CLIENT_H_

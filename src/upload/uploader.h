@@ -1,0 +1,31 @@
+#ifndef WRENFALL_UPLOAD_UPLOADER_H_
+#define WRENFALL_UPLOAD_UPLOADER_H_
+
+#include <filesystem>
+
+#include "report/crash_data.h"
+#include "support/logger.h"
+#include "upload/http_client.h"
+#include "upload/upload_result.h"
+
+namespace wrenfall {
+
+// What an upload works with; both outlive it.
+struct UploadContext {
+  HttpClient& http;
+  Logger* logger;  // may be null
+};
+
+// Sends one report folder: packs it into an archive inside the folder, asks the service for an
+// upload location, puts the archive there, and commits it with the record's metadata. Blocks until
+// the last request ends. Two uploads of one folder at the same time would use one archive file;
+// callers prevent that.
+//
+// Every failure is told in the result and logged, but for an id in the commit answer that is no
+// number: that throws nlohmann::json::type_error.
+UploadResult upload_report(const UploadContext& context, const CrashData& data,
+                           const std::filesystem::path& folder);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_UPLOAD_UPLOADER_H_
