@@ -1,0 +1,214 @@
+#include <wrenfall/wrenfall.h>
+
+#include <cstdlib>
+
+#include "api/boundary.h"
+#include "api/options.h"
+#include "api/state.h"
+#include "backend/annotation_keys.h"
+#include "backend/platform_facts.h"
+#include "report/session_files.h"
+#include "support/files.h"
+#include "support/paths.h"
+#include "support/text.h"
+#include "support/version.h"
+
+namespace wrenfall {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uint32_t kAbiVersion = 1;
+
+// Serialises init and shutdown. Recursive: the host's logging callback runs under it. Never
+// destroyed.
+std::recursive_mutex& lifecycle_lock() {
+  static std::recursive_mutex& lock = *new std::recursive_mutex;
+  return lock;
+}
+
+fs::path companion_path(const std::string& given, fs::path (*find)()) {
+  return given.empty() ? find() : utf8_to_path(given);
+}
+
+// False, with an error logged, when the companion is not there.
+bool check_companion(Logger& logger, const fs::path& path, const char* name) {
+  if (!path.empty() && is_file(path)) return true;
+  logger.error("%s not found next to the application or the library", name);
+  return false;
+}
+
+wrenfall_result find_companions(State& state) {
+  state.monitor_path = companion_path(state.configuration.monitor_path, find_monitor_exe);
+  state.reporter_path = companion_path(state.configuration.reporter_path, find_reporter_exe);
+  if (!check_companion(state.logger, state.monitor_path, kMonitorExecutable)) {
+    return WRENFALL_ERROR_MONITOR_NOT_FOUND;
+  }
+  if (!check_companion(state.logger, state.reporter_path, kReporterExecutable)) {
+    return WRENFALL_ERROR_REPORTER_NOT_FOUND;
+  }
+  return WRENFALL_OK;
+}
+
+void collect_facts(State& state) {
+  const wrenfall_options& options = state.configuration;
+  state.platform_description = describe(query_platform_facts());
+  ReportFacts& facts = state.facts;
+  facts.database = options.database;
+  facts.application = options.application;
+  facts.version = options.version;
+  facts.environment =
+      options.environment.empty() ? state.platform_description : options.environment;
+  facts.key = options.key;
+  facts.user = options.user;
+  facts.email = options.email;
+  facts.user_description = options.user_description;
+  facts.notes = options.notes;
+  for (const auto& [name, value] : options.attributes) {
+    if (facts.attributes.size() >= kMaxAttributes) break;
+    facts.attributes[name] = value;
+  }
+  state.quiet = options.upload_policy == WRENFALL_UPLOAD_QUIET;
+  state.crash_type = options.crash_type_id == 0 ? 1 : static_cast<int32_t>(options.crash_type_id);
+  state.session = current_session();
+  for (const std::string& path : options.attachments) {
+    if (state.attachments.size() >= kMaxAttachments) break;
+    state.attachments.push_back(path);
+  }
+}
+
+BackendConfiguration backend_configuration(State& state) {
+  const wrenfall_options& options = state.configuration;
+  BackendConfiguration configuration;
+  configuration.database = options.database;
+  configuration.application = options.application;
+  configuration.version = options.version;
+  configuration.store_dir = state.store_dir;
+  configuration.handler_path = state.monitor_path;
+  configuration.reporter_path = state.reporter_path;
+  configuration.theme_dir = utf8_to_path(options.theme_dir);
+  configuration.upload_policy = options.upload_policy;
+  configuration.dump_type = options.dump_type;
+  configuration.minidump_flags = options.minidump_flags;
+  configuration.protect_exception_filter = options.protect_exception_filter;
+  configuration.chain_previous_signal_handlers = options.chain_previous_signal_handlers;
+  configuration.open_support_url = options.open_support_url != 0;  // not set counts as set
+  configuration.crash_type_id = state.crash_type;
+  configuration.crash_completion = options.crash_completion;
+  configuration.on_crash = options.on_crash;
+  configuration.on_crash_user_data = options.on_crash_user_data;
+  configuration.sdk_version = WRENFALL_VERSION_TEXT;
+  configuration.environment = state.facts.environment;
+  configuration.logger = &state.logger;
+  return configuration;
+}
+
+void publish_annotations(State& state) {
+  const ReportFacts& facts = state.facts;
+  Backend& backend = *state.backend;
+  backend.set_annotation(annotation::kKey, facts.key);
+  backend.set_annotation(annotation::kUser, facts.user);
+  backend.set_annotation(annotation::kEmail, facts.email);
+  backend.set_annotation(annotation::kDescription, facts.user_description);
+  backend.set_annotation(annotation::kNotes, facts.notes);
+  for (const auto& [name, value] : facts.attributes) {
+    backend.set_annotation(annotation::kAttributePrefix + name, value);
+  }
+}
+
+// The session file of a run that may still fail to start; removed again unless it does start.
+class PendingSession {
+ public:
+  explicit PendingSession(State& state) : state_(state) {
+    sweep_sessions(state.store_dir);
+    if (!write_session(state.store_dir, {state.session, state.attachments})) {
+      state.logger.error("Could not write the session file %s",
+                         path_to_utf8(session_file(state.store_dir, state.session)).c_str());
+    }
+  }
+  ~PendingSession() {
+    if (!kept_) remove_session(state_.store_dir, state_.session);
+  }
+  PendingSession(const PendingSession&) = delete;
+  PendingSession& operator=(const PendingSession&) = delete;
+
+  void keep() { kept_ = true; }
+
+ private:
+  State& state_;
+  bool kept_ = false;
+};
+
+wrenfall_result start(const std::shared_ptr<State>& state) {
+  const bool has_store = create_folders(state->store_dir);
+  state->logger.info(
+      "wrenfall %s init: %s/%s/%s", WRENFALL_VERSION_TEXT, state->configuration.database.c_str(),
+      state->configuration.application.c_str(), state->configuration.version.c_str());
+  if (!has_store) {
+    state->logger.error("Could not create the store %s", path_to_utf8(state->store_dir).c_str());
+  }
+  const wrenfall_result found = find_companions(*state);
+  if (found != WRENFALL_OK) return found;
+  collect_facts(*state);
+  PendingSession session(*state);
+  state->backend = make_crashpad_backend();
+  const wrenfall_result started = state->backend->start(backend_configuration(*state));
+  if (started != WRENFALL_OK) return started;
+  // The crash filter that is in force from here on lives in this library's code.
+  keep_library_loaded();
+  publish_annotations(*state);
+  session.keep();
+  publish_state(state);
+  return WRENFALL_OK;
+}
+
+wrenfall_result initialize(const wrenfall_options& options) {
+  const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
+  if (peek_state() != nullptr) return WRENFALL_ERROR_ALREADY_INITIALIZED;
+  if (options.database.empty() || options.application.empty() || options.version.empty()) {
+    return WRENFALL_ERROR_INVALID_ARGUMENT;
+  }
+  return start(std::make_shared<State>(options));
+}
+
+}  // namespace
+}  // namespace wrenfall
+
+using namespace wrenfall;
+
+wrenfall_result wrenfall_init(wrenfall_options* options) {
+  if (options == nullptr) return WRENFALL_ERROR_INVALID_ARGUMENT;
+  const std::unique_ptr<wrenfall_options> owned(options);
+  return guarded(WRENFALL_ERROR_HANDLER_START_FAILED, [&] { return initialize(*owned); });
+}
+
+void wrenfall_shutdown(void) {
+  const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
+  const std::shared_ptr<State> state = current_state();
+  if (!state) return;
+  publish_state(nullptr);
+  state->backend->stop();
+  remove_session(state->store_dir, state->session);
+  state->logger.info("wrenfall shutdown");
+}
+
+bool wrenfall_is_initialized(void) { return peek_state() != nullptr; }
+
+const char* wrenfall_version_string(void) { return WRENFALL_VERSION_TEXT; }
+
+uint32_t wrenfall_abi_version(void) { return kAbiVersion; }
+
+const char* wrenfall_get_environment(void) {
+  const State* const state = peek_state();
+  return state == nullptr ? nullptr : state->facts.environment.c_str();
+}
+
+bool wrenfall_has_capability(uint32_t capability) {
+  const std::shared_ptr<State> state = current_state();
+  if (!state || !state->backend) return false;
+  // The backend could capture hangs, but nothing watches for them yet.
+  if (capability == WRENFALL_CAPABILITY_HANG_DETECTION) return false;
+  return state->backend->has_capability(capability);
+}
+
+void wrenfall_free(void* buffer) { std::free(buffer); }

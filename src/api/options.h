@@ -1,0 +1,46 @@
+#ifndef WRENFALL_API_OPTIONS_H_
+#define WRENFALL_API_OPTIONS_H_
+
+#include <wrenfall/wrenfall.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+// The host's start-up settings as they were given: nothing is checked, lists keep their order and
+// their duplicates.
+struct wrenfall_options {
+  std::string database;
+  std::string application;
+  std::string version;
+  std::string store_dir;
+  std::string monitor_path;
+  std::string reporter_path;
+  std::string theme_dir;
+  uint32_t upload_policy = WRENFALL_UPLOAD_DIALOG;
+  uint32_t crash_type_id = 0;
+  uint32_t dump_type = WRENFALL_DUMP_NORMAL;
+  uint32_t minidump_flags = 0;
+  int32_t hang_threshold = 0;  // milliseconds; not positive is off
+  uint32_t hang_policy = WRENFALL_HANG_REPORT;
+  uint32_t crash_completion = 0;
+  bool protect_exception_filter = true;
+  int32_t open_support_url = -1;  // -1 is not set
+  bool crash_signature = true;
+  bool chain_previous_signal_handlers = false;
+  wrenfall_crash_callback on_crash = nullptr;
+  void* on_crash_user_data = nullptr;
+  wrenfall_log_callback logger = nullptr;
+  void* logger_user_data = nullptr;
+  std::string key;
+  std::string user;
+  std::string email;
+  std::string user_description;
+  std::string notes;
+  std::string environment;
+  std::vector<std::pair<std::string, std::string>> attributes;
+  std::vector<std::string> attachments;
+};
+
+#endif  // WRENFALL_API_OPTIONS_H_

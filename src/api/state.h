@@ -1,0 +1,61 @@
+#ifndef WRENFALL_API_STATE_H_
+#define WRENFALL_API_STATE_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "api/options.h"
+#include "backend/backend.h"
+#include "report/report_facts.h"
+#include "support/logger.h"
+#include "support/process.h"
+
+namespace wrenfall {
+
+inline constexpr size_t kMaxAttributes = 64;
+inline constexpr size_t kMaxAttachments = 24;
+
+// Everything of an initialized library. Made by init, published as the last step of it, withdrawn
+// as the first step of shutdown, and destroyed when the last call that still works with it has
+// ended.
+//
+// Locks, in the order in which they are taken: the lifecycle lock (init and shutdown), then
+// metadata_lock, then those of the backend and of the logger.
+struct State {
+  explicit State(const wrenfall_options& options);
+
+  // Constant after init.
+  const wrenfall_options configuration;
+  const std::filesystem::path store_dir;
+  Logger logger;
+  std::filesystem::path monitor_path;
+  std::filesystem::path reporter_path;
+  std::string platform_description;
+  SessionTag session;
+  int32_t crash_type = 1;
+  std::unique_ptr<Backend> backend;
+
+  // Held by whoever changes what follows, also while the change is handed to the backend.
+  std::recursive_mutex metadata_lock;
+  ReportFacts facts;                     // guarded by metadata_lock
+  std::vector<std::string> attachments;  // guarded by metadata_lock
+  bool quiet = false;                    // guarded by metadata_lock
+};
+
+// The published state, kept alive by the caller's reference; null when the library is not
+// initialized.
+std::shared_ptr<State> current_state();
+
+// The same without a lock and without a share in it: good until shutdown only.
+State* peek_state();
+
+// Null withdraws.
+void publish_state(std::shared_ptr<State> state);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_API_STATE_H_

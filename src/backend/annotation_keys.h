@@ -1,0 +1,35 @@
+#ifndef WRENFALL_BACKEND_ANNOTATION_KEYS_H_
+#define WRENFALL_BACKEND_ANNOTATION_KEYS_H_
+
+// The names under which facts travel in a dump, as the library writes them and the monitor reads
+// them.
+namespace wrenfall::annotation {
+
+// Fixed when the handler starts.
+inline constexpr char kDatabase[] = "database";
+inline constexpr char kProduct[] = "prod";
+inline constexpr char kVersion[] = "version";
+inline constexpr char kStore[] = "wrenfall.store";
+inline constexpr char kReporter[] = "wrenfall.reporter";
+inline constexpr char kPolicy[] = "wrenfall.policy";  // may be overridden live
+inline constexpr char kDumpType[] = "wrenfall.dumpType";
+inline constexpr char kMinidumpFlags[] = "wrenfall.minidumpFlags";
+inline constexpr char kThemeDir[] = "wrenfall.themeDir";
+inline constexpr char kOpenSupportUrl[] = "wrenfall.openSupportUrl";
+inline constexpr char kCrashTypeId[] = "wrenfall.crashTypeId";
+inline constexpr char kSdkVersion[] = "wrenfall.sdkVersion";
+inline constexpr char kSession[] = "wrenfall.session";
+
+// Changed while the process runs.
+inline constexpr char kEnvironment[] = "wrenfall.environment";
+inline constexpr char kReportKind[] = "wrenfall.reportKind";
+inline constexpr char kKey[] = "key";
+inline constexpr char kUser[] = "user";
+inline constexpr char kEmail[] = "email";
+inline constexpr char kDescription[] = "description";
+inline constexpr char kNotes[] = "notes";
+inline constexpr char kAttributePrefix[] = "attr.";
+
+}  // namespace wrenfall::annotation
+
+#endif  // WRENFALL_BACKEND_ANNOTATION_KEYS_H_

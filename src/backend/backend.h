@@ -1,0 +1,70 @@
+#ifndef WRENFALL_BACKEND_BACKEND_H_
+#define WRENFALL_BACKEND_BACKEND_H_
+
+#include <wrenfall/wrenfall.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "support/logger.h"
+
+namespace wrenfall {
+
+// What a backend is started with. Texts are UTF-8.
+struct BackendConfiguration {
+  std::string database;
+  std::string application;
+  std::string version;
+  std::filesystem::path store_dir;
+  std::filesystem::path handler_path;   // the program to start as the capture handler
+  std::filesystem::path reporter_path;  // may be empty
+  std::filesystem::path theme_dir;      // may be empty
+  uint32_t upload_policy = WRENFALL_UPLOAD_DIALOG;
+  uint32_t dump_type = WRENFALL_DUMP_NORMAL;
+  uint32_t minidump_flags = 0;
+  bool protect_exception_filter = true;
+  bool chain_previous_signal_handlers = false;
+  bool open_support_url = true;
+  int32_t crash_type_id = 1;
+  uint32_t crash_completion = 0;
+  wrenfall_crash_callback on_crash = nullptr;
+  void* on_crash_user_data = nullptr;
+  std::string sdk_version;
+  std::string environment;
+  Logger* logger = nullptr;  // not owned, outlives the backend; null logs nothing
+};
+
+// Arranges for a dump when the process crashes, and takes one of the running process on request.
+// The rest of the library knows the capture only through this class.
+class Backend {
+ public:
+  virtual ~Backend() = default;
+
+  // Static.
+  virtual const char* name() const = 0;
+
+  // WRENFALL_OK, _ALREADY_INITIALIZED when it is started, _MONITOR_NOT_FOUND without a handler
+  // path, and _HANDLER_START_FAILED. Blocks until the handler runs.
+  virtual wrenfall_result start(const BackendConfiguration& configuration) = 0;
+
+  // No further captures on request. Crashes are still captured.
+  virtual void stop() = 0;
+
+  // A text that every dump from now on carries under the key; an empty value takes it away again.
+  // Any thread.
+  virtual void set_annotation(const std::string& key, const std::string& value) = 0;
+
+  virtual bool has_capability(uint32_t capability) const = 0;
+
+  // Writes a dump of the running process, marked with the kind of report. WRENFALL_OK, or
+  // _NOT_INITIALIZED when not started. Blocks until the dump is written.
+  virtual wrenfall_result capture(const std::string& report_kind) = 0;
+};
+
+std::unique_ptr<Backend> make_crashpad_backend();
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_BACKEND_BACKEND_H_

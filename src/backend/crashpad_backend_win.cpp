@@ -1,0 +1,122 @@
+// clang-format off
+#include <windows.h>
+#include <client/crashpad_client.h>
+#include <client/crashpad_info.h>
+// clang-format on
+
+#include <atomic>
+
+#include "backend/annotation_keys.h"
+#include "backend/annotation_table.h"
+#include "backend/backend.h"
+#include "backend/filter_guard_win.h"
+#include "backend/startup_annotations.h"
+#include "backend/wer_module_win.h"
+#include "support/paths.h"
+#include "support/process.h"
+#include "support/text.h"
+
+namespace wrenfall {
+namespace {
+
+// Room that a stack overflow on the initialising thread leaves for its own report.
+constexpr ULONG kStackGuaranteeBytes = 32768;
+
+// Drives the Crashpad client. Start is called once, by the initialising thread; the other
+// operations by any thread.
+class CrashpadBackend : public Backend {
+ public:
+  const char* name() const override { return "crashpad"; }
+  wrenfall_result start(const BackendConfiguration& configuration) override;
+  void stop() override { started_.exchange(false); }
+  void set_annotation(const std::string& key, const std::string& value) override {
+    annotations_.set(key, value);
+  }
+  bool has_capability(uint32_t capability) const override;
+  wrenfall_result capture(const std::string& report_kind) override;
+
+ private:
+  bool start_handler();
+
+  crashpad::CrashpadClient client_;
+  BackendConfiguration configuration_;
+  Logger* logger_ = nullptr;
+  std::atomic<bool> started_{false};
+  bool wer_coverage_ = false;
+  AnnotationTable annotations_;
+};
+
+bool CrashpadBackend::start_handler() {
+  const std::wstring database = (configuration_.store_dir / kHandlerFolder).wstring();
+  const std::string handler = path_to_utf8(configuration_.handler_path);
+  if (logger_ != nullptr) {
+    logger_->info("Starting %s for pid %llu, store %s", handler.c_str(),
+                  static_cast<unsigned long long>(current_process_id()),
+                  path_to_utf8(configuration_.store_dir).c_str());
+  }
+  const bool restartable = true;
+  const bool asynchronous_start = false;
+  // Without an upload URL the handler never sends anything itself.
+  const bool started = client_.StartHandler(
+      base::FilePath(configuration_.handler_path.wstring()), base::FilePath(database),
+      base::FilePath(database), "", startup_annotations(configuration_, current_session()),
+      {"--no-periodic-tasks", "--no-rate-limit"}, restartable, asynchronous_start);
+  if (!started && logger_ != nullptr) logger_->error("StartHandler failed for %s", handler.c_str());
+  return started;
+}
+
+wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration) {
+  if (started_) return WRENFALL_ERROR_ALREADY_INITIALIZED;
+  configuration_ = configuration;
+  logger_ = configuration.logger;
+  if (configuration_.handler_path.empty()) return WRENFALL_ERROR_MONITOR_NOT_FOUND;
+  if (!start_handler()) return WRENFALL_ERROR_HANDLER_START_FAILED;
+
+  crashpad::CrashpadInfo::GetCrashpadInfo()->set_gather_indirectly_referenced_memory(
+      crashpad::TriState::kDisabled, 0);
+  set_annotation(annotation::kEnvironment, configuration_.environment);
+  ULONG guarantee = kStackGuaranteeBytes;
+  SetThreadStackGuarantee(&guarantee);
+  wer_coverage_ = register_wer_module(
+      [this](const std::filesystem::path& module) {
+        return client_.RegisterWerModule(module.wstring());
+      },
+      logger_);
+  if (configuration_.protect_exception_filter) guard_exception_filter(logger_);
+  started_.exchange(true);
+  return WRENFALL_OK;
+}
+
+bool CrashpadBackend::has_capability(uint32_t capability) const {
+  switch (capability) {
+    case WRENFALL_CAPABILITY_CRASH_CAPTURE:
+    case WRENFALL_CAPABILITY_HANG_DETECTION:
+    case WRENFALL_CAPABILITY_ON_DEMAND_CAPTURE:
+    case WRENFALL_CAPABILITY_LIVE_METADATA:
+    case WRENFALL_CAPABILITY_ATTACHMENTS:
+    case WRENFALL_CAPABILITY_OUT_OF_PROCESS_CAPTURE:
+      return true;
+    case WRENFALL_CAPABILITY_WER_COVERAGE:
+      return wer_coverage_;
+    case WRENFALL_CAPABILITY_REPORTER:
+      return !configuration_.reporter_path.empty();
+    default:
+      return false;
+  }
+}
+
+wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
+  if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
+  set_annotation(annotation::kReportKind, report_kind);
+  CONTEXT context{};
+  RtlCaptureContext(&context);
+  crashpad::CrashpadClient::DumpWithoutCrash(context);
+  set_annotation(annotation::kReportKind, "");
+  return WRENFALL_OK;
+}
+
+}  // namespace
+
+std::unique_ptr<Backend> make_crashpad_backend() { return std::make_unique<CrashpadBackend>(); }
+
+}  // namespace wrenfall

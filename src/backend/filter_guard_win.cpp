@@ -1,0 +1,30 @@
+#include "backend/filter_guard_win.h"
+
+#include <windows.h>
+
+#include <cstring>
+
+namespace wrenfall {
+
+void guard_exception_filter(Logger* logger) {
+  // nop; xor eax, eax; nop; ret: returns null, the absence of a previous filter.
+  static constexpr unsigned char kReturnNull[] = {0x90, 0x33, 0xC0, 0x90, 0xC3};
+  static constexpr size_t kFirstStore = 4;
+
+  const HMODULE kernel32 = GetModuleHandleW(L"kernel32.dll");
+  if (kernel32 == nullptr) return;
+  void* const function =
+      reinterpret_cast<void*>(GetProcAddress(kernel32, "SetUnhandledExceptionFilter"));
+  if (function == nullptr) return;
+
+  DWORD protection = 0;
+  if (!VirtualProtect(function, sizeof kReturnNull, PAGE_EXECUTE_READWRITE, &protection)) return;
+  std::memcpy(function, kReturnNull, kFirstStore);
+  std::memcpy(static_cast<unsigned char*>(function) + kFirstStore, kReturnNull + kFirstStore,
+              sizeof kReturnNull - kFirstStore);
+  FlushInstructionCache(GetCurrentProcess(), function, sizeof kReturnNull);
+  VirtualProtect(function, sizeof kReturnNull, protection, &protection);
+  if (logger != nullptr) logger->info("SetUnhandledExceptionFilter guarded");
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,39 @@
+#include <windows.h>
+
+#include "backend/platform_facts.h"
+
+namespace wrenfall {
+namespace {
+
+#if defined(_M_ARM64) || defined(__aarch64__)
+constexpr char kLibraryArchitecture[] = "arm64";
+#else
+constexpr char kLibraryArchitecture[] = "x64";
+#endif
+
+// Unlike GetVersionEx this one tells the truth whatever the host's manifest says.
+using RtlGetVersionFunction = LONG(WINAPI*)(RTL_OSVERSIONINFOEXW*);
+
+}  // namespace
+
+PlatformFacts query_platform_facts() {
+  SystemVersion system;
+  if (const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll")) {
+    const auto get_version = reinterpret_cast<RtlGetVersionFunction>(
+        reinterpret_cast<void*>(GetProcAddress(ntdll, "RtlGetVersion")));
+    RTL_OSVERSIONINFOEXW version{};
+    version.dwOSVersionInfoSize = sizeof version;
+    if (get_version != nullptr && get_version(&version) == 0) {
+      system.major = version.dwMajorVersion;
+      system.minor = version.dwMinorVersion;
+      system.build = version.dwBuildNumber;
+      system.product_type = version.wProductType;
+    }
+  }
+  SYSTEM_INFO machine{};
+  GetNativeSystemInfo(&machine);
+  system.native_architecture = machine.wProcessorArchitecture;
+  return platform_facts(system, kLibraryArchitecture);
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,48 @@
+#include "backend/wer_module_win.h"
+
+#include <windows.h>
+
+#include "support/files.h"
+#include "support/paths.h"
+#include "support/text.h"
+
+namespace wrenfall {
+namespace {
+
+// Only the presence of a value of the module's name counts, whatever its type and data.
+bool is_allow_listed(const std::filesystem::path& module) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE,
+                    L"SOFTWARE\\Microsoft\\Windows\\Windows Error Reporting\\"
+                    L"RuntimeExceptionHelperModules",
+                    0, KEY_READ, &key) != ERROR_SUCCESS) {
+    return false;
+  }
+  const LSTATUS status = RegQueryValueExW(key, module.c_str(), nullptr, nullptr, nullptr, nullptr);
+  RegCloseKey(key);
+  return status == ERROR_SUCCESS;
+}
+
+}  // namespace
+
+bool register_wer_module(const std::function<bool(const std::filesystem::path&)>& register_module,
+                         Logger* logger) {
+  const std::filesystem::path module = library_dir() / kWerModule;
+  if (!path_exists(module)) {
+    if (logger != nullptr) {
+      logger->warn("WrenfallWer.dll not found next to the library; WER coverage disabled");
+    }
+    return false;
+  }
+  const bool allow_listed = is_allow_listed(module);
+  const bool registered = register_module(module);
+  const bool coverage = registered && allow_listed;
+  if (logger != nullptr) {
+    logger->info("WER helper %s: registered=%d allow-listed=%d -> coverage %s",
+                 path_to_utf8(module).c_str(), registered ? 1 : 0, allow_listed ? 1 : 0,
+                 coverage ? "on" : "off (add the DLL path to HKLM RuntimeExceptionHelperModules)");
+  }
+  return coverage;
+}
+
+}  // namespace wrenfall
