@@ -1,0 +1,129 @@
+#include "client/crash_connection_win.h"
+
+#include <client/crashpad_info.h>
+
+#include <new>
+
+#include "client/annotation_list.h"
+
+namespace crashpad::internal {
+namespace {
+
+// What a dump with handle data needs, suspension included.
+constexpr DWORD kHandlerRightsToClient = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ |
+                                         PROCESS_DUP_HANDLE | PROCESS_SUSPEND_RESUME | SYNCHRONIZE;
+
+uint64_t to_number(const ScopedHandle& handle) { return reinterpret_cast<uintptr_t>(handle.get()); }
+
+// True when `event` is set, false when `process` ended first. Both at once counts as set.
+bool wait_for_event_or_exit(HANDLE event, HANDLE process) {
+  const HANDLE handles[] = {event, process};
+  return WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0;
+}
+
+}  // namespace
+
+std::unique_ptr<CrashConnection> CrashConnection::create() {
+  std::unique_ptr<CrashConnection> connection(new CrashConnection);
+  if (!connection->open_section() || !connection->open_events()) return nullptr;
+  HANDLE self = nullptr;
+  if (!DuplicateHandle(GetCurrentProcess(), GetCurrentProcess(), GetCurrentProcess(), &self,
+                       kHandlerRightsToClient, FALSE, 0)) {
+    return nullptr;
+  }
+  connection->client_process_.reset(self);
+  return connection;
+}
+
+CrashConnection::CrashConnection()
+    : resume_process_(find_system_function<ProcessFunction>(L"ntdll.dll", "NtResumeProcess")) {}
+
+CrashConnection::~CrashConnection() {
+  if (stop_) SetEvent(stop_.get());
+  const HANDLE handler = handler_process_.load();
+  if (handler != nullptr) CloseHandle(handler);
+}
+
+bool CrashConnection::open_section() {
+  section_handle_.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                           sizeof(ClientSection), nullptr));
+  if (!section_handle_) return false;
+  void* view = MapViewOfFile(section_handle_.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0,
+                             sizeof(ClientSection));
+  if (view == nullptr) return false;
+  section_.reset(new (view) ClientSection{});
+  section_->magic = kClientSectionMagic;
+  section_->version = kClientSectionVersion;
+  section_->annotation_list_head = reinterpret_cast<uintptr_t>(annotation_list_head());
+  return true;
+}
+
+bool CrashConnection::open_events() {
+  // Every waiter must see "ready" and "stop"; requests and answers are used up by one.
+  for (ScopedHandle* event : {&ready_, &stop_}) {
+    event->reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!*event) return false;
+  }
+  for (ScopedHandle* event : {&crash_request_, &crash_done_, &dump_request_, &dump_done_}) {
+    event->reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    if (!*event) return false;
+  }
+  return true;
+}
+
+InitialClientData CrashConnection::initial_client_data() const {
+  InitialClientData data = {};
+  data.section = to_number(section_handle_);
+  data.client_process = to_number(client_process_);
+  data.ready = to_number(ready_);
+  data.crash_request = to_number(crash_request_);
+  data.crash_done = to_number(crash_done_);
+  data.dump_request = to_number(dump_request_);
+  data.dump_done = to_number(dump_done_);
+  data.stop = to_number(stop_);
+  return data;
+}
+
+std::vector<HANDLE> CrashConnection::inherited_handles() const {
+  return {section_handle_.get(), client_process_.get(), ready_.get(),     crash_request_.get(),
+          crash_done_.get(),     dump_request_.get(),   dump_done_.get(), stop_.get()};
+}
+
+bool CrashConnection::wait_until_ready() {
+  if (handler_process_.load() != nullptr) return true;
+  if (!wait_for_event_or_exit(ready_.get(), started_process_.get())) return false;
+  const HANDLE handler = OpenProcess(SYNCHRONIZE, FALSE, section_->handler_process_id.load());
+  if (handler == nullptr) return false;
+  HANDLE none = nullptr;
+  if (!handler_process_.compare_exchange_strong(none, handler)) CloseHandle(handler);
+  return true;
+}
+
+bool CrashConnection::request_crash_dump(const EXCEPTION_POINTERS* exception) {
+  return request(&section_->crash, crash_request_.get(), crash_done_.get(), exception);
+}
+
+bool CrashConnection::request_dump(const EXCEPTION_POINTERS* exception) {
+  if (request(&section_->dump, dump_request_.get(), dump_done_.get(), exception)) return true;
+  if (section_->client_suspended.exchange(0) != 0 && resume_process_ != nullptr) {
+    resume_process_(GetCurrentProcess());
+  }
+  return false;
+}
+
+bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
+                              const EXCEPTION_POINTERS* exception) {
+  if (!wait_until_ready()) return false;
+  slot->exception_pointers = reinterpret_cast<uintptr_t>(exception);
+  slot->thread_id = GetCurrentThreadId();
+  slot->gather_indirect_memory =
+      CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory() == TriState::kEnabled;
+  SetEvent(request_event);
+  return wait_for_event_or_exit(done_event, handler_process_.load());
+}
+
+void CrashConnection::wait_until_gone() {
+  if (wait_until_ready()) WaitForSingleObject(handler_process_.load(), INFINITE);
+}
+
+}  // namespace crashpad::internal

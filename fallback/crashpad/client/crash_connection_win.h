@@ -1,0 +1,82 @@
+#ifndef WRENFALL_FALLBACK_CLIENT_CRASH_CONNECTION_WIN_H_
+#define WRENFALL_FALLBACK_CLIENT_CRASH_CONNECTION_WIN_H_
+
+#include <windows.h>
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "shared/client_protocol.h"
+#include "shared/scoped_win.h"
+
+namespace crashpad::internal {
+
+// This process's side of the connection to one handler: the section, the events, the handler's
+// process.
+//
+// Set up by one thread; after that the three waiting members may be called by any thread, also in
+// the middle of a crash: they allocate nothing and take no lock. One crash dump and one dump on
+// demand may be under way at a time, which the callers see to.
+class CrashConnection {
+ public:
+  // Null when the system refuses a section, an event or a handle.
+  static std::unique_ptr<CrashConnection> create();
+
+  // Tells the handler to stop.
+  ~CrashConnection();
+  CrashConnection(const CrashConnection&) = delete;
+  CrashConnection& operator=(const CrashConnection&) = delete;
+
+  InitialClientData initial_client_data() const;
+  std::vector<HANDLE> inherited_handles() const;
+
+  // The process that was started as the handler. It may be an intermediary that starts the real
+  // one.
+  void set_started_process(ScopedHandle process) { started_process_ = std::move(process); }
+
+  // Waits until the handler is ready and finds its process. False when the started process ended
+  // before.
+  bool wait_until_ready();
+
+  // Ask for a dump and wait for it. False when the handler is gone without having answered; an
+  // answer does not say that the dump could be written. A handler that was killed in the middle
+  // leaves the other threads suspended: request_dump() resumes them; after a crash only the
+  // process's end matters.
+  bool request_crash_dump(const EXCEPTION_POINTERS* exception);
+  bool request_dump(const EXCEPTION_POINTERS* exception);
+
+  // Waits for the end of the handler.
+  void wait_until_gone();
+
+ private:
+  using ProcessFunction = LONG(NTAPI*)(HANDLE);
+
+  CrashConnection();
+
+  bool open_section();
+  bool open_events();
+  bool request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
+               const EXCEPTION_POINTERS* exception);
+
+  ScopedHandle section_handle_;
+  ScopedView<ClientSection> section_;
+  ScopedHandle client_process_;
+  ScopedHandle ready_;
+  ScopedHandle crash_request_;
+  ScopedHandle crash_done_;
+  ScopedHandle dump_request_;
+  ScopedHandle dump_done_;
+  ScopedHandle stop_;
+  ScopedHandle started_process_;
+
+  // Looked up beforehand: a suspended thread may hold the loader's lock.
+  const ProcessFunction resume_process_;
+
+  // The process that writes the dumps. Null until the first wait has found it.
+  std::atomic<HANDLE> handler_process_{nullptr};
+};
+
+}  // namespace crashpad::internal
+
+#endif  // WRENFALL_FALLBACK_CLIENT_CRASH_CONNECTION_WIN_H_

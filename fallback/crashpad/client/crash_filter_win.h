@@ -1,0 +1,22 @@
+#ifndef WRENFALL_FALLBACK_CLIENT_CRASH_FILTER_WIN_H_
+#define WRENFALL_FALLBACK_CLIENT_CRASH_FILTER_WIN_H_
+
+#include <windows.h>
+
+#include <memory>
+
+#include "client/crash_connection_win.h"
+
+namespace crashpad::internal {
+
+// Makes `connection` the one that crashes and dumps go to and installs the process's crash
+// handling: the unhandled exception filter, the abort signal, heap corruption. Waits for a dump on
+// demand that is under way, then tells an earlier connection's handler to stop and closes it.
+void direct_crashes_to(std::unique_ptr<CrashConnection> connection);
+
+// See CrashpadClient::DumpWithoutCrash().
+void dump_without_crash(const CONTEXT& context);
+
+}  // namespace crashpad::internal
+
+#endif  // WRENFALL_FALLBACK_CLIENT_CRASH_FILTER_WIN_H_

@@ -1,0 +1,77 @@
+#include <client/crashpad_client.h>
+
+#include <memory>
+
+#include "client/crash_connection_win.h"
+#include "client/crash_filter_win.h"
+#include "client/handler_process_win.h"
+#include "shared/command_line.h"
+
+namespace crashpad {
+namespace {
+
+// The system's limit, the closing NUL included.
+constexpr size_t kMaxCommandLine = 32767;
+
+// Bytes that are not UTF-8 become U+FFFD. The text ends at its first NUL, as it would in a command
+// line.
+std::wstring to_utf16(const std::string& utf8) {
+  const int size = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
+  if (size <= 0) return std::wstring();
+  std::wstring wide(static_cast<size_t>(size), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, wide.data(), size);
+  wide.resize(wide.size() - 1);
+  return wide;
+}
+
+}  // namespace
+
+bool CrashpadClient::StartHandler(const base::FilePath& handler, const base::FilePath& database,
+                                  const base::FilePath& metrics_dir, const std::string& url,
+                                  const std::map<std::string, std::string>& annotations,
+                                  const std::vector<std::string>& arguments, bool /*restartable*/,
+                                  bool asynchronous_start,
+                                  const std::vector<base::FilePath>& attachments) {
+  std::unique_ptr<internal::CrashConnection> connection = internal::CrashConnection::create();
+  if (!connection) return false;
+
+  std::wstring command_line;
+  const auto add = [&command_line](const std::wstring& argument) {
+    internal::append_argument(argument, &command_line);
+  };
+  add(handler.value());
+  if (!database.empty()) add(L"--database=" + database.value());
+  if (!metrics_dir.empty()) add(L"--metrics-dir=" + metrics_dir.value());
+  if (!url.empty()) add(L"--url=" + to_utf16(url));
+  for (const auto& [key, value] : annotations) {
+    add(L"--annotation=" + to_utf16(key) + L"=" + to_utf16(value));
+  }
+  for (const base::FilePath& attachment : attachments) add(L"--attachment=" + attachment.value());
+  for (const std::string& argument : arguments) add(to_utf16(argument));
+  add(L"--initial-client-data=" +
+      internal::format_initial_client_data(connection->initial_client_data()));
+  if (command_line.size() >= kMaxCommandLine) return false;
+
+  internal::ScopedHandle process = internal::start_handler_process(handler.value(), command_line,
+                                                                   connection->inherited_handles());
+  if (!process) return false;
+  connection->set_started_process(std::move(process));
+  if (!asynchronous_start && !connection->wait_until_ready()) return false;
+  internal::direct_crashes_to(std::move(connection));
+  return true;
+}
+
+bool CrashpadClient::RegisterWerModule(const std::wstring& full_path) {
+  using RegisterFunction = HRESULT(WINAPI*)(PCWSTR, PVOID);
+  const auto register_module = internal::find_system_function<RegisterFunction>(
+      L"kernel32.dll", "WerRegisterRuntimeExceptionModule");
+  if (register_module == nullptr) return false;
+  wer_module_path_ = full_path;
+  return SUCCEEDED(register_module(wer_module_path_.c_str(), nullptr));
+}
+
+void CrashpadClient::DumpWithoutCrash(const CONTEXT& context) {
+  internal::dump_without_crash(context);
+}
+
+}  // namespace crashpad

@@ -1,0 +1,20 @@
+#ifndef WRENFALL_FALLBACK_CLIENT_HANDLER_PROCESS_WIN_H_
+#define WRENFALL_FALLBACK_CLIENT_HANDLER_PROCESS_WIN_H_
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "shared/scoped_win.h"
+
+namespace crashpad::internal {
+
+// Starts `program` without a window and lets it inherit exactly `inherited`; the handles are
+// inheritable only while the process is being created. Null when the process could not be started.
+ScopedHandle start_handler_process(const std::wstring& program, const std::wstring& command_line,
+                                   const std::vector<HANDLE>& inherited);
+
+}  // namespace crashpad::internal
+
+#endif  // WRENFALL_FALLBACK_CLIENT_HANDLER_PROCESS_WIN_H_

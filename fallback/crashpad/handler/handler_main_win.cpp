@@ -1,0 +1,146 @@
+#include <windows.h>
+// Needs <windows.h> first.
+#include <shellapi.h>
+
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "handler/minidump_file_win.h"
+#include "handler/process_suspension_win.h"
+#include "shared/client_protocol.h"
+#include "shared/command_line.h"
+#include "shared/scoped_win.h"
+
+namespace crashpad::internal {
+namespace {
+
+enum ExitCode : int {
+  kExitOk = 0,
+  kExitBadArguments = 2,
+  kExitNoSection = 3,
+  kExitNoDatabase = 4,
+  kExitWaitFailed = 5,
+};
+
+struct LocalFreer {
+  void operator()(wchar_t** memory) const { LocalFree(memory); }
+};
+
+std::vector<std::wstring> command_line_arguments() {
+  int count = 0;
+  const std::unique_ptr<wchar_t*, LocalFreer> arguments(
+      CommandLineToArgvW(GetCommandLineW(), &count));
+  if (!arguments || count < 1) return {};
+  return {arguments.get() + 1, arguments.get() + count};
+}
+
+std::string to_utf8(const std::wstring& wide) {
+  const int size = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
+                                       nullptr, 0, nullptr, nullptr);
+  std::string utf8(static_cast<size_t>(size), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), utf8.data(), size,
+                      nullptr, nullptr);
+  return utf8;
+}
+
+HANDLE to_handle(uint64_t value) { return reinterpret_cast<HANDLE>(static_cast<uintptr_t>(value)); }
+
+ScopedView<ClientSection> map_section(HANDLE section) {
+  void* view = MapViewOfFile(section, FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, sizeof(ClientSection));
+  ScopedView<ClientSection> result(static_cast<ClientSection*>(view));
+  if (result &&
+      (result->magic != kClientSectionMagic || result->version != kClientSectionVersion)) {
+    result.reset();
+  }
+  return result;
+}
+
+// Serves one client until it ends or says stop.
+class Handler {
+ public:
+  Handler(const HandlerArguments& arguments, std::wstring reports,
+          ScopedView<ClientSection> section)
+      : handles_(arguments.client_data),
+        reports_(std::move(reports)),
+        section_(std::move(section)) {
+    for (const auto& [key, value] : arguments.annotations) {
+      annotations_.emplace_back(to_utf8(key), to_utf8(value));
+    }
+  }
+
+  int run() {
+    section_->handler_process_id.store(GetCurrentProcessId());
+    SetEvent(to_handle(handles_.ready));
+    // The first of several signalled handles counts, so requests come before the end.
+    const HANDLE waits[] = {to_handle(handles_.crash_request), to_handle(handles_.dump_request),
+                            to_handle(handles_.stop), to_handle(handles_.client_process)};
+    for (;;) {
+      switch (WaitForMultipleObjects(4, waits, FALSE, INFINITE)) {
+        case WAIT_OBJECT_0:
+          serve(section_->crash, to_handle(handles_.crash_done));
+          break;
+        case WAIT_OBJECT_0 + 1:
+          serve(section_->dump, to_handle(handles_.dump_done));
+          break;
+        case WAIT_OBJECT_0 + 2:
+        case WAIT_OBJECT_0 + 3:
+          return kExitOk;
+        default:
+          return kExitWaitFailed;
+      }
+    }
+  }
+
+ private:
+  void serve(const DumpRequest& request, HANDLE done) const {
+    DumpOrder order;
+    order.client_process = to_handle(handles_.client_process);
+    order.exception_pointers = request.exception_pointers;
+    order.thread_id = request.thread_id;
+    order.gather_indirect_memory = request.gather_indirect_memory != 0;
+    order.annotation_list_head = section_->annotation_list_head;
+    order.client_suspended = &section_->client_suspended;
+    try {
+      write_minidump_file(reports_, annotations_, order);
+    } catch (const std::exception&) {
+      // Out of memory. The dump is lost, but the client must not go on waiting.
+    }
+    SetEvent(done);
+  }
+
+  const InitialClientData handles_;
+  const std::wstring reports_;
+  const ScopedView<ClientSection> section_;
+  StartUpAnnotations annotations_;
+};
+
+int run_handler() {
+  // A missing disk or a crash in here must not bring up a dialog.
+  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  ProcessSuspension::resume_on_own_crash();
+  // When the session ends, this process ends after its client.
+  SetProcessShutdownParameters(0x100, SHUTDOWN_NORETRY);
+
+  const std::optional<HandlerArguments> arguments =
+      parse_handler_arguments(command_line_arguments());
+  if (!arguments) return kExitBadArguments;
+  ScopedView<ClientSection> section = map_section(to_handle(arguments->client_data.section));
+  if (!section) return kExitNoSection;
+  const std::filesystem::path reports = std::filesystem::path(arguments->database) / L"reports";
+  std::error_code error;
+  std::filesystem::create_directories(reports, error);
+  if (!std::filesystem::is_directory(reports, error)) return kExitNoDatabase;
+  return Handler(*arguments, reports.wstring(), std::move(section)).run();
+}
+
+}  // namespace
+}  // namespace crashpad::internal
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int) {
+  return crashpad::internal::run_handler();
+}

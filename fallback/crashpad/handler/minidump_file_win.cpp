@@ -1,0 +1,141 @@
+#include "handler/minidump_file_win.h"
+
+// Needs <windows.h> first.
+#include <dbghelp.h>
+#include <rpc.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <optional>
+
+#include "handler/annotation_snapshot.h"
+#include "handler/annotation_stream.h"
+#include "handler/dump_output_win.h"
+#include "handler/minidump_directory.h"
+#include "handler/process_suspension_win.h"
+
+namespace crashpad::internal {
+namespace {
+
+std::string find_value(const StartUpAnnotations& annotations, const char* key) {
+  for (const auto& [name, value] : annotations) {
+    if (name == key) return value;
+  }
+  return std::string();
+}
+
+MINIDUMP_TYPE choose_type(const StartUpAnnotations& annotations, bool gather_indirect_memory) {
+  const unsigned long flags =
+      std::strtoul(find_value(annotations, "wrenfall.minidumpFlags").c_str(), nullptr, 10);
+  if (flags != 0) return static_cast<MINIDUMP_TYPE>(flags);
+
+  constexpr int kBasic = MiniDumpNormal | MiniDumpWithThreadInfo | MiniDumpWithUnloadedModules;
+  constexpr int kLarge = kBasic | MiniDumpWithHandleData | MiniDumpWithFullMemoryInfo |
+                         MiniDumpIgnoreInaccessibleMemory;
+  const std::string type = find_value(annotations, "wrenfall.dumpType");
+  if (type == "full") return static_cast<MINIDUMP_TYPE>(kLarge | MiniDumpWithFullMemory);
+  if (type == "heap")
+    return static_cast<MINIDUMP_TYPE>(kLarge | MiniDumpWithPrivateReadWriteMemory);
+  return static_cast<MINIDUMP_TYPE>(
+      gather_indirect_memory ? kBasic | MiniDumpWithIndirectlyReferencedMemory : kBasic);
+}
+
+bool create_uuid(UUID* uuid) {
+  const RPC_STATUS status = UuidCreate(uuid);
+  return status == RPC_S_OK || status == RPC_S_UUID_LOCAL_ONLY;
+}
+
+std::wstring to_text(const UUID& uuid) {
+  wchar_t text[40] = {};
+  swprintf(
+      text, sizeof(text) / sizeof(text[0]), L"%08lx-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
+      static_cast<unsigned long>(uuid.Data1), uuid.Data2, uuid.Data3, uuid.Data4[0], uuid.Data4[1],
+      uuid.Data4[2], uuid.Data4[3], uuid.Data4[4], uuid.Data4[5], uuid.Data4[6], uuid.Data4[7]);
+  return text;
+}
+
+// Writes the dump with a user stream of `stream_size` bytes, whose content comes later.
+bool write_system_minidump(const DumpOrder& order, MINIDUMP_TYPE type,
+                           std::vector<uint8_t>* placeholder, DumpOutput* output) {
+  MINIDUMP_EXCEPTION_INFORMATION exception = {};
+  exception.ThreadId = order.thread_id;
+  exception.ExceptionPointers =
+      reinterpret_cast<EXCEPTION_POINTERS*>(static_cast<uintptr_t>(order.exception_pointers));
+  exception.ClientPointers = TRUE;
+  MINIDUMP_USER_STREAM stream = {};
+  stream.Type = kAnnotationStreamType;
+  stream.BufferSize = static_cast<ULONG>(placeholder->size());
+  stream.Buffer = placeholder->data();
+  MINIDUMP_USER_STREAM_INFORMATION streams = {1, &stream};
+
+  const DWORD process_id = GetProcessId(order.client_process);
+  const auto write = [&](MINIDUMP_TYPE chosen) {
+    return MiniDumpWriteDump(order.client_process, process_id, output->handle(), chosen, &exception,
+                             &streams, nullptr) != FALSE;
+  };
+  return write(type) || (output->make_empty() && write(MiniDumpNormal));
+}
+
+// Puts the annotations in the placeholder's place, where the system's writer left room for them:
+// the end of the file may lie beyond what the stream's 32-bit offsets reach.
+bool fill_in_annotations(const AnnotationStreamContent& content, const MinidumpStream& placeholder,
+                         DumpOutput* output) {
+  const std::vector<uint8_t> bytes = build_annotation_stream(content, placeholder.rva);
+  if (bytes.size() != placeholder.size) return false;
+  const uint32_t header_size = kAnnotationStreamHeaderSize;
+  return output->write_at(placeholder.rva, bytes.data(), bytes.size()) &&
+         output->write_at(
+             placeholder.entry_offset + offsetof(MINIDUMP_DIRECTORY, Location.DataSize),
+             &header_size, sizeof(header_size));
+}
+
+bool finish_minidump(const AnnotationStreamContent& content, DumpOutput* output) {
+  const ReadFileAt read_file = [output](uint64_t offset, void* buffer, size_t size) {
+    return output->read_at(offset, buffer, size);
+  };
+  const auto streams = read_minidump_directory(read_file);
+  if (!streams || !minidump_is_whole(read_file, output->size(), *streams)) return false;
+  const auto placeholder = std::find_if(
+      streams->begin(), streams->end(),
+      [](const MinidumpStream& stream) { return stream.type == kAnnotationStreamType; });
+  return placeholder != streams->end() && fill_in_annotations(content, *placeholder, output) &&
+         output->commit();
+}
+
+}  // namespace
+
+bool write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
+                         const DumpOrder& order) {
+  UUID uuid = {};
+  if (!create_uuid(&uuid)) return false;
+  DumpOutput output(reports + L"\\" + to_text(uuid) + L".dmp");
+  if (!output.ok()) return false;
+
+  AnnotationStreamContent content;
+  static_assert(sizeof(uuid) == sizeof(content.report_id));
+  std::memcpy(content.report_id.data(), &uuid, sizeof(uuid));
+  content.start_up = annotations;
+  {
+    ProcessSuspension suspension(order.client_process, order.thread_id, order.client_suspended);
+    content.live = read_live_annotations(
+        [&order](uint64_t address, void* buffer, size_t size) {
+          SIZE_T done = 0;
+          return ReadProcessMemory(order.client_process,
+                                   reinterpret_cast<const void*>(static_cast<uintptr_t>(address)),
+                                   buffer, size, &done) != FALSE &&
+                 done == size;
+        },
+        order.annotation_list_head);
+    std::vector<uint8_t> placeholder(build_annotation_stream(content, 0).size());
+    if (!write_system_minidump(order, choose_type(annotations, order.gather_indirect_memory),
+                               &placeholder, &output)) {
+      return false;
+    }
+  }
+  return finish_minidump(content, &output);
+}
+
+}  // namespace crashpad::internal

@@ -1,0 +1,34 @@
+#ifndef WRENFALL_FALLBACK_HANDLER_MINIDUMP_FILE_WIN_H_
+#define WRENFALL_FALLBACK_HANDLER_MINIDUMP_FILE_WIN_H_
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace crashpad::internal {
+
+// One dump to write. Addresses are the client's.
+struct DumpOrder {
+  HANDLE client_process = nullptr;
+  uint64_t exception_pointers = 0;
+  uint32_t thread_id = 0;
+  bool gather_indirect_memory = false;
+  uint64_t annotation_list_head = 0;
+  std::atomic<uint32_t>* client_suspended = nullptr;  // See ClientSection.
+};
+
+using StartUpAnnotations = std::vector<std::pair<std::string, std::string>>;
+
+// Writes `<reports>/<uuid>.dmp`, with the client suspended while its memory is read. The file
+// cannot be opened by anybody else until it is complete, and it goes away when it cannot be
+// completed, also when this process ends in the middle. True when the dump is complete on disk.
+bool write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
+                         const DumpOrder& order);
+
+}  // namespace crashpad::internal
+
+#endif  // WRENFALL_FALLBACK_HANDLER_MINIDUMP_FILE_WIN_H_

@@ -1,0 +1,75 @@
+#ifndef WRENFALL_FALLBACK_SHARED_CLIENT_PROTOCOL_H_
+#define WRENFALL_FALLBACK_SHARED_CLIENT_PROTOCOL_H_
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+// What the crashing process (the client) and crashpad_handler.exe share. Both come from one build,
+// so the version only guards against files of two builds being mixed.
+//
+// A connection's life:
+//   1. The client creates the section and the events and starts the handler, which inherits them.
+//   2. The handler maps the section, writes its process id, sets "ready".
+//   3. For a dump the client fills its request slot, sets the request event and waits for the
+//   matching
+//      done event or the end of the handler process. The handler answers every request with one
+//      done.
+//   4. The handler ends when the client process ends or when "stop" is set, after pending requests.
+namespace crashpad::internal {
+
+constexpr uint32_t kClientSectionMagic = 0x43535257;  // "WRSC"
+constexpr uint32_t kClientSectionVersion = 1;
+
+constexpr size_t kAnnotationNameBytes = 256;
+constexpr uint32_t kAnnotationMaxValueBytes = 20480;
+
+// The exception code of a dump that was asked for.
+constexpr uint32_t kDumpWithoutCrashCode = 0x0517A7ED;
+
+// An annotation as it lies in the client's memory. Addresses are the client's.
+struct AnnotationImage {
+  uint64_t link;
+  uint64_t name;
+  uint64_t value;
+  uint32_t size;
+  uint16_t type;
+  uint16_t padding;
+};
+
+// Crashes and dumps on demand have a slot and events each, so that a thread may crash while another
+// waits for its dump.
+struct DumpRequest {
+  uint64_t exception_pointers;
+  uint32_t thread_id;
+  uint32_t gather_indirect_memory;
+};
+
+struct ClientSection {
+  uint32_t magic;
+  uint32_t version;
+  uint64_t annotation_list_head;
+  DumpRequest crash;
+  DumpRequest dump;
+  std::atomic<uint32_t> handler_process_id;
+
+  // Not 0 while the handler may have the client suspended, all but the thread that waits for the
+  // dump: should the handler be killed then, that thread wakes up and resumes the others.
+  std::atomic<uint32_t> client_suspended;
+};
+
+// The handles a handler inherits, as numbers in `--initial-client-data`.
+struct InitialClientData {
+  uint64_t section;
+  uint64_t client_process;
+  uint64_t ready;
+  uint64_t crash_request;
+  uint64_t crash_done;
+  uint64_t dump_request;
+  uint64_t dump_done;
+  uint64_t stop;
+};
+
+}  // namespace crashpad::internal
+
+#endif  // WRENFALL_FALLBACK_SHARED_CLIENT_PROTOCOL_H_
