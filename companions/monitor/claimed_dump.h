@@ -1,0 +1,58 @@
+#ifndef WRENFALL_COMPANIONS_MONITOR_CLAIMED_DUMP_H_
+#define WRENFALL_COMPANIONS_MONITOR_CLAIMED_DUMP_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+
+#include "monitor/minidump_layout.h"
+
+namespace wrenfall {
+
+// A finished dump that no other monitor can take, for as long as this object holds the file open.
+// The hold ends with the process too: a dump that a killed monitor had claimed can be claimed
+// again.
+class ClaimedDump {
+ public:
+  enum class State {
+    kClaimed,
+    kBusy,    // being written, or in another program's hands
+    kGone,    // no file of the name
+    kFailed,  // any other error
+  };
+
+  // Tries to claim; state() tells how it went. The operations below need kClaimed.
+  explicit ClaimedDump(const std::filesystem::path& path);
+
+  State state() const { return state_; }
+  uint32_t error() const { return error_; }  // the system's number for kBusy and kFailed
+
+  uint64_t size() const;
+  bool read_at(uint64_t offset, void* buffer, size_t size) const;
+  ReadAt reader() const;  // valid as long as this object
+
+  // Since the dump was written last; 0 when the system does not tell.
+  std::chrono::seconds age() const;
+
+  // Renames the file, within its volume, and keeps it claimed. False, with error() set, when that
+  // fails.
+  bool move_to(const std::filesystem::path& target);
+
+  // Lets others open the file again. Nothing but state() may be called afterwards.
+  void release() { file_.reset(); }
+
+ private:
+  struct Closer {
+    void operator()(void* file) const;
+  };
+
+  State state_ = State::kFailed;
+  uint32_t error_ = 0;
+  std::unique_ptr<void, Closer> file_;
+};
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_MONITOR_CLAIMED_DUMP_H_

@@ -1,0 +1,97 @@
+#include <windows.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "monitor/claimed_dump.h"
+
+namespace wrenfall {
+namespace {
+
+ClaimedDump::State state_after(DWORD error) {
+  switch (error) {
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+    // A handler may mark its file for deletion until the dump is complete; such a file cannot be
+    // opened at all.
+    case ERROR_ACCESS_DENIED:
+    case ERROR_DELETE_PENDING:
+      return ClaimedDump::State::kBusy;
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+      return ClaimedDump::State::kGone;
+    default:
+      return ClaimedDump::State::kFailed;
+  }
+}
+
+uint64_t ticks_of(const FILETIME& time) {
+  return static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+}  // namespace
+
+void ClaimedDump::Closer::operator()(void* file) const { CloseHandle(file); }
+
+ClaimedDump::ClaimedDump(const std::filesystem::path& path) {
+  // The open fails while anybody writes the file. Without shared deletion nobody else can rename it
+  // or claim it.
+  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | DELETE, FILE_SHARE_READ, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    error_ = GetLastError();
+    state_ = state_after(error_);
+    return;
+  }
+  file_.reset(file);
+  state_ = State::kClaimed;
+}
+
+uint64_t ClaimedDump::size() const {
+  LARGE_INTEGER size{};
+  return GetFileSizeEx(file_.get(), &size) ? static_cast<uint64_t>(size.QuadPart) : 0;
+}
+
+bool ClaimedDump::read_at(uint64_t offset, void* buffer, size_t size) const {
+  LARGE_INTEGER position{};
+  position.QuadPart = static_cast<LONGLONG>(offset);
+  if (position.QuadPart < 0 || size > MAXDWORD) return false;
+  DWORD done = 0;
+  return SetFilePointerEx(file_.get(), position, nullptr, FILE_BEGIN) &&
+         ReadFile(file_.get(), buffer, static_cast<DWORD>(size), &done, nullptr) && done == size;
+}
+
+ReadAt ClaimedDump::reader() const {
+  return [this](uint64_t offset, void* buffer, size_t count) {
+    return read_at(offset, buffer, count);
+  };
+}
+
+std::chrono::seconds ClaimedDump::age() const {
+  FILETIME written{};
+  FILETIME now{};
+  if (!GetFileTime(file_.get(), nullptr, nullptr, &written)) return std::chrono::seconds(0);
+  GetSystemTimeAsFileTime(&now);
+  if (ticks_of(now) < ticks_of(written)) return std::chrono::seconds(0);
+  constexpr uint64_t kTicksPerSecond = 10'000'000;
+  return std::chrono::seconds((ticks_of(now) - ticks_of(written)) / kTicksPerSecond);
+}
+
+bool ClaimedDump::move_to(const std::filesystem::path& target) {
+  // Through the open handle, so that the file is never out of this process's hands. The structure
+  // ends in an array of one character, which the name and its end go beyond.
+  const std::wstring& name = target.native();
+  const size_t name_bytes = (name.size() + 1) * sizeof(wchar_t);
+  std::vector<uint64_t> buffer((sizeof(FILE_RENAME_INFO) + name_bytes) / sizeof(uint64_t) + 1);
+  auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
+  info->ReplaceIfExists = FALSE;
+  info->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
+  std::memcpy(info->FileName, name.c_str(), name_bytes);
+  const DWORD bytes = static_cast<DWORD>(buffer.size() * sizeof(uint64_t));
+  if (SetFileInformationByHandle(file_.get(), FileRenameInfo, info, bytes)) return true;
+  error_ = GetLastError();
+  return false;
+}
+
+}  // namespace wrenfall

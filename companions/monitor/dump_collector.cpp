@@ -1,0 +1,152 @@
+#include "monitor/dump_collector.h"
+
+#include <utility>
+
+#include "backend/platform_facts.h"
+#include "monitor/record_from_annotations.h"
+#include "monitor/report_folder.h"
+#include "monitor/watched_process.h"
+#include "support/clock.h"
+#include "support/files.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A monitor that is at work holds its dump; this is only for the moment between two of its steps.
+constexpr std::chrono::seconds kHalfMadeAge(60);
+
+// Writing a dump of all memory takes its time; after this a dump is looked at no more often than
+// anything else.
+constexpr std::chrono::seconds kBusyPatience(30);
+
+// The facts of a dump that says whose it is. Otherwise nothing, with an error logged.
+std::optional<DumpFacts> read_facts(const ClaimedDump& dump, const fs::path& file, Logger& logger) {
+  auto facts = read_minidump(dump.reader(), dump.size());
+  if (!facts) {
+    logger.error("Dump not readable, damaged or no minidump: %s", path_to_utf8(file).c_str());
+  } else if (!session_of(*facts)) {
+    logger.error("Dump not readable, names no session: %s", path_to_utf8(file).c_str());
+    facts.reset();
+  }
+  return facts;
+}
+
+}  // namespace
+
+DumpCollector::DumpCollector(Places places, const SessionTag& session, StartReporter start_reporter,
+                             Logger& logger)
+    : places_(std::move(places)),
+      session_(session),
+      start_reporter_(std::move(start_reporter)),
+      logger_(logger),
+      architecture_(query_platform_facts().architecture),
+      os_version_(describe(query_platform_facts())),
+      memory_(places_.store, session) {}
+
+bool DumpCollector::is_own(const SessionTag& session) const {
+  return session.process_id == session_.process_id && session.start_time == session_.start_time;
+}
+
+bool DumpCollector::is_for_us(const SessionTag& session, bool adoptable) const {
+  return is_own(session) || (adoptable && !is_session_running(session));
+}
+
+bool DumpCollector::collect() {
+  bool busy = false;
+  std::map<fs::path, Note> present;
+  for (const fs::path& file : list_folder(places_.reports)) {
+    if (file.extension() != ".dmp") continue;
+    const auto known = notes_.find(file);
+    Note note = known != notes_.end() ? known->second : Note{Clock::now(), first_look_, false};
+    if (!note.settled) note.settled = settle(file, note.adoptable);
+    if (!note.settled && Clock::now() - note.first_seen < kBusyPatience) busy = true;
+    present.emplace(file, note);
+  }
+  notes_.swap(present);
+  first_look_ = false;
+  return busy;
+}
+
+bool DumpCollector::settle(const fs::path& file, bool adoptable) {
+  ClaimedDump dump(file);
+  if (dump.state() == ClaimedDump::State::kBusy) return false;
+  if (dump.state() == ClaimedDump::State::kFailed) {
+    logger_.error("Dump not readable (error %lu): %s", static_cast<unsigned long>(dump.error()),
+                  path_to_utf8(file).c_str());
+  }
+  if (dump.state() != ClaimedDump::State::kClaimed) return true;
+  const auto facts = read_facts(dump, file, logger_);
+  if (!facts || !is_for_us(*session_of(*facts), adoptable)) return true;
+  if (const auto folder = move_into_new_folder(places_.store, dump, logger_)) {
+    finish(*folder, dump, *facts, path_to_utf8(file.stem()), true);
+  }
+  return true;
+}
+
+void DumpCollector::finish_half_made_folders() {
+  for (const fs::path& folder : list_folder(places_.store)) {
+    if (!path_exists(folder / kCrashDataFile) && is_file(folder / kReportDumpFile)) {
+      finish_half_made_folder(folder);
+    }
+  }
+}
+
+void DumpCollector::finish_half_made_folder(const fs::path& folder) {
+  const fs::path file = folder / kReportDumpFile;
+  ClaimedDump dump(file);
+  if (dump.state() != ClaimedDump::State::kClaimed || dump.age() < kHalfMadeAge) return;
+  // Another monitor may have finished the folder just before the claim.
+  if (path_exists(folder / kCrashDataFile)) return;
+  const auto facts = read_facts(dump, file, logger_);
+  if (facts) finish(folder, dump, *facts, facts->annotations.report_id, false);
+}
+
+std::vector<std::string> DumpCollector::attachments_of(const SessionTag& session) {
+  if (is_own(session)) {
+    memory_.refresh();
+    return memory_.attachments();
+  }
+  const auto record = read_session(session_file(places_.store, session));
+  return record ? record->attachments : std::vector<std::string>();
+}
+
+void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump, const DumpFacts& facts,
+                           const std::string& report_id, bool may_terminate) {
+  const SessionTag session = *session_of(facts);
+  RecordContext context;
+  context.crashpad_report_id = report_id;
+  context.now = utc_timestamp();
+  context.architecture = architecture_;
+  context.os_version = os_version_;
+  context.monitor_pid = current_process_id();
+  auto record = finish_report_folder(folder, dump, facts, std::move(context),
+                                     attachments_of(session), logger_);
+  if (!record) return;
+  // An old hang is no reason to end a process that has come back to life.
+  if (may_terminate && is_own(session) && asks_for_termination(facts)) terminate(session);
+  hand_on(folder, std::move(*record));
+}
+
+void DumpCollector::terminate(const SessionTag& session) {
+  const auto pid = static_cast<unsigned long long>(session.process_id);
+  if (terminate_session(session)) {
+    logger_.info("Hung process %llu ended, as its hang policy says", pid);
+  } else {
+    logger_.warn("Hung process %llu not ended: it is gone or may not be ended", pid);
+  }
+}
+
+void DumpCollector::hand_on(const fs::path& folder, CrashData record) {
+  if (record.uploadPolicy == "manual" || start_reporter_(folder)) return;
+  // Nobody's, so that the host finds it pending.
+  record.ownerPid = 0;
+  if (!save(folder, record)) {
+    logger_.error("Report record not written: %s", path_to_utf8(folder).c_str());
+  }
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,43 @@
+#include "monitor/dump_watcher_win.h"
+
+namespace wrenfall {
+namespace {
+
+constexpr DWORD kUnfinishedDumpMs = 20;
+constexpr DWORD kMissingFolderMs = 250;
+constexpr DWORD kQuietMs = 1000;  // in case a change was not told
+
+constexpr DWORD kChanges =
+    FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
+
+}  // namespace
+
+bool FolderWatch::arm() {
+  const bool changed = watch_ && WaitForSingleObject(watch_.get(), 0) == WAIT_OBJECT_0;
+  if (changed && !FindNextChangeNotification(watch_.get())) watch_.reset();
+  if (!watch_) watch_.reset(FindFirstChangeNotificationW(folder_.c_str(), FALSE, kChanges));
+  return static_cast<bool>(watch_);
+}
+
+void DumpWatcher::arm() {
+  const bool reports = reports_.arm();
+  const bool sessions = sessions_.arm();
+  all_armed_ = reports && sessions;
+}
+
+bool DumpWatcher::wait(bool hurry) const {
+  HANDLE handles[3] = {handler_};
+  DWORD count = 1;
+  for (const FolderWatch* watch : {&reports_, &sessions_}) {
+    if (watch->handle() != INVALID_HANDLE_VALUE) handles[count++] = watch->handle();
+  }
+  const DWORD milliseconds = hurry ? kUnfinishedDumpMs : all_armed_ ? kQuietMs : kMissingFolderMs;
+  const DWORD result = WaitForMultipleObjects(count, handles, FALSE, milliseconds);
+  // A failed wait returns at once; the handler alone can always be waited for.
+  if (result == WAIT_FAILED) {
+    return WaitForSingleObject(handler_, milliseconds) != WAIT_OBJECT_0;
+  }
+  return result != WAIT_OBJECT_0;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,165 @@
+#include <windows.h>
+
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "monitor/dump_collector.h"
+#include "monitor/dump_watcher_win.h"
+#include "monitor/monitor_options.h"
+#include "monitor/process_start_win.h"
+#include "report/session_files.h"
+#include "shared/program_io.h"
+#include "support/files.h"
+#include "support/logger.h"
+#include "support/paths.h"
+#include "support/text.h"
+#include "support/version.h"
+#include "support/win_handle.h"
+
+namespace wrenfall {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Otherwise the handler's own exit code.
+enum ExitCode : int {
+  kExitOk = 0,
+  kExitBadArguments = 2,
+  kExitHandlerNotStarted = 3,
+};
+
+constexpr char kHelp[] =
+    "WrenfallMonitor.exe turns the crash dumps of a process into reports.\n"
+    "Wrenfall.dll starts it in place of the capture handler and tells it what it needs:\n"
+    "  --database=DIR                      where the handler writes its dumps\n"
+    "  --annotation=wrenfall.store=DIR     where the reports go\n"
+    "  --annotation=wrenfall.session=TAG   the process that is watched\n"
+    "  --annotation=wrenfall.reporter=EXE  the program that sends the reports\n"
+    "All arguments are passed on to crashpad_handler.exe in the same folder.\n"
+    "  --help, --version                   print this text or the version\n";
+
+// After its end the handler is done with its dumps; another program may still look at one.
+constexpr ULONGLONG kLastSweepMs = 2000;
+constexpr DWORD kLastSweepPauseMs = 20;
+
+// Runs one step. What goes wrong in it must not end the watch: it is logged, once as long as it
+// stays the same.
+class GuardedSteps {
+ public:
+  explicit GuardedSteps(Logger& logger) : logger_(logger) {}
+
+  template <typename Step>
+  bool run(Step step) {
+    try {
+      const bool result = step();
+      last_error_.clear();
+      return result;
+    } catch (const std::exception& error) {
+      if (last_error_ != error.what()) logger_.error("Looking for dumps failed: %s", error.what());
+      last_error_ = error.what();
+      return false;
+    }
+  }
+
+ private:
+  Logger& logger_;
+  std::string last_error_;
+};
+
+StartReporter reporter_starter(const std::string& reporter, Logger& logger) {
+  return [reporter, &logger](const fs::path& folder) {
+    if (reporter.empty()) {
+      logger.error("Reporter not started for %s: none is set", path_to_utf8(folder).c_str());
+      return false;
+    }
+    const ScopedKernelHandle process = start_reporter(utf8_to_path(reporter), folder);
+    const DWORD error = GetLastError();
+    if (process) {
+      logger.info("Reporter started for %s", path_to_utf8(folder).c_str());
+      return true;
+    }
+    logger.error("Reporter not started for %s (error %lu): %s", path_to_utf8(folder).c_str(), error,
+                 reporter.c_str());
+    return false;
+  };
+}
+
+void watch(HANDLE handler, const MonitorOptions& options, Logger& logger) {
+  const fs::path store = utf8_to_path(options.store);
+  const fs::path reports = utf8_to_path(options.database) / "reports";
+  DumpCollector collector({reports, store}, options.session,
+                          reporter_starter(options.reporter, logger), logger);
+  DumpWatcher watcher(handler, reports, store / kSessionsFolder);
+  GuardedSteps steps(logger);
+  const auto look = [&collector] {
+    collector.refresh_session();
+    return collector.collect();
+  };
+
+  watcher.arm();
+  bool hurry = steps.run(look);
+  steps.run([&collector] {
+    collector.finish_half_made_folders();
+    return false;
+  });
+  while (watcher.wait(hurry)) {
+    watcher.arm();
+    hurry = steps.run(look);
+  }
+  const ULONGLONG end = GetTickCount64() + kLastSweepMs;
+  while (steps.run(look) && GetTickCount64() < end) Sleep(kLastSweepPauseMs);
+}
+
+int monitor(const MonitorOptions& options, Logger& logger) {
+  const fs::path handler_path = application_dir() / kHandlerExecutable;
+  const ScopedKernelHandle handler = start_handler(handler_path);
+  const DWORD error = GetLastError();
+  if (!handler) {
+    logger.error("Capture handler not started (error %lu): %s", error,
+                 path_to_utf8(handler_path).c_str());
+    return kExitHandlerNotStarted;
+  }
+  watch(handler.get(), options, logger);
+  DWORD exit_code = kExitHandlerNotStarted;
+  GetExitCodeProcess(handler.get(), &exit_code);
+  logger.info("Capture handler ended with code %lu", exit_code);
+  return static_cast<int>(exit_code);
+}
+
+int refuse(const MonitorOptions& options, Logger& logger) {
+  logger.error("Monitor not started: %s", options.error.c_str());
+  print_text(TextStream::kError, "WrenfallMonitor: " + options.error + "\n");
+  return kExitBadArguments;
+}
+
+int run() {
+  // A missing disk or a crash in here must not bring up a dialog.
+  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  // When the user logs off, this process ends after the one it watches.
+  SetProcessShutdownParameters(0x100, SHUTDOWN_NORETRY);
+
+  const MonitorOptions options = parse_monitor_options(program_arguments());
+  Logger logger;
+  if (!options.store.empty()) {
+    create_folders(utf8_to_path(options.store));
+    logger.set_path(utf8_to_path(options.store) / kLogFile);
+  }
+  switch (options.request) {
+    case MonitorOptions::Request::kHelp:
+      print_text(TextStream::kOutput, kHelp);
+      return kExitOk;
+    case MonitorOptions::Request::kVersion:
+      print_text(TextStream::kOutput, "WrenfallMonitor " WRENFALL_VERSION_TEXT "\n");
+      return kExitOk;
+    case MonitorOptions::Request::kUnusable:
+      return refuse(options, logger);
+    default:
+      return monitor(options, logger);
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int) { return wrenfall::run(); }

@@ -1,0 +1,30 @@
+#ifndef WRENFALL_COMPANIONS_MONITOR_MONITOR_OPTIONS_H_
+#define WRENFALL_COMPANIONS_MONITOR_MONITOR_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+#include "support/process.h"
+
+namespace wrenfall {
+
+// What the monitor takes from the command line that the capture client gives to its handler. Texts
+// are UTF-8.
+struct MonitorOptions {
+  enum class Request { kMonitor, kHelp, kVersion, kUnusable };
+
+  Request request = Request::kMonitor;
+  std::string error;     // why the arguments are unusable
+  std::string database;  // the capture database's folder
+  std::string store;     // set also for unusable arguments, when they name one
+  std::string reporter;  // may be empty
+  SessionTag session;    // the process that is watched
+};
+
+// `arguments` without the program's name. Arguments that only the handler understands are passed
+// over.
+MonitorOptions parse_monitor_options(const std::vector<std::string>& arguments);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_MONITOR_MONITOR_OPTIONS_H_

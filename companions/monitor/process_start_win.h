@@ -1,0 +1,22 @@
+#ifndef WRENFALL_COMPANIONS_MONITOR_PROCESS_START_WIN_H_
+#define WRENFALL_COMPANIONS_MONITOR_PROCESS_START_WIN_H_
+
+#include <filesystem>
+
+#include "support/win_handle.h"
+
+namespace wrenfall {
+
+// Both return an empty handle when the program does not start; the last error then says why. No
+// console appears.
+
+// Starts the capture handler with this process's own command line and inheritable handles.
+ScopedKernelHandle start_handler(const std::filesystem::path& handler);
+
+// Starts the reporter on a report folder. It inherits nothing.
+ScopedKernelHandle start_reporter(const std::filesystem::path& reporter,
+                                  const std::filesystem::path& folder);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_MONITOR_PROCESS_START_WIN_H_

@@ -1,0 +1,147 @@
+#include "monitor/record_from_annotations.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <map>
+
+#include "backend/annotation_keys.h"
+#include "support/version.h"
+
+namespace wrenfall {
+namespace {
+
+// Set by the library for the time of a hang report; the policy stays set afterwards.
+constexpr char kHangThread[] = "wrenfall.hangThread";
+constexpr char kHangDurationMs[] = "wrenfall.hangDurationMs";
+constexpr char kHangPolicy[] = "wrenfall.hangPolicy";
+constexpr char kHangPolicyTerminate[] = "terminate";
+
+constexpr char kKindCrash[] = "crash";
+constexpr char kKindHang[] = "hang";
+
+std::string find_text(const std::map<std::string, std::string>& texts, const char* key) {
+  const auto found = texts.find(key);
+  return found == texts.end() ? std::string() : found->second;
+}
+
+std::string value_of(const DumpAnnotations& annotations, const char* key) {
+  const auto live = annotations.live.find(key);
+  return live != annotations.live.end() ? live->second : find_text(annotations.startup, key);
+}
+
+std::string kind_of(const DumpAnnotations& annotations) {
+  const std::string kind = value_of(annotations, annotation::kReportKind);
+  return kind.empty() ? kKindCrash : kind;
+}
+
+std::string known_policy(const std::string& policy) {
+  return policy == "quiet" || policy == "manual" ? policy : "dialog";
+}
+
+void copy_attributes(const std::map<std::string, std::string>& texts, CrashData& record) {
+  const size_t prefix = std::strlen(annotation::kAttributePrefix);
+  for (const auto& [key, value] : texts) {
+    if (key.size() > prefix && key.compare(0, prefix, annotation::kAttributePrefix) == 0) {
+      record.attributes[key.substr(prefix)] = value;
+    }
+  }
+}
+
+int64_t duration_from(const std::string& text) {
+  int64_t duration = 0;
+  const char* const end = text.data() + text.size();
+  const auto parsed = std::from_chars(text.data(), end, duration);
+  return parsed.ec == std::errc() && parsed.ptr == end && duration > 0 ? duration : 0;
+}
+
+// Seconds since 1970 as "2026-01-31T23:59:59Z". The years are counted from March, so that the leap
+// day is the last of its year; 400 years have 146097 days.
+std::string iso_time(uint32_t seconds) {
+  const uint32_t days = seconds / 86400 + 719468;  // since 0000-03-01
+  const uint32_t era = days / 146097;
+  const uint32_t day_of_era = days % 146097;
+  const uint32_t year_of_era =
+      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  const uint32_t day_of_year =
+      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  const uint32_t month_from_march = (5 * day_of_year + 2) / 153;
+  const uint32_t day = day_of_year - (153 * month_from_march + 2) / 5 + 1;
+  const uint32_t month = month_from_march < 10 ? month_from_march + 3 : month_from_march - 9;
+  const uint32_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
+  char text[80];
+  std::snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02uZ", year, month, day,
+                seconds / 3600 % 24, seconds / 60 % 60, seconds % 60);
+  return text;
+}
+
+std::string code_text(uint32_t code) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", code);
+  return text;
+}
+
+void fill_host_facts(const DumpAnnotations& annotations, CrashData& record) {
+  record.database = value_of(annotations, annotation::kDatabase);
+  record.appName = value_of(annotations, annotation::kProduct);
+  record.appVersion = value_of(annotations, annotation::kVersion);
+  record.crashTypeId = value_of(annotations, annotation::kCrashTypeId);
+  record.key = value_of(annotations, annotation::kKey);
+  record.user = value_of(annotations, annotation::kUser);
+  record.email = value_of(annotations, annotation::kEmail);
+  record.userDescription = value_of(annotations, annotation::kDescription);
+  record.notes = value_of(annotations, annotation::kNotes);
+  record.environment = value_of(annotations, annotation::kEnvironment);
+  copy_attributes(annotations.startup, record);
+  copy_attributes(annotations.live, record);
+  record.dumpType = value_of(annotations, annotation::kDumpType);
+  record.uploadPolicy = known_policy(value_of(annotations, annotation::kPolicy));
+  record.openSupportUrl = value_of(annotations, annotation::kOpenSupportUrl) != "0";
+  record.themeDir = value_of(annotations, annotation::kThemeDir);
+  record.sdkVersion = value_of(annotations, annotation::kSdkVersion);
+}
+
+void fill_hang_facts(const DumpAnnotations& annotations, CrashData& record) {
+  record.hangDurationMs = duration_from(value_of(annotations, kHangDurationMs));
+  for (const char* const key : {kHangThread, kHangPolicy}) {
+    const std::string value = value_of(annotations, key);
+    if (!value.empty()) record.attributes[key] = value;
+  }
+}
+
+}  // namespace
+
+std::optional<SessionTag> session_of(const DumpFacts& facts) {
+  return SessionTag::parse(find_text(facts.annotations.startup, annotation::kSession));
+}
+
+bool asks_for_termination(const DumpFacts& facts) {
+  return kind_of(facts.annotations) == kKindHang &&
+         find_text(facts.annotations.live, kHangPolicy) == kHangPolicyTerminate;
+}
+
+CrashData record_from_annotations(const DumpFacts& facts, const RecordContext& context) {
+  CrashData record;
+  fill_host_facts(facts.annotations, record);
+  record.captureBackend = "crashpad";
+  record.reportKind = kind_of(facts.annotations);
+  record.dumpFile = kReportDumpFile;
+  record.dumpFormat = "minidump";
+  record.crashpadReportId = context.crashpad_report_id;
+  record.attachments = context.attachments;
+  record.crashTime = facts.time_stamp == 0 ? context.now : iso_time(facts.time_stamp);
+  // A dump on demand carries a code too, one that the capture made up.
+  if (record.reportKind == kKindCrash && facts.exception_code) {
+    record.signalOrExceptionCode = code_text(*facts.exception_code);
+  }
+  if (record.reportKind == kKindHang) fill_hang_facts(facts.annotations, record);
+  record.platform = "windows";
+  record.arch = context.architecture;
+  record.osVersion = context.os_version;
+  record.monitorVersion = WRENFALL_VERSION_TEXT;
+  record.ownerPid = record.uploadPolicy == "manual" ? 0 : context.monitor_pid;
+  if (const auto session = session_of(facts)) record.processId = session->process_id;
+  return record;
+}
+
+}  // namespace wrenfall

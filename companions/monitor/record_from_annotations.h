@@ -1,0 +1,41 @@
+#ifndef WRENFALL_COMPANIONS_MONITOR_RECORD_FROM_ANNOTATIONS_H_
+#define WRENFALL_COMPANIONS_MONITOR_RECORD_FROM_ANNOTATIONS_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "monitor/minidump_reader.h"
+#include "report/crash_data.h"
+#include "support/process.h"
+
+namespace wrenfall {
+
+inline constexpr char kReportDumpFile[] = "minidump.dmp";
+
+// What the record says that does not come from the dump.
+struct RecordContext {
+  std::string crashpad_report_id;
+  std::vector<std::string> attachments;  // file names in the report folder
+  std::string now;                       // the time of a dump that does not tell its own
+  std::string architecture;
+  std::string os_version;
+  uint64_t monitor_pid = 0;
+};
+
+// The session that the dump is of. Nothing when it does not say. Taken from what the handler was
+// started with alone, so that damage in the crashed process cannot change whose dump it is.
+std::optional<SessionTag> session_of(const DumpFacts& facts);
+
+// Whether the dump is of a hang after which the process is to be ended.
+bool asks_for_termination(const DumpFacts& facts);
+
+// The crash-data record for a dump. Live annotations win over those from the start; unknown ones
+// are ignored. The monitor owns a report that it hands to the reporter, and nobody one that waits
+// for the host.
+CrashData record_from_annotations(const DumpFacts& facts, const RecordContext& context);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_MONITOR_RECORD_FROM_ANNOTATIONS_H_

@@ -1,0 +1,33 @@
+#ifndef WRENFALL_COMPANIONS_MONITOR_SESSION_MEMORY_H_
+#define WRENFALL_COMPANIONS_MONITOR_SESSION_MEMORY_H_
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "report/session_files.h"
+
+namespace wrenfall {
+
+// What the session file of a process said last. The file may go at any time: the process shuts the
+// library down, or the next one cleans up behind a crash, before the dump is looked at.
+class SessionMemory {
+ public:
+  SessionMemory(const std::filesystem::path& store, const SessionTag& session)
+      : file_(session_file(store, session)) {}
+
+  // Looks at the file again. Keeps what is known when there is none.
+  void refresh() {
+    if (auto record = read_session(file_)) attachments_ = std::move(record->attachments);
+  }
+
+  const std::vector<std::string>& attachments() const { return attachments_; }
+
+ private:
+  const std::filesystem::path file_;
+  std::vector<std::string> attachments_;
+};
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_MONITOR_SESSION_MEMORY_H_

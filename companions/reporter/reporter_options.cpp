@@ -1,0 +1,29 @@
+#include "reporter/reporter_options.h"
+
+namespace wrenfall {
+
+ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments) {
+  ReporterOptions options;
+  for (const std::string& argument : arguments) {
+    if (argument == "--help") {
+      options.request = ReporterOptions::Request::kHelp;
+      return options;
+    }
+    if (argument == "--version") {
+      options.request = ReporterOptions::Request::kVersion;
+      return options;
+    }
+    if (!argument.empty() && argument.front() == '-') {
+      options.error = "unknown option " + argument;
+    } else if (options.folder.empty()) {
+      options.folder = argument;
+    } else {
+      options.error = "more than one folder";
+    }
+  }
+  if (options.folder.empty() && options.error.empty()) options.error = "no report folder given";
+  if (!options.error.empty()) options.request = ReporterOptions::Request::kUnusable;
+  return options;
+}
+
+}  // namespace wrenfall

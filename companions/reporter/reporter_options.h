@@ -1,0 +1,23 @@
+#ifndef WRENFALL_COMPANIONS_REPORTER_REPORTER_OPTIONS_H_
+#define WRENFALL_COMPANIONS_REPORTER_REPORTER_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+namespace wrenfall {
+
+struct ReporterOptions {
+  enum class Request { kSend, kHelp, kVersion, kUnusable };
+
+  Request request = Request::kSend;
+  std::string error;  // why the arguments are unusable
+  std::string
+      folder;  // the report folder, UTF-8; set also for unusable arguments, when they name one
+};
+
+// `arguments` without the program's name.
+ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_REPORTER_REPORTER_OPTIONS_H_

@@ -1,0 +1,20 @@
+#ifndef WRENFALL_COMPANIONS_SHARED_PROGRAM_IO_H_
+#define WRENFALL_COMPANIONS_SHARED_PROGRAM_IO_H_
+
+#include <string>
+#include <vector>
+
+namespace wrenfall {
+
+// The process's arguments as UTF-8, without the program's name.
+std::vector<std::string> program_arguments();
+
+enum class TextStream { kOutput, kError };
+
+// Writes UTF-8 text to the stream that this window-less program was given, else to the console of
+// whoever started it, else nowhere. Never opens a console.
+void print_text(TextStream stream, const std::string& text);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_SHARED_PROGRAM_IO_H_
