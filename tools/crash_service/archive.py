@@ -1,0 +1,75 @@
+"""Reads and checks an uploaded ZIP archive."""
+
+from __future__ import annotations
+
+import zipfile
+import zlib
+from pathlib import Path
+from typing import Any, Dict, List, Tuple
+
+from protocol import Complaint
+
+_UTF8_NAME_FLAG = 0x800
+_READ_SIZE = 1 << 20
+
+# What zipfile raises for archives that are damaged, encrypted or no archives at all.
+_UNREADABLE = (zipfile.BadZipFile, zlib.error, EOFError, OSError, RuntimeError, ValueError)
+
+
+def check_archive(path: Path) -> Tuple[List[Dict[str, Any]], List[Complaint]]:
+    """The archive's entries in order, and what is wrong with it.
+
+    Every entry is decompressed once, so that a wrong checksum or a cut archive is found.
+    """
+    entries: List[Dict[str, Any]] = []
+    complaints: List[Complaint] = []
+    try:
+        with zipfile.ZipFile(path) as archive:
+            for info in archive.infolist():
+                entries.append(_describe(info))
+                complaints += _check_name(info.orig_filename, [e["name"] for e in entries[:-1]])
+                if info.compress_type not in (zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED):
+                    text = f"{info.filename!r} is compressed with method {info.compress_type}"
+                    complaints.append(Complaint("archive", text))
+                    continue
+                with archive.open(info) as content:
+                    while content.read(_READ_SIZE):
+                        pass
+    except _UNREADABLE as error:
+        complaints.append(Complaint("archive", f"the archive cannot be read: {error}"))
+    return entries, complaints
+
+
+def read_dumps(path: Path) -> Dict[str, bytes]:
+    """The contents of the entries that are minidumps, by name; nothing when unreadable."""
+    dumps: Dict[str, bytes] = {}
+    try:
+        with zipfile.ZipFile(path) as archive:
+            for info in archive.infolist():
+                with archive.open(info) as content:
+                    start = content.read(4)
+                    if start == b"MDMP":
+                        dumps[info.filename] = start + content.read()
+    except _UNREADABLE:
+        pass  # The check has recorded it as the report's problem.
+    return dumps
+
+
+def _describe(info: zipfile.ZipInfo) -> Dict[str, Any]:
+    return {
+        "name": info.orig_filename,
+        "size": info.file_size,
+        "compressedSize": info.compress_size,
+        "crc32": f"{info.CRC:08x}",
+        "method": info.compress_type,
+        "utf8Name": bool(info.flag_bits & _UTF8_NAME_FLAG),
+        "time": "%04d-%02d-%02dT%02d:%02d:%02d" % info.date_time,
+    }
+
+
+def _check_name(name: str, earlier: List[str]) -> List[Complaint]:
+    if not name or "/" in name or "\\" in name or name in (".", ".."):
+        return [Complaint("archive-names", f"the entry name {name!r} is not flat")]
+    if name in earlier:
+        return [Complaint("archive-names", f"the entry name {name!r} occurs more than once")]
+    return []

@@ -1,0 +1,178 @@
+"""Reads what matters of a Windows minidump: streams, exception, threads, modules, annotations.
+
+A damaged or cut file never raises: what can be read is there, the rest is named in `problems`.
+"""
+
+from __future__ import annotations
+
+import dataclasses
+import struct
+from typing import Any, Callable, Dict, List, Optional, Tuple
+
+THREAD_LIST_STREAM = 3
+MODULE_LIST_STREAM = 4
+EXCEPTION_STREAM = 6
+ANNOTATION_STREAM = 0x43500001
+
+_SIGNATURE = b"MDMP"
+_VERSION = 0xA793
+_THREAD_SIZE = 48
+_MODULE_SIZE = 108
+_TEXT_ANNOTATION = 1
+
+
+class _Damaged(Exception):
+    """Something lies outside the file or contradicts itself."""
+
+
+@dataclasses.dataclass(frozen=True)
+class Stream:
+    """One entry of the stream directory."""
+
+    type: int
+    size: int
+    offset: int
+
+
+@dataclasses.dataclass(frozen=True)
+class Annotation:
+    """One live annotation. Text is decoded, any other type's value is left as hexadecimal text."""
+
+    name: str
+    type: int
+    value: str
+    module_index: int
+
+
+class Minidump:
+    """A parsed minidump. Absent or unreadable parts stay None or empty."""
+
+    def __init__(self, data: bytes) -> None:
+        self._data = memoryview(data)
+        self.problems: List[str] = []
+        self.streams: List[Stream] = []
+        self.exception_code: Optional[int] = None
+        self.exception_address: Optional[int] = None
+        self.exception_thread: Optional[int] = None
+        self.thread_count: Optional[int] = None
+        self.module_names: List[str] = []
+        self.startup_annotations: Dict[str, str] = {}
+        self.annotations: List[Annotation] = []
+        readers: Dict[int, Callable[[Stream], None]] = {
+            THREAD_LIST_STREAM: self._read_threads,
+            MODULE_LIST_STREAM: self._read_modules,
+            EXCEPTION_STREAM: self._read_exception,
+            ANNOTATION_STREAM: self._read_annotations,
+        }
+        self._guarded("header", self._read_header)
+        for stream in self.streams:
+            if stream.type in readers:
+                self._guarded(f"stream {stream.type:#x}", readers[stream.type], stream)
+
+    @property
+    def live_annotations(self) -> Dict[str, str]:
+        """The live annotations by name; of several with one name the first counts."""
+        return {item.name: item.value for item in reversed(self.annotations)}
+
+    def as_dict(self) -> Dict[str, Any]:
+        """The contents for printing or JSON."""
+        code = self.exception_code
+        return {
+            "streams": [stream.type for stream in self.streams],
+            "exceptionCode": None if code is None else f"{code:#010x}",
+            "threadCount": self.thread_count,
+            "modules": self.module_names,
+            "startupAnnotations": self.startup_annotations,
+            "liveAnnotations": self.live_annotations,
+            "problems": self.problems,
+        }
+
+    def _guarded(self, what: str, reader: Callable[..., None], *arguments: Stream) -> None:
+        try:
+            reader(*arguments)
+        except _Damaged as damage:
+            self.problems.append(f"{what}: {damage}")
+
+    def _bytes(self, offset: int, size: int) -> bytes:
+        if offset + size > len(self._data):
+            raise _Damaged(f"{size} bytes at {offset} lie beyond the end of the file")
+        return bytes(self._data[offset : offset + size])
+
+    def _unpack(self, layout: str, offset: int) -> Tuple[int, ...]:
+        layout = "<" + layout
+        return struct.unpack(layout, self._bytes(offset, struct.calcsize(layout)))
+
+    def _read_header(self) -> None:
+        if self._bytes(0, 4) != _SIGNATURE:
+            raise _Damaged("the signature is not MDMP")
+        version, count, directory = self._unpack("III", 4)
+        if version & 0xFFFF != _VERSION:
+            raise _Damaged(f"the version is {version & 0xFFFF:#x}")
+        for index in range(count):
+            self.streams.append(Stream(*self._unpack("III", directory + 12 * index)))
+
+    def _read_exception(self, stream: Stream) -> None:
+        self.exception_thread, _, code, _, _, address = self._unpack("IIIIQQ", stream.offset)
+        self.exception_code, self.exception_address = code, address
+
+    def _read_threads(self, stream: Stream) -> None:
+        count, _ = self._list(stream, _THREAD_SIZE)
+        self.thread_count = count
+
+    def _read_modules(self, stream: Stream) -> None:
+        count, offset = self._list(stream, _MODULE_SIZE)
+        for index in range(count):
+            (name,) = self._unpack("I", offset + index * _MODULE_SIZE + 20)
+            (size,) = self._unpack("I", name)
+            text = self._bytes(name + 4, size).decode("utf-16-le", errors="replace")
+            self.module_names.append(text)
+
+    def _list(self, stream: Stream, entry_size: int) -> Tuple[int, int]:
+        """Entry count and first entry of a list stream; some writers align the entries to 8."""
+        (count,) = self._unpack("I", stream.offset)
+        if 4 + count * entry_size > stream.size:
+            raise _Damaged(f"{count} entries do not fit into {stream.size} bytes")
+        padding = 4 if stream.size == 8 + count * entry_size else 0
+        self._bytes(stream.offset, stream.size)
+        return count, stream.offset + 4 + padding
+
+    def _read_annotations(self, stream: Stream) -> None:
+        self._check_version("annotation stream", stream.offset)
+        # The two identifiers, 16 bytes each, stand between the version and the locations.
+        simple_size, simple, modules_size, modules = self._unpack("IIII", stream.offset + 36)
+        if simple_size:
+            for key, value in self._table(simple, simple_size, "II"):
+                self.startup_annotations[self._text(key)] = self._text(value)
+        if modules_size:
+            for index, size, offset in self._table(modules, modules_size, "III"):
+                if size:
+                    self._read_module_annotations(index, offset)
+
+    def _read_module_annotations(self, module_index: int, offset: int) -> None:
+        self._check_version("module information", offset)
+        size, objects = self._unpack("II", offset + 20)
+        if not size:
+            return
+        for name, kind, _, value in self._table(objects, size, "IHHI"):
+            raw = self._counted(value)
+            text = raw.decode(errors="replace") if kind == _TEXT_ANNOTATION else raw.hex()
+            self.annotations.append(Annotation(self._text(name), kind, text, module_index))
+
+    def _check_version(self, what: str, offset: int) -> None:
+        (version,) = self._unpack("I", offset)
+        if version != 1:
+            raise _Damaged(f"the {what} has version {version}")
+
+    def _table(self, offset: int, size: int, layout: str) -> List[Tuple[int, ...]]:
+        (count,) = self._unpack("I", offset)
+        entry = struct.calcsize("<" + layout)
+        if 4 + count * entry > size:
+            raise _Damaged(f"{count} table entries do not fit into {size} bytes")
+        return [self._unpack(layout, offset + 4 + index * entry) for index in range(count)]
+
+    def _counted(self, offset: int) -> bytes:
+        (size,) = self._unpack("I", offset)
+        return self._bytes(offset + 4, size)
+
+    def _text(self, offset: int) -> str:
+        return self._counted(offset).decode(errors="replace")
