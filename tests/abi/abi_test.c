@@ -1,0 +1,257 @@
+/* The exported functions as a C host calls them: before init, with wrong arguments, through failing
+ * and working inits. */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <wrenfall/wrenfall.h>
+
+#include <windows.h>
+
+static int failures = 0;
+
+#define CHECK(condition)                                             \
+  do {                                                               \
+    if (!(condition)) {                                              \
+      printf("%s:%d: failed: %s\n", __FILE__, __LINE__, #condition); \
+      ++failures;                                                    \
+    }                                                                \
+  } while (0)
+
+#define CHECK_INT(expected, actual)                                                           \
+  do {                                                                                        \
+    const long long expected_value = (long long)(expected);                                   \
+    const long long actual_value = (long long)(actual);                                       \
+    if (expected_value != actual_value) {                                                     \
+      printf("%s:%d: %s is %lld, expected %lld\n", __FILE__, __LINE__, #actual, actual_value, \
+             expected_value);                                                                 \
+      ++failures;                                                                             \
+    }                                                                                         \
+  } while (0)
+
+/* ------------------------------------------------------------------------------ what the library
+ * logs */
+
+static char logged[16384];
+
+static void collect(wrenfall_log_level level, const char* message, void* user_data) {
+  const size_t used = strlen(logged);
+  CHECK(user_data == logged);
+  snprintf(logged + used, sizeof logged - used, "%d %s\n", (int)level, message);
+}
+
+/* ------------------------------------------------------------------------------ a store of our own
+ */
+
+static char store[MAX_PATH * 2];
+
+/* A fresh folder's name below the temporary folder, with blanks and letters beyond ASCII; not
+ * created. */
+static void choose_store(void) {
+  wchar_t temp[MAX_PATH];
+  wchar_t path[MAX_PATH * 2];
+  GetTempPathW(MAX_PATH, temp);
+  swprintf(path, sizeof path / sizeof *path, L"%lswrenfall abi \u00fc\u4e2d %lu-%lu", temp,
+           GetCurrentProcessId(), GetTickCount());
+  WideCharToMultiByte(CP_UTF8, 0, path, -1, store, sizeof store, NULL, NULL);
+}
+
+static DWORD store_attributes(void) {
+  wchar_t path[MAX_PATH * 2];
+  MultiByteToWideChar(CP_UTF8, 0, store, -1, path, MAX_PATH * 2);
+  return GetFileAttributesW(path);
+}
+
+static wrenfall_options* good_options(void) {
+  wrenfall_options* options = wrenfall_options_new("127", "Abi Test", "1.0");
+  wrenfall_options_set_store_dir(options, store);
+  wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
+  wrenfall_options_set_logger(options, collect, logged);
+  logged[0] = '\0';
+  return options;
+}
+
+/* ------------------------------------------------------------------------------ tests */
+
+static void test_not_initialized(void) {
+  wrenfall_upload_result result;
+  memset(&result, 0, sizeof result);
+  result.size = sizeof result;
+  CHECK(!wrenfall_is_initialized());
+  CHECK(strcmp(wrenfall_version_string(), "9.0.0-dev") == 0);
+  CHECK_INT(1, wrenfall_abi_version());
+  CHECK(wrenfall_get_environment() == NULL);
+  CHECK(wrenfall_log_file_path() == NULL);
+  CHECK(wrenfall_pending_reports() == NULL);
+  CHECK(!wrenfall_has_capability(WRENFALL_CAPABILITY_CRASH_CAPTURE));
+  CHECK_INT(3, wrenfall_capture_report());
+  CHECK_INT(3, wrenfall_send_report(store, NULL, NULL, NULL, &result));
+  CHECK_INT(3, wrenfall_send_report(NULL, NULL, NULL, NULL, NULL));
+  CHECK_INT(3, wrenfall_discard_report(store));
+  CHECK_INT(3, wrenfall_discard_report(NULL));
+  CHECK_INT(3, wrenfall_post_pending_reports_async());
+  wrenfall_shutdown();
+  CHECK(!wrenfall_is_initialized());
+}
+
+static void test_null_objects(void) {
+  wrenfall_upload_result result;
+  wrenfall_options* options;
+  wrenfall_options_free(NULL);
+  wrenfall_free(NULL);
+  wrenfall_report_list_free(NULL);
+  CHECK_INT(0, wrenfall_report_list_count(NULL));
+  CHECK(wrenfall_report_list_folder(NULL, 0) == NULL);
+  CHECK(wrenfall_report_list_json(NULL, 0) == NULL);
+  wrenfall_upload_result_free(NULL);
+  memset(&result, 0, sizeof result);
+  result.info_url = malloc(1);
+  wrenfall_upload_result_free(&result);
+  wrenfall_upload_result_free(&result);
+  CHECK(result.info_url == NULL);
+
+  wrenfall_options_set_user(NULL, "x");
+  wrenfall_options_set_attribute(NULL, "a", "b");
+  wrenfall_options_add_attachment(NULL, "a");
+  wrenfall_options_set_upload_policy(NULL, 1);
+  wrenfall_options_set_hang_detection(NULL, 1, 1);
+  wrenfall_options_set_open_support_url(NULL, 1);
+  wrenfall_options_set_crash_signature(NULL, 1);
+  wrenfall_options_set_on_crash(NULL, NULL, NULL);
+  wrenfall_options_set_logger(NULL, NULL, NULL);
+  options = wrenfall_options_new("d", NULL, NULL);
+  wrenfall_options_set_attribute(options, NULL, "value");
+  wrenfall_options_set_attribute(options, "name", NULL);
+  wrenfall_options_add_attachment(options, NULL);
+  wrenfall_options_set_notes(options, NULL);
+  wrenfall_options_free(options);
+}
+
+/* Each failed init must leave nothing behind: the next row begins at once. */
+static void test_failing_inits(void) {
+  wrenfall_options* options;
+  CHECK_INT(WRENFALL_ERROR_INVALID_ARGUMENT, wrenfall_init(NULL));
+  CHECK_INT(WRENFALL_ERROR_INVALID_ARGUMENT, wrenfall_init(wrenfall_options_new(NULL, NULL, NULL)));
+
+  options = wrenfall_options_new("127", "", "1.0");
+  wrenfall_options_set_store_dir(options, store);
+  CHECK_INT(WRENFALL_ERROR_INVALID_ARGUMENT, wrenfall_init(options));
+  CHECK(store_attributes() == INVALID_FILE_ATTRIBUTES);
+
+  options = good_options();
+  wrenfall_options_set_monitor_path(options, "C:\\no such folder\\Monitor.exe");
+  CHECK_INT(WRENFALL_ERROR_MONITOR_NOT_FOUND, wrenfall_init(options));
+  CHECK(strcmp(logged,
+               "1 wrenfall 9.0.0-dev init: 127/Abi Test/1.0\n"
+               "3 WrenfallMonitor.exe not found next to the application or the library\n") == 0);
+
+  options = good_options();
+  /* A folder is no executable. */
+  wrenfall_options_set_reporter_path(options, "C:\\");
+  CHECK_INT(WRENFALL_ERROR_REPORTER_NOT_FOUND, wrenfall_init(options));
+  CHECK(
+      strstr(logged, "3 WrenfallReporter.exe not found next to the application or the library\n"));
+
+  options = good_options();
+  wrenfall_options_set_monitor_path(options, "C:\\windows\\system32\\kernel32.dll");
+  CHECK_INT(WRENFALL_ERROR_HANDLER_START_FAILED, wrenfall_init(options));
+  CHECK(strstr(logged, "3 StartHandler failed for C:\\windows\\system32\\kernel32.dll\n"));
+
+  options = good_options();
+  wrenfall_options_set_store_dir(options, "C:\\windows\\system32\\kernel32.dll\\store");
+  CHECK_INT(WRENFALL_ERROR_HANDLER_START_FAILED, wrenfall_init(options));
+  CHECK(strstr(logged, "3 Could not create the store "));
+
+  CHECK(!wrenfall_is_initialized());
+  CHECK_INT(3, wrenfall_capture_report());
+}
+
+static void test_capabilities(void) {
+  static const struct {
+    uint32_t capability;
+    int expected;
+  } kRows[] = {{0, 0}, {1, 1}, {2, 0}, {3, 0}, {4, 1},         {5, 1},
+               {6, 1}, {7, 1}, {8, 1}, {9, 0}, {UINT32_MAX, 0}};
+  size_t i;
+  for (i = 0; i < sizeof kRows / sizeof *kRows; ++i) {
+    const int actual = wrenfall_has_capability(kRows[i].capability) ? 1 : 0;
+    if (actual != kRows[i].expected) printf("capability %u:\n", (unsigned)kRows[i].capability);
+    CHECK_INT(kRows[i].expected, actual);
+  }
+}
+
+static void test_wrong_folders(void) {
+  static const char* const kWrong[] = {"C:\\no such folder", "C:\\", "\xff\xfe bad",
+                                       "C:\\windows\\notepad.exe"};
+  wrenfall_upload_result result;
+  size_t i;
+  CHECK_INT(1, wrenfall_send_report(NULL, NULL, NULL, NULL, NULL));
+  CHECK_INT(1, wrenfall_send_report("", NULL, NULL, NULL, NULL));
+  CHECK_INT(1, wrenfall_discard_report(NULL));
+  CHECK_INT(1, wrenfall_discard_report(""));
+  for (i = 0; i < sizeof kWrong / sizeof *kWrong; ++i) {
+    memset(&result, 0x55, sizeof result);
+    result.size = 40;
+    CHECK_INT(1, wrenfall_send_report(kWrong[i], NULL, NULL, NULL, &result));
+    CHECK_INT(1, result.result);
+    CHECK_INT(0, result.http_status);
+    CHECK(result.info_url == NULL);
+    memset(&result, 0x55, sizeof result);
+    result.size = 39;
+    CHECK_INT(1, wrenfall_send_report(kWrong[i], NULL, NULL, NULL, &result));
+    CHECK_INT(0x55555555, result.result);
+    CHECK_INT(7, wrenfall_discard_report(kWrong[i]));
+  }
+  CHECK(GetFileAttributesW(L"C:\\windows\\notepad.exe") != INVALID_FILE_ATTRIBUTES);
+  /* The store itself is no report either. */
+  CHECK_INT(7, wrenfall_discard_report(store));
+  CHECK(store_attributes() != INVALID_FILE_ATTRIBUTES);
+}
+
+static void test_initialized(void) {
+  wrenfall_report_list* list;
+  wrenfall_options* options = good_options();
+  wrenfall_options_set_environment(options, "test bed \xc3\xbc \xff");
+  wrenfall_options_set_user(options, "\xff\xfe");
+  CHECK_INT(WRENFALL_OK, wrenfall_init(options));
+  CHECK(wrenfall_is_initialized());
+  CHECK(strcmp(wrenfall_get_environment(), "test bed \xc3\xbc \xff") == 0);
+  CHECK(strncmp(wrenfall_log_file_path(), store, strlen(store)) == 0);
+  CHECK(strcmp(wrenfall_log_file_path() + strlen(store), "\\Wrenfall.log") == 0);
+  test_capabilities();
+  CHECK_INT(WRENFALL_ERROR_ALREADY_INITIALIZED, wrenfall_init(good_options()));
+  CHECK_INT(WRENFALL_ERROR_ALREADY_INITIALIZED, wrenfall_init(wrenfall_options_new("", "", "")));
+  list = wrenfall_pending_reports();
+  CHECK(list != NULL);
+  CHECK_INT(0, wrenfall_report_list_count(list));
+  CHECK(wrenfall_report_list_folder(list, 0) == NULL);
+  CHECK(wrenfall_report_list_json(list, UINT32_MAX) == NULL);
+  wrenfall_report_list_free(list);
+  test_wrong_folders();
+  CHECK_INT(WRENFALL_OK, wrenfall_post_pending_reports_async());
+  wrenfall_shutdown();
+  CHECK(!wrenfall_is_initialized());
+  CHECK_INT(3, wrenfall_capture_report());
+}
+
+/* The crash filter stays in this library after shutdown. */
+static void test_stays_loaded(void) {
+  FreeLibrary(GetModuleHandleW(L"Wrenfall.dll"));
+  FreeLibrary(GetModuleHandleW(L"Wrenfall.dll"));
+  CHECK(GetModuleHandleW(L"Wrenfall.dll") != NULL);
+  CHECK_INT(1, wrenfall_abi_version());
+}
+
+int main(void) {
+  int round;
+  choose_store();
+  test_not_initialized();
+  test_null_objects();
+  test_failing_inits();
+  for (round = 0; round < 3; ++round) test_initialized();
+  CHECK_INT(WRENFALL_OK, wrenfall_init(good_options()));
+  CHECK(strncmp(wrenfall_get_environment(), "Windows", 7) == 0);
+  wrenfall_shutdown();
+  test_stays_loaded();
+  printf(failures == 0 ? "ok\n" : "%d failures\n", failures);
+  return failures == 0 ? 0 : 1;
+}

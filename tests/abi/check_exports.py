@@ -1,0 +1,41 @@
+"""Fails when the DLL's exports are not exactly the header's functions, or it needs a DLL that is not the system's."""
+
+import argparse
+import re
+import subprocess
+import sys
+
+SYSTEM_DLLS = {
+    "advapi32.dll", "bcrypt.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "shell32.dll",
+    "user32.dll", "winhttp.dll",
+}
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--objdump", required=True)
+    parser.add_argument("--dll", required=True)
+    parser.add_argument("--header", required=True)
+    arguments = parser.parse_args()
+
+    dump = subprocess.run([arguments.objdump, "-p", arguments.dll], check=True,
+                          capture_output=True, text=True).stdout
+    exported = set(re.findall(r"^\s+\[\s*\d+\]\s+(\w+)$", dump, re.MULTILINE))
+    imported = {name.lower() for name in re.findall(r"DLL Name: (\S+)", dump)}
+    with open(arguments.header, encoding="utf-8") as file:
+        declared = set(re.findall(r"WRENFALL_API[^;]*?\b(wrenfall_\w+)\s*\(", file.read()))
+
+    problems = []
+    problems += [f"declared but not exported: {name}" for name in sorted(declared - exported)]
+    problems += [f"exported but not declared: {name}" for name in sorted(exported - declared)]
+    problems += [f"not a system DLL: {name}" for name in sorted(imported - SYSTEM_DLLS)]
+    if not declared:
+        problems.append("no function found in the header")
+    for problem in problems:
+        print(problem)
+    print(f"{len(exported)} exports, {len(imported)} imported DLLs")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,50 @@
+#include "monitor/attachment_names.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <vector>
+
+namespace wrenfall {
+namespace {
+
+std::string lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+TEST(AttachmentNames, GivesEachFileANameOfItsOwn) {
+  const struct {
+    std::vector<std::string> names;
+    std::vector<std::string> expected;
+  } rows[] = {
+      {{"log.txt", "log.txt", "log.txt"}, {"log.txt", "log (2).txt", "log (3).txt"}},
+      {{"log.txt", "LOG.TXT"}, {"log.txt", "LOG (2).TXT"}},
+      {{"log (2).txt", "log.txt", "log.txt"}, {"log (2).txt", "log.txt", "log (3).txt"}},
+      {{"core", "core"}, {"core", "core (2)"}},
+      {{".profile", ".profile"}, {".profile", ".profile (2)"}},
+      {{"a.tar.gz", "a.tar.gz"}, {"a.tar.gz", "a.tar (2).gz"}},
+      {{"wrenfallcrashdata.JSON"}, {"wrenfallcrashdata (2).JSON"}},
+      {{"WrenfallCrashData.json.tmp"}, {"WrenfallCrashData.json (2).tmp"}},
+      {{"result.json", "Result.json.TMP"}, {"result (2).json", "Result.json (2).TMP"}},
+      {{"WrenfallCrash.zip"}, {"WrenfallCrash (2).zip"}},
+      {{"MINIDUMP.DMP", "minidump.dmp"}, {"MINIDUMP (2).DMP", "minidump (3).dmp"}},
+      {{"Wrenfall.log"}, {"Wrenfall (2).log"}},
+      // The system takes each of these for the name without its end.
+      {{"result.json. .", "a:b.txt", "..."}, {"result (2).json", "a_b.txt", "attachment"}},
+      {{"caf\xC3\xA9.txt", "caf\xC3\xA9.txt"}, {"caf\xC3\xA9.txt", "caf\xC3\xA9 (2).txt"}},
+  };
+  for (const auto& row : rows) {
+    std::set<std::string> taken;
+    std::vector<std::string> names;
+    for (const std::string& name : row.names) {
+      names.push_back(free_attachment_name(
+          name, [&](const std::string& candidate) { return taken.count(lower(candidate)) != 0; }));
+      taken.insert(lower(names.back()));
+    }
+    EXPECT_EQ(names, row.expected) << row.names.front();
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall

@@ -1,0 +1,55 @@
+#include "monitor/command_line.h"
+
+// clang-format off
+#include <windows.h>
+#include <shellapi.h>
+// clang-format on
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace wrenfall {
+namespace {
+
+std::vector<std::wstring> split(const std::wstring& command_line) {
+  int count = 0;
+  wchar_t** const arguments = CommandLineToArgvW(command_line.c_str(), &count);
+  std::vector<std::wstring> texts(arguments, arguments + count);
+  LocalFree(arguments);
+  return texts;
+}
+
+TEST(CommandLine, QuotedArgumentComesBackFromTheSystem) {
+  const wchar_t* const rows[] = {
+      L"",          L"plain",      L"two words", L"C:\\a b\\",   L"C:\\a b\\\\",   L"say \"x\"",
+      L"back\\\"q", L"\\\\srv\\s", L"\"",        L"tab\tinside", L"\x0436 \x00E4", L"a\\\\\"b c\\",
+  };
+  for (const wchar_t* const row : rows) {
+    const std::wstring line = L"p.exe " + quote_argument(row) + L" next";
+    EXPECT_EQ(split(line), (std::vector<std::wstring>{L"p.exe", row, L"next"}));
+  }
+}
+
+TEST(CommandLine, ReplacesTheProgramAlone) {
+  const struct {
+    const wchar_t* line;
+    const wchar_t* rest;
+  } rows[] = {
+      {L"a.exe --x=1", L" --x=1"},
+      {L"\"C:\\a b\\m.exe\" --k=\"v \\\" w\"  --z", L" --k=\"v \\\" w\"  --z"},
+      {L"\"C:\\dir\\\" \"--a\"", L" \"--a\""},
+      {L"a.exe\t-x", L"\t-x"},
+      {L"a.exe", L""},
+      {L"\"unended", L""},
+      {L"", L""},
+      {L" --x", L" --x"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(with_program(row.line, L"C:\\p q\\h.exe"),
+              std::wstring(L"\"C:\\p q\\h.exe\"") + row.rest);
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall

@@ -1,0 +1,174 @@
+#include "monitor/dump_collector.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "minidump_builder.h"
+#include "report/report_store.h"
+#include "support/files.h"
+#include "temporary_folder.h"
+
+namespace wrenfall {
+namespace {
+
+namespace fs = std::filesystem;
+
+// No process of this id ever runs: ids are multiples of four.
+const SessionTag kGoneSession = {4294967280u, 99};
+
+class DumpCollectorTest : public ::testing::Test {
+ protected:
+  std::string dump_of(const std::string& session, const std::string& policy = "manual") const {
+    MinidumpBuilder builder;
+    builder.startup = {{"wrenfall.session", session}, {"wrenfall.policy", policy}};
+    return builder.build();
+  }
+
+  DumpCollector collector() {
+    return DumpCollector(
+        {store_.path() / "crashpad" / "reports", store_.path()}, own_,
+        [this](const fs::path& folder) {
+          handed_on_.push_back(folder);
+          return reporter_starts_;
+        },
+        logger_);
+  }
+
+  fs::path add_dump(const std::string& name, const std::string& bytes) {
+    return store_.add("crashpad/reports/" + name, bytes);
+  }
+
+  std::vector<CrashData> reports() const {
+    std::vector<CrashData> records;
+    for (const fs::path& folder : list_report_folders(store_.path())) {
+      records.emplace_back();
+      EXPECT_TRUE(load(folder, records.back()));
+    }
+    return records;
+  }
+
+  size_t log_lines_with(const std::string& text) const {
+    const std::string log = file_text(store_.path() / "Wrenfall.log");
+    size_t count = 0;
+    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
+    return count;
+  }
+
+  const TemporaryFolder store_;
+  const SessionTag own_ = current_session();
+  Logger logger_{store_.path() / "Wrenfall.log"};
+  std::vector<fs::path> handed_on_;
+  bool reporter_starts_ = true;
+};
+
+TEST_F(DumpCollectorTest, TakesOwnDumpsWithTheAttachmentsOfTheSession) {
+  const fs::path attachment = store_.add("elsewhere/a.txt", "text");
+  write_session(store_.path(), {own_, {path_to_utf8(attachment)}});
+  DumpCollector collecting = collector();
+  collecting.refresh_session();
+  // The library is shut down before the dump is looked at.
+  remove_session(store_.path(), own_);
+  add_dump("0a1b.dmp", dump_of(own_.text()));
+  EXPECT_FALSE(collecting.collect());
+  const auto records = reports();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].crashpadReportId, "0a1b");
+  EXPECT_EQ(records[0].attachments, std::vector<std::string>{"a.txt"});
+  EXPECT_EQ(records[0].processId, own_.process_id);
+  EXPECT_TRUE(handed_on_.empty());
+}
+
+TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
+  DumpCollector collecting = collector();
+  add_dump("bad.dmp", "MDMP and no more");
+  add_dump("none.dmp", dump_of(""));
+  add_dump("note.txt", dump_of(own_.text()));
+  for (int i = 0; i < 3; ++i) EXPECT_FALSE(collecting.collect());
+  // Comes after the first look, so its own monitor takes it.
+  add_dump("gone.dmp", dump_of(kGoneSession.text()));
+  for (int i = 0; i < 3; ++i) EXPECT_FALSE(collecting.collect());
+  EXPECT_TRUE(reports().empty());
+  EXPECT_EQ(list_folder(store_.path() / "crashpad" / "reports").size(), 4u);
+  EXPECT_EQ(log_lines_with("bad.dmp"), 1u);
+  EXPECT_EQ(log_lines_with("none.dmp"), 1u);
+  EXPECT_EQ(log_lines_with("gone.dmp"), 0u);
+}
+
+TEST_F(DumpCollectorTest, FirstLookAdoptsDumpsOfProcessesThatAreGone) {
+  const SessionTag reused_id = {own_.process_id, own_.start_time + 1};
+  add_dump("gone.dmp", dump_of(kGoneSession.text()));
+  add_dump("reused.dmp", dump_of(reused_id.text()));
+  const SessionTag watched = {kGoneSession.process_id, 1};
+  DumpCollector collecting(
+      {store_.path() / "crashpad" / "reports", store_.path()}, watched,
+      [](const fs::path&) { return true; }, logger_);
+  add_dump("running.dmp", dump_of(own_.text()));
+  collecting.collect();
+  EXPECT_EQ(reports().size(), 2u);
+  EXPECT_TRUE(is_file(store_.path() / "crashpad" / "reports" / "running.dmp"));
+}
+
+TEST_F(DumpCollectorTest, WaitsForADumpThatIsBeingWritten) {
+  DumpCollector collecting = collector();
+  const std::string bytes = dump_of(own_.text());
+  {
+    const fs::path file = add_dump("x.dmp", "");
+    std::ofstream writer(file, std::ios::binary);
+    EXPECT_TRUE(collecting.collect());
+    writer << bytes;
+    EXPECT_TRUE(collecting.collect());
+  }
+  EXPECT_FALSE(collecting.collect());
+  EXPECT_EQ(reports().size(), 1u);
+}
+
+TEST_F(DumpCollectorTest, HandsReportsOnByPolicy) {
+  const struct {
+    const char* policy;
+    bool reporter_starts;
+    size_t handed_on;
+    uint64_t owner;
+  } rows[] = {
+      {"manual", true, 0, 0},
+      {"quiet", true, 1, current_process_id()},
+      {"dialog", true, 1, current_process_id()},
+      {"quiet", false, 1, 0},
+  };
+  for (const auto& row : rows) {
+    handed_on_.clear();
+    reporter_starts_ = row.reporter_starts;
+    DumpCollector collecting = collector();
+    add_dump("x.dmp", dump_of(own_.text(), row.policy));
+    collecting.collect();
+    EXPECT_EQ(handed_on_.size(), row.handed_on) << row.policy;
+    const auto folders = list_report_folders(store_.path());
+    ASSERT_EQ(folders.size(), 1u) << row.policy;
+    EXPECT_EQ(reports()[0].ownerPid, row.owner) << row.policy;
+    ASSERT_TRUE(remove_folder(folders[0]));
+  }
+}
+
+TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
+  const auto old_time = fs::file_time_type::clock::now() - std::chrono::minutes(2);
+  fs::last_write_time(store_.add("old/minidump.dmp", dump_of(kGoneSession.text())), old_time);
+  store_.add("old/log.txt", "copied");
+  store_.add("young/minidump.dmp", dump_of(kGoneSession.text()));
+  fs::last_write_time(store_.add("done/minidump.dmp", dump_of(kGoneSession.text())), old_time);
+  store_.add("done/WrenfallCrashData.json", "{}");
+  const fs::path held = store_.add("held/minidump.dmp", dump_of(kGoneSession.text()));
+  fs::last_write_time(held, old_time);
+  const ClaimedDump at_work(held);
+
+  collector().finish_half_made_folders();
+  CrashData record;
+  ASSERT_TRUE(load(store_.path() / "old", record));
+  EXPECT_EQ(record.crashpadReportId, "03020100-0504-0706-0809-0a0b0c0d0e0f");
+  EXPECT_EQ(record.attachments, std::vector<std::string>{"log.txt"});
+  EXPECT_FALSE(path_exists(store_.path() / "young" / kCrashDataFile));
+  EXPECT_FALSE(path_exists(store_.path() / "held" / kCrashDataFile));
+  EXPECT_EQ(file_text(store_.path() / "done" / kCrashDataFile), "{}");
+}
+
+}  // namespace
+}  // namespace wrenfall

@@ -1,0 +1,148 @@
+#include "minidump_builder.h"
+
+namespace wrenfall {
+namespace {
+
+constexpr uint32_t kStreams = 4;
+
+}  // namespace
+
+std::string with32(std::string dump, size_t offset, uint32_t value) {
+  for (size_t i = 0; i < 4; ++i) dump.at(offset + i) = static_cast<char>(value >> (8 * i));
+  return dump;
+}
+
+void MinidumpBuilder::set32(size_t offset, uint32_t value) {
+  bytes_ = with32(std::move(bytes_), offset, value);
+}
+
+void MinidumpBuilder::add32(uint32_t value) {
+  bytes_.append(4, '\0');
+  set32(bytes_.size() - 4, value);
+}
+
+void MinidumpBuilder::add_directory_entry(uint32_t type, uint32_t size, uint32_t rva) {
+  set32(next_entry_, type);
+  set32(next_entry_ + 4, size);
+  set32(next_entry_ + 8, rva);
+  next_entry_ += 12;
+}
+
+uint32_t MinidumpBuilder::add_text(const std::string& text) {
+  const uint32_t rva = here();
+  add32(static_cast<uint32_t>(text.size()));
+  bytes_ += text;
+  return rva;
+}
+
+void MinidumpBuilder::add_exception() {
+  const uint32_t rva = here();
+  add32(77);  // the thread
+  add32(0);
+  add32(*exception_code);
+  bytes_.append(156, '\0');
+  mark("exception end");
+  add_directory_entry(6, here() - rva, rva);
+}
+
+void MinidumpBuilder::add_memory() {
+  const uint32_t list = here();
+  mark("memory count");
+  add32(1);
+  add32(0x1000);
+  add32(0);
+  add32(8);
+  mark("memory rva");
+  add32(list + 20);
+  bytes_.append(8, 'm');
+  add_directory_entry(5, 20, list);
+
+  const uint32_t list64 = here();
+  mark("memory64 count");
+  add32(1);
+  add32(0);
+  add32(list64 + 32);
+  add32(0);
+  add32(0x2000);
+  add32(0);
+  mark("memory64 size");
+  add32(16);
+  add32(0);
+  bytes_.append(16, 'M');
+  add_directory_entry(9, 32, list64);
+}
+
+// Start-up texts are pairs of places, live ones have a type between the two.
+uint32_t MinidumpBuilder::add_texts_list(const std::string& name, bool live_list) {
+  std::vector<std::pair<std::string, std::string>> texts(startup.begin(), startup.end());
+  if (live_list) texts = live;
+  const size_t entry_bytes = live_list ? 12 : 8;
+  const uint32_t rva = here();
+  mark(name + " count");
+  add32(static_cast<uint32_t>(texts.size()));
+  size_t entry = bytes_.size();
+  mark(name + " key");
+  bytes_.append(texts.size() * entry_bytes, '\0');
+  for (const auto& [key, value] : texts) {
+    set32(entry, add_text(key));
+    bytes_.push_back('\0');
+    if (live_list) set32(entry + 4, 1);
+    mark(name + " last value");
+    set32(entry + entry_bytes - 4, add_text(value));
+    if (!live_list) bytes_.push_back('\0');
+    entry += entry_bytes;
+  }
+  return rva;
+}
+
+void MinidumpBuilder::add_annotations() {
+  const uint32_t rva = here();
+  mark("stream");
+  add32(1);
+  for (char i = 0; i < 32; ++i) bytes_.push_back(i);
+  const size_t places = bytes_.size();
+  mark("startup place");
+  bytes_.append(16, '\0');
+  add_directory_entry(0x43500001, here() - rva, rva);
+
+  set32(places, static_cast<uint32_t>(4 + 8 * startup.size()));
+  set32(places + 4, add_texts_list("startup", false));
+  set32(places + 8, 16);
+  set32(places + 12, here());
+  mark("module count");
+  add32(1);
+  add32(0);
+  add32(28);
+  mark("module rva");
+  add32(here() + 4);
+  mark("module");
+  add32(1);
+  bytes_.append(16, '\0');
+  add32(static_cast<uint32_t>(4 + 12 * live.size()));
+  mark("live rva");
+  add32(here() + 4);
+  add_texts_list("live", true);
+}
+
+std::string MinidumpBuilder::build() {
+  bytes_ = "MDMP";
+  offsets_.clear();
+  add32(0xA793);
+  mark("stream count");
+  add32(kStreams);
+  mark("directory rva");
+  add32(32);
+  add32(0);
+  add32(time_stamp);
+  add32(0);
+  add32(0);
+  next_entry_ = bytes_.size();
+  mark("directory");
+  bytes_.append(kStreams * 12, '\0');  // an entry that stays empty is an unused stream
+  if (exception_code) add_exception();
+  if (with_memory) add_memory();
+  if (with_annotations) add_annotations();
+  return bytes_;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,50 @@
+#ifndef WRENFALL_TESTS_COMPANIONS_MINIDUMP_BUILDER_H_
+#define WRENFALL_TESTS_COMPANIONS_MINIDUMP_BUILDER_H_
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace wrenfall {
+
+// Builds a small minidump, in this order: header, directory, exception, memory lists with their
+// memory, annotation stream with its texts. The offsets that tests damage are noted while building.
+struct MinidumpBuilder {
+  uint32_t time_stamp = 0;
+  std::optional<uint32_t> exception_code;
+  std::map<std::string, std::string> startup;
+  std::vector<std::pair<std::string, std::string>> live;
+  bool with_memory = false;
+  bool with_annotations = true;
+
+  std::string build();
+
+  // Where a field lies in the last dump built.
+  size_t offset(const std::string& field) const { return offsets_.at(field); }
+
+ private:
+  void add_exception();
+  void add_memory();
+  void add_annotations();
+  uint32_t add_texts_list(const std::string& name, bool live_list);
+  uint32_t add_text(const std::string& text);
+  void add32(uint32_t value);
+  void mark(const std::string& field) { offsets_[field] = bytes_.size(); }
+  void set32(size_t offset, uint32_t value);
+  uint32_t here() const { return static_cast<uint32_t>(bytes_.size()); }
+  void add_directory_entry(uint32_t type, uint32_t size, uint32_t rva);
+
+  std::string bytes_;
+  size_t next_entry_ = 0;
+  std::map<std::string, size_t> offsets_;
+};
+
+// The dump with a number put in at an offset.
+std::string with32(std::string dump, size_t offset, uint32_t value);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_TESTS_COMPANIONS_MINIDUMP_BUILDER_H_

@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include "monitor/monitor_options.h"
+#include "reporter/reporter_options.h"
+
+namespace wrenfall {
+namespace {
+
+using MonitorRequest = MonitorOptions::Request;
+using ReporterRequest = ReporterOptions::Request;
+
+TEST(MonitorOptions, TakesWhatItNeedsFromTheHandlersArguments) {
+  const MonitorOptions options = parse_monitor_options(
+      {"--database=C:\\st ore\\crashpad", "--metrics-dir=C:\\m",
+       "--annotation=wrenfall.store=C:\\st ore", "--annotation=wrenfall.reporter=C:\\r=1.exe",
+       "--annotation=wrenfall.session=42-130000000000000000", "--annotation=prod=App",
+       "--annotation=odd", "--no-rate-limit", "--initial-client-data=0x1,0x2"});
+  EXPECT_EQ(options.request, MonitorRequest::kMonitor);
+  EXPECT_EQ(options.database, "C:\\st ore\\crashpad");
+  EXPECT_EQ(options.store, "C:\\st ore");
+  EXPECT_EQ(options.reporter, "C:\\r=1.exe");
+  EXPECT_EQ(options.session.process_id, 42u);
+  EXPECT_EQ(options.session.start_time, 130000000000000000u);
+}
+
+TEST(MonitorOptions, RefusesIncompleteArguments) {
+  const std::string database = "--database=d";
+  const std::string store = "--annotation=wrenfall.store=s";
+  const std::string session = "--annotation=wrenfall.session=";
+  const struct {
+    std::vector<std::string> arguments;
+    MonitorRequest request;
+    const char* store;
+  } rows[] = {
+      {{}, MonitorRequest::kUnusable, ""},
+      {{store}, MonitorRequest::kUnusable, "s"},
+      {{"--database=", store, session + "1-2"}, MonitorRequest::kUnusable, "s"},
+      {{database, session + "1-2"}, MonitorRequest::kUnusable, ""},
+      {{database, store, session}, MonitorRequest::kUnusable, "s"},
+      {{database, store, session + "0-2"}, MonitorRequest::kUnusable, "s"},
+      {{database, store, session + "1-2x"}, MonitorRequest::kUnusable, "s"},
+      {{database, store, session + "1-0"}, MonitorRequest::kMonitor, "s"},
+      {{"--help"}, MonitorRequest::kHelp, ""},
+      {{"--version"}, MonitorRequest::kVersion, ""},
+  };
+  for (const auto& row : rows) {
+    const MonitorOptions options = parse_monitor_options(row.arguments);
+    const std::string label = ::testing::PrintToString(row.arguments);
+    EXPECT_EQ(options.request, row.request) << label;
+    EXPECT_EQ(options.store, row.store) << label;
+    EXPECT_EQ(options.error.empty(), row.request != MonitorRequest::kUnusable) << label;
+  }
+}
+
+TEST(ReporterOptions, TakesOneFolder) {
+  const struct {
+    std::vector<std::string> arguments;
+    ReporterRequest request;
+    const char* folder;
+  } rows[] = {
+      {{"C:\\a b"}, ReporterRequest::kSend, "C:\\a b"},
+      {{}, ReporterRequest::kUnusable, ""},
+      {{""}, ReporterRequest::kUnusable, ""},
+      {{"a", "b"}, ReporterRequest::kUnusable, "a"},
+      {{"--quiet", "a"}, ReporterRequest::kUnusable, "a"},
+      {{"a", "--quiet"}, ReporterRequest::kUnusable, "a"},
+      {{"a", "--help"}, ReporterRequest::kHelp, "a"},
+      {{"--version"}, ReporterRequest::kVersion, ""},
+  };
+  for (const auto& row : rows) {
+    const ReporterOptions options = parse_reporter_options(row.arguments);
+    const std::string label = ::testing::PrintToString(row.arguments);
+    EXPECT_EQ(options.request, row.request) << label;
+    EXPECT_EQ(options.folder, row.folder) << label;
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall

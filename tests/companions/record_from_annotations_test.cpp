@@ -1,0 +1,156 @@
+#include "monitor/record_from_annotations.h"
+
+#include <gtest/gtest.h>
+
+#include "support/json_text.h"
+#include "support/version.h"
+
+namespace wrenfall {
+namespace {
+
+using Texts = std::map<std::string, std::string>;
+
+DumpFacts facts_of(Texts startup, Texts live) {
+  DumpFacts facts;
+  facts.time_stamp = 1;
+  facts.exception_code = 0xE0000001;
+  facts.annotations.startup = std::move(startup);
+  facts.annotations.live = std::move(live);
+  return facts;
+}
+
+RecordContext context() {
+  RecordContext context;
+  context.crashpad_report_id = "id";
+  context.attachments = {"a", "b"};
+  context.now = "now";
+  context.architecture = "x64";
+  context.os_version = "Windows 11";
+  context.monitor_pid = 4711;
+  return context;
+}
+
+TEST(RecordFromAnnotations, MapsEachFactToItsField) {
+  const struct {
+    Texts startup;
+    Texts live;
+    const char* field;
+    const char* expected;  // JSON
+  } rows[] = {
+      {{{"database", "d"}}, {}, "database", R"("d")"},
+      {{{"prod", "p"}}, {}, "appName", R"("p")"},
+      {{{"version", "1"}}, {}, "appVersion", R"("1")"},
+      {{{"wrenfall.crashTypeId", "-1"}}, {}, "crashTypeId", R"("-1")"},
+      {{}, {{"key", "k"}}, "key", R"("k")"},
+      {{}, {{"user", "u"}}, "user", R"("u")"},
+      {{}, {{"email", "e"}}, "email", R"("e")"},
+      {{}, {{"description", "t"}}, "userDescription", R"("t")"},
+      {{}, {{"notes", "n"}}, "notes", R"("n")"},
+      {{}, {{"wrenfall.environment", "v"}}, "environment", R"("v")"},
+      {{{"attr.a", "1"}, {"attr.b", "1"}},
+       {{"attr.b", "2"}, {"attr.", "x"}, {"attra", "x"}},
+       "attributes",
+       R"({"a":"1","b":"2"})"},
+      {{{"unknown", "x"}}, {{"unknown", "x"}}, "attributes", "{}"},
+      {{}, {}, "captureBackend", R"("crashpad")"},
+      {{}, {}, "reportKind", R"("crash")"},
+      {{}, {{"wrenfall.reportKind", "hang"}}, "reportKind", R"("hang")"},
+      {{}, {}, "dumpFile", R"("minidump.dmp")"},
+      {{}, {}, "dumpFormat", R"("minidump")"},
+      {{{"wrenfall.dumpType", "heap"}}, {}, "dumpType", R"("heap")"},
+      {{}, {}, "crashpadReportId", R"("id")"},
+      {{}, {}, "attachments", R"(["a","b"])"},
+      {{}, {}, "crashTime", R"("1970-01-01T00:00:01Z")"},
+      {{}, {}, "signalOrExceptionCode", R"("0xE0000001")"},
+      {{}, {{"wrenfall.reportKind", "hang"}}, "signalOrExceptionCode", R"("")"},
+      {{}, {{"wrenfall.reportKind", "ondemand"}}, "signalOrExceptionCode", R"("")"},
+      {{},
+       {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangDurationMs", "6100"}},
+       "hangDurationMs",
+       "6100"},
+      {{},
+       {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangDurationMs", "61s"}},
+       "hangDurationMs",
+       "0"},
+      {{},
+       {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangDurationMs", "99999999999999999999"}},
+       "hangDurationMs",
+       "0"},
+      {{}, {{"wrenfall.hangDurationMs", "6100"}}, "hangDurationMs", "0"},
+      {{},
+       {{"wrenfall.reportKind", "hang"},
+        {"wrenfall.hangThread", "ui"},
+        {"wrenfall.hangPolicy", "report"}},
+       "attributes",
+       R"({"wrenfall.hangPolicy":"report","wrenfall.hangThread":"ui"})"},
+      // The policy of an earlier hang stays set.
+      {{}, {{"wrenfall.hangPolicy", "terminate"}}, "attributes", "{}"},
+      {{}, {}, "platform", R"("windows")"},
+      {{}, {}, "arch", R"("x64")"},
+      {{}, {}, "osVersion", R"("Windows 11")"},
+      {{{"wrenfall.policy", "manual"}}, {}, "uploadPolicy", R"("manual")"},
+      {{{"wrenfall.policy", "manual"}},
+       {{"wrenfall.policy", "quiet"}},
+       "uploadPolicy",
+       R"("quiet")"},
+      {{{"wrenfall.policy", "other"}}, {}, "uploadPolicy", R"("dialog")"},
+      {{}, {}, "openSupportUrl", "true"},
+      {{{"wrenfall.openSupportUrl", "0"}}, {}, "openSupportUrl", "false"},
+      {{{"wrenfall.themeDir", "C:\\t"}}, {}, "themeDir", R"("C:\\t")"},
+      {{{"wrenfall.sdkVersion", "9"}}, {}, "sdkVersion", R"("9")"},
+      {{}, {}, "monitorVersion", "\"" WRENFALL_VERSION_TEXT "\""},
+      {{{"wrenfall.session", "77-1"}}, {{"wrenfall.session", "88-1"}}, "processId", "77"},
+      {{}, {}, "ownerPid", "4711"},
+      {{{"wrenfall.policy", "manual"}}, {}, "ownerPid", "0"},
+      {{{"wrenfall.policy", "quiet"}}, {{"wrenfall.policy", "manual"}}, "ownerPid", "0"},
+  };
+  for (const auto& row : rows) {
+    const CrashData record = record_from_annotations(facts_of(row.startup, row.live), context());
+    const auto json = parse_json(serialize(record));
+    EXPECT_EQ(json_text(json.at(row.field)), row.expected)
+        << row.field << ::testing::PrintToString(row.startup) << ::testing::PrintToString(row.live);
+  }
+}
+
+TEST(RecordFromAnnotations, TellsTheTimeOfTheDump) {
+  const struct {
+    uint32_t seconds;
+    const char* expected;
+  } rows[] = {
+      {0, "now"},
+      {951782399, "2000-02-28T23:59:59Z"},
+      {951782400, "2000-02-29T00:00:00Z"},
+      {951868800, "2000-03-01T00:00:00Z"},
+      {1709251199, "2024-02-29T23:59:59Z"},
+      {1767225599, "2025-12-31T23:59:59Z"},
+      {1767225600, "2026-01-01T00:00:00Z"},
+      {4107542400, "2100-03-01T00:00:00Z"},
+      {0xFFFFFFFF, "2106-02-07T06:28:15Z"},
+  };
+  for (const auto& row : rows) {
+    DumpFacts facts;
+    facts.time_stamp = row.seconds;
+    EXPECT_EQ(record_from_annotations(facts, context()).crashTime, row.expected) << row.seconds;
+  }
+}
+
+TEST(RecordFromAnnotations, EndsAProcessOnlyForItsOwnHang) {
+  const struct {
+    Texts startup;
+    Texts live;
+    bool expected;
+  } rows[] = {
+      {{}, {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangPolicy", "terminate"}}, true},
+      {{}, {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangPolicy", "report"}}, false},
+      {{}, {{"wrenfall.reportKind", "hang"}}, false},
+      {{}, {{"wrenfall.hangPolicy", "terminate"}}, false},
+      {{{"wrenfall.hangPolicy", "terminate"}}, {{"wrenfall.reportKind", "hang"}}, false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(asks_for_termination(facts_of(row.startup, row.live)), row.expected)
+        << ::testing::PrintToString(row.live);
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall

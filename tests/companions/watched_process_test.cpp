@@ -1,0 +1,114 @@
+// clang-format off
+#include <windows.h>
+// clang-format on
+
+#include "monitor/watched_process.h"
+
+#include <gtest/gtest.h>
+
+#include "minidump_builder.h"
+#include "monitor/dump_collector.h"
+#include "support/win_handle.h"
+#include "temporary_folder.h"
+
+namespace wrenfall {
+namespace {
+
+// A process that never gets to run: a second copy of this program whose first thread stays
+// suspended.
+class SuspendedProcess {
+ public:
+  SuspendedProcess() {
+    wchar_t program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION created{};
+    if (!CreateProcessW(program, nullptr, nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
+                        nullptr, &startup, &created)) {
+      return;
+    }
+    process_.reset(created.hProcess);
+    thread_.reset(created.hThread);
+    FILETIME creation{};
+    FILETIME other{};
+    GetProcessTimes(process_.get(), &creation, &other, &other, &other);
+    session_ = {created.dwProcessId,
+                static_cast<uint64_t>(creation.dwHighDateTime) << 32 | creation.dwLowDateTime};
+  }
+  ~SuspendedProcess() {
+    if (process_) TerminateProcess(process_.get(), 99);
+  }
+  SuspendedProcess(const SuspendedProcess&) = delete;
+  SuspendedProcess& operator=(const SuspendedProcess&) = delete;
+
+  const SessionTag& session() const { return session_; }
+
+  // STILL_ACTIVE while it has not ended.
+  DWORD exit_code(DWORD wait_ms) const {
+    WaitForSingleObject(process_.get(), wait_ms);
+    DWORD code = 0;
+    GetExitCodeProcess(process_.get(), &code);
+    return code;
+  }
+
+ private:
+  ScopedKernelHandle process_;
+  ScopedKernelHandle thread_;
+  SessionTag session_;
+};
+
+TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
+  const SuspendedProcess process;
+  SessionTag earlier = process.session();
+  ASSERT_NE(earlier.process_id, 0u);
+  --earlier.start_time;
+  EXPECT_FALSE(is_session_running(earlier));
+  EXPECT_FALSE(terminate_session(earlier));
+  EXPECT_FALSE(terminate_session({earlier.process_id, 0}));
+  EXPECT_EQ(process.exit_code(0), static_cast<DWORD>(STILL_ACTIVE));
+
+  EXPECT_TRUE(is_session_running(process.session()));
+  EXPECT_TRUE(terminate_session(process.session()));
+  EXPECT_EQ(process.exit_code(10000), 1u);
+  EXPECT_FALSE(is_session_running(process.session()));
+}
+
+TEST(WatchedProcess, EndsAfterItsHangIsReportedWhenThePolicySaysSo) {
+  const struct {
+    const char* kind;
+    const char* hang_policy;
+    DWORD exit_code;
+  } rows[] = {
+      {"hang", "report", STILL_ACTIVE},
+      {"crash", "terminate", STILL_ACTIVE},
+      {"hang", "terminate", 1},
+  };
+  for (const auto& row : rows) {
+    const SuspendedProcess process;
+    const TemporaryFolder store;
+    Logger logger(store.path() / "Wrenfall.log");
+    MinidumpBuilder builder;
+    builder.startup = {{"wrenfall.session", process.session().text()},
+                       {"wrenfall.policy", "quiet"}};
+    builder.live = {{"wrenfall.reportKind", row.kind}, {"wrenfall.hangPolicy", row.hang_policy}};
+    store.add("reports/x.dmp", builder.build());
+    // The process is ended before the reporter takes its time.
+    bool running_when_handed_on = false;
+    DumpCollector collecting(
+        {store.path() / "reports", store.path()}, process.session(),
+        [&](const std::filesystem::path& folder) {
+          CrashData record;
+          EXPECT_TRUE(load(folder, record));
+          running_when_handed_on = process.exit_code(100) == STILL_ACTIVE;
+          return true;
+        },
+        logger);
+    collecting.collect();
+    EXPECT_EQ(process.exit_code(100), row.exit_code) << row.kind << " " << row.hang_policy;
+    EXPECT_EQ(running_when_handed_on, row.exit_code == STILL_ACTIVE) << row.kind;
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall

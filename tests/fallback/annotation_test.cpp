@@ -1,0 +1,208 @@
+#include <client/annotation.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "client/annotation_list.h"
+#include "handler/annotation_snapshot.h"
+#include "shared/client_protocol.h"
+
+namespace {
+
+using crashpad::Annotation;
+using crashpad::internal::AnnotationImage;
+using crashpad::internal::kMaxLiveAnnotations;
+using crashpad::internal::LiveAnnotation;
+using crashpad::internal::read_live_annotations;
+
+// An annotation with its buffers. The list keeps it for ever, so tests make it and never delete it.
+struct Holder {
+  explicit Holder(const std::string& text)
+      : annotation(Annotation::Type::kString, name.data(), value.data()) {
+    std::memcpy(name.data(), text.data(), text.size());
+  }
+  void set(const std::string& text) {
+    std::memcpy(value.data(), text.data(), text.size());
+    annotation.SetSize(static_cast<uint32_t>(text.size()));
+  }
+
+  std::array<char, Annotation::kNameMaxLength> name = {};
+  std::array<char, Annotation::kValueMaxSize> value = {};
+  Annotation annotation;
+};
+
+Holder* make_holder(const std::string& name) {
+  static std::vector<std::unique_ptr<Holder>>& kept = *new std::vector<std::unique_ptr<Holder>>;
+  kept.push_back(std::make_unique<Holder>(name));
+  return kept.back().get();
+}
+
+// Reads this process's own list as the handler reads the client's.
+std::vector<LiveAnnotation> snapshot() {
+  return read_live_annotations(
+      [](uint64_t address, void* buffer, size_t size) {
+        std::memcpy(buffer, reinterpret_cast<const void*>(static_cast<uintptr_t>(address)), size);
+        return true;
+      },
+      reinterpret_cast<uintptr_t>(crashpad::internal::annotation_list_head()));
+}
+
+TEST(Annotation, NewestFirstAndClearedOnesLeftOut) {
+  Holder* older = make_holder("older");
+  Holder* cleared = make_holder("cleared");
+  Holder* newer = make_holder("newer");
+  older->set("1");
+  cleared->set("2");
+  newer->set("3");
+  older->set("1, changed");
+  cleared->annotation.Clear();
+  EXPECT_FALSE(cleared->annotation.is_set());
+
+  const std::vector<LiveAnnotation> live = snapshot();
+  ASSERT_GE(live.size(), 2u);
+  EXPECT_EQ(live[0].name, "newer");
+  EXPECT_EQ(live[0].value, "3");
+  EXPECT_EQ(live[1].name, "older");
+  EXPECT_EQ(live[1].value, "1, changed");
+  EXPECT_EQ(live[1].type, 1u);
+}
+
+TEST(Annotation, SizeIsCut) {
+  Holder* holder = make_holder("long");
+  holder->annotation.SetSize(UINT32_MAX);
+  EXPECT_EQ(holder->annotation.size(), Annotation::kValueMaxSize);
+  holder->annotation.Clear();
+}
+
+TEST(Annotation, ThreadsEnterEachOnce) {
+  std::vector<Holder*> holders;
+  for (int i = 0; i < 20; ++i) holders.push_back(make_holder("thread " + std::to_string(i)));
+  for (Holder* holder : holders) holder->value[0] = 'x';
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    // All threads set all of them, so each first call is raced for.
+    threads.emplace_back([&holders] {
+      for (int round = 0; round < 50; ++round) {
+        for (Holder* holder : holders) {
+          holder->annotation.SetSize(1);
+          if (round < 49) holder->annotation.Clear();
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (Holder* holder : holders) holder->annotation.SetSize(1);
+
+  std::map<std::string, int> seen;
+  for (const LiveAnnotation& annotation : snapshot()) ++seen[annotation.name];
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(seen["thread " + std::to_string(i)], 1) << i;
+  for (Holder* holder : holders) holder->annotation.Clear();
+}
+
+// A client's memory, made of pieces at chosen addresses.
+class FakeMemory {
+ public:
+  void put(uint64_t address, const void* data, size_t size) {
+    pieces_[address].assign(static_cast<const char*>(data), size);
+  }
+  void put_image(uint64_t address, const AnnotationImage& image) {
+    put(address, &image, sizeof(image));
+  }
+  bool read(uint64_t address, void* buffer, size_t size) const {
+    auto piece = pieces_.upper_bound(address);
+    if (piece == pieces_.begin()) return false;
+    --piece;
+    const uint64_t offset = address - piece->first;
+    if (offset > piece->second.size() || size > piece->second.size() - offset) return false;
+    std::memcpy(buffer, piece->second.data() + offset, size);
+    return true;
+  }
+  std::vector<LiveAnnotation> snapshot(uint64_t head) const {
+    return read_live_annotations(
+        [this](uint64_t address, void* buffer, size_t size) { return read(address, buffer, size); },
+        head);
+  }
+
+ private:
+  std::map<uint64_t, std::string> pieces_;
+};
+
+constexpr uint64_t kHead = 0x1000;
+constexpr uint64_t kEntry = 0x2000;
+constexpr uint64_t kEnd = 0x3000;
+constexpr uint64_t kName = 0x4000;
+constexpr uint64_t kValue = 0x6000;
+
+// One entry, then the end of the list.
+FakeMemory one_entry(const AnnotationImage& image) {
+  FakeMemory memory;
+  memory.put(kHead, &kEntry, sizeof(kEntry));
+  memory.put_image(kEntry, image);
+  memory.put_image(kEnd, AnnotationImage{});
+  const std::string name = std::string("name") + std::string(252, '\0');
+  memory.put(kName, name.data(), name.size());
+  const std::string full_name(256, 'n');
+  memory.put(kName + 0x400, full_name.data(), full_name.size());
+  // The last bytes of readable memory: the page ends with the name's NUL.
+  memory.put(kName + 0x1000 - 6, "brink", 6);
+  const std::string value(20480, 'v');
+  memory.put(kValue, value.data(), value.size());
+  return memory;
+}
+
+TEST(AnnotationSnapshot, ToleratesGarbage) {
+  const struct {
+    const char* what;
+    AnnotationImage image;
+    std::string expected_name;  // Empty: the entry must be left out.
+  } cases[] = {
+      {"sound", {kEnd, kName, kValue, 5, 1, 0}, "name"},
+      {"largest value", {kEnd, kName, kValue, 20480, 1, 0}, "name"},
+      {"value too large", {kEnd, kName, kValue, 20481, 1, 0}, ""},
+      {"absurd size", {kEnd, kName, kValue, UINT32_MAX, 1, 0}, ""},
+      {"value runs out of memory", {kEnd, kName, kValue + 10, 20480, 1, 0}, ""},
+      {"wild value", {kEnd, kName, UINT64_MAX, 5, 1, 0}, ""},
+      {"wild name", {kEnd, UINT64_MAX, kValue, 5, 1, 0}, ""},
+      {"null name", {kEnd, 0, kValue, 5, 1, 0}, ""},
+      {"name without NUL", {kEnd, kName + 0x400, kValue, 5, 1, 0}, std::string(256, 'n')},
+      {"name at the page's end", {kEnd, kName + 0x1000 - 6, kValue, 5, 1, 0}, "brink"},
+      {"wild link", {0x666, kName, kValue, 5, 1, 0}, "name"},
+      {"user's type", {kEnd, kName, kValue, 5, 0x8001, 0}, "name"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    const std::vector<LiveAnnotation> live = one_entry(test.image).snapshot(kHead);
+    ASSERT_EQ(live.size(), test.expected_name.empty() ? 0u : 1u);
+    if (live.empty()) continue;
+    EXPECT_EQ(live[0].name, test.expected_name);
+    EXPECT_EQ(live[0].type, test.image.type);
+    EXPECT_EQ(live[0].value, std::string(test.image.size, 'v'));
+  }
+  EXPECT_TRUE(FakeMemory().snapshot(kHead).empty());
+}
+
+TEST(AnnotationSnapshot, EndsInACircle) {
+  const FakeMemory memory = one_entry({kEntry, kName, kValue, 1, 1, 0});
+  EXPECT_EQ(memory.snapshot(kHead).size(), kMaxLiveAnnotations);
+}
+
+TEST(AnnotationSnapshot, ClearedEntriesCountTowardsTheLimit) {
+  constexpr uint64_t kChain = 0x100000;
+  FakeMemory memory = one_entry({kChain + 0x20, kName, kValue, 1, 1, 0});
+  for (uint64_t i = 1; i <= 300; ++i) {
+    // Every second one is cleared.
+    memory.put_image(kChain + 0x20 * i,
+                     {kChain + 0x20 * (i + 1), kName, kValue, static_cast<uint32_t>(i % 2), 1, 0});
+  }
+  EXPECT_EQ(memory.snapshot(kHead).size(), 101u);
+}
+
+}  // namespace

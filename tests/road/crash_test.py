@@ -1,0 +1,202 @@
+"""From a real process that crashes to the report folder in the store."""
+
+import json
+import unittest
+
+from harness import RoadTest, processes, wait_for, windows_path
+
+import minidump  # of the crash service
+
+STARTUP = {
+    "database": "127",
+    "prod": "Road Test",
+    "version": "1.2/3",
+    "wrenfall.policy": "manual",
+    "wrenfall.dumpType": "normal",
+    "wrenfall.minidumpFlags": "0",
+    "wrenfall.themeDir": "",
+    "wrenfall.openSupportUrl": "1",
+    "wrenfall.crashTypeId": "7",
+    "wrenfall.sdkVersion": "9.0.0-dev",
+}
+
+CRASHES = [
+    # kind of crash, exception code
+    ("access-violation", 0xC0000005),
+    ("stack-overflow", 0xC00000FD),
+    ("exception", 0xE0000042),
+    ("after-foreign-filter", 0xC0000005),
+]
+
+
+class CrashTest(RoadTest):
+    def test_crashes_become_reports(self):
+        attachment = self.folder / "notes ü.txt"
+        attachment.write_text("attached")
+        for kind, code in CRASHES:
+            with self.subTest(kind=kind):
+                host = self.host(crash_type_id=7, user="Jürgen", notes="n" * 5000, key="K",
+                                 attachment=[windows_path(attachment), windows_path(self.folder / "no")])
+                pid = int(host.do("pid"))
+                self.assertNotEqual(0, host.crash(kind))
+                folder = self.only_report()
+                record = self.record(folder)
+                self.assertEqual(f"0x{code:08X}", record["signalOrExceptionCode"])
+                expected = {
+                    "appName": "Road Test", "appVersion": "1.2/3", "database": "127", "crashTypeId": "7",
+                    "user": "Jürgen", "notes": "n" * 5000, "key": "K", "email": "",
+                    "captureBackend": "crashpad", "reportKind": "crash", "dumpFormat": "minidump",
+                    "dumpType": "normal", "uploadPolicy": "manual", "quietMode": False,
+                    "platform": "windows", "sdkVersion": "9.0.0-dev", "ownerPid": 0,
+                    "processId": pid, "attachments": ["notes ü.txt"], "retryCount": 0,
+                }
+                self.assertEqual(expected, {key: record[key] for key in expected})
+                self.assertEqual("attached", (folder / "notes ü.txt").read_text())
+                self.check_dump(folder / record["dumpFile"], code, pid)
+                for path in folder.iterdir():
+                    path.unlink()
+                folder.rmdir()
+
+    def check_dump(self, path, code, pid):
+        dump = minidump.Minidump(path.read_bytes())
+        self.assertEqual(code, dump.exception_code)
+        self.assertGreaterEqual(dump.thread_count, 1)
+        modules = [name.replace("\\", "/").split("/")[-1].lower() for name in dump.module_names]
+        self.assertEqual("test_host.exe", modules[0])
+        self.assertIn("wrenfall.dll", modules)
+        startup = dict(dump.startup_annotations)
+        session = startup.pop("wrenfall.session").split("-")
+        self.assertEqual(str(pid), session[0])
+        self.assertGreater(int(session[1]), 130_000_000_000_000_000)  # a FILETIME of this century
+        self.assertEqual(windows_path(self.store), startup.pop("wrenfall.store"))
+        self.assertIn("WrenfallReporter.exe", startup.pop("wrenfall.reporter"))
+        self.assertEqual(STARTUP, startup)
+        live = dict(dump.live_annotations)
+        self.assertEqual("Jürgen", live["user"])
+        self.assertEqual("n" * 5000, live["notes"])
+        self.assertTrue(live["wrenfall.environment"].startswith("Windows"))
+        self.assertNotIn("email", live)
+
+    def test_abort_is_captured(self):
+        host = self.host()
+        self.assertNotEqual(0, host.crash("abort"))
+        record = self.record(self.only_report())
+        self.assertEqual("crash", record["reportKind"])
+
+    def test_crash_after_shutdown_is_captured(self):
+        host = self.host()
+        host.do("shutdown")
+        host.crash("access-violation")
+        self.assertEqual("0xC0000005", self.record(self.only_report())["signalOrExceptionCode"])
+
+    def test_capture_on_demand_goes_on(self):
+        host = self.host(user="u" * 5000)
+        for count in (1, 2):
+            self.assertEqual("0", host.do("capture"))
+            folders = self.wait_for_reports(count)
+            record = self.record(folders[-1])
+            self.assertEqual("capture", record["reportKind"])
+            self.assertEqual("u" * 4096, record["user"])
+        host.do("shutdown")
+        self.assertEqual("3", host.do("capture"))
+        self.assertEqual(0, host.close())
+
+    def test_second_run_in_one_process(self):
+        host = self.host(user="first", notes="only in the first")
+        host.do("shutdown")
+        host.do("options", "127", "Road Test", "2")
+        host.do("set", "store_dir", windows_path(self.store))
+        host.do("set", "upload_policy", 2)
+        host.do("set", "user", "second")
+        self.assertEqual("0", host.do("init"))
+        host.crash("access-violation")
+        record = self.record(self.only_report())
+        self.assertEqual(("second", "", "2"), (record["user"], record["notes"], record["appVersion"]))
+
+    def test_limits_of_init(self):
+        host = self.host(init=False, attachment=[f"Z:\\{i}" for i in range(25)])
+        for i in range(64):
+            host.do("option_attribute", f"name {i:02}", i)
+        host.do("option_attribute", "name 00", "too late")
+        host.do("option_attribute", "name 64", "too many")
+        self.assertEqual("0", host.do("init"))
+        pid = host.do("pid")
+        (session,) = (self.store / "sessions").iterdir()
+        self.assertTrue(session.name.startswith(pid + "-") and session.name.endswith(".json"))
+        start = int(session.name[len(pid) + 1:-len(".json")])
+        self.assertEqual(
+            {"pid": int(pid), "startTime": start, "attachments": [f"Z:\\{i}" for i in range(24)]},
+            json.loads(session.read_text()))
+        host.do("capture")
+        attributes = self.record(self.only_report())["attributes"]
+        self.assertEqual({f"name {i:02}": str(i) for i in range(64)}, attributes)
+        host.do("shutdown")
+        self.assertFalse(session.exists())
+
+    def test_session_of_a_crashed_run_is_swept(self):
+        self.host().crash("access-violation")
+        (stale,) = (self.store / "sessions").iterdir()
+        self.host()
+        self.assertFalse(stale.exists())
+        self.assertEqual(1, len(list((self.store / "sessions").iterdir())))
+
+    def test_dead_handler_blocks_nobody(self):
+        for executable in ("crashpad_handler.exe", "WrenfallMonitor.exe"):
+            with self.subTest(executable=executable):
+                host = self.host()
+                (handler,) = wait_for(lambda name=executable: processes(name, str(self.store.name)),
+                                      what=executable)
+                subprocess_kill(handler)
+                wait_for(lambda pid=handler: not alive(pid), what="the end of the handler")
+                self.assertIn(host.do("capture"), ("0", "5"))
+                host.crash("access-violation", seconds=20)
+
+    def test_dump_of_a_run_without_monitor_is_adopted(self):
+        host = self.host()
+        (monitor,) = processes("WrenfallMonitor.exe", str(self.store.name))
+        subprocess_kill(monitor)
+        wait_for(lambda: not alive(monitor), what="the end of the monitor")
+        host.crash("access-violation")
+        self.assertEqual([], self.report_folders())
+        self.host()
+        self.assertEqual("0xC0000005", self.record(self.only_report())["signalOrExceptionCode"])
+
+    def test_two_hosts_share_a_store(self):
+        hosts = [self.host(user=name) for name in ("one", "two")]
+        for host in hosts:
+            host.do("capture")
+        for host in hosts:
+            host.crash("access-violation")
+        records = [self.record(folder) for folder in self.wait_for_reports(4)]
+        self.assertEqual(
+            [("capture", "one"), ("capture", "two"), ("crash", "one"), ("crash", "two")],
+            sorted((record["reportKind"], record["user"]) for record in records))
+
+    def test_very_long_store_path(self):
+        self.store = self.folder.joinpath(*["d" * 60] * 5)
+        host = self.host(init=False)
+        result = host.do("init")
+        # Where the system takes such a path it works; otherwise init says that it did not start.
+        self.assertIn(result, ("0", "5"))
+        if result == "0":
+            self.assertEqual("0", host.do("capture"))
+            self.only_report()
+
+
+def subprocess_kill(pid):
+    import os
+    import signal
+
+    os.kill(pid, signal.SIGKILL)
+
+
+def alive(pid):
+    try:
+        with open(f"/proc/{pid}/stat", encoding="utf-8") as file:
+            return file.read().rsplit(")", 1)[1].split()[0] != "Z"
+    except OSError:
+        return False
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

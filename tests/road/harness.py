@@ -1,0 +1,150 @@
+"""What the tests of the whole road share: a host process under Wine, its store, and the crash-collection service."""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+BIN = Path(os.environ.get("WRENFALL_BIN", ROOT / "build" / "mingw" / "bin"))
+BUILD = BIN.parent
+SERVICE_PORT = 18443  # what development builds of the library reach as database "127"
+
+sys.path.insert(0, str(ROOT / "tools" / "crash_service"))
+
+RECORD = "WrenfallCrashData.json"
+
+
+def wine(*arguments, **settings):
+    """The command that runs a Windows program, as a Popen object."""
+    return subprocess.Popen([str(ROOT / "scripts" / "wine.sh"), *map(str, arguments)], **settings)
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def unix_path(path):
+    return Path(path[2:].replace("\\", "/"))
+
+
+def wait_for(condition, seconds=30.0, what="it"):
+    """The condition's first true value; fails the test when there is none in time."""
+    deadline = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > deadline:
+            raise AssertionError(f"{what} did not happen within {seconds} s")
+        time.sleep(0.05)
+
+
+def processes(*words):
+    """The ids of this user's processes whose command line holds all the words."""
+    found = []
+    for entry in Path("/proc").iterdir():
+        if not entry.name.isdigit():
+            continue
+        try:
+            command = (entry / "cmdline").read_bytes().decode("utf-8", "replace")
+        except OSError:
+            continue
+        if command and all(word in command for word in words):
+            found.append(int(entry.name))
+    return found
+
+
+class Host:
+    """A test_host process. `do` sends one command and returns its answer."""
+
+    def __init__(self, folder=BIN):
+        self.process = wine(Path(folder) / "test_host.exe", stdin=subprocess.PIPE,
+                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+
+    def do(self, *words):
+        self.process.stdin.write(("\t".join(map(str, words)) + "\n").encode())
+        self.process.stdin.flush()
+        return self.process.stdout.readline().decode().rstrip("\r\n")
+
+    def crash(self, kind, seconds=60):
+        """Crashes; the exit code as Unix sees it (its low byte)."""
+        self.process.stdin.write(f"crash\t{kind}\n".encode())
+        self.process.stdin.flush()
+        return self.process.wait(seconds)
+
+    def close(self):
+        """Lets the process end by itself; its exit code."""
+        if not self.process.stdin.closed:
+            try:
+                self.process.stdin.close()
+            except BrokenPipeError:
+                pass
+        try:
+            return self.process.wait(60)
+        finally:
+            if self.process.poll() is None:
+                self.process.kill()
+                self.process.wait()
+            self.process.stdout.close()
+
+
+class RoadTest(unittest.TestCase):
+    """A test with a store of its own, in a folder with blanks and letters beyond ASCII."""
+
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = Path(tempfile.mkdtemp(prefix="wrenfall röad ", dir=BUILD))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.store = self.folder / "störe"
+
+    def host(self, init=True, folder=BIN, **options):
+        """A running host; options go to the setters. With `init` the library is initialized."""
+        host = Host(folder)
+        self.addCleanup(host.close)
+        host.do("options", "127", "Road Test", "1.2/3")
+        host.do("set", "store_dir", windows_path(self.store))
+        for name, value in {"upload_policy": 2, **options}.items():
+            for one in value if isinstance(value, list) else [value]:
+                host.do("set", name, one)
+        if init:
+            self.assertEqual("0", host.do("init"), self.log())
+        return host
+
+    def log(self):
+        path = self.store / "Wrenfall.log"
+        return path.read_text("utf-8") if path.exists() else ""
+
+    def report_folders(self):
+        if not self.store.exists():
+            return []
+        return sorted(path.parent for path in self.store.glob("*/" + RECORD))
+
+    def wait_for_reports(self, count):
+        return wait_for(lambda: len(self.report_folders()) >= count and self.report_folders(),
+                        what=f"report {count} in the store")
+
+    def only_report(self):
+        folders = self.wait_for_reports(1)
+        self.assertEqual(1, len(folders))
+        return folders[0]
+
+    @staticmethod
+    def record(folder):
+        return json.loads((folder / RECORD).read_text("utf-8"))
+
+    def make_report(self, name="report", **fields):
+        """Puts a report folder of one small file into the store, as the monitor would."""
+        folder = self.store / name
+        folder.mkdir(parents=True)
+        (folder / "data.txt").write_text("some data")
+        record = {"database": "127", "appName": "Road Test", "appVersion": "1.2/3", "crashTypeId": "1",
+                  **fields}
+        (folder / RECORD).write_text(json.dumps(record), "utf-8")
+        return folder

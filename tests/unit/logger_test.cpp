@@ -1,0 +1,126 @@
+#include "support/logger.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include "support/process.h"
+#include "tests/support/capture_log.h"
+#include "tests/support/temp_dir.h"
+
+namespace wrenfall {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+TEST(Logger, WritesNamedLevelsAndPassesNumbersOn) {
+  const TempDir dir;
+  const std::pair<wrenfall_log_level, std::string> cases[] = {
+      {0, "DEBUG"}, {1, "INFO"}, {2, "WARN"}, {3, "ERROR"}, {7, "INFO"}, {-1, "INFO"}, {4, "INFO"}};
+  for (const auto& [level, name] : cases) {
+    const auto path = dir / (std::to_string(level) + ".log");
+    CaptureLog log(path);
+    log.logger.log(level, "%s has %d", R"(C:\Users\jane\x)", 5);
+    EXPECT_EQ(log.lines, Lines{std::to_string(level) + R"( C:\Users\...\x has 5)"});
+    const std::regex line(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] \[)" +
+                          std::to_string(current_process_id()) + R"(\] )" + name +
+                          R"( C:\\Users\\\.\.\.\\x has 5)" + "\n");
+    EXPECT_TRUE(std::regex_match(file_text(path), line)) << level << ": " << file_text(path);
+  }
+  CaptureLog log;
+  log.logger.info("%d", 1);
+  log.logger.warn("%s", "two");
+  log.logger.error("%llu", 18446744073709551615ull);
+  EXPECT_EQ(log.lines, (Lines{"1 1", "2 two", "3 18446744073709551615"}));
+}
+
+TEST(Logger, CutsTo4095BytesBeforeScrubbing) {
+  const std::string name(5000, 'n');
+  const std::pair<std::string, std::string> cases[] = {
+      {std::string(4095, 'x'), std::string(4095, 'x')},
+      {std::string(5000, 'x'), std::string(4095, 'x')},
+      // Scrubbed first, the tail would have fitted in.
+      {"/home/" + name + "/tail", "/home/..."},
+      // Cut in front of the name, of which nothing is left to scrub, and behind its first letter.
+      {std::string(4089, 'x') + "/home/jane", std::string(4089, 'x') + "/home/"},
+      {std::string(4088, 'x') + "/home/jane", std::string(4088, 'x') + "/home/..."}};
+  for (const auto& [message, logged] : cases) {
+    CaptureLog log;
+    log.logger.info("%s", message.c_str());
+    EXPECT_EQ(log.lines, Lines{"1 " + logged}) << message.substr(0, 20);
+  }
+}
+
+TEST(Logger, WritesToThePathItHasNow) {
+  const TempDir dir;
+  CaptureLog log;
+  log.logger.info("to the callback alone");
+  EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+  log.logger.set_path(dir / "missing" / "a.log");
+  log.logger.info("cannot be written");
+  EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+  EXPECT_EQ(log.lines.size(), 2u);
+  Logger().info("neither callback nor path");
+  for (const char* name : {"a.log", "a.log", "b.log"}) {
+    log.logger.set_path(dir / name);
+    log.logger.info("line");
+  }
+  EXPECT_EQ(file_text(dir / "a.log").size(), 2 * file_text(dir / "b.log").size());
+}
+
+TEST(Logger, StaysUsableAfterAThrowingCallback) {
+  const TempDir dir;
+  bool fails = true;
+  Logger logger(dir / "a.log", [&fails](wrenfall_log_level, const std::string&) {
+    if (fails) throw std::runtime_error("host");
+  });
+  EXPECT_THROW(logger.info("one"), std::runtime_error);
+  fails = false;
+  // With the mutex still held this would never return.
+  logger.info("two");
+  EXPECT_NE(file_text(dir / "a.log").find("INFO two\n"), std::string::npos);
+}
+
+TEST(Logger, ThreadsDoNotMixLinesOrEnterTheCallbackTwice) {
+  constexpr int kThreads = 8;
+  constexpr int kLines = 40;
+  const TempDir dir;
+  Lines heard;  // Not guarded: the logger's own mutex has to do.
+  int inside = 0;
+  bool entered_twice = false;
+  Logger logger(dir / "a.log", [&](wrenfall_log_level, const std::string& message) {
+    entered_twice |= ++inside > 1;
+    std::this_thread::yield();
+    heard.push_back(message);
+    --inside;
+  });
+  const auto line = [](int thread, int number) {
+    const std::string tail(500, static_cast<char>('a' + thread));
+    return std::to_string(thread) + " " + std::to_string(number) + " " + tail;
+  };
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&logger, &line, thread] {
+      for (int i = 0; i < kLines; ++i) logger.info("%s", line(thread, i).c_str());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_FALSE(entered_twice);
+  ASSERT_EQ(heard.size(), size_t{kThreads * kLines});
+  std::istringstream file(file_text(dir / "a.log"));
+  std::vector<int> next(kThreads, 0);
+  for (const std::string& message : heard) {
+    const auto thread = static_cast<size_t>(message[0] - '0');
+    ASSERT_EQ(message, line(message[0] - '0', next[thread]++));
+    std::string written;
+    ASSERT_TRUE(std::getline(file, written));
+    ASSERT_EQ(written.substr(written.find("INFO ")), "INFO " + message);
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall

@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+#include <sstream>
+#include <thread>
+
+#include "support/digest.h"
+#include "support/files.h"
+#include "support/logger.h"
+#include "support/win_handle.h"
+#include "tests/support/temp_dir.h"
+#include "tests/support/zip_reader.h"
+#include "upload/report_archive.h"
+
+namespace wrenfall {
+namespace {
+
+ScopedFile hold_open(const std::filesystem::path& path, DWORD share) {
+  return ScopedFile(CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+TEST(FilesWin, ReadersNeverSeeAPartOfAnAtomicWrite) {
+  const TempDir dir;
+  const auto path = dir / "record.json";
+  const std::string versions[] = {std::string(60000, 'a'), std::string(150000, 'b')};
+  ASSERT_TRUE(write_file_atomic(path, versions[0]));
+  std::atomic<bool> done{false};
+  std::atomic<int> whole{0}, torn{0}, missing{0};
+  std::thread reader([&] {
+    for (; !done; Sleep(1)) {
+      std::string bytes;
+      if (!read_file(path, bytes)) {
+        ++missing;
+      } else if (bytes == versions[0] || bytes == versions[1]) {
+        ++whole;
+      } else {
+        ++torn;
+      }
+    }
+  });
+  int failed = 0;
+  for (int i = 0; i < 300; ++i) {
+    if (!write_file_atomic(path, versions[i % 2])) ++failed;
+  }
+  done = true;
+  reader.join();
+  EXPECT_EQ(torn, 0) << "of " << whole + torn + missing;
+  EXPECT_EQ(missing, 0);
+  EXPECT_EQ(failed, 0);
+  EXPECT_GT(whole, 20);
+}
+
+TEST(FilesWin, AtomicWriteCopiesWhereTheTargetCannotBeReplaced) {
+  const TempDir dir;
+  const auto path = dir / "record.json";
+  put_file(path, "old, and longer");
+  {
+    const ScopedFile reader = hold_open(path, FILE_SHARE_READ | FILE_SHARE_WRITE);
+    ASSERT_TRUE(reader);
+    EXPECT_TRUE(write_file_atomic(path, "new"));
+  }
+  EXPECT_EQ(file_text(path), "new");
+  {
+    const ScopedFile reader = hold_open(path, FILE_SHARE_READ);
+    EXPECT_FALSE(write_file_atomic(path, "newer"));
+  }
+  EXPECT_EQ(file_text(path), "new");
+  EXPECT_FALSE(path_exists(dir / "record.json.tmp"));
+}
+
+TEST(FilesWin, LoggersShareAFile) {
+  constexpr int kLines = 200;
+  const TempDir dir;
+  const auto write_lines = [&dir](char letter) {
+    Logger logger(dir / "a.log");
+    for (int i = 0; i < kLines; ++i) logger.info("%s", std::string(300, letter).c_str());
+  };
+  std::thread other(write_lines, 'x');
+  write_lines('y');
+  other.join();
+  std::istringstream file(file_text(dir / "a.log"));
+  std::string line;
+  int lines = 0;
+  for (; std::getline(file, line); ++lines) {
+    const std::string message = line.substr(std::min(line.size(), line.find("INFO ")));
+    ASSERT_TRUE(message == "INFO " + std::string(300, 'x') ||
+                message == "INFO " + std::string(300, 'y'))
+        << line;
+  }
+  // Wine looks for the end of the file and writes there in two steps, so that once in a while a
+  // line takes the place of another one. Windows appends in one step.
+  const bool wine = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+  EXPECT_GE(lines, wine ? 2 * kLines * 95 / 100 : 2 * kLines);
+  EXPECT_LE(lines, 2 * kLines);
+}
+
+TEST(FilesWin, ArchiveOrderIsThatOfUtf16) {
+  const TempDir dir;
+  // By UTF-8 the last two would stand the other way round.
+  const std::string names[] = {"B", "a", "é", "😀", "～"};
+  for (const std::string& name : names) put_file(dir / utf8_to_path(name), "x");
+  ASSERT_TRUE(write_report_archive(dir.path(), dir / "a.zip", {"a.zip"}));
+  const auto entries = read_zip(file_text(dir / "a.zip"));
+  ASSERT_TRUE(entries);
+  ASSERT_EQ(entries->size(), std::size(names));
+  for (size_t i = 0; i < std::size(names); ++i) EXPECT_EQ((*entries)[i].name, names[i]);
+}
+
+TEST(FilesWin, LockedFilesAreTold) {
+  const TempDir dir;
+  const auto folder = dir.make_folder("report");
+  put_file(folder / "locked", "x");
+  const ScopedFile holder = hold_open(folder / "locked", 0);
+  ASSERT_TRUE(holder);
+  EXPECT_FALSE(write_report_archive(folder, dir / "a.zip", {}));
+  EXPECT_EQ(md5_file_hex(folder / "locked"), "");
+  EXPECT_FALSE(remove_folder(folder));
+  EXPECT_FALSE(remove_file(folder / "locked"));
+}
+
+TEST(FilesWin, Md5OfFilesAroundTheReadSize) {
+  const TempDir dir;
+  std::string bytes(40000, '\0');
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + 3);
+  const std::pair<size_t, const char*> cases[] = {{0, "d41d8cd98f00b204e9800998ecf8427e"},
+                                                  {16384, "239c55b0c6dcac81344234ca75b93e54"},
+                                                  {16385, "24f56994f6cb15127416e68eeba1402c"},
+                                                  {40000, "18b0899f31c3d879c3457a4e7e82e51e"}};
+  for (const auto& [size, digest] : cases) {
+    put_file(dir / "f", bytes.substr(0, size));
+    EXPECT_EQ(md5_file_hex(dir / "f"), digest) << size;
+  }
+  EXPECT_EQ(md5_file_hex(dir / "missing"), "");
+}
+
+}  // namespace
+}  // namespace wrenfall

@@ -1,0 +1,42 @@
+#include <gtest/gtest.h>
+
+#include "support/text.h"
+
+namespace wrenfall {
+namespace {
+
+TEST(TextWin, ConvertsBothWays) {
+  const std::pair<std::string, std::wstring> cases[] = {
+      {"", L""},
+      {"plain", L"plain"},
+      {"é試", L"\u00E9\u8A66"},
+      {"😀", L"\xD83D\xDE00"},
+      {std::string("a\0b", 3), std::wstring(L"a\0b", 3)}};
+  for (const auto& [text, wide] : cases) {
+    EXPECT_EQ(utf8_to_wide(text), wide) << text;
+    EXPECT_EQ(wide_to_utf8(wide), text);
+    EXPECT_EQ(path_to_utf8(utf8_to_path(text)), text);
+  }
+  const std::string large(100000, 'x');
+  EXPECT_EQ(wide_to_utf8(utf8_to_wide(large)), large);
+}
+
+TEST(TextWin, BadSequencesAreReplaced) {
+  // One replacement at least, and what stands around it stays. How many the system writes for one
+  // sequence is its own.
+  for (const char* bad : {"\x80", "\xC3", "\xFF", "\xED\xA0\x80", "\xC0\xAF", "\xF0\x9F\x98"}) {
+    const std::wstring wide = utf8_to_wide("a" + std::string(bad) + "z");
+    ASSERT_GE(wide.size(), 3u) << bad;
+    EXPECT_EQ(wide.front(), L'a');
+    EXPECT_EQ(wide.back(), L'z');
+    EXPECT_EQ(wide.substr(1, wide.size() - 2), std::wstring(wide.size() - 2, L'\uFFFD')) << bad;
+  }
+  for (const wchar_t* bad : {L"\xD83D", L"\xDE00", L"\xDE00\xD83D"}) {
+    const std::string text = wide_to_utf8(L"a" + std::wstring(bad) + L"z");
+    EXPECT_EQ(text.substr(0, 4), "a\xEF\xBF\xBD");
+    EXPECT_EQ(text.back(), 'z');
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall
