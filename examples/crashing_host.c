@@ -15,7 +15,7 @@
 /* After the headers above, which need nothing of it. */
 #include <windows.h>
 
-#include <shellapi.h>
+#include "utf8_arguments.h"
 
 static const char kUsage[] =
     "usage: crashing_host [OPTION ...] KIND | --capture | --send-pending\n"
@@ -198,26 +198,10 @@ static int parse(int argc, char** argv, struct settings* settings) {
   return settings->action != NULL;
 }
 
-/* The library speaks UTF-8, main's own arguments are in the machine's code page. */
-static char** utf8_arguments(int* count) {
-  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), count);
-  char** const utf8 = wide == NULL ? NULL : calloc((size_t)*count + 1, sizeof *utf8);
-  int i;
-  for (i = 0; utf8 != NULL && i < *count; ++i) {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, NULL, 0, NULL, NULL);
-    utf8[i] = malloc((size_t)size);
-    if (utf8[i] == NULL) return NULL;
-    WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, utf8[i], size, NULL, NULL);
-  }
-  LocalFree(wide);
-  return utf8;
-}
-
 int main(void) {
   struct settings settings = {NULL, "127", NULL, NULL, NULL, WRENFALL_UPLOAD_MANUAL};
   int argc = 0;
   char** const argv = utf8_arguments(&argc);
-  if (argv == NULL) return 2;
   if (argc == 2 && strcmp(argv[1], "--help") == 0) {
     fputs(kUsage, stdout);
     return 0;

@@ -9,6 +9,7 @@ packages=(
   nlohmann-json3-dev googletest          # JSON; the test framework's sources
   wine64                                 # runs what was built
   python3 openssl                        # the local crash-collection service and its certificates
+  xvfb xauth                             # a display for the tests that have windows
   clang-format                           # the style check
 )
 

@@ -8,6 +8,7 @@
 #include "monitor/watched_process.h"
 #include "support/clock.h"
 #include "support/files.h"
+#include "support/paths.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -63,10 +64,19 @@ bool DumpCollector::collect() {
     const auto known = notes_.find(file);
     Note note = known != notes_.end() ? known->second : Note{Clock::now(), first_look_, false};
     if (!note.settled) note.settled = settle(file, note.adoptable);
-    if (!note.settled && Clock::now() - note.first_seen < kBusyPatience) busy = true;
+    if (!note.settled) {
+      const bool patient = Clock::now() - note.first_seen < kBusyPatience;
+      busy = busy || patient;
+      if (!patient && !note.told) {
+        logger_.error("Dump not readable, still in use: %s", path_to_utf8(file).c_str());
+        note.told = true;
+      }
+    }
     present.emplace(file, note);
   }
   notes_.swap(present);
+  // What the sweep of an init kept for the dumps of processes that are gone has served its turn.
+  if (first_look_) remove_folder(places_.store / kHandlerFolder / kSessionsFolder);
   first_look_ = false;
   return busy;
 }
@@ -110,7 +120,8 @@ std::vector<std::string> DumpCollector::attachments_of(const SessionTag& session
     memory_.refresh();
     return memory_.attachments();
   }
-  const auto record = read_session(session_file(places_.store, session));
+  auto record = read_session(session_file(places_.store, session));
+  if (!record) record = read_session(kept_session_file(places_.store, session));
   return record ? record->attachments : std::vector<std::string>();
 }
 

@@ -54,6 +54,7 @@ class DumpCollector {
     Clock::time_point first_seen;
     bool adoptable = false;  // was there at the first look
     bool settled = false;    // nothing more to do about it
+    bool told = false;       // the log says that it is in use
   };
 
   bool settle(const std::filesystem::path& file, bool adoptable);

@@ -11,14 +11,9 @@
 namespace wrenfall {
 namespace {
 
-// Set by the library for the time of a hang report; the policy stays set afterwards.
-constexpr char kHangThread[] = "wrenfall.hangThread";
-constexpr char kHangDurationMs[] = "wrenfall.hangDurationMs";
-constexpr char kHangPolicy[] = "wrenfall.hangPolicy";
-constexpr char kHangPolicyTerminate[] = "terminate";
-
-constexpr char kKindCrash[] = "crash";
-constexpr char kKindHang[] = "hang";
+// The exception code of a dump that was asked for, by the client library's definition. Every other
+// is a real exception.
+constexpr uint32_t kSimulatedExceptionCode = 0x0517A7ED;
 
 std::string find_text(const std::map<std::string, std::string>& texts, const char* key) {
   const auto found = texts.find(key);
@@ -30,9 +25,13 @@ std::string value_of(const DumpAnnotations& annotations, const char* key) {
   return live != annotations.live.end() ? live->second : find_text(annotations.startup, key);
 }
 
-std::string kind_of(const DumpAnnotations& annotations) {
-  const std::string kind = value_of(annotations, annotation::kReportKind);
-  return kind.empty() ? kKindCrash : kind;
+std::string kind_of(const DumpFacts& facts) {
+  // A process may crash while a dump of another kind is asked for, whose mark then stands in both.
+  if (facts.exception_code && *facts.exception_code != kSimulatedExceptionCode) {
+    return kReportKindCrash;
+  }
+  const std::string kind = value_of(facts.annotations, annotation::kReportKind);
+  return kind.empty() ? kReportKindCrash : kind;
 }
 
 std::string known_policy(const std::string& policy) {
@@ -102,8 +101,8 @@ void fill_host_facts(const DumpAnnotations& annotations, CrashData& record) {
 }
 
 void fill_hang_facts(const DumpAnnotations& annotations, CrashData& record) {
-  record.hangDurationMs = duration_from(value_of(annotations, kHangDurationMs));
-  for (const char* const key : {kHangThread, kHangPolicy}) {
+  record.hangDurationMs = duration_from(value_of(annotations, annotation::kHangDurationMs));
+  for (const char* const key : {annotation::kHangThread, annotation::kHangPolicy}) {
     const std::string value = value_of(annotations, key);
     if (!value.empty()) record.attributes[key] = value;
   }
@@ -116,25 +115,25 @@ std::optional<SessionTag> session_of(const DumpFacts& facts) {
 }
 
 bool asks_for_termination(const DumpFacts& facts) {
-  return kind_of(facts.annotations) == kKindHang &&
-         find_text(facts.annotations.live, kHangPolicy) == kHangPolicyTerminate;
+  return kind_of(facts) == kReportKindHang &&
+         find_text(facts.annotations.live, annotation::kHangPolicy) == kHangPolicyTerminate;
 }
 
 CrashData record_from_annotations(const DumpFacts& facts, const RecordContext& context) {
   CrashData record;
   fill_host_facts(facts.annotations, record);
   record.captureBackend = "crashpad";
-  record.reportKind = kind_of(facts.annotations);
+  record.reportKind = kind_of(facts);
   record.dumpFile = kReportDumpFile;
   record.dumpFormat = "minidump";
   record.crashpadReportId = context.crashpad_report_id;
   record.attachments = context.attachments;
   record.crashTime = facts.time_stamp == 0 ? context.now : iso_time(facts.time_stamp);
   // A dump on demand carries a code too, one that the capture made up.
-  if (record.reportKind == kKindCrash && facts.exception_code) {
+  if (record.reportKind == kReportKindCrash && facts.exception_code) {
     record.signalOrExceptionCode = code_text(*facts.exception_code);
   }
-  if (record.reportKind == kKindHang) fill_hang_facts(facts.annotations, record);
+  if (record.reportKind == kReportKindHang) fill_hang_facts(facts.annotations, record);
   record.platform = "windows";
   record.arch = context.architecture;
   record.osVersion = context.os_version;

@@ -8,11 +8,10 @@
 
 #include "monitor/minidump_reader.h"
 #include "report/crash_data.h"
+#include "report/report_files.h"
 #include "support/process.h"
 
 namespace wrenfall {
-
-inline constexpr char kReportDumpFile[] = "minidump.dmp";
 
 // What the record says that does not come from the dump.
 struct RecordContext {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "monitor/attachment_names.h"
+#include "report/attachments.h"
 #include "support/files.h"
 #include "support/identifiers.h"
 #include "support/text.h"
@@ -18,13 +18,6 @@ namespace {
 bool is_same_file(const fs::path& a, const fs::path& b) {
   std::error_code error;
   return fs::equivalent(a, b, error) && !error;
-}
-
-// A copy keeps the attributes of the file, and a read-only one could not be deleted with its
-// report.
-void make_deletable(const fs::path& file) {
-  std::error_code error;
-  fs::permissions(file, fs::perms::owner_write, fs::perm_options::add, error);
 }
 
 bool is_named(const fs::path& folder, const fs::path& file, const std::vector<std::string>& names) {
@@ -65,39 +58,17 @@ std::optional<fs::path> move_into_new_folder(const fs::path& store, ClaimedDump&
   return folder;
 }
 
-std::vector<std::string> copy_attachments(const fs::path& folder,
-                                          const std::vector<std::string>& paths, Logger& logger) {
-  std::vector<std::string> names;
-  for (const std::string& path : paths) {
-    const fs::path source = utf8_to_path(path);
-    // Names are given anew at each try, so that a file copied before is replaced and not numbered.
-    const std::string name =
-        free_attachment_name(path_to_utf8(source.filename()), [&](const std::string& candidate) {
-          return is_named(folder, folder / utf8_to_path(candidate), names);
-        });
-    const fs::path target = folder / utf8_to_path(name);
-    if (!is_file(source)) {
-      logger.warn("Attachment not copied, no such file: %s", path.c_str());
-    } else if (!copy_file_over(source, target)) {
-      logger.warn("Attachment not copied, cannot be read: %s", path.c_str());
-    } else {
-      make_deletable(target);
-      names.push_back(name);
-    }
-  }
-  add_earlier_copies(folder, names);
-  return names;
-}
-
 std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDump& dump,
                                               const DumpFacts& facts, RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger) {
-  context.attachments = copy_attachments(folder, attachment_paths, logger);
+  context.attachments = copy_attachments(folder, attachment_paths, &logger);
+  add_earlier_copies(folder, context.attachments);
   CrashData record = record_from_annotations(facts, context);
-  // As soon as there is a record, others may read the dump.
+  const bool saved = save(folder, record);
+  // Held to the end, so that no other monitor takes the folder for one that was left half-made.
   dump.release();
-  if (!save(folder, record)) {
+  if (!saved) {
     logger.error("Report record not written: %s", path_to_utf8(folder).c_str());
     return std::nullopt;
   }

@@ -25,12 +25,6 @@ namespace wrenfall {
 std::optional<std::filesystem::path> move_into_new_folder(const std::filesystem::path& store,
                                                           ClaimedDump& dump, Logger& logger);
 
-// Step 3: copies the files into the folder, each under a name of its own, and returns the names of
-// all attachments that are now there, those of an earlier try included. A file that cannot be
-// copied costs a warning and nothing else.
-std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
-                                          const std::vector<std::string>& paths, Logger& logger);
-
 // Steps 3 and 4, and the end of the claim. `context` need not name attachments. Nothing, with an
 // error logged, when the record could not be written.
 std::optional<CrashData> finish_report_folder(const std::filesystem::path& folder,

@@ -3,22 +3,22 @@
  *
  * Conventions that hold for every function below:
  *
- *  1. Text is NUL-terminated UTF-8 in both directions, paths included. Text that is not valid UTF-8
- * is taken as it is; where it ends up in a path or in a JSON file, each bad sequence is replaced by
- * U+FFFD.
- *  2. The library copies every string it is given. A `const char*` that it returns stays owned by
- * the library, for as long as the function's comment says. What it allocates for the caller is
- * freed by the matching `_free` function, or by wrenfall_free.
+ *  1. Text is NUL-terminated UTF-8 in both directions, paths included. Text that is not valid UTF-8 is
+ *     taken as it is; where it ends up in a path or in a JSON file, each bad sequence is replaced by
+ *     U+FFFD.
+ *  2. The library copies every string it is given. A `const char*` that it returns stays owned by the
+ *     library, for as long as the function's comment says. What it allocates for the caller is freed
+ *     by the matching `_free` function, or by wrenfall_free.
  *  3. NULL objects are tolerated: setters on NULL do nothing, free functions ignore NULL.
- *  4. Any thread may call any function, with two exceptions: an options record belongs to the
- * thread that builds it, and no other function may run at the same time as wrenfall_shutdown if it
- * uses a string that the library owns. "Blocks" says what a call waits for; a call without that
- * word returns at once.
- *  5. Failures are wrenfall_result values. Only failures of the operating system's locks and
- * threads, and of listing a directory that breaks off in the middle, leave a function as C++
- * exceptions (std::system_error).
- *  6. wrenfall_abi_version() changes when an existing function or record changes. New functions do
- * not change it.
+ *  4. Any thread may call any function, with two exceptions: an options record belongs to the thread
+ *     that builds it, and a string that the library owns must not be in use when another thread calls
+ *     wrenfall_shutdown. "Blocks" says what a call waits for; a call without that word returns at
+ *     once.
+ *  5. Failures are wrenfall_result values. Only failures of the operating system's locks and threads,
+ *     and of listing a directory that breaks off in the middle, leave a function as C++ exceptions
+ *     (std::system_error).
+ *  6. wrenfall_abi_version() changes when an existing function or record changes. New functions do not
+ *     change it.
  *
  * The host ships, in one folder: Wrenfall.dll, WrenfallMonitor.exe, WrenfallReporter.exe and
  * crashpad_handler.exe.
@@ -122,7 +122,8 @@ typedef struct wrenfall_options wrenfall_options;
 /*
  * Receives each log message of the library, with the user names in paths already replaced by "...".
  * Called on the thread that logs, one call at a time; `message` is valid during the call only. The
- * callback must not call back into the library in a way that logs: that would wait for itself.
+ * callback must not throw, and must not call back into the library in a way that logs: that would wait
+ * for itself.
  */
 typedef void (*wrenfall_log_callback)(wrenfall_log_level level, const char* message,
                                       void* user_data);
@@ -146,9 +147,9 @@ WRENFALL_API void wrenfall_options_free(wrenfall_options* options);
  *   monitor_path      WrenfallMonitor.exe beside the host executable, else beside Wrenfall.dll
  *   reporter_path     WrenfallReporter.exe, looked for in the same way
  *   theme_dir         the reporter's own look
- *   environment       a line that describes the operating system, for example "Windows
- * 11 10.0.22631 x64" the others        nothing is sent for them A relative store_dir counts from
- * the current directory of the wrenfall_init call. */
+ *   environment       a line about the operating system, for example "Windows 11 10.0.22631 x64"
+ *   the others        nothing is sent for them
+ * A relative store_dir counts from the current directory of the wrenfall_init call. */
 WRENFALL_API void wrenfall_options_set_store_dir(wrenfall_options* options, const char* value);
 WRENFALL_API void wrenfall_options_set_monitor_path(wrenfall_options* options, const char* value);
 WRENFALL_API void wrenfall_options_set_reporter_path(wrenfall_options* options, const char* value);
@@ -193,8 +194,8 @@ WRENFALL_API void wrenfall_options_set_crash_completion(wrenfall_options* option
 
 /*
  * Turns hang detection on: a thread that gives no sign of life for more than `threshold_ms`
- * milliseconds is hung. 0, and any value above INT32_MAX, leave it off, which is the default.
- * `policy` is WRENFALL_HANG_.... This version of the library stores both and does not watch yet.
+ * milliseconds is hung. See "hangs" below. 0, and any value above INT32_MAX, leave it off, which is
+ * the default. `policy` is WRENFALL_HANG_....
  */
 WRENFALL_API void wrenfall_options_set_hang_detection(wrenfall_options* options,
                                                       uint32_t threshold_ms, uint32_t policy);
@@ -228,16 +229,17 @@ WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
  *   WRENFALL_ERROR_INVALID_ARGUMENT     NULL options, or an empty database, application or version
  *   WRENFALL_ERROR_ALREADY_INITIALIZED  it was initialized before; nothing changed
  *   WRENFALL_ERROR_MONITOR_NOT_FOUND, WRENFALL_ERROR_REPORTER_NOT_FOUND
- *   WRENFALL_ERROR_HANDLER_START_FAILED the handler did not start; the store may not be writable.
- * The log says more WRENFALL_ERROR_FILE                 no folder could be found for the default
- * store
+ *   WRENFALL_ERROR_HANDLER_START_FAILED the handler did not start, or there was not enough memory;
+ *                                       the store may not be writable. The log says more
+ *   WRENFALL_ERROR_FILE                 no folder could be found for the default store
  */
 WRENFALL_API wrenfall_result wrenfall_init(wrenfall_options* options);
 
 /*
- * Ends the library's work. Does nothing when it is not initialized. Uploads that are under way in
- * other threads run to their end. A crash after this call is still captured by the handler of this
- * run.
+ * Ends the library's work. Does nothing when it is not initialized. Waits for a hang report that is
+ * being taken, but neither for a tick of the hang detection nor for uploads that are under way in
+ * other threads: those run to their end. The logging callback is not called any more after it. A
+ * crash after this call is still captured by the handler of this run.
  */
 WRENFALL_API void wrenfall_shutdown(void);
 
@@ -260,6 +262,102 @@ WRENFALL_API bool wrenfall_has_capability(uint32_t capability);
 
 /* Frees a buffer that the library allocated for the caller. */
 WRENFALL_API void wrenfall_free(void* buffer);
+
+/* ------------------------------------------------------------------------------------------------
+ * run-time metadata */
+
+/*
+ * What is set here travels with every report from then on, with a crash at the very next moment
+ * too. Values that were set while a dump is being written are in the next one. Each call copies its
+ * texts, returns at once, and is good from wrenfall_init to wrenfall_shutdown: a later
+ * wrenfall_init starts again from its options. NULL counts as empty.
+ *
+ * In dumps, and in the reports made of them, a value is cut silently after 4096 bytes, notes and
+ * the description after 20480; an attribute's name, with "attr." before it, after 255 bytes. A dump
+ * holds all values set here, up to the 64 attributes, however many names were used before: the
+ * capture reads at most 200 values, and the library keeps below that.
+ *
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ */
+WRENFALL_API wrenfall_result wrenfall_set_key(const char* value);
+WRENFALL_API wrenfall_result wrenfall_set_user(const char* value);
+WRENFALL_API wrenfall_result wrenfall_set_email(const char* value);
+WRENFALL_API wrenfall_result wrenfall_set_user_description(const char* value);
+WRENFALL_API wrenfall_result wrenfall_set_notes(const char* value);
+
+/* The same for the environment; NULL and the empty text restore the line that describes the
+ * operating system. */
+WRENFALL_API wrenfall_result wrenfall_set_environment(const char* value);
+
+/*
+ * Sets a named attribute, or removes it when `value` is NULL.
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED,
+ *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty name
+ *   WRENFALL_ERROR_LIMIT_REACHED     64 other names are held; nothing changed
+ */
+WRENFALL_API wrenfall_result wrenfall_set_attribute(const char* name, const char* value);
+
+/*
+ * Turns quiet sending on or off for the reports from now on. Off means the dialog again, also in a
+ * library that was started quiet; one that was started with WRENFALL_UPLOAD_MANUAL goes back to
+ * manual. Does nothing when not initialized.
+ */
+WRENFALL_API void wrenfall_set_quiet_mode(int flag);
+
+/*
+ * Adds or removes a file that is to travel with each report. It is copied when a report is made, as it
+ * is then. Paths are compared byte for byte; adding one twice and removing one that is not there
+ * change nothing.
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL path; also an empty one to add
+ *   WRENFALL_ERROR_LIMIT_REACHED     24 paths are held
+ *   WRENFALL_ERROR_FILE              the list could not be written for the monitor; it is kept here
+ *                                    all the same
+ */
+WRENFALL_API wrenfall_result wrenfall_add_attachment(const char* path);
+WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
+
+/* ------------------------------------------------------------------------------------------------
+ * hangs */
+
+/*
+ * With a threshold set in the options a thread of the library looks, every quarter of the threshold
+ * but no more often than every 100 ms, for threads that have given no sign of life for more than the
+ * threshold:
+ *
+ *  - "main": every wrenfall_heartbeat, of whichever thread, is a sign of its life. So is any
+ * visible top-level window of the process that answers a message within 50 ms: a program whose
+ * windows are served needs no heartbeats, and is never reported while one of them answers. A
+ * program without a visible window relies on heartbeats alone: call wrenfall_heartbeat in the main
+ * loop.
+ *  - threads that called wrenfall_watch_thread: their own heartbeats. Such a heartbeat refreshes
+ * "main" too, so a program without a window that watches threads notices a hang of its main thread
+ * only once they are all silent.
+ *
+ * A hang becomes a report of kind "hang", once, until the thread's next sign of life; the process
+ * is stopped while the dump is written and goes on. With WRENFALL_HANG_REPORT_AND_TERMINATE the
+ * monitor then ends it. After a report there is no other for five minutes (the cool-down),
+ * whichever thread hangs.
+ *
+ * The threshold should be well above the longest pause that is normal, and above what a user puts
+ * up with: 5000 to 30000 ms for a program with windows. A debugger that stops the process looks
+ * like a hang. The cost is one wake-up a tick, a message to each visible window, and a lock and a
+ * clock read a heartbeat.
+ */
+
+/* A sign of life, see above. Does nothing when the library is not initialized or hang detection is
+ * off. */
+WRENFALL_API void wrenfall_heartbeat(void);
+
+/*
+ * Watches the calling thread under a name (NULL counts as empty) from now on, or gives it a new
+ * name. A watched thread unwatches itself before it ends.
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED, WRENFALL_ERROR_HANG_DETECTION_OFF
+ */
+WRENFALL_API wrenfall_result wrenfall_watch_thread(const char* name);
+
+/* Ends the watch of the calling thread; does nothing when there is none. */
+WRENFALL_API void wrenfall_unwatch_thread(void);
 
 /* ------------------------------------------------------------------------------------------------
  * reports */
@@ -292,23 +390,31 @@ typedef char wrenfall_upload_result_has_40_bytes[sizeof(wrenfall_upload_result) 
 WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
 
 /*
- * Takes a report of the running process, which goes on afterwards. Blocks until the dump is on
- * disk, or the handler is found dead; the monitor makes the report folder from it a moment later,
- * and sends it by the upload policy. WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ * Takes a report of the running process, which goes on afterwards. Blocks until the dump is on disk,
+ * or the handler is found dead; several calls at once take their turns. The monitor makes the report
+ * folder from the dump a moment later, and sends it by the upload policy.
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ *   WRENFALL_ERROR_HANDLER_START_FAILED  there was not enough memory
  */
 WRENFALL_API wrenfall_result wrenfall_capture_report(void);
 
 /*
- * Uploads one report folder and applies the retry rule: the folder is deleted after success and
- * after every failure but HTTP 500, 502, 503 and 504, which keep it for two more attempts. In
- * particular a service that cannot be reached at all costs the report: a host that must not lose
- * reports sends when it knows that it is online. `user`, `email` and `description`, where not NULL,
- * replace those of the report first; an empty text clears. `result`, where not NULL, receives the
- * outcome. Blocks for the whole upload (connecting up to 60 s, each single send or receive up to
- * 300 s). No two calls may send the same folder at the same time. A folder that holds no report is
- * left as it is. WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED, WRENFALL_ERROR_INVALID_ARGUMENT (also
- * a report without its required data), WRENFALL_ERROR_FILE, WRENFALL_ERROR_TRANSPORT,
- * WRENFALL_ERROR_SERVICE, WRENFALL_ERROR_REJECTED
+ * Uploads one report folder and applies the retry rule: the folder is deleted after success and after
+ * every failure but HTTP 500, 502, 503 and 504, which keep it for two more attempts. In particular a
+ * service that cannot be reached at all costs the report: a host that must not lose reports sends
+ * when it knows that it is online.
+ *
+ * `user`, `email` and `description`, where not NULL, replace those of the report first; an empty text
+ * clears. `result`, where not NULL, receives the outcome. A folder that holds no record, or whose
+ * record cannot be opened just now, is left as it is.
+ *
+ * Blocks for the whole upload (connecting up to 60 s, each single send or receive up to 300 s), and
+ * before that for as long as another thread or process sends or discards the same folder.
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty folder, no report there, or one without the data
+ *                                    that the service requires
+ *   WRENFALL_ERROR_FILE              the report could not be read or packed
+ *   WRENFALL_ERROR_TRANSPORT, WRENFALL_ERROR_SERVICE, WRENFALL_ERROR_REJECTED
  */
 WRENFALL_API wrenfall_result wrenfall_send_report(const char* report_folder, const char* user,
                                                   const char* email, const char* description,
@@ -316,9 +422,12 @@ WRENFALL_API wrenfall_result wrenfall_send_report(const char* report_folder, con
 
 /*
  * Deletes a report folder with all its files. Only a folder that lies directly in the store or that
- * holds a report is deleted. WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED,
- * WRENFALL_ERROR_INVALID_ARGUMENT, WRENFALL_ERROR_FILE  nothing was there, it is no report folder,
- * or a file could not be removed
+ * holds a report is deleted.
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty folder
+ *   WRENFALL_ERROR_FILE              nothing was there, it is no report folder, it is just being
+ *                                    sent, or a file could not be removed; then it is not pending
+ *                                    any more all the same
  */
 WRENFALL_API wrenfall_result wrenfall_discard_report(const char* report_folder);
 
@@ -355,6 +464,89 @@ WRENFALL_API const char* wrenfall_report_list_json(const wrenfall_report_list* l
                                                    uint32_t index);
 
 WRENFALL_API void wrenfall_report_list_free(wrenfall_report_list* list);
+
+/* ------------------------------------------------------------------------------------------------
+ * reports of the host's own making */
+
+/*
+ * Three kinds of report that the host makes itself: a structured report of crash facts that it has
+ * collected, user feedback, and the text of an AddressSanitizer report. Posting one writes a report
+ * folder with the facts of wrenfall_options and of the setters above, and treats it by the upload
+ * policy of the options: with WRENFALL_UPLOAD_MANUAL it waits as a pending report, else it is sent at
+ * once, on the calling thread, with the retry rule of wrenfall_send_report.
+ *
+ * Texts that are not UTF-8 lose nothing but their bad sequences, each of which becomes U+FFFD in JSON;
+ * XML and the AddressSanitizer text keep the bytes as they are. Attachments are copied into the report
+ * folder; of two with the same file name the later one gets a number ("log.txt", "log (2).txt"), and
+ * one that cannot be copied costs a warning in the log, not the report.
+ *
+ * The posting calls block for the whole upload. wrenfall_post_feedback and wrenfall_post_asan_report
+ * hold the lock of the run-time metadata for that long: they wait for each other, and the setters
+ * above and wrenfall_report_post, which reads what was set, wait for them. wrenfall_capture_report,
+ * wrenfall_heartbeat and wrenfall_shutdown do not wait.
+ *
+ * `result`, where not NULL and large enough, receives the outcome; with WRENFALL_UPLOAD_MANUAL it is
+ * all zero. The results are those of wrenfall_send_report, and
+ *   WRENFALL_ERROR_NOT_INITIALIZED
+ *   WRENFALL_ERROR_FILE  the report could not be written; nothing stays in the store
+ */
+
+/* The formats of a structured report. Any value not listed here counts as XML. */
+enum { WRENFALL_REPORT_XML = 0, WRENFALL_REPORT_JSON = 1 };
+
+/* A structured report while it is built, by one thread at a time. Works without wrenfall_init. */
+typedef struct wrenfall_report wrenfall_report;
+
+/* An empty report in one of the formats, to be freed with wrenfall_report_free; NULL when there is no
+ * memory. Adding to NULL does nothing. NULL texts count as empty. */
+WRENFALL_API wrenfall_report* wrenfall_report_new(uint32_t format);
+WRENFALL_API void wrenfall_report_free(wrenfall_report* report);
+
+WRENFALL_API void wrenfall_report_set_platform(wrenfall_report* report, const char* platform,
+                                               const char* os);
+WRENFALL_API void wrenfall_report_set_exception(wrenfall_report* report, const char* code,
+                                                const char* explanation);
+
+/* In XML the name becomes the name of an element: anything but a letter followed by letters and
+ * digits makes a document that strict parsers refuse. In JSON the last register of a name counts. */
+WRENFALL_API void wrenfall_report_add_register(wrenfall_report* report, const char* name,
+                                               const char* value);
+
+/* Returns the thread's index, counted from 0; -1 for a NULL report and when there is no memory.
+ * `crashing` is a flag; the first thread that is marked so is the one that crashed. */
+WRENFALL_API int32_t wrenfall_report_add_thread(wrenfall_report* report, const char* name,
+                                                int32_t crashing);
+
+/* Adds a frame to a thread, the innermost first; nothing for an index that wrenfall_report_add_thread
+ * has not returned. `line` is read as signed; an `address` of 0 is unknown. */
+WRENFALL_API void wrenfall_report_add_frame(wrenfall_report* report, int32_t thread,
+                                            const char* function, const char* file, uint32_t line,
+                                            const char* module, uint64_t address);
+
+/* `base` is the address that the module is loaded at, `size` its size in memory in bytes. */
+WRENFALL_API void wrenfall_report_add_module(wrenfall_report* report, const char* name,
+                                             const char* path, uint64_t base, uint64_t size,
+                                             const char* file_version, const char* product_version);
+
+/* The path of a file that is to travel with the report; NULL does nothing. */
+WRENFALL_API void wrenfall_report_add_attachment(wrenfall_report* report, const char* path);
+
+/* Posts the report, which stays the caller's and may be posted again.
+ *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL report */
+WRENFALL_API wrenfall_result wrenfall_report_post(const wrenfall_report* report,
+                                                  wrenfall_upload_result* result);
+
+/* Posts user feedback. NULL texts count as empty; `attachments` is an array of `attachment_count`
+ * paths and may be NULL, as may its entries. */
+WRENFALL_API wrenfall_result wrenfall_post_feedback(const char* title, const char* description,
+                                                    const char* const* attachments,
+                                                    uint32_t attachment_count,
+                                                    wrenfall_upload_result* result);
+
+/* Posts the text of an AddressSanitizer report.
+ *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL text */
+WRENFALL_API wrenfall_result wrenfall_post_asan_report(const char* text,
+                                                       wrenfall_upload_result* result);
 
 #ifdef __cplusplus
 }

@@ -7,6 +7,8 @@
 #include "api/state.h"
 #include "backend/annotation_keys.h"
 #include "backend/platform_facts.h"
+#include "hang/hang_report.h"
+#include "hang/window_probe.h"
 #include "report/session_files.h"
 #include "support/files.h"
 #include "support/paths.h"
@@ -57,8 +59,8 @@ void collect_facts(State& state) {
   facts.database = options.database;
   facts.application = options.application;
   facts.version = options.version;
-  facts.environment =
-      options.environment.empty() ? state.platform_description : options.environment;
+  state.set_environment(options.environment.empty() ? state.platform_description
+                                                    : options.environment);
   facts.key = options.key;
   facts.user = options.user;
   facts.email = options.email;
@@ -68,7 +70,10 @@ void collect_facts(State& state) {
     if (facts.attributes.size() >= kMaxAttributes) break;
     facts.attributes[name] = value;
   }
-  state.quiet = options.upload_policy == WRENFALL_UPLOAD_QUIET;
+  facts.upload_policy = options.upload_policy;
+  facts.quiet = options.upload_policy == WRENFALL_UPLOAD_QUIET;
+  facts.open_support_url = options.open_support_url != 0;  // not set counts as set
+  facts.theme_dir = options.theme_dir;
   state.crash_type = options.crash_type_id == 0 ? 1 : static_cast<int32_t>(options.crash_type_id);
   state.session = current_session();
   for (const std::string& path : options.attachments) {
@@ -92,7 +97,7 @@ BackendConfiguration backend_configuration(State& state) {
   configuration.minidump_flags = options.minidump_flags;
   configuration.protect_exception_filter = options.protect_exception_filter;
   configuration.chain_previous_signal_handlers = options.chain_previous_signal_handlers;
-  configuration.open_support_url = options.open_support_url != 0;  // not set counts as set
+  configuration.open_support_url = state.facts.open_support_url;
   configuration.crash_type_id = state.crash_type;
   configuration.crash_completion = options.crash_completion;
   configuration.on_crash = options.on_crash;
@@ -114,6 +119,19 @@ void publish_annotations(State& state) {
   for (const auto& [name, value] : facts.attributes) {
     backend.set_annotation(annotation::kAttributePrefix + name, value);
   }
+}
+
+void start_watchdog(State& state) {
+  const int32_t threshold = state.configuration.hang_threshold;
+  const uint32_t policy = state.configuration.hang_policy;
+  if (threshold <= 0) return;
+  // The watchdog is destroyed before the state's other members, so the callback may use them.
+  const auto on_hang = [&state, policy](const std::string& thread_name, int64_t duration_ms) {
+    capture_hang(*state.backend, &state.logger, policy, thread_name, duration_ms);
+  };
+  state.watchdog =
+      std::make_unique<Watchdog>(threshold, policy, on_hang, any_window_answers, &state.logger);
+  state.watchdog->start();
 }
 
 // The session file of a run that may still fail to start; removed again unless it does start.
@@ -152,11 +170,13 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   collect_facts(*state);
   PendingSession session(*state);
   state->backend = make_crashpad_backend();
+  // The crash filter that this puts in force lives in this library's code.
+  keep_library_loaded();
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
   if (started != WRENFALL_OK) return started;
-  // The crash filter that is in force from here on lives in this library's code.
-  keep_library_loaded();
+  state->facts.capture_backend = state->backend->name();
   publish_annotations(*state);
+  start_watchdog(*state);
   session.keep();
   publish_state(state);
   return WRENFALL_OK;
@@ -183,13 +203,19 @@ wrenfall_result wrenfall_init(wrenfall_options* options) {
 }
 
 void wrenfall_shutdown(void) {
-  const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
-  const std::shared_ptr<State> state = current_state();
-  if (!state) return;
-  publish_state(nullptr);
-  state->backend->stop();
-  remove_session(state->store_dir, state->session);
-  state->logger.info("wrenfall shutdown");
+  guarded(WRENFALL_ERROR_FILE, []() -> wrenfall_result {
+    const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
+    const std::shared_ptr<State> state = current_state();
+    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
+    publish_state(nullptr);
+    if (state->watchdog) state->watchdog->stop();
+    state->backend->stop();
+    remove_session(state->store_dir, state->session);
+    state->logger.info("wrenfall shutdown");
+    // Uploads that go on use the state; what the host gave for its callback may be gone by then.
+    state->logger.detach_callback();
+    return WRENFALL_OK;
+  });
 }
 
 bool wrenfall_is_initialized(void) { return peek_state() != nullptr; }
@@ -200,14 +226,14 @@ uint32_t wrenfall_abi_version(void) { return kAbiVersion; }
 
 const char* wrenfall_get_environment(void) {
   const State* const state = peek_state();
-  return state == nullptr ? nullptr : state->facts.environment.c_str();
+  return state == nullptr ? nullptr : state->environment();
 }
 
 bool wrenfall_has_capability(uint32_t capability) {
   const std::shared_ptr<State> state = current_state();
   if (!state || !state->backend) return false;
-  // The backend could capture hangs, but nothing watches for them yet.
-  if (capability == WRENFALL_CAPABILITY_HANG_DETECTION) return false;
+  // The backend can capture hangs; whether they are noticed is known here alone.
+  if (capability == WRENFALL_CAPABILITY_HANG_DETECTION) return state->watchdog != nullptr;
   return state->backend->has_capability(capability);
 }
 

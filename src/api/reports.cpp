@@ -5,20 +5,20 @@
 
 #include "api/boundary.h"
 #include "api/state.h"
+#include "backend/annotation_keys.h"
 #include "report/crash_data.h"
 #include "report/delivery.h"
 #include "report/folder_claim.h"
 #include "report/report_result.h"
 #include "report/report_store.h"
 #include "support/files.h"
+#include "support/paths.h"
 #include "support/text.h"
 
 namespace wrenfall {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char kReportKindOnDemand[] = "capture";
 
 // What the host wants changed in a report before it is sent; null leaves the report's own.
 struct Amendments {
@@ -33,6 +33,17 @@ void amend(CrashData& record, const Amendments& amendments) {
   if (amendments.description != nullptr) record.userDescription = amendments.description;
 }
 
+// The outcome for a folder whose record cannot even be read. It is left as it is: the retry rule
+// would delete what is not a report at all, or a report whose record somebody holds just now.
+UploadResult refuse(State& state, const fs::path& folder) {
+  const bool is_report = is_file(folder / kCrashDataFile);
+  state.logger.warn(is_report ? "The record of %s cannot be read" : "%s holds no report",
+                    path_to_utf8(folder).c_str());
+  UploadResult outcome;
+  outcome.result = is_report ? WRENFALL_ERROR_FILE : WRENFALL_ERROR_INVALID_ARGUMENT;
+  return outcome;
+}
+
 // Sends a folder to which the caller holds the claim.
 UploadResult send_claimed(State& state, const fs::path& folder, const Amendments& amendments) {
   CrashData record;
@@ -41,14 +52,10 @@ UploadResult send_claimed(State& state, const fs::path& folder, const Amendments
     if (!save(folder, record)) {
       state.logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());
     }
-  } else if (is_file(folder / kCrashDataFile)) {
-    state.logger.warn("The record of %s cannot be read", path_to_utf8(folder).c_str());
+  } else if (std::string text; read_file(folder / kCrashDataFile, text)) {
+    state.logger.warn("The record of %s is damaged", path_to_utf8(folder).c_str());
   } else {
-    // Not a report at all: the retry rule would delete what is somebody else's.
-    state.logger.warn("%s holds no report", path_to_utf8(folder).c_str());
-    UploadResult outcome;
-    outcome.result = WRENFALL_ERROR_INVALID_ARGUMENT;
-    return outcome;
+    return refuse(state, folder);
   }
   return deliver(make_http_client().get(), folder, record, nullptr);
 }
@@ -58,13 +65,22 @@ bool is_owned_by_this_process(const fs::path& folder) {
   return !load(folder, record) || record.ownerPid == current_process_id();
 }
 
+void send_one_pending(State& state, const fs::path& folder) {
+  const FolderClaim claim(folder);
+  // While this waited somebody may have sent the folder, or shut the library down.
+  if (peek_state() != &state) return;
+  if (path_exists(folder / kResultFile) || is_owned_by_this_process(folder)) return;
+  send_claimed(state, folder, {});
+}
+
 void send_pending(const std::shared_ptr<State>& state) {
   for (const fs::path& folder : pending_report_folders(state->store_dir)) {
     if (peek_state() != state.get()) return;
-    const FolderClaim claim(folder);
-    // Somebody else may have sent it since it was listed.
-    if (path_exists(folder / kResultFile) || is_owned_by_this_process(folder)) continue;
-    send_claimed(*state, folder, {});
+    try {
+      send_one_pending(*state, folder);
+    } catch (const std::exception& error) {
+      state->logger.error("Sending %s broke off: %s", path_to_utf8(folder).c_str(), error.what());
+    }
   }
 }
 
@@ -88,7 +104,7 @@ wrenfall_result wrenfall_capture_report(void) {
   return guarded(WRENFALL_ERROR_HANDLER_START_FAILED, []() -> wrenfall_result {
     const std::shared_ptr<State> state = current_state();
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    return state->backend->capture(kReportKindOnDemand);
+    return state->backend->capture(kReportKindCapture);
   });
 }
 
@@ -135,8 +151,12 @@ void wrenfall_upload_result_free(wrenfall_upload_result* result) {
 
 const char* wrenfall_log_file_path(void) {
   static std::string& buffer = *new std::string;
-  const std::shared_ptr<State> state = current_state();
-  if (!state) return nullptr;
-  buffer = path_to_utf8(state->logger.path());
-  return buffer.c_str();
+  const bool known = guarded(WRENFALL_ERROR_FILE, []() -> wrenfall_result {
+                       const std::shared_ptr<State> state = current_state();
+                       if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
+                       // Not asked of the logger, whose lock the caller holds when it is the logging callback.
+                       buffer = path_to_utf8(state->store_dir / kLogFile);
+                       return WRENFALL_OK;
+                     }) == WRENFALL_OK;
+  return known ? buffer.c_str() : nullptr;
 }

@@ -46,6 +46,11 @@ State::State(const wrenfall_options& options)
       store_dir(choose_store_dir(options)),
       logger(store_dir / kLogFile, wrap(options.logger, options.logger_user_data)) {}
 
+void State::set_environment(const std::string& value) {
+  facts.environment = value;
+  environment_text_ = environments_.insert(value).first->c_str();
+}
+
 std::shared_ptr<State> current_state() {
   Published& current = published();
   const std::lock_guard<std::mutex> lock(current.mutex);

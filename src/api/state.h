@@ -1,15 +1,18 @@
 #ifndef WRENFALL_API_STATE_H_
 #define WRENFALL_API_STATE_H_
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "api/options.h"
 #include "backend/backend.h"
+#include "hang/watchdog.h"
 #include "report/report_facts.h"
 #include "support/logger.h"
 #include "support/process.h"
@@ -43,7 +46,22 @@ struct State {
   std::recursive_mutex metadata_lock;
   ReportFacts facts;                     // guarded by metadata_lock
   std::vector<std::string> attachments;  // guarded by metadata_lock
-  bool quiet = false;                    // guarded by metadata_lock
+
+  // Changes the environment among the facts. Under metadata_lock.
+  void set_environment(const std::string& value);
+
+  // The environment without a lock. Each text stays valid as long as the state: the host may still
+  // hold an earlier one.
+  const char* environment() const { return environment_text_; }
+
+ private:
+  std::set<std::string> environments_;  // every text so far; guarded by metadata_lock
+  std::atomic<const char*> environment_text_{""};
+
+ public:
+  // Null unless hang detection is on. Constant after init. Destroyed first: its thread uses the
+  // others.
+  std::unique_ptr<Watchdog> watchdog;
 };
 
 // The published state, kept alive by the caller's reference; null when the library is not

@@ -29,7 +29,23 @@ inline constexpr char kEmail[] = "email";
 inline constexpr char kDescription[] = "description";
 inline constexpr char kNotes[] = "notes";
 inline constexpr char kAttributePrefix[] = "attr.";
+inline constexpr char kHangThread[] = "wrenfall.hangThread";
+inline constexpr char kHangDurationMs[] = "wrenfall.hangDurationMs";
+inline constexpr char kHangPolicy[] = "wrenfall.hangPolicy";  // stays set after a hang
 
 }  // namespace wrenfall::annotation
+
+namespace wrenfall {
+
+// What a dump can be of, as kReportKind says.
+inline constexpr char kReportKindCrash[] = "crash";
+inline constexpr char kReportKindCapture[] = "capture";
+inline constexpr char kReportKindHang[] = "hang";
+
+// The texts of kHangPolicy.
+inline constexpr char kHangPolicyTerminate[] = "terminate";
+inline constexpr char kHangPolicyReport[] = "report";
+
+}  // namespace wrenfall
 
 #endif  // WRENFALL_BACKEND_ANNOTATION_KEYS_H_

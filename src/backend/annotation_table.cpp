@@ -3,8 +3,10 @@
 #include <client/annotation.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
 
@@ -13,6 +15,8 @@
 namespace wrenfall {
 namespace {
 
+// What the handler reads at a name's address.
+constexpr size_t kNameBytes = 256;
 constexpr size_t kValueCapacity = 4096;
 constexpr size_t kLongValueCapacity = 20480;
 
@@ -21,85 +25,136 @@ size_t value_capacity(const std::string& key) {
                                                                       : kValueCapacity;
 }
 
-}  // namespace
-
-class AnnotationHolder {
+// One live annotation: its name and value at addresses that the handler reads out of the dying
+// process.
+class Holder {
  public:
-  explicit AnnotationHolder(const std::string& key)
+  explicit Holder(const std::string& key)
       : capacity_(value_capacity(key)),
         value_(std::make_unique<char[]>(capacity_)),
         annotation_(crashpad::Annotation::Type::kString, name_, value_.get()) {
+    rename(key);
+  }
+  Holder(const Holder&) = delete;
+  Holder& operator=(const Holder&) = delete;
+
+  // Only while there is no value.
+  void rename(const std::string& key) {
     // The rest of the name stays zero: the handler reads the whole buffer.
+    std::memset(name_, 0, sizeof name_);
     std::memcpy(name_, key.data(), std::min(key.size(), sizeof name_ - 1));
   }
-  AnnotationHolder(const AnnotationHolder&) = delete;
-  AnnotationHolder& operator=(const AnnotationHolder&) = delete;
 
-  // A table takes the holder over from whichever had it; from then on only that table's calls
-  // count.
-  void take(const AnnotationTable* owner) {
-    owner_ = owner;
+  void set(const std::string& value) {
     annotation_.Clear();
-  }
-
-  void release(const AnnotationTable* owner) {
-    if (owner_ != owner) return;
-    annotation_.Clear();
-    owner_ = nullptr;
-  }
-
-  void set(const AnnotationTable* owner, const std::string& value) {
-    if (owner_ != owner) return;
-    if (value.empty()) {
-      annotation_.Clear();
-      return;
-    }
+    is_set_ = !value.empty();
+    if (!is_set_) return;
+    // The handler may look between any two of these steps.
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     const size_t size = std::min(value.size(), capacity_);
     std::memcpy(value_.get(), value.data(), size);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     annotation_.SetSize(static_cast<uint32_t>(size));
   }
+
+  bool is_set() const { return is_set_; }
 
  private:
   const size_t capacity_;
   const std::unique_ptr<char[]> value_;
-  char name_[crashpad::Annotation::kNameMaxLength] = {};
+  char name_[kNameBytes];
   crashpad::Annotation annotation_;
-  const AnnotationTable* owner_ = nullptr;
+  bool is_set_ = false;
 };
 
-namespace {
+bool is_attribute(const std::string& key) {
+  return key.compare(0, std::strlen(annotation::kAttributePrefix), annotation::kAttributePrefix) ==
+         0;
+}
 
-// Every holder that a key ever had. Kept until the process ends, past the destruction of static
-// objects: crashes happen then too.
-struct HolderPool {
+// Every annotation that there ever was, by its present key. Kept until the process ends, past the
+// destruction of static objects: crashes happen then too.
+class HolderPool {
+ public:
   static HolderPool& instance() {
     static HolderPool& pool = *new HolderPool;
     return pool;
   }
 
-  std::mutex mutex;  // guards everything about annotations, the holders' values included
-  std::map<std::string, std::unique_ptr<AnnotationHolder>> holders;
+  std::mutex& mutex() { return mutex_; }
+
+  // What follows is called with the mutex held.
+
+  // A new table is in force from the start, with nothing set.
+  uint64_t begin_generation() {
+    clear();
+    return ++generation_;
+  }
+
+  bool is_in_force(uint64_t generation) const { return generation == generation_; }
+
+  Holder* find(const std::string& key) {
+    const auto found = holders_.find(key);
+    return found == holders_.end() ? nullptr : found->second.get();
+  }
+
+  Holder& make(const std::string& key) {
+    if (is_attribute(key) && holders_.size() >= kReuseFrom) {
+      if (Holder* const reused = reuse_attribute(key)) return *reused;
+    }
+    return *(holders_[key] = std::make_unique<Holder>(key));
+  }
+
+  void clear() {
+    for (const auto& [key, holder] : holders_) holder->set("");
+  }
+
+ private:
+  // Well below what the handler reads, and above the number of values that there can be at one
+  // time.
+  static constexpr size_t kReuseFrom = 150;
+
+  Holder* reuse_attribute(const std::string& key) {
+    const auto unused = std::find_if(holders_.begin(), holders_.end(), [](const auto& entry) {
+      return is_attribute(entry.first) && !entry.second->is_set();
+    });
+    if (unused == holders_.end()) return nullptr;
+    auto node = holders_.extract(unused);
+    node.key() = key;
+    node.mapped()->rename(key);
+    return holders_.insert(std::move(node)).position->second.get();
+  }
+
+  std::mutex mutex_;
+  std::map<std::string, std::unique_ptr<Holder>> holders_;
+  uint64_t generation_ = 0;
 };
+
+uint64_t begin_generation() {
+  const std::lock_guard<std::mutex> lock(HolderPool::instance().mutex());
+  return HolderPool::instance().begin_generation();
+}
 
 }  // namespace
 
+AnnotationTable::AnnotationTable() : generation_(begin_generation()) {}
+
 AnnotationTable::~AnnotationTable() {
-  const std::lock_guard<std::mutex> lock(HolderPool::instance().mutex);
-  for (const auto& [key, holder] : holders_) holder->release(this);
+  HolderPool& pool = HolderPool::instance();
+  const std::lock_guard<std::mutex> lock(pool.mutex());
+  if (pool.is_in_force(generation_)) pool.clear();
 }
 
 void AnnotationTable::set(const std::string& key, const std::string& value) {
   HolderPool& pool = HolderPool::instance();
-  const std::lock_guard<std::mutex> lock(pool.mutex);
-  auto found = holders_.find(key);
-  if (found == holders_.end()) {
+  const std::lock_guard<std::mutex> lock(pool.mutex());
+  if (!pool.is_in_force(generation_)) return;
+  Holder* holder = pool.find(key);
+  if (holder == nullptr) {
     if (value.empty()) return;
-    auto& holder = pool.holders[key];
-    if (!holder) holder = std::make_unique<AnnotationHolder>(key);
-    found = holders_.emplace(key, holder.get()).first;
-    holder->take(this);
+    holder = &pool.make(key);
   }
-  found->second->set(this, value);
+  holder->set(value);
 }
 
 }  // namespace wrenfall

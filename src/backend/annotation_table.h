@@ -1,40 +1,37 @@
 #ifndef WRENFALL_BACKEND_ANNOTATION_TABLE_H_
 #define WRENFALL_BACKEND_ANNOTATION_TABLE_H_
 
-#include <cstddef>
-#include <map>
+#include <cstdint>
 #include <string>
 
 namespace wrenfall {
 
-// One live annotation: its name and value at addresses that the handler reads out of the dying
-// process.
-class AnnotationHolder;
-
 // The live string annotations of a backend.
 //
-// The handler walks a process-wide list of annotations that knows no removal, so a holder whose
-// annotation once had a value must stay where it is until the process ends. Holders therefore live
-// in a pool of the process; a table takes them from there by key, and gives them back, cleared,
-// when it is destroyed.
+// The handler walks a process-wide list of annotations that knows no removal, newest first, and
+// reads 200 of them at the most, cleared ones counted. So an annotation that once had a value stays
+// where it is until the process ends, in a pool of the process, from which every table takes it
+// again by its key; and once the pool is large, a cleared attribute's annotation is given the name
+// of the next new attribute, so that the list stays short enough to be read to its end.
 //
-// Any thread may set. One mutex of the process serialises the setters, so that a table whose
-// backend is still finishing a capture and the table of its successor, which share holders, do not
-// meet.
+// The newest table is the one in force; from its construction on the calls of older ones, whose
+// backends may still be finishing a capture, do nothing. Any thread may set; one mutex of the
+// process serialises all of it. A value is absent, not torn, for a dump that is taken in the middle
+// of a change.
 class AnnotationTable {
  public:
-  AnnotationTable() = default;
+  AnnotationTable();
+  // Clears everything, if the table is in force.
   ~AnnotationTable();
   AnnotationTable(const AnnotationTable&) = delete;
   AnnotationTable& operator=(const AnnotationTable&) = delete;
 
-  // Does nothing once another table has taken the key over. Values are cut to 4096 bytes, those of
-  // "description" and "notes" to 20480; names to 255 bytes. An empty value clears.
+  // Values are cut to 4096 bytes, those of "description" and "notes" to 20480; names to 255 bytes.
+  // An empty value clears.
   void set(const std::string& key, const std::string& value);
 
  private:
-  // Guarded by the pool's mutex; never null, owned by the pool.
-  std::map<std::string, AnnotationHolder*> holders_;
+  const uint64_t generation_;
 };
 
 }  // namespace wrenfall

@@ -5,6 +5,7 @@
 // clang-format on
 
 #include <atomic>
+#include <mutex>
 
 #include "backend/annotation_keys.h"
 #include "backend/annotation_table.h"
@@ -54,6 +55,9 @@ bool CrashpadBackend::start_handler() {
                   static_cast<unsigned long long>(current_process_id()),
                   path_to_utf8(configuration_.store_dir).c_str());
   }
+  // There is no query for the filter in force but to replace it.
+  const LPTOP_LEVEL_EXCEPTION_FILTER previous_filter = SetUnhandledExceptionFilter(nullptr);
+  SetUnhandledExceptionFilter(previous_filter);
   const bool restartable = true;
   const bool asynchronous_start = false;
   // Without an upload URL the handler never sends anything itself.
@@ -61,7 +65,11 @@ bool CrashpadBackend::start_handler() {
       base::FilePath(configuration_.handler_path.wstring()), base::FilePath(database),
       base::FilePath(database), "", startup_annotations(configuration_, current_session()),
       {"--no-periodic-tasks", "--no-rate-limit"}, restartable, asynchronous_start);
-  if (!started && logger_ != nullptr) logger_->error("StartHandler failed for %s", handler.c_str());
+  if (!started) {
+    // Whatever filter a failed start has left behind would wait for a handler that does not exist.
+    SetUnhandledExceptionFilter(previous_filter);
+    if (logger_ != nullptr) logger_->error("StartHandler failed for %s", handler.c_str());
+  }
   return started;
 }
 
@@ -107,6 +115,9 @@ bool CrashpadBackend::has_capability(uint32_t capability) const {
 
 wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
   if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
+  // One at a time in the process, so that each dump carries its own kind.
+  static std::mutex& mutex = *new std::mutex;
+  const std::lock_guard<std::mutex> lock(mutex);
   set_annotation(annotation::kReportKind, report_kind);
   CONTEXT context{};
   RtlCaptureContext(&context);

@@ -117,7 +117,7 @@ bool load(const std::filesystem::path& folder, CrashData& data) {
 }
 
 bool save(const std::filesystem::path& folder, const CrashData& data) {
-  return write_file_atomic(folder / kCrashDataFile, serialize(data));
+  return try_write_file_atomic(folder / kCrashDataFile, serialize(data));
 }
 
 }  // namespace wrenfall

@@ -3,22 +3,27 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace wrenfall {
 
-// The right to send one report folder. Held by at most one thread of the user's session at a time,
-// across processes; the constructor waits for it. Whoever holds it dies with it: it then goes to
-// the next. A thread must not claim a second folder while it holds one. Where the system cannot
-// provide the claim, it is taken for granted.
+// The right to send or to delete one report folder, held by at most one thread at a time, across
+// processes. Held through a file "<folder>.sending" beside the folder, which is open without
+// sharing and goes with its last handle: whoever ends without releasing the claim releases it so.
+// Where no such file can be made the claim is taken for granted.
 class FolderClaim {
  public:
+  // Waits until nobody else holds the claim.
   explicit FolderClaim(const std::filesystem::path& folder);
+  // Nothing while somebody else holds it.
+  static std::optional<FolderClaim> try_take(const std::filesystem::path& folder);
+  FolderClaim(FolderClaim&& other) noexcept;
   ~FolderClaim();
-  FolderClaim(const FolderClaim&) = delete;
-  FolderClaim& operator=(const FolderClaim&) = delete;
 
  private:
   struct Lock;
+  FolderClaim();
+
   std::unique_ptr<Lock> lock_;
 };
 

@@ -1,44 +1,75 @@
 #include <windows.h>
 
-#include <cwctype>
+#include <string>
 
 #include "report/folder_claim.h"
 #include "support/win_handle.h"
 
 namespace wrenfall {
+
+namespace fs = std::filesystem;
+
 namespace {
 
-// A name for the kernel object that every process derives alike from the folder: its absolute path
-// without regard to case, which the file system ignores too, in a 64-bit FNV-1a hash, since names
-// may be neither long nor hold backslashes.
-std::wstring mutex_name(const std::filesystem::path& folder) {
-  std::error_code error;
-  std::filesystem::path absolute = std::filesystem::weakly_canonical(folder, error);
-  if (error) absolute = folder;
-  if (!absolute.has_filename()) absolute = absolute.parent_path();
-  uint64_t hash = 0xCBF29CE484222325;
-  for (const wchar_t c : absolute.native()) {
-    hash = (hash ^ static_cast<uint64_t>(std::towlower(static_cast<wint_t>(c)))) * 0x100000001B3;
+constexpr DWORD kPollMs = 50;
+constexpr int kOtherAttempts = 10;
+
+// The folder under the one name that the file system has for it, whatever short name, case, link or
+// substituted drive the caller named it by. The given path where there is no such folder.
+std::wstring final_path(const fs::path& folder) {
+  const ScopedFile handle(CreateFileW(folder.c_str(), 0,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  if (handle) {
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+      const DWORD length = GetFinalPathNameByHandleW(
+          handle.get(), path.data(), static_cast<DWORD>(path.size()), FILE_NAME_NORMALIZED);
+      if (length == 0) break;
+      const bool fits = length < path.size();
+      path.resize(length);
+      if (fits) return path;
+    }
   }
-  return L"Local\\WrenfallReport-" + std::to_wstring(hash);
+  return folder.has_filename() ? folder.native() : folder.parent_path().native();
 }
 
 }  // namespace
 
 struct FolderClaim::Lock {
-  ScopedKernelHandle mutex;
-  bool held = false;
+  ScopedFile file;
+
+  // The error of the attempt, ERROR_SUCCESS when the claim is held.
+  DWORD take(const std::wstring& path) {
+    file.reset(CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    return file ? ERROR_SUCCESS : GetLastError();
+  }
 };
 
-FolderClaim::FolderClaim(const std::filesystem::path& folder) : lock_(std::make_unique<Lock>()) {
-  lock_->mutex.reset(CreateMutexW(nullptr, FALSE, mutex_name(folder).c_str()));
-  if (!lock_->mutex) return;
-  const DWORD wait = WaitForSingleObject(lock_->mutex.get(), INFINITE);
-  lock_->held = wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED;
+FolderClaim::FolderClaim() : lock_(std::make_unique<Lock>()) {}
+
+FolderClaim::FolderClaim(const fs::path& folder) : FolderClaim() {
+  const std::wstring path = final_path(folder) + L".sending";
+  // A file that is just going denies access for a moment; a folder that may not be written to does
+  // so for good.
+  int patience = kOtherAttempts;
+  for (DWORD error = lock_->take(path); error != ERROR_SUCCESS; error = lock_->take(path)) {
+    if (error != ERROR_SHARING_VIOLATION && --patience == 0) return;
+    Sleep(kPollMs);
+  }
 }
 
-FolderClaim::~FolderClaim() {
-  if (lock_->held) ReleaseMutex(lock_->mutex.get());
+std::optional<FolderClaim> FolderClaim::try_take(const fs::path& folder) {
+  FolderClaim claim;
+  if (claim.lock_->take(final_path(folder) + L".sending") == ERROR_SHARING_VIOLATION) {
+    return std::nullopt;
+  }
+  return claim;
 }
+
+FolderClaim::FolderClaim(FolderClaim&& other) noexcept = default;
+
+FolderClaim::~FolderClaim() = default;
 
 }  // namespace wrenfall

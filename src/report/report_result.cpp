@@ -29,7 +29,7 @@ bool write_result(const std::filesystem::path& folder, const ReportResult& resul
       {"infoUrl", result.infoUrl},
       {"cancelled", result.cancelled},
   };
-  return write_file_atomic(folder / kResultFile, json_text(object));
+  return try_write_file_atomic(folder / kResultFile, json_text(object));
 }
 
 }  // namespace wrenfall

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "report/crash_data.h"
+#include "report/folder_claim.h"
 #include "report/report_result.h"
 #include "report/session_files.h"
 #include "support/files.h"
@@ -72,11 +73,30 @@ std::vector<fs::path> pending_report_folders(const fs::path& root) {
   return folders;
 }
 
+bool remove_report_folder(const fs::path& folder) {
+  const fs::path record = folder / kCrashDataFile;
+  const fs::path result = folder / kResultFile;
+  bool emptied = true;
+  for (const fs::path& entry : list_folder(folder)) {
+    if (entry != record && entry != result) emptied = remove_entry(entry) && emptied;
+  }
+  return emptied && remove_entry(record) && remove_entry(result) && remove_folder(folder);
+}
+
 bool discard_report_folder(const fs::path& root, const fs::path& folder) {
   const fs::path target = plain_path(folder);
   if (!is_folder(target)) return false;
   if (!lies_in_store(root, target) && !is_file(target / kCrashDataFile)) return false;
-  return remove_folder(target);
+  const auto claim = FolderClaim::try_take(target);
+  if (!claim) return false;
+  // From here on it is not pending, even if not all of it can be deleted.
+  ReportResult given_up;
+  given_up.status = "failed";
+  given_up.cancelled = true;
+  if (is_file(target / kCrashDataFile) && !path_exists(target / kResultFile)) {
+    write_result(target, given_up);
+  }
+  return remove_report_folder(target);
 }
 
 }  // namespace wrenfall

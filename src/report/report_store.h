@@ -18,9 +18,14 @@ std::vector<std::filesystem::path> list_report_folders(const std::filesystem::pa
 // owns them. Throws DirectoryIterationError.
 std::vector<std::filesystem::path> pending_report_folders(const std::filesystem::path& root);
 
-// Deletes a report folder with its contents; false when it is still there, and for a folder that
-// neither lies directly under the root nor holds a crash-data file: a wrong path must not cost the
-// host its own files.
+// Deletes a report folder with its contents; false when it is still there. What makes it a report
+// goes last, and its result last of all: where a file cannot be deleted just now, what is left is
+// neither pending nor taken for a report that is only half made.
+bool remove_report_folder(const std::filesystem::path& folder);
+
+// Deletes a report folder that nobody wants sent. False when it is still there, while somebody
+// sends it, and for a folder that neither lies directly under the root nor holds a crash-data file:
+// a wrong path must not cost the host its own files.
 bool discard_report_folder(const std::filesystem::path& root, const std::filesystem::path& folder);
 
 }  // namespace wrenfall

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "support/files.h"
+#include "report/report_store.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -37,7 +37,7 @@ bool apply_retry_policy(const std::filesystem::path& folder, CrashData* record, 
   } else if (!delete_now && logger != nullptr) {
     logger->info("Permanent HTTP error %d - deleting report folder: %s", http_status, name.c_str());
   }
-  remove_folder(folder);
+  remove_report_folder(folder);
   return true;
 }
 

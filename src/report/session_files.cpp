@@ -1,7 +1,10 @@
 #include "report/session_files.h"
 
+#include <algorithm>
+
 #include "support/files.h"
 #include "support/json_text.h"
+#include "support/paths.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -11,17 +14,28 @@ using nlohmann::json;
 
 namespace {
 
-bool is_stale(const fs::path& file) {
-  if (file.extension() == ".tmp") {
-    // Being written right now, or left behind by a process that ended while it wrote: the name
-    // tells whose it is.
-    const auto writer = SessionTag::parse(path_to_utf8(file.stem().stem()));
-    return !writer || !is_process_running(writer->process_id);
-  }
+bool has_dumps(const fs::path& root) {
+  const std::vector<fs::path> entries = list_folder(root / kHandlerFolder / "reports");
+  return std::any_of(entries.begin(), entries.end(),
+                     [](const fs::path& entry) { return entry.extension() == ".dmp"; });
+}
+
+// A file on its way to its place: being written right now, or left behind by a process that ended
+// while it wrote. The name tells whose it is.
+void sweep_temporary(const fs::path& file) {
+  const auto writer = SessionTag::parse(path_to_utf8(file.stem().stem()));
+  if (!writer || !is_process_running(writer->process_id)) remove_file(file);
+}
+
+void sweep(const fs::path& root, const fs::path& file, bool keep_attachments) {
   std::string text;
-  if (!read_file(file, text)) return false;
+  if (!read_file(file, text)) return;
   const auto record = parse_session(text);
-  return !record || !is_process_running(record->session.process_id);
+  if (record && is_process_running(record->session.process_id)) return;
+  if (record && keep_attachments && !record->attachments.empty()) {
+    try_write_file_atomic(kept_session_file(root, record->session), text);
+  }
+  remove_file(file);
 }
 
 }  // namespace
@@ -34,7 +48,7 @@ bool write_session(const fs::path& root, const SessionRecord& record) {
   const json object = {{"pid", record.session.process_id},
                        {"startTime", record.session.start_time},
                        {"attachments", record.attachments}};
-  return write_file_atomic(session_file(root, record.session), json_text(object));
+  return try_write_file_atomic(session_file(root, record.session), json_text(object));
 }
 
 std::optional<SessionRecord> parse_session(const std::string& text) {
@@ -67,9 +81,19 @@ void remove_session(const fs::path& root, const SessionTag& session) {
   remove_file(session_file(root, session));
 }
 
+fs::path kept_session_file(const fs::path& root, const SessionTag& session) {
+  return root / kHandlerFolder / kSessionsFolder / (session.text() + ".json");
+}
+
 void sweep_sessions(const fs::path& root) {
+  const bool keep_attachments = has_dumps(root);
   for (const fs::path& file : list_folder(root / kSessionsFolder)) {
-    if (is_file(file) && is_stale(file)) remove_file(file);
+    if (!is_file(file)) continue;
+    if (file.extension() == ".tmp") {
+      sweep_temporary(file);
+    } else {
+      sweep(root, file, keep_attachments);
+    }
   }
 }
 

@@ -25,6 +25,11 @@ struct SessionRecord {
 
 std::filesystem::path session_file(const std::filesystem::path& root, const SessionTag& session);
 
+// Where the sweep leaves the file of a process that is gone while dumps still wait to become
+// reports: they are to carry its attachments.
+std::filesystem::path kept_session_file(const std::filesystem::path& root,
+                                        const SessionTag& session);
+
 // False when the file could not be written.
 bool write_session(const std::filesystem::path& root, const SessionRecord& record);
 

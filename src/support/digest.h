@@ -11,6 +11,10 @@ namespace wrenfall {
 // matter.
 std::string md5_file_hex(const std::filesystem::path& path);
 
+// The SHA-256 (FIPS 180-4) of a text as 64 lower-case hexadecimal digits; empty when the system offers
+// none.
+std::string sha256_hex(const std::string& text);
+
 }  // namespace wrenfall
 
 #endif  // WRENFALL_SUPPORT_DIGEST_H_

@@ -36,9 +36,10 @@ class Digest {
     hash_.reset(hash);
   }
 
-  void add(char* bytes, size_t count) {
-    if (hash_ && !BCRYPT_SUCCESS(BCryptHashData(hash_.get(), reinterpret_cast<PUCHAR>(bytes),
-                                                static_cast<ULONG>(count), 0))) {
+  void add(const char* bytes, size_t count) {
+    // The system only reads the data, in spite of its type.
+    const auto data = reinterpret_cast<PUCHAR>(const_cast<char*>(bytes));
+    if (hash_ && !BCRYPT_SUCCESS(BCryptHashData(hash_.get(), data, static_cast<ULONG>(count), 0))) {
       hash_.reset();
     }
   }
@@ -60,6 +61,7 @@ class Digest {
 
 constexpr size_t kReadSize = 16384;
 constexpr size_t kMd5Size = 16;
+constexpr size_t kSha256Size = 32;
 
 }  // namespace
 
@@ -74,6 +76,12 @@ std::string md5_file_hex(const std::filesystem::path& path) {
   }
   if (stream.bad()) return {};
   return md5.hex<kMd5Size>();
+}
+
+std::string sha256_hex(const std::string& text) {
+  Digest sha256(BCRYPT_SHA256_ALGORITHM);
+  sha256.add(text.data(), text.size());
+  return sha256.hex<kSha256Size>();
 }
 
 }  // namespace wrenfall

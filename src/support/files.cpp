@@ -25,19 +25,12 @@ bool write_file_atomic(const fs::path& path, std::string_view bytes) {
   return copied;
 }
 
-bool path_exists(const fs::path& path) {
-  std::error_code error;
-  return fs::exists(path, error);
-}
-
-bool is_file(const fs::path& path) {
-  std::error_code error;
-  return fs::is_regular_file(path, error);
-}
-
-bool is_folder(const fs::path& path) {
-  std::error_code error;
-  return fs::is_directory(path, error);
+bool try_write_file_atomic(const fs::path& path, std::string_view bytes) {
+  try {
+    return write_file_atomic(path, bytes);
+  } catch (const fs::filesystem_error&) {
+    return false;
+  }
 }
 
 std::optional<uint64_t> size_of_file(const fs::path& path) {

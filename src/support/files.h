@@ -28,6 +28,9 @@ bool read_file(const std::filesystem::path& path, std::string& bytes);
 // filesystem_error ("remove") when the temporary file of the fall-back copy cannot be deleted.
 bool write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
 
+// The same, where every failure is false.
+bool try_write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
+
 // Appends in one write, creating the file when needed; other processes may read and append
 // meanwhile.
 bool append_to_file(const std::filesystem::path& path, std::string_view bytes);
@@ -35,11 +38,13 @@ bool append_to_file(const std::filesystem::path& path, std::string_view bytes);
 // Opens for binary writing, truncating; null when that fails. The caller closes.
 std::FILE* open_for_writing(const std::filesystem::path& path);
 
-// The direct entries of a directory, in no particular order; empty when it cannot be opened.
-// Throws DirectoryIterationError.
-std::vector<std::filesystem::path> list_folder(const std::filesystem::path& directory);
+// The direct entries of a folder, in no particular order; empty when it cannot be opened, which
+// `opened`, where given, tells. Throws DirectoryIterationError.
+std::vector<std::filesystem::path> list_folder(const std::filesystem::path& folder,
+                                               bool* opened = nullptr);
 
-// False when the target is missing, of another kind, or cannot be queried. Links are followed.
+// Whether there is an entry of the name at all, and whether it is of that kind. False when it
+// cannot be queried.
 bool path_exists(const std::filesystem::path& path);
 bool is_file(const std::filesystem::path& path);
 bool is_folder(const std::filesystem::path& path);
@@ -62,8 +67,11 @@ bool copy_file_over(const std::filesystem::path& from, const std::filesystem::pa
 // True when nothing of the name is there any more.
 bool remove_file(const std::filesystem::path& path);
 
-// Removes a folder with its contents, read-only ones too; links inside are removed, not followed.
-// True when it is gone.
+// Removes a file, read-only or not, or a folder with its contents; of a link the link alone, not
+// what it leads to. True when nothing of the name is there any more.
+bool remove_entry(const std::filesystem::path& path);
+
+// The same for what is a folder.
 bool remove_folder(const std::filesystem::path& folder);
 
 }  // namespace wrenfall

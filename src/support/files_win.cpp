@@ -1,7 +1,9 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <exception>
 #include <string_view>
+#include <utility>
 
 #include "support/files.h"
 #include "support/win_handle.h"
@@ -24,41 +26,32 @@ struct FindHandleTraits {
 
 // Calls `visit` for each entry of a folder but "." and "..". Asks the system itself: the directory
 // iterator of some runtimes takes no path of more than 260 characters, and follows junctions as if
-// they were folders. An error after the first entry is returned.
+// they were folders. False when the folder cannot be opened; `error` tells of one in the middle.
 template <typename Visit>
-DWORD for_each_entry(const fs::path& folder, Visit visit) {
+bool for_each_entry(const fs::path& folder, DWORD& error, Visit visit) {
+  error = ERROR_SUCCESS;
   WIN32_FIND_DATAW entry{};
   const ScopedHandle<FindHandleTraits> search(FindFirstFileW((folder / L"*").c_str(), &entry));
-  if (!search) return ERROR_SUCCESS;
+  if (!search) return false;
   do {
     const std::wstring_view name = entry.cFileName;
-    if (name != L"." && name != L"..") visit(entry);
+    if (name != L"." && name != L"..") visit(folder / entry.cFileName);
   } while (FindNextFileW(search.get(), &entry));
-  const DWORD error = GetLastError();
-  return error == ERROR_NO_MORE_FILES ? ERROR_SUCCESS : error;
+  error = GetLastError();
+  if (error == ERROR_NO_MORE_FILES) error = ERROR_SUCCESS;
+  return true;
 }
 
-void remove_entry(const fs::path& path, DWORD attributes) {
-  // A read-only file or folder cannot be deleted.
-  if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-    SetFileAttributesW(path.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
-  }
-  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-    DeleteFileW(path.c_str());
-  } else if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-    // The link alone, not what it leads to.
-    RemoveDirectoryW(path.c_str());
-  } else {
-    remove_folder(path);
-  }
-}
+DWORD attributes_of(const fs::path& path) { return GetFileAttributesW(path.c_str()); }
 
 }  // namespace
 
-std::vector<fs::path> list_folder(const fs::path& folder) {
+std::vector<fs::path> list_folder(const fs::path& folder, bool* opened) {
   std::vector<fs::path> entries;
-  const DWORD error = for_each_entry(
-      folder, [&](const WIN32_FIND_DATAW& entry) { entries.push_back(folder / entry.cFileName); });
+  DWORD error = ERROR_SUCCESS;
+  const bool found =
+      for_each_entry(folder, error, [&](fs::path entry) { entries.push_back(std::move(entry)); });
+  if (opened != nullptr) *opened = found;
   if (error != ERROR_SUCCESS) {
     throw DirectoryIterationError(folder,
                                   std::error_code(static_cast<int>(error), std::system_category()));
@@ -66,13 +59,35 @@ std::vector<fs::path> list_folder(const fs::path& folder) {
   return entries;
 }
 
-bool remove_folder(const fs::path& folder) {
-  if (RemoveDirectoryW(folder.c_str())) return true;
-  for_each_entry(folder, [&](const WIN32_FIND_DATAW& entry) {
-    remove_entry(folder / entry.cFileName, entry.dwFileAttributes);
-  });
-  return RemoveDirectoryW(folder.c_str()) != FALSE;
+bool path_exists(const fs::path& path) { return attributes_of(path) != INVALID_FILE_ATTRIBUTES; }
+
+bool is_file(const fs::path& path) {
+  const DWORD attributes = attributes_of(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
+
+bool is_folder(const fs::path& path) {
+  const DWORD attributes = attributes_of(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool remove_entry(const fs::path& path) {
+  const DWORD attributes = attributes_of(path);
+  if (attributes == INVALID_FILE_ATTRIBUTES) return true;
+  // What is read-only cannot be deleted.
+  if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+    SetFileAttributesW(path.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
+  }
+  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) return DeleteFileW(path.c_str()) != FALSE;
+  if (RemoveDirectoryW(path.c_str())) return true;
+  const bool is_link = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  if (is_link || GetLastError() != ERROR_DIR_NOT_EMPTY) return false;
+  DWORD error = ERROR_SUCCESS;
+  for_each_entry(path, error, [](const fs::path& entry) { remove_entry(entry); });
+  return RemoveDirectoryW(path.c_str()) != FALSE;
+}
+
+bool remove_folder(const fs::path& folder) { return !is_file(folder) && remove_entry(folder); }
 
 bool read_file(const fs::path& path, std::string& bytes) {
   const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ,
@@ -80,7 +95,12 @@ bool read_file(const fs::path& path, std::string& bytes) {
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   LARGE_INTEGER size{};
   if (!file || !GetFileSizeEx(file.get(), &size)) return false;
-  bytes.resize(static_cast<size_t>(size.QuadPart));
+  try {
+    bytes.resize(static_cast<size_t>(size.QuadPart));
+  } catch (const std::exception&) {
+    // A file beyond the memory there is counts as one that cannot be read.
+    return false;
+  }
   // One call reads at most 4 GiB, and a file that shrinks meanwhile ends early.
   for (size_t done = 0; done < bytes.size();) {
     const auto wanted = static_cast<DWORD>(std::min<size_t>(bytes.size() - done, kLargestRead));

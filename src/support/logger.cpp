@@ -1,5 +1,6 @@
 #include "support/logger.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "support/clock.h"
@@ -33,7 +34,16 @@ std::string log_line(wrenfall_log_level level, const std::string& message) {
   std::snprintf(head, sizeof head, "[%04d-%02d-%02d %02d:%02d:%02d] [%lu] %s ", now.year, now.month,
                 now.day, now.hour, now.minute, now.second,
                 static_cast<unsigned long>(current_process_id()), level_name(level));
-  return head + message + "\n";
+  std::string line = head + message;
+  // What a service answered may hold line breaks; it must not look like lines of its own.
+  std::replace_if(
+      line.begin(), line.end(), [](unsigned char c) { return c < 0x20; }, ' ');
+  return line + "\n";
+}
+
+void Logger::detach_callback() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  callback_ = nullptr;
 }
 
 void Logger::set_path(const std::filesystem::path& path) {

@@ -41,6 +41,9 @@ class Logger {
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
+  // No callback any more; waits for one that is running.
+  void detach_callback();
+
   void set_path(const std::filesystem::path& path);
   std::filesystem::path path() const;
 
@@ -54,7 +57,7 @@ class Logger {
 
   mutable std::mutex mutex_;
   std::filesystem::path path_;  // guarded by mutex_
-  const Callback callback_;
+  Callback callback_;           // guarded by mutex_
 };
 
 // "[2026-01-31 23:59:59] [1234] INFO text\n", with the local time and this process's id.

@@ -11,6 +11,8 @@ namespace {
 
 fs::path find_companion(const char* executable) {
   for (const fs::path& folder : {application_dir(), library_dir()}) {
+    // An unknown folder must not stand for the current one.
+    if (folder.empty()) continue;
     fs::path candidate = folder / executable;
     if (path_exists(candidate)) return candidate;
   }

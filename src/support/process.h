@@ -8,6 +8,7 @@
 namespace wrenfall {
 
 uint32_t current_process_id();
+uint32_t current_thread_id();
 
 // The current process's creation time in 100 ns units since 1601-01-01 UTC (a FILETIME), 0 when it
 // cannot be read.

@@ -7,6 +7,8 @@ namespace wrenfall {
 
 uint32_t current_process_id() { return GetCurrentProcessId(); }
 
+uint32_t current_thread_id() { return GetCurrentThreadId(); }
+
 uint64_t current_process_start_time() {
   FILETIME creation{};
   FILETIME exit{};

@@ -47,10 +47,11 @@ class ZipWriter {
   bool open_;
 };
 
-std::vector<fs::path> files_to_pack(const fs::path& folder,
-                                    const std::vector<std::string>& excluded_names) {
-  std::vector<fs::path> files;
-  for (fs::path& entry : list_folder(folder)) {
+// False when the folder cannot be listed.
+bool files_to_pack(const fs::path& folder, const std::vector<std::string>& excluded_names,
+                   std::vector<fs::path>& files) {
+  bool opened = false;
+  for (fs::path& entry : list_folder(folder, &opened)) {
     if (!is_file(entry)) continue;
     const std::string name = path_to_utf8(entry.filename());
     if (std::find(excluded_names.begin(), excluded_names.end(), name) != excluded_names.end())
@@ -59,7 +60,7 @@ std::vector<fs::path> files_to_pack(const fs::path& folder,
   }
   std::sort(files.begin(), files.end(),
             [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
-  return files;
+  return opened;
 }
 
 bool pack(const std::vector<fs::path>& files, std::FILE* stream) {
@@ -79,7 +80,8 @@ bool write_report_archive(const fs::path& folder, const fs::path& archive_path,
   remove_file(archive_path);
   ScopedStream stream(open_for_writing(archive_path));
   if (!stream) return false;
-  const bool packed = pack(files_to_pack(folder, excluded_names), stream.get());
+  std::vector<fs::path> files;
+  const bool packed = files_to_pack(folder, excluded_names, files) && pack(files, stream.get());
   // Closing writes what is still buffered, so it can fail too.
   return std::fclose(stream.release()) == 0 && packed;
 }

@@ -44,6 +44,10 @@ bool make_archive(const fs::path& folder, Archive& archive, UploadResult& outcom
     return false;
   }
   archive.md5_hex = md5_file_hex(archive.path);
+  if (archive.md5_hex.empty()) {
+    outcome.error = "could not read the report zip";
+    return false;
+  }
   return true;
 }
 

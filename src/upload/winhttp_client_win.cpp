@@ -153,15 +153,27 @@ class WinHttpClient : public HttpClient {
  public:
   HttpResponse request(const std::string& method, const std::string& url,
                        const HttpHeaders& headers, const std::string& body) override {
-    return perform(method, url, headers, body, {});
+    return perform_safely(method, url, headers, body, {});
   }
   HttpResponse request_file(const std::string& method, const std::string& url,
                             const HttpHeaders& headers,
                             const std::filesystem::path& file_path) override {
-    return perform(method, url, headers, {}, file_path);
+    return perform_safely(method, url, headers, {}, file_path);
   }
 
  private:
+  // No failure leaves as an exception, a service that answers more than there is memory for
+  // included.
+  static HttpResponse perform_safely(const std::string& method, const std::string& url,
+                                     const HttpHeaders& headers, const std::string& body,
+                                     const std::filesystem::path& file_path) {
+    try {
+      return perform(method, url, headers, body, file_path);
+    } catch (const std::bad_alloc&) {
+      return failure(WRENFALL_ERROR_TRANSPORT, "out of memory");
+    }
+  }
+
   // The body is the file's where a file is named.
   static HttpResponse perform(const std::string& method, const std::string& url,
                               const HttpHeaders& headers, const std::string& body,

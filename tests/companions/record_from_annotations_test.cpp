@@ -13,7 +13,8 @@ using Texts = std::map<std::string, std::string>;
 DumpFacts facts_of(Texts startup, Texts live) {
   DumpFacts facts;
   facts.time_stamp = 1;
-  facts.exception_code = 0xE0000001;
+  // A dump that was asked for carries a code that the capture made up.
+  facts.exception_code = live.count("wrenfall.reportKind") == 0 ? 0xE0000001 : 0x0517A7ED;
   facts.annotations.startup = std::move(startup);
   facts.annotations.live = std::move(live);
   return facts;
@@ -110,6 +111,16 @@ TEST(RecordFromAnnotations, MapsEachFactToItsField) {
     EXPECT_EQ(json_text(json.at(row.field)), row.expected)
         << row.field << ::testing::PrintToString(row.startup) << ::testing::PrintToString(row.live);
   }
+}
+
+TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
+  DumpFacts facts =
+      facts_of({}, {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangPolicy", "terminate"}});
+  facts.exception_code = 0xC0000005;
+  const CrashData record = record_from_annotations(facts, context());
+  EXPECT_EQ(record.reportKind, "crash");
+  EXPECT_EQ(record.signalOrExceptionCode, "0xC0000005");
+  EXPECT_FALSE(asks_for_termination(facts));
 }
 
 TEST(RecordFromAnnotations, TellsTheTimeOfTheDump) {

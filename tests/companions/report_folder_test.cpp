@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "minidump_builder.h"
+#include "report/attachments.h"
 #include "support/files.h"
 #include "temporary_folder.h"
 
@@ -36,7 +37,7 @@ TEST(ReportFolder, CopiesAttachmentsUnderNamesOfTheirOwn) {
       // The same name to the file system, though not to ASCII rules.
       path_to_utf8(files.add("b/\xC3\xA4rger \xD0\x96.txt", "5")),
   };
-  const Names names = copy_attachments(folder, paths, logger);
+  const Names names = copy_attachments(folder, paths, &logger);
   EXPECT_EQ(names, (Names{"log.txt", "LOG (2).txt", "result (2).json", "\xC3\x84rger \xD0\xB6.txt",
                           "\xC3\xA4rger \xD0\x96 (2).txt"}));
   for (size_t i = 0; i < names.size(); ++i) {
@@ -55,7 +56,7 @@ TEST(ReportFolder, ReadOnlyAttachmentDoesNotKeepTheReportFromBeingDeleted) {
   fs::create_directory(folder);
   const fs::path source = files.add("settings.ini", "x");
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::remove);
-  copy_attachments(folder, {path_to_utf8(source)}, logger);
+  copy_attachments(folder, {path_to_utf8(source)}, &logger);
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::add);
   EXPECT_TRUE(is_file(folder / "settings.ini"));
   EXPECT_TRUE(remove_folder(folder));
@@ -66,12 +67,17 @@ TEST(ReportFolder, SecondTryKeepsWhatTheFirstCopied) {
   const TemporaryFolder store;
   Logger logger;
   const fs::path folder = store.path() / "report";
-  store.add("report/minidump.dmp", "dump");
+  MinidumpBuilder builder;
+  builder.startup = {{"wrenfall.session", "5-6"}};
   store.add("report/log.txt", "half");
   store.add("report/gone.txt", "only here");
-  const Names names =
-      copy_attachments(folder, {path_to_utf8(files.add("log.txt", "all of it"))}, logger);
-  EXPECT_EQ(names, (Names{"log.txt", "gone.txt"}));
+  ClaimedDump dump(store.add("report/minidump.dmp", builder.build()));
+  const auto facts = read_minidump(dump.reader(), dump.size());
+  ASSERT_TRUE(facts);
+  const auto record = finish_report_folder(
+      folder, dump, *facts, {}, {path_to_utf8(files.add("log.txt", "all of it"))}, logger);
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->attachments, (Names{"log.txt", "gone.txt"}));
   EXPECT_EQ(file_text(folder / "log.txt"), "all of it");
 }
 

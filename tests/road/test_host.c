@@ -10,7 +10,7 @@
 
 #include <windows.h>
 
-#define MAX_WORDS 8
+#define MAX_WORDS 16
 
 static wrenfall_options* options;
 static volatile int zero = 0;
@@ -43,6 +43,22 @@ static const struct {
     {"crash_type_id", wrenfall_options_set_crash_type_id},
     {"dump_type", wrenfall_options_set_dump_type},
     {"minidump_flags", wrenfall_options_set_minidump_flags},
+};
+
+/* Setters of a running library. */
+static const struct {
+  const char* name;
+  wrenfall_result (*set)(const char*);
+} kRuntime[] = {
+    {"set_key", wrenfall_set_key},
+    {"set_user", wrenfall_set_user},
+    {"set_email", wrenfall_set_email},
+    {"set_user_description", wrenfall_set_user_description},
+    {"set_notes", wrenfall_set_notes},
+    {"set_environment", wrenfall_set_environment},
+    {"add_attachment", wrenfall_add_attachment},
+    {"remove_attachment", wrenfall_remove_attachment},
+    {"watch", wrenfall_watch_thread},
 };
 
 static void answer(long long result) {
@@ -99,6 +115,19 @@ static void crash(const char* kind) {
   }
 }
 
+/* Uses that many names, one after the other; answers the last result. */
+static void set_and_remove_attributes(int count) {
+  wrenfall_result result = 0;
+  int i;
+  for (i = 0; i < count && result == 0; ++i) {
+    char name[32];
+    snprintf(name, sizeof name, "passing %d", i);
+    result = wrenfall_set_attribute(name, "value");
+    if (result == 0) result = wrenfall_set_attribute(name, NULL);
+  }
+  answer(result);
+}
+
 /* "result status crash_id stack_key_id info_url" */
 static void send_report(const char* folder, const char* user) {
   wrenfall_upload_result outcome;
@@ -124,15 +153,94 @@ static void print_pending(void) {
   wrenfall_report_list_free(list);
 }
 
+static wrenfall_report* report;
+
+/* Answers the outcome as `send_report` does, with a result record of the given size. */
+static void print_outcome(wrenfall_result result, const wrenfall_upload_result* outcome) {
+  printf("%d %d %d %lld %lld %s\n", (int)result, (int)outcome->result, (int)outcome->http_status,
+         (long long)outcome->crash_id, (long long)outcome->stack_key_id,
+         outcome->info_url == NULL ? "-" : outcome->info_url);
+  fflush(stdout);
+}
+
+static void post(const char* kind, char** word, int count) {
+  wrenfall_upload_result outcome;
+  wrenfall_result result;
+  memset(&outcome, 0, sizeof outcome);
+  outcome.size = sizeof outcome;
+  outcome.http_status = -7;
+  if (strcmp(kind, "feedback") == 0) {
+    result = wrenfall_post_feedback(count > 0 ? word[0] : NULL, count > 1 ? word[1] : NULL,
+                                    (const char* const*)(word + 2),
+                                    count > 2 ? (uint32_t)(count - 2) : 0, &outcome);
+  } else if (strcmp(kind, "asan") == 0) {
+    result = wrenfall_post_asan_report(count > 0 ? word[0] : NULL, &outcome);
+  } else {
+    if (count > 0) outcome.size = (uint32_t)atoi(word[0]);
+    result = wrenfall_report_post(report, &outcome);
+  }
+  print_outcome(result, &outcome);
+  wrenfall_upload_result_free(&outcome);
+}
+
+/* "report" and then: new FORMAT, platform, exception, register, thread, frame, module, attachment, many, free */
+static void edit_report(char** word, int count) {
+  const char* const what = count > 0 ? word[0] : "";
+  const char* text[7] = {NULL, NULL, NULL, NULL, NULL, NULL, NULL};
+  int32_t index = 0;
+  int i;
+  for (i = 1; i < count && i < 8; ++i) text[i - 1] = word[i];
+  if (strcmp(what, "new") == 0) {
+    wrenfall_report_free(report);
+    report = wrenfall_report_new((uint32_t)atoi(text[0]));
+  } else if (strcmp(what, "free") == 0) {
+    wrenfall_report_free(report);
+    report = NULL;
+  } else if (strcmp(what, "platform") == 0) {
+    wrenfall_report_set_platform(report, text[0], text[1]);
+  } else if (strcmp(what, "exception") == 0) {
+    wrenfall_report_set_exception(report, text[0], text[1]);
+  } else if (strcmp(what, "register") == 0) {
+    wrenfall_report_add_register(report, text[0], text[1]);
+  } else if (strcmp(what, "thread") == 0) {
+    index = wrenfall_report_add_thread(report, text[0], text[1] == NULL ? 0 : atoi(text[1]));
+  } else if (strcmp(what, "frame") == 0) {
+    wrenfall_report_add_frame(report, atoi(text[0]), text[1], text[2], (uint32_t)atoi(text[3]),
+                              text[4], strtoull(text[5], NULL, 16));
+  } else if (strcmp(what, "module") == 0) {
+    wrenfall_report_add_module(report, text[0], text[1], strtoull(text[2], NULL, 16),
+                               strtoull(text[3], NULL, 16), text[4], text[5]);
+  } else if (strcmp(what, "attachment") == 0) {
+    wrenfall_report_add_attachment(report, text[0]);
+  }
+  answer(index);
+}
+
 static void print_text(const char* text) {
   printf("%s\n", text == NULL ? "-" : text);
   fflush(stdout);
 }
 
+/* False when there is no such setter. A missing value is NULL. */
+static int set_running(const char* name, const char* value) {
+  size_t i;
+  for (i = 0; i < sizeof kRuntime / sizeof *kRuntime; ++i) {
+    if (strcmp(kRuntime[i].name, name) != 0) continue;
+    answer(kRuntime[i].set(value));
+    return 1;
+  }
+  return 0;
+}
+
 static void execute(char** word, int count) {
   const char* const first = count > 1 ? word[1] : NULL;
   const char* const second = count > 2 ? word[2] : NULL;
-  if (strcmp(word[0], "options") == 0) {
+  if (set_running(word[0], first)) return;
+  if (strcmp(word[0], "report") == 0) {
+    edit_report(word + 1, count - 1);
+  } else if (strcmp(word[0], "post") == 0) {
+    post(first, word + 2, count - 2);
+  } else if (strcmp(word[0], "options") == 0) {
     options = wrenfall_options_new(first, second, count > 3 ? word[3] : NULL);
     answer(0);
   } else if (strcmp(word[0], "set") == 0 && second != NULL) {
@@ -158,6 +266,22 @@ static void execute(char** word, int count) {
     answer(wrenfall_post_pending_reports_async());
   } else if (strcmp(word[0], "has_capability") == 0) {
     answer(wrenfall_has_capability((uint32_t)atoi(first)));
+  } else if (strcmp(word[0], "set_attribute") == 0) {
+    answer(wrenfall_set_attribute(first, second));
+  } else if (strcmp(word[0], "many_attributes") == 0) {
+    set_and_remove_attributes(atoi(first));
+  } else if (strcmp(word[0], "quiet") == 0) {
+    wrenfall_set_quiet_mode(atoi(first));
+    answer(0);
+  } else if (strcmp(word[0], "hang_detection") == 0) {
+    wrenfall_options_set_hang_detection(options, (uint32_t)atoi(first), (uint32_t)atoi(second));
+    answer(0);
+  } else if (strcmp(word[0], "heartbeat") == 0) {
+    wrenfall_heartbeat();
+    answer(0);
+  } else if (strcmp(word[0], "unwatch") == 0) {
+    wrenfall_unwatch_thread();
+    answer(0);
   } else if (strcmp(word[0], "environment") == 0) {
     print_text(wrenfall_get_environment());
   } else if (strcmp(word[0], "pid") == 0) {

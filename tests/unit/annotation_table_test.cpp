@@ -3,6 +3,8 @@
 #include <client/annotation.h>
 #include <gtest/gtest.h>
 
+#include <memory>
+
 namespace wrenfall {
 namespace {
 
@@ -71,6 +73,39 @@ TEST(AnnotationTable, HoldersOutliveTheTableAndAreTakenAgain) {
     EXPECT_FALSE(Annotation::live("survivor") || Annotation::live("other")) << run;
     EXPECT_EQ(Annotation::all().size(), before + 2) << run;
   }
+}
+
+// The handler reads 200 annotations at the most, cleared ones counted.
+TEST(AnnotationTable, PassingAttributesDoNotCrowdOutTheNamedFacts) {
+  AnnotationTable table;
+  table.set("user", "u");
+  for (int i = 0; i < 64; ++i) table.set("attr.kept " + std::to_string(i), std::to_string(i));
+  for (int i = 0; i < 5000; ++i) {
+    const std::string key = "attr.passing " + std::to_string(i);
+    table.set("attr.kept 0", "");
+    table.set(key, std::to_string(i));
+    ASSERT_EQ(Annotation::live(key), std::to_string(i));
+    table.set(key, "");
+    table.set("attr.kept 0", "back");
+  }
+  EXPECT_LE(Annotation::all().size(), 200u);
+  EXPECT_EQ(Annotation::live("user"), "u");
+  EXPECT_EQ(Annotation::live("attr.kept 0"), "back");
+  EXPECT_EQ(Annotation::live("attr.kept 63"), "63");
+  EXPECT_EQ(Annotation::live("attr.passing 0"), std::nullopt);
+}
+
+TEST(AnnotationTable, OnlyTheNewestTableCounts) {
+  auto old_table = std::make_unique<AnnotationTable>();
+  old_table->set("user", "old");
+  old_table->set("email", "old");
+  AnnotationTable table;
+  EXPECT_EQ(Annotation::live("email"), std::nullopt);
+  table.set("user", "new");
+  old_table->set("user", "late");
+  EXPECT_EQ(Annotation::live("user"), "new");
+  old_table.reset();
+  EXPECT_EQ(Annotation::live("user"), "new");
 }
 
 }  // namespace

@@ -91,7 +91,8 @@ TEST(ReportStore, DiscardsReportsAndNothingElse) {
   const TempDir dir;
   const fs::path root = dir.make_folder("store");
   const fs::path kept[] = {dir.path() / "documents" / "thesis", root / "deep" / "inner" / "dump",
-                           root / "sessions" / "1-2.json", root / "a file"};
+                           root / "sessions" / "1-2.json", root / "crashpad" / "settings.dat",
+                           root / "a file"};
   put_file(root / "report" / kCrashDataFile, "{}");
   put_file(root / "report" / "sub" / "dump", "x");
   put_file(root / "no record" / "dump", "x");
@@ -105,6 +106,7 @@ TEST(ReportStore, DiscardsReportsAndNothingElse) {
                                              {root / "deep" / "inner", false},
                                              {root / "sessions", false},
                                              {root / "sessions" / "", false},
+                                             {root / "crashpad", false},
                                              {root / "SESSIONS", false},
                                              {root / "a file", false},
                                              {root / "missing", false},

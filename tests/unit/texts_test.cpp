@@ -1,6 +1,7 @@
 // The small text services: encodings, identifiers, timestamps, file name parts and session tags.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <ctime>
 #include <regex>
 #include <set>

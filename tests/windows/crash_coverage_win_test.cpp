@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "backend/filter_guard_win.h"
 #include "backend/wer_module_win.h"
@@ -26,12 +27,15 @@ LONG WINAPI second_filter(EXCEPTION_POINTERS*) {
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
-bool code_is_writable() {
+const void* filter_setter() {
+  return reinterpret_cast<const void*>(
+      GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "SetUnhandledExceptionFilter"));
+}
+
+DWORD protection_of_code() {
   MEMORY_BASIC_INFORMATION memory{};
-  VirtualQuery(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"),
-                                                      "SetUnhandledExceptionFilter")),
-               &memory, sizeof memory);
-  return (memory.Protect & (PAGE_EXECUTE_READWRITE | PAGE_READWRITE)) != 0;
+  VirtualQuery(filter_setter(), &memory, sizeof memory);
+  return memory.Protect;
 }
 
 }  // namespace
@@ -39,13 +43,14 @@ bool code_is_writable() {
 int play_filter_guard_role(bool guarded) {
   CaptureLog log;
   SetUnhandledExceptionFilter(first_filter);
-  const bool was_writable = code_is_writable();
+  const DWORD protection = protection_of_code();
   if (guarded) {
     guard_exception_filter(&log.logger);
     if (log.lines != std::vector<std::string>{"1 SetUnhandledExceptionFilter guarded"}) return 50;
     guard_exception_filter(nullptr);
   }
-  if (code_is_writable() != was_writable) return 51;
+  if (protection_of_code() != protection) return 51;
+  if ((std::memcmp(filter_setter(), "\x90\x33\xC0\x90\xC3", 5) == 0) != guarded) return 54;
   const auto previous = SetUnhandledExceptionFilter(second_filter);
   if (previous != (guarded ? nullptr : first_filter)) return 52;
   RaiseException(0xE0001234, EXCEPTION_NONCONTINUABLE, 0, nullptr);

@@ -83,17 +83,15 @@ TEST(FilesWin, LoggersShareAFile) {
   other.join();
   std::istringstream file(file_text(dir / "a.log"));
   std::string line;
-  int lines = 0;
+  int lines = 0, whole = 0;
   for (; std::getline(file, line); ++lines) {
-    const std::string message = line.substr(std::min(line.size(), line.find("INFO ")));
-    ASSERT_TRUE(message == "INFO " + std::string(300, 'x') ||
-                message == "INFO " + std::string(300, 'y'))
-        << line;
+    const std::string message = line.substr(std::min(line.size(), line.find("INFO ") + 5));
+    if (message == std::string(300, 'x') || message == std::string(300, 'y')) ++whole;
   }
-  // Wine looks for the end of the file and writes there in two steps, so that once in a while a
-  // line takes the place of another one. Windows appends in one step.
+  // Windows finds the end of the file and writes there in one step. Wine takes two, so that once in
+  // a while a line lands on a part of another one, or on all of it.
   const bool wine = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-  EXPECT_GE(lines, wine ? 2 * kLines * 95 / 100 : 2 * kLines);
+  EXPECT_GE(whole, wine ? 2 * kLines * 95 / 100 : 2 * kLines);
   EXPECT_LE(lines, 2 * kLines);
 }
 
@@ -109,7 +107,7 @@ TEST(FilesWin, ArchiveOrderIsThatOfUtf16) {
   for (size_t i = 0; i < std::size(names); ++i) EXPECT_EQ((*entries)[i].name, names[i]);
 }
 
-TEST(FilesWin, LockedFilesAreTold) {
+TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
   const TempDir dir;
   const auto folder = dir.make_folder("report");
   put_file(folder / "locked", "x");
@@ -119,6 +117,12 @@ TEST(FilesWin, LockedFilesAreTold) {
   EXPECT_EQ(md5_file_hex(folder / "locked"), "");
   EXPECT_FALSE(remove_folder(folder));
   EXPECT_FALSE(remove_file(folder / "locked"));
+
+  const auto read_only = dir.make_folder("read-only");
+  put_file(read_only / "sub" / "file", "x");
+  SetFileAttributesW((read_only / "sub" / "file").c_str(), FILE_ATTRIBUTE_READONLY);
+  EXPECT_TRUE(remove_folder(read_only));
+  EXPECT_FALSE(path_exists(read_only));
 }
 
 TEST(FilesWin, Md5OfFilesAroundTheReadSize) {

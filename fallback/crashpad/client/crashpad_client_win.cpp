@@ -1,5 +1,7 @@
 #include <client/crashpad_client.h>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "client/crash_connection_win.h"
@@ -16,11 +18,12 @@ constexpr size_t kMaxCommandLine = 32767;
 // Bytes that are not UTF-8 become U+FFFD. The text ends at its first NUL, as it would in a command
 // line.
 std::wstring to_utf16(const std::string& utf8) {
-  const int size = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
-  if (size <= 0) return std::wstring();
+  // With an explicit length: some systems take a NUL at the end for a part of a bad sequence before it.
+  const int length = static_cast<int>(std::min(std::strlen(utf8.c_str()), kMaxCommandLine * 4));
+  if (length == 0) return std::wstring();
+  const int size = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), length, nullptr, 0);
   std::wstring wide(static_cast<size_t>(size), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, wide.data(), size);
-  wide.resize(wide.size() - 1);
+  MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), length, wide.data(), size);
   return wide;
 }
 

@@ -1,4 +1,4 @@
-#include "monitor/attachment_names.h"
+#include "report/attachments.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,81 @@
+#ifndef WRENFALL_HANG_WATCHDOG_H_
+#define WRENFALL_HANG_WATCHDOG_H_
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "hang/hang_tracker.h"
+#include "support/logger.h"
+
+namespace wrenfall {
+
+// Watches for hangs on a thread of its own, from start to stop.
+//
+// Every tick that thread asks the probe whether a window of the process answers, which is a sign of
+// life of the main thread, and calls the hang callback for a hang that is due. It holds no lock
+// during either, so that a slow capture never blocks a heartbeat. Beats and watches may come from
+// any thread; start and stop from one thread at a time. Failures of mutexes, condition variables
+// and threads are thrown as std::system_error.
+class Watchdog {
+ public:
+  using HangCallback = std::function<void(const std::string& thread_name, int64_t duration_ms)>;
+  // True when a window answered. Should return early once its argument is set.
+  using WindowProbe = std::function<bool(const std::atomic<bool>& stopping)>;
+
+  // `logger` may be null, and outlives the watchdog. `threshold_ms` below 1 makes a watchdog that
+  // never starts.
+  Watchdog(int32_t threshold_ms, uint32_t policy, HangCallback on_hang, WindowProbe probe,
+           Logger* logger);
+  ~Watchdog();
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+
+  // Does nothing when the thread runs.
+  void start();
+
+  // Waits for the thread, which ends at once unless it is busy with a capture; never for a tick.
+  // Not to be called from the callback.
+  void stop();
+
+  // A sign of life of the main thread, whichever thread calls, and of the calling thread where that
+  // is watched.
+  void heartbeat();
+  // Each concerns the calling thread.
+  void watch(const std::string& name);
+  void unwatch();
+
+  // How long the thread waits between two looks at the threads.
+  static std::chrono::milliseconds tick_period(int32_t threshold_ms);
+
+ private:
+  void run();
+  // False when the watchdog is to stop.
+  bool wait_for_tick(std::unique_lock<std::mutex>& lock);
+
+  const int32_t threshold_ms_;
+  const uint32_t policy_;
+  const HangCallback on_hang_;
+  const WindowProbe probe_;
+  Logger* const logger_;
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::atomic<bool> stopping_{
+      false};            // changed under mutex_, so that a waiting thread cannot miss it
+  HangTracker tracker_;  // guarded by mutex_
+  std::thread thread_;
+};
+
+// The texts of the hang policies: "terminate" and "report".
+const char* hang_policy_text(uint32_t policy);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_HANG_WATCHDOG_H_

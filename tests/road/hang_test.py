@@ -1,0 +1,131 @@
+"""Hangs of a real process, with a window under a virtual display and without, up to the report folder."""
+
+import os
+import subprocess
+import time
+import unittest
+
+from harness import BIN, RoadTest, wait_for, windows_path, wine
+
+import minidump  # of the crash service
+
+
+class HangingHost:
+    """An example host that hangs on command."""
+
+    def __init__(self, *arguments):
+        self.process = wine(BIN / "hanging_host.exe", *arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                            stderr=subprocess.DEVNULL)
+        self.lines = []
+
+    def say(self, command):
+        self.process.stdin.write((command + "\n").encode())
+        self.process.stdin.flush()
+
+    def wait_for_line(self, part):
+        while True:
+            line = self.process.stdout.readline().decode()
+            if not line:
+                raise AssertionError(f"ended without {part!r}: {self.lines}")
+            self.lines.append(line.rstrip())
+            if part in line:
+                return line.rstrip()
+
+    def close(self):
+        if self.process.poll() is None:
+            try:
+                self.say("quit")
+            except BrokenPipeError:
+                pass
+        try:
+            rest, _ = self.process.communicate(timeout=30)
+            self.lines += rest.decode().splitlines()
+        finally:
+            if self.process.poll() is None:
+                self.process.kill()
+        return self.process.returncode
+
+
+class HangTest(RoadTest):
+    def hanging_host(self, *arguments):
+        host = HangingHost("--store", windows_path(self.store), *arguments)
+        self.addCleanup(host.close)
+        return host
+
+    def check_report(self, thread, least_ms, policy):
+        folder = self.only_report()
+        record = self.record(folder)
+        self.assertEqual("hang", record["reportKind"])
+        self.assertGreater(record["hangDurationMs"], least_ms)
+        self.assertEqual("", record["signalOrExceptionCode"])
+        self.assertEqual({"wrenfall.hangThread": thread, "wrenfall.hangPolicy": policy}, record["attributes"])
+        live = minidump.Minidump((folder / record["dumpFile"]).read_bytes()).live_annotations
+        self.assertEqual((thread, str(record["hangDurationMs"]), policy, "hang"),
+                         (live["wrenfall.hangThread"], live["wrenfall.hangDurationMs"],
+                          live["wrenfall.hangPolicy"], live["wrenfall.reportKind"]))
+        log = self.log()
+        duration = record["hangDurationMs"]
+        self.assertIn(f"WARN hang detected on thread '{thread}' after {duration} ms\n", log)
+        wait_for(lambda: f"INFO hang report captured for thread '{thread}' ({duration} ms)\n" in self.log(),
+                 what="the line of the captured report")
+        return folder
+
+    def test_heartbeats_alone(self):
+        host = self.hanging_host("--no-window", "--threshold", "600")
+        host.wait_for_line("hang detection on: 600 ms, policy report")
+        host.say("hang main 2")
+        host.wait_for_line("main goes on")
+        self.check_report("main", 600, "report")
+        # Once a hang, and no other report in the cool-down.
+        host.say("hang main 1.5")
+        host.wait_for_line("main goes on")
+        self.assertEqual(0, host.close())
+        self.assertEqual(1, self.log().count("hang detected"))
+
+    def test_watched_thread(self):
+        host = self.hanging_host("--no-window", "--threshold", "500")
+        host.wait_for_line("hang detection on")
+        host.say("hang worker 1.5")
+        host.wait_for_line("worker goes on")
+        self.check_report("worker", 500, "report")
+
+    def test_terminate(self):
+        host = self.hanging_host("--no-window", "--threshold", "500", "--terminate")
+        host.wait_for_line("hang detection on: 500 ms, policy report+terminate")
+        host.say("hang main 30")
+        started = time.monotonic()
+        self.assertEqual(1, host.process.wait(20))
+        self.assertLess(time.monotonic() - started, 15)
+        folder = self.only_report()
+        self.assertTrue((folder / "minidump.dmp").exists())
+        self.assertEqual("terminate", self.record(folder)["attributes"]["wrenfall.hangPolicy"])
+
+    @unittest.skipUnless(os.environ.get("DISPLAY"), "needs a display")
+    def test_window(self):
+        host = self.hanging_host("--threshold", "600")
+        host.wait_for_line("hang detection on")
+        # The loop serves the window; nobody sends a heartbeat.
+        time.sleep(2)
+        self.assertNotIn("hang detected", self.log())
+        host.say("hang main 2.5")
+        host.wait_for_line("main goes on")
+        self.check_report("main", 600, "report")
+
+    def test_off(self):
+        host = self.host()
+        self.assertEqual(("0", "9"), (host.do("has_capability", 3), host.do("watch", "x")))
+        host = self.host(init=False)
+        host.do("hang_detection", -5, 0)
+        host.do("init")
+        self.assertEqual("0", host.do("has_capability", 3))
+        host = self.host(init=False)
+        host.do("hang_detection", 3600000, 0)
+        host.do("init")
+        self.assertEqual(("1", "0", "0"), (host.do("has_capability", 3), host.do("watch"), host.do("watch", "x")))
+        started = time.monotonic()
+        host.do("shutdown")
+        self.assertLess(time.monotonic() - started, 5)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,142 @@
+"""What the host sets while it runs, up to the dump, the record and the report folder."""
+
+import json
+import unittest
+
+from harness import RoadTest, windows_path
+
+import minidump  # of the crash service
+
+
+class MetadataTest(RoadTest):
+    def test_before_init(self):
+        host = self.host(init=False)
+        for name in ("set_key", "set_user", "set_email", "set_user_description", "set_notes", "set_environment",
+                     "add_attachment", "remove_attachment", "watch"):
+            self.assertEqual("3", host.do(name, "x"), name)
+            self.assertEqual("3", host.do(name), name)
+        self.assertEqual("3", host.do("set_attribute", "a", "b"))
+        self.assertEqual("3", host.do("set_attribute"))
+        for name in ("quiet", "heartbeat", "unwatch"):
+            self.assertEqual("0", host.do(name, "1"))
+        self.assertEqual("-", host.do("environment"))
+
+    def test_reaches_every_kind_of_report(self):
+        attachment = self.folder / "extra ü.txt"
+        attachment.write_text("extra")
+        host = self.host(user="first", key="K")
+        values = {"user": "Jürgen 中", "email": "a@b", "notes": "n" * 25000, "userDescription": "d" * 20480,
+                  "key": "", "environment": "staging"}
+        for name, value in values.items():
+            setter = {"userDescription": "set_user_description"}.get(name, "set_" + name)
+            self.assertEqual("0", host.do(setter, value))
+        self.assertEqual("staging", host.do("environment"))
+        self.assertEqual("0", host.do("set_attribute", "größe", "v" * 5000))
+        self.assertEqual("0", host.do("set_attribute", "gone", "x"))
+        self.assertEqual("0", host.do("set_attribute", "gone"))
+        self.assertEqual("0", host.do("set_attribute", "k" * 300, "long name"))
+        self.assertEqual("0", host.do("add_attachment", windows_path(attachment)))
+        self.assertEqual("0", host.do("capture"))
+        self.wait_for_reports(1)
+        host.crash("access-violation")
+        folders = self.wait_for_reports(2)
+        self.assertEqual({"capture", "crash"}, {self.record(folder)["reportKind"] for folder in folders})
+        for folder in folders:
+            record = self.record(folder)
+            expected = {**values, "notes": "n" * 20480, "attachments": ["extra ü.txt"],
+                        "attributes": {"größe": "v" * 4096, "k" * 250: "long name"}}
+            self.assertEqual(expected, {key: record[key] for key in expected})
+            self.assertEqual("extra", (folder / "extra ü.txt").read_text())
+
+    def test_attribute_limits(self):
+        host = self.host()
+        for name in (None, ""):
+            self.assertEqual("1", host.do("set_attribute", *([] if name is None else [name, "v"])))
+        for i in range(64):
+            self.assertEqual("0", host.do("set_attribute", f"n{i}", i))
+        self.assertEqual("8", host.do("set_attribute", "one more", "v"))
+        self.assertEqual("0", host.do("set_attribute", "n5", "changed"))
+        self.assertEqual("0", host.do("set_attribute", "n6"))
+        self.assertEqual("0", host.do("set_attribute", "one more", ""))
+        self.assertEqual("8", host.do("set_attribute", "two more", "v"))
+
+    def test_thousands_of_names_leave_room_for_the_named_facts(self):
+        host = self.host(user="the user", notes="the notes")
+        self.assertEqual("0", host.do("many_attributes", 3000))
+        for i in range(64):
+            self.assertEqual("0", host.do("set_attribute", f"kept {i}", i))
+        host.do("capture")
+        record = self.record(self.only_report())
+        self.assertEqual(("the user", "the notes"), (record["user"], record["notes"]))
+        self.assertTrue(record["environment"].startswith("Windows"))
+        self.assertEqual({f"kept {i}": str(i) for i in range(64)}, record["attributes"])
+
+    def test_attachments_rewrite_the_session_file(self):
+        host = self.host(attachment=["Z:\\one"])
+
+        def listed():
+            (session,) = (self.store / "sessions").glob("*.json")
+            return json.loads(session.read_text("utf-8"))["attachments"]
+
+        rows = [("add_attachment", "Z:\\twö", "0", ["Z:\\one", "Z:\\twö"]),
+                ("add_attachment", "Z:\\one", "0", ["Z:\\one", "Z:\\twö"]),
+                ("remove_attachment", "Z:\\no", "0", ["Z:\\one", "Z:\\twö"]),
+                ("remove_attachment", "", "0", ["Z:\\one", "Z:\\twö"]),
+                ("add_attachment", "", "1", ["Z:\\one", "Z:\\twö"]),
+                ("remove_attachment", "Z:\\one", "0", ["Z:\\twö"])]
+        for command, path, result, expected in rows:
+            with self.subTest(command=command, path=path):
+                self.assertEqual(result, host.do(command, path))
+                self.assertEqual(expected, listed())
+        self.assertEqual(["1", "1"], [host.do("add_attachment"), host.do("remove_attachment")])
+        for i in range(23):
+            self.assertEqual("0", host.do("add_attachment", f"Z:\\{i}"))
+        self.assertEqual("8", host.do("add_attachment", "Z:\\one too many"))
+        self.assertEqual(24, len(listed()))
+
+    def test_session_file_that_cannot_be_written(self):
+        host = self.host()
+        for path in (self.store / "sessions").iterdir():
+            path.unlink()
+        (self.store / "sessions").rmdir()
+        (self.store / "sessions").write_text("in the way")
+        self.assertEqual("7", host.do("add_attachment", "Z:\\a"))
+        self.assertEqual("0", host.do("add_attachment", "Z:\\a"))
+        self.assertEqual("7", host.do("remove_attachment", "Z:\\a"))
+
+    def test_environment_default(self):
+        host = self.host(environment="given")
+        default = None
+        for value, expected in (("x", "x"), ("", None), ("y", "y"), (None, None)):
+            host.do("set_environment", *([] if value is None else [value]))
+            default = default or (host.do("environment") if expected is None else None)
+            self.assertEqual(expected or default, host.do("environment"))
+        self.assertTrue(default.startswith("Windows"))
+
+    def test_quiet_mode(self):
+        rows = [(2, [1, 0], ["quiet", "manual"]), (0, [1, 0], ["quiet", "dialog"]), (1, [0], ["dialog"])]
+        for policy, flags, expected in rows:
+            with self.subTest(policy=policy):
+                # The dumps alone: with a monitor that does not take them.
+                host = self.host(upload_policy=policy, monitor_path=windows_path(self.handler()))
+                for flag in flags:
+                    host.do("quiet", flag)
+                    host.do("capture")
+                host.close()
+                dumps = sorted((self.store / "crashpad" / "reports").glob("*.dmp"),
+                               key=lambda path: path.stat().st_mtime_ns)
+                policies = [minidump.Minidump(dump.read_bytes()).live_annotations["wrenfall.policy"]
+                            for dump in dumps]
+                self.assertEqual(expected, policies)
+                for dump in dumps:
+                    dump.unlink()
+
+    @staticmethod
+    def handler():
+        from harness import BIN
+
+        return BIN / "crashpad_handler.exe"
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,294 @@
+"""Reports of the host's own making, compared with what reaches the service."""
+
+import hashlib
+import json
+import subprocess
+import unittest
+import xml.etree.ElementTree as ElementTree
+import zipfile
+
+from harness import BIN, BUILD, SERVICE_PORT, RoadTest, windows_path, wine
+
+from service import CrashService
+
+EMPTY_HASH = hashlib.sha256(b"").hexdigest()
+XML = """<report>
+    <platform>win&amp;dows</platform>
+    <os>Windows 11</os>
+    <process>
+        <exception>
+            <code>0xC0000005</code>
+            <explanation>&lt;bad&gt; &quot;thing&quot;</explanation>
+            <func><![CDATA[f<int>]]></func>
+            <file>a.cpp</file>
+            <line>12</line>
+            <registers>
+                <rax>1</rax>
+                <rbx>2</rbx>
+            </registers>
+        </exception>
+        <modules numloaded="1">
+            <module>
+                <name>m.dll</name>
+                <order>1</order>
+                <address>0000000000001000-0000000000001010</address>
+                <path>C:\\m.dll</path>
+                <symbolsloaded>deferred</symbolsloaded>
+                <fileversion>1.2</fileversion>
+                <productversion></productversion>
+                <checksum>00000000</checksum>
+                <timedatestamp/>
+            </module>
+        </modules>
+        <threads count="2">
+            <thread id="other" current="no" event="no" framecount="0">
+            </thread>
+            <thread id="a&amp;b" current="yes" event="yes" framecount="2">
+                <frame>
+                    <symbol><![CDATA[f<int>]]></symbol>
+                    <file>a.cpp</file>
+                    <line>12</line>
+                    <module>m.dll</module>
+                    <address>00000000deadbeef</address>
+                </frame>
+                <frame>
+                    <symbol><![CDATA[g]]></symbol>
+                    <file></file>
+                    <line>-3</line>
+                </frame>
+            </thread>
+        </threads>
+    </process>
+</report>
+"""
+
+
+class OwnReportsTest(RoadTest):
+    def setUp(self):
+        super().setUp()
+        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
+                                    certificates=BUILD / "certificates")
+        self.service.start()
+        self.addCleanup(self.service.stop)
+
+    @staticmethod
+    def build(host, kind):
+        host.do("report", "new", kind)
+        host.do("report", "platform", "win&dows", "Windows 11")
+        host.do("report", "exception", "0xC0000005", '<bad> "thing"')
+        host.do("report", "register", "rax", "1")
+        host.do("report", "register", "rbx", "2")
+        assert host.do("report", "thread", "other", "0") == "0"
+        assert host.do("report", "thread", "a&b", "1") == "1"
+        host.do("report", "frame", "1", "f<int>", "a.cpp", "12", "m.dll", "deadbeef")
+        host.do("report", "frame", "1", "g", "", "-3", "", "0")
+        for index in ("-1", "2"):
+            host.do("report", "frame", index, "nowhere", "", "1", "", "0")
+        host.do("report", "module", "m.dll", "C:\\m.dll", "1000", "10", "1.2", "")
+
+    def archive(self):
+        report = self.service.reports[-1]
+        self.assertEqual([], self.service.problems)
+        with zipfile.ZipFile(report.archive_path) as opened:
+            return report, {name: opened.read(name) for name in opened.namelist()}
+
+    def test_structured_report_as_it_reaches_the_service(self):
+        attachment = self.folder / "log ü.txt"
+        attachment.write_text("first")
+        other = self.folder / "other"
+        other.mkdir()
+        (other / "log ü.txt").write_text("second")
+        host = self.host(upload_policy=1, user="Jürgen", environment="E")
+        for kind, name in ((0, "wfCrashReport.xml"), (1, "wfCrashReport.json")):
+            with self.subTest(name=name):
+                self.build(host, kind)
+                for path in (attachment, other / "log ü.txt", self.folder / "missing"):
+                    host.do("report", "attachment", windows_path(path))
+                words = host.do("post", "report", "40").split()
+                self.assertEqual(["0", "0", "200"], words[:3])
+                report, files = self.archive()
+                self.assertEqual([str(report.number), words[4]], words[3:5])
+                self.assertEqual({name, "log ü.txt", "log ü (2).txt"}, set(files))
+                self.assertEqual((b"first", b"second"), (files["log ü.txt"], files["log ü (2).txt"]))
+                self.check_main_file(files[name], kind)
+                self.assertEqual("21", report.query["first"]["crashTypeId"])
+                signature = "f<int>|a.cpp|12\ng||-3"
+                self.assertEqual(
+                    ("Jürgen", "E", signature, hashlib.sha256(signature.encode()).hexdigest()),
+                    tuple(report.fields[key] for key in ("user", "environment", "crashSignature", "crashHash")))
+                self.assertIn("WARN Attachment not copied, no such file: ", self.log())
+        self.assertEqual([], self.report_folders())
+
+    def check_main_file(self, text, kind):
+        if kind == 0:
+            self.assertEqual(XML, text.decode())
+            tree = ElementTree.fromstring(text)
+            self.assertEqual("f<int>", tree.find("process/threads/thread/frame/symbol").text)
+            return
+        frames = [{"function": "f<int>", "file": "a.cpp", "line": 12, "module": "m.dll",
+                   "address": "00000000deadbeef"},
+                  {"function": "g", "file": "", "line": -3, "module": "", "address": ""}]
+        expected = {
+            "schemaVersion": 1, "platform": "win&dows", "os": "Windows 11",
+            "exception": {"code": "0xC0000005", "explanation": '<bad> "thing"',
+                          "registers": {"rax": "1", "rbx": "2"}},
+            "modules": [{"name": "m.dll", "path": "C:\\m.dll", "base": "0000000000001000", "size": 16,
+                         "fileVersion": "1.2", "productVersion": ""}],
+            "threads": [{"name": "other", "crashing": False, "frames": []},
+                        {"name": "a&b", "crashing": True, "frames": frames}],
+        }
+        self.assertEqual(expected, json.loads(text))
+        self.assertEqual(json.dumps(expected, indent=2, sort_keys=True), text.decode())
+
+    def test_manual_policy_stores(self):
+        host = self.host(upload_policy=2, notes="N", theme_dir="C:\\t", open_support_url=0)
+        pid = int(host.do("pid"))
+        attachment = self.folder / "feedback.json"
+        attachment.write_text("an attachment")
+        self.build(host, 1)
+        rows = [
+            (("post", "report", "40"), "structured", "21", "wfCrashReport.json", "json", None),
+            (("post", "feedback", "T", "D", windows_path(attachment)), "feedback", "36", "feedback.json",
+             "none", EMPTY_HASH),
+            (("post", "asan", "==1==ERROR"), "structured", "25", "wfAsanReport.xml", "asan", EMPTY_HASH),
+        ]
+        for command, kind, crash_type, main_file, dump_format, signature_hash in rows:
+            with self.subTest(command=command[1]):
+                self.assertEqual("0 0 0 0 0 -", host.do(*command))
+                folder = self.only_report()
+                record = self.record(folder)
+                expected = {"reportKind": kind, "crashTypeId": crash_type, "dumpFile": main_file,
+                            "dumpFormat": dump_format, "ownerPid": 0, "processId": pid, "notes": "N",
+                            "uploadPolicy": "manual", "captureBackend": "crashpad", "themeDir": "C:\\t",
+                            "openSupportUrl": False, "platform": "windows", "arch": "x64",
+                            "sdkVersion": "9.0.0-dev", "appVersion": "1.2/3", "retryCount": 0}
+                self.assertEqual(expected, {key: record[key] for key in expected})
+                self.assertRegex(record["crashTime"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+                if signature_hash:
+                    self.assertEqual(("", signature_hash),
+                                     (record["crashSignature"], record["crashSignatureHash"]))
+                if kind == "feedback":
+                    self.assertEqual("D", record["userDescription"])
+                    self.assertEqual({"title": "T", "description": "D", "time": record["crashTime"]},
+                                     json.loads((folder / "feedback.json").read_text()))
+                    self.assertEqual("an attachment", (folder / "feedback (2).json").read_text())
+                self.assertFalse((folder / "result.json").exists())
+                self.assertEqual(windows_path(folder), host.do("pending"))
+                self.assertTrue(host.do("send", windows_path(folder)).startswith("0 200 "))
+        self.assertEqual([], self.service.problems)
+
+    def test_feedback_and_asan_are_sent(self):
+        host = self.host(upload_policy=0)
+        self.assertTrue(host.do("post", "feedback").startswith("0 0 200 "))
+        report, files = self.archive()
+        self.assertEqual(["", ""], [json.loads(files["feedback.json"])[key] for key in ("title", "description")])
+        self.assertEqual((EMPTY_HASH, "36"), (report.fields["crashHash"], report.query["commit"]["crashTypeId"]))
+        text = "==1==ERROR: AddressSanitizer: heap-use-after-free ü <&>"
+        self.assertTrue(host.do("post", "asan", text).startswith("0 0 200 "))
+        _, files = self.archive()
+        self.assertEqual({"wfAsanReport.xml": text.encode()}, files)
+        self.assertEqual("1", host.do("post", "asan").split()[0])
+
+    def test_result_record_of_39_bytes_is_left_alone(self):
+        for policy in (1, 2):
+            host = self.host(upload_policy=policy)
+            host.do("report", "new", "1")
+            self.assertEqual("0 0 -7 0 0 -", host.do("post", "report", "39"))
+            words = host.do("post", "report", "40").split()
+            self.assertEqual(["0", "0", "200" if policy == 1 else "0"], words[:3])
+
+    def test_null_and_not_initialized(self):
+        host = self.host(init=False)
+        for kind in ("report", "feedback", "asan"):
+            self.assertEqual("3", host.do("post", kind).split()[0], kind)
+        host.do("init")
+        for words in (("platform", "a", "b"), ("register", "a", "b"), ("module", "a", "b", "0", "0", "", ""),
+                      ("attachment", "a"), ("frame", "0", "a", "b", "1", "c", "0")):
+            host.do("report", *words)
+        self.assertEqual("-1", host.do("report", "thread", "t"))
+        self.assertEqual("1", host.do("post", "report").split()[0])
+
+    def test_hostile_text(self):
+        host = self.host(upload_policy=2)
+        host.do("report", "new", "1")
+        host.process.stdin.write(b"report\texception\t\xff\xfe bad\x01\t]]>&\"\n")
+        host.process.stdin.flush()
+        host.process.stdout.readline()
+        host.do("report", "thread", "t", "1")
+        host.do("report", "frame", "0", "a]]>b" + "x" * 60000, "", "0", "", "0")
+        self.assertEqual("0", host.do("post", "report", "40").split()[0])
+        folder = self.only_report()
+        report = json.loads((folder / "wfCrashReport.json").read_text("utf-8"))
+        self.assertEqual("\ufffd\ufffd bad\x01", report["exception"]["code"])
+        self.assertEqual("a]]>b" + "x" * 60000, report["threads"][0]["frames"][0]["function"])
+        host.do("discard", windows_path(folder))
+        host.do("report", "new", "0")
+        host.do("report", "thread", "t", "1")
+        host.do("report", "frame", "0", "a]]>b]]>", "", "0", "", "0")
+        host.do("post", "report", "40")
+        tree = ElementTree.parse(self.only_report() / "wfCrashReport.xml")
+        self.assertEqual("a]]>b]]>", tree.find("process/threads/thread/frame/symbol").text)
+
+    def test_failures(self):
+        rows = [("first", {"status": 429}, 12, 429, False), ("commit", {"status": 503}, 11, 503, True),
+                ("put", {"reset": "before"}, 10, 0, False)]
+        host = self.host(upload_policy=1)
+        for call, fault, result, status, kept in rows:
+            with self.subTest(fault=fault):
+                self.service.clear_faults()
+                self.service.fail(call, **fault)
+                self.assertEqual(f"{result} {result} {status} 0 0 -", host.do("post", "feedback", "t", "d"))
+                left = self.report_folders()
+                self.assertEqual(int(kept), len(left))
+                line = ("Incremented retry count to 1 for " if kept
+                        else f"Permanent HTTP error {status} - deleting report folder: ")
+                self.assertIn("INFO " + line, self.log())
+                for folder in left:
+                    self.assertEqual(1, self.record(folder)["retryCount"])
+                    self.assertEqual("failed", json.loads((folder / "result.json").read_text())["status"])
+                    self.assertEqual("0", host.do("discard", windows_path(folder)))
+
+    def test_store_that_cannot_be_written(self):
+        host = self.host(upload_policy=1)
+        moved = self.folder / "moved"
+        self.store.rename(moved)
+        self.store.write_text("in the way")
+        self.assertEqual("7 7 0 0 0 -", host.do("post", "feedback", "t", "d"))
+        self.store.unlink()
+        moved.rename(self.store)
+        self.assertEqual([], self.service.requests)
+
+    def test_examples(self):
+        store = windows_path(self.store)
+        attachment = self.folder / "a.txt"
+        attachment.write_text("a")
+        for arguments, entry in ((["structured_report.exe", "--store", store], "wfCrashReport.xml"),
+                                 (["structured_report.exe", "--json", "--store", store], "wfCrashReport.json"),
+                                 (["feedback.exe", "--store", store, "Title", "It broke.",
+                                   windows_path(attachment)], "feedback.json")):
+            with self.subTest(arguments=arguments):
+                process = wine(BIN / arguments[0], *arguments[1:], stdout=subprocess.PIPE)
+                output, _ = process.communicate(timeout=60)
+                self.assertEqual(0, process.returncode, output)
+                report, files = self.archive()
+                self.assertIn(entry, files)
+                if entry == "wfCrashReport.json":
+                    self.check_stack_walk(json.loads(files[entry]))
+                if entry == "feedback.json":
+                    self.assertEqual(("It broke.", b"a"), (report.fields["description"], files["a.txt"]))
+
+    def check_stack_walk(self, report):
+        self.assertEqual(["main", "worker"], [thread["name"] for thread in report["threads"]])
+        modules = {module["name"].lower(): module for module in report["modules"]}
+        self.assertIn("wrenfall.dll", modules)
+        for thread in report["threads"]:
+            self.assertTrue(thread["frames"])
+            for frame in thread["frames"]:
+                if frame["module"]:
+                    module = modules[frame["module"].lower()]
+                    offset = int(frame["address"], 16) - int(module["base"], 16)
+                    self.assertTrue(0 <= offset < module["size"], frame)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
