@@ -4,12 +4,12 @@
 #include <optional>
 #include <string>
 
+#include "common/program_io.h"
 #include "monitor/dump_collector.h"
 #include "monitor/dump_watcher_win.h"
 #include "monitor/monitor_options.h"
 #include "monitor/process_start_win.h"
 #include "report/session_files.h"
-#include "shared/program_io.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"

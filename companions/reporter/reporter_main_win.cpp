@@ -5,11 +5,11 @@
 #include <memory>
 #include <string>
 
+#include "common/program_io.h"
 #include "report/crash_data.h"
 #include "report/folder_claim.h"
 #include "reporter/reporter_options.h"
 #include "reporter/send_report.h"
-#include "shared/program_io.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"

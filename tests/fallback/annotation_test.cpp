@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "client/annotation_list.h"
+#include "common/client_protocol.h"
 #include "handler/annotation_snapshot.h"
-#include "shared/client_protocol.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "client/annotation_list.h"
-#include "shared/client_protocol.h"
+#include "common/client_protocol.h"
 
 namespace crashpad {
 namespace {

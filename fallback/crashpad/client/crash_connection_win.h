@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include "shared/client_protocol.h"
-#include "shared/scoped_win.h"
+#include "common/client_protocol.h"
+#include "common/scoped_win.h"
 
 namespace crashpad::internal {
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "shared/client_protocol.h"
+#include "common/client_protocol.h"
 
 namespace crashpad::internal {
 namespace {

@@ -7,7 +7,7 @@
 #include "client/crash_connection_win.h"
 #include "client/crash_filter_win.h"
 #include "client/handler_process_win.h"
-#include "shared/command_line.h"
+#include "common/command_line.h"
 
 namespace crashpad {
 namespace {

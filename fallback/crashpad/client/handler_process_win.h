@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "shared/scoped_win.h"
+#include "common/scoped_win.h"
 
 namespace crashpad::internal {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <optional>
 
-#include "shared/client_protocol.h"
+#include "common/client_protocol.h"
 
 namespace crashpad::internal {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "shared/scoped_win.h"
+#include "common/scoped_win.h"
 
 namespace crashpad::internal {
 

@@ -10,11 +10,11 @@
 #include <system_error>
 #include <vector>
 
+#include "common/client_protocol.h"
+#include "common/command_line.h"
+#include "common/scoped_win.h"
 #include "handler/minidump_file_win.h"
 #include "handler/process_suspension_win.h"
-#include "shared/client_protocol.h"
-#include "shared/command_line.h"
-#include "shared/scoped_win.h"
 
 namespace crashpad::internal {
 namespace {

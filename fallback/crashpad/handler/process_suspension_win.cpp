@@ -6,7 +6,7 @@
 #include <atomic>
 #include <vector>
 
-#include "shared/scoped_win.h"
+#include "common/scoped_win.h"
 
 namespace crashpad::internal {
 namespace {

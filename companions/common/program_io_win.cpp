@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "shared/program_io.h"
+#include "common/program_io.h"
 #include "support/text.h"
 #include "support/win_handle.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "shared/client_protocol.h"
+#include "common/client_protocol.h"
 
 namespace crashpad::internal {
 

@@ -1,5 +1,5 @@
-#ifndef WRENFALL_COMPANIONS_SHARED_PROGRAM_IO_H_
-#define WRENFALL_COMPANIONS_SHARED_PROGRAM_IO_H_
+#ifndef WRENFALL_COMPANIONS_COMMON_PROGRAM_IO_H_
+#define WRENFALL_COMPANIONS_COMMON_PROGRAM_IO_H_
 
 #include <string>
 #include <vector>
@@ -17,4 +17,4 @@ void print_text(TextStream stream, const std::string& text);
 
 }  // namespace wrenfall
 
-#endif  // WRENFALL_COMPANIONS_SHARED_PROGRAM_IO_H_
+#endif  // WRENFALL_COMPANIONS_COMMON_PROGRAM_IO_H_
