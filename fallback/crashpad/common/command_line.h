@@ -1,5 +1,5 @@
-#ifndef WRENFALL_FALLBACK_SHARED_COMMAND_LINE_H_
-#define WRENFALL_FALLBACK_SHARED_COMMAND_LINE_H_
+#ifndef WRENFALL_FALLBACK_COMMON_COMMAND_LINE_H_
+#define WRENFALL_FALLBACK_COMMON_COMMAND_LINE_H_
 
 #include <optional>
 #include <string>
@@ -31,4 +31,4 @@ std::optional<HandlerArguments> parse_handler_arguments(const std::vector<std::w
 
 }  // namespace crashpad::internal
 
-#endif  // WRENFALL_FALLBACK_SHARED_COMMAND_LINE_H_
+#endif  // WRENFALL_FALLBACK_COMMON_COMMAND_LINE_H_

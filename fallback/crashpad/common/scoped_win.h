@@ -1,5 +1,5 @@
-#ifndef WRENFALL_FALLBACK_SHARED_SCOPED_WIN_H_
-#define WRENFALL_FALLBACK_SHARED_SCOPED_WIN_H_
+#ifndef WRENFALL_FALLBACK_COMMON_SCOPED_WIN_H_
+#define WRENFALL_FALLBACK_COMMON_SCOPED_WIN_H_
 
 #include <windows.h>
 
@@ -37,4 +37,4 @@ Function find_system_function(const wchar_t* module_name, const char* function_n
 
 }  // namespace crashpad::internal
 
-#endif  // WRENFALL_FALLBACK_SHARED_SCOPED_WIN_H_
+#endif  // WRENFALL_FALLBACK_COMMON_SCOPED_WIN_H_
