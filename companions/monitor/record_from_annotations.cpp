@@ -31,7 +31,9 @@ std::string kind_of(const DumpFacts& facts) {
     return kReportKindCrash;
   }
   const std::string kind = value_of(facts.annotations, annotation::kReportKind);
-  return kind.empty() ? kReportKindCrash : kind;
+  if (!kind.empty()) return kind;
+  // The mark of a capture that a shutdown overtook is gone already.
+  return facts.exception_code ? kReportKindCapture : kReportKindCrash;
 }
 
 std::string known_policy(const std::string& policy) {

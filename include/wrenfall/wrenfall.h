@@ -122,8 +122,9 @@ typedef struct wrenfall_options wrenfall_options;
 /*
  * Receives each log message of the library, with the user names in paths already replaced by "...".
  * Called on the thread that logs, one call at a time; `message` is valid during the call only. The
- * callback must not throw, and must not call back into the library in a way that logs: that would wait
- * for itself.
+ * callback must not throw, and must call no function of the library but wrenfall_is_initialized,
+ * wrenfall_version_string, wrenfall_abi_version, wrenfall_get_environment and wrenfall_log_file_path:
+ * others may wait for the thread that is logging.
  */
 typedef void (*wrenfall_log_callback)(wrenfall_log_level level, const char* message,
                                       void* user_data);
@@ -305,8 +306,8 @@ WRENFALL_API wrenfall_result wrenfall_set_attribute(const char* name, const char
 WRENFALL_API void wrenfall_set_quiet_mode(int flag);
 
 /*
- * Adds or removes a file that is to travel with each report. It is copied when a report is made, as it
- * is then. Paths are compared byte for byte; adding one twice and removing one that is not there
+ * Adds or removes a file that is to travel with each report of a crash, a hang or a capture. It is
+ * copied when the report is made, as it is then. Paths are compared byte for byte; adding one twice and removing one that is not there
  * change nothing.
  *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
  *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL path; also an empty one to add

@@ -139,13 +139,13 @@ class PendingSession {
  public:
   explicit PendingSession(State& state) : state_(state) {
     sweep_sessions(state.store_dir);
-    if (!write_session(state.store_dir, {state.session, state.attachments})) {
+    if (!state.update_session()) {
       state.logger.error("Could not write the session file %s",
                          path_to_utf8(session_file(state.store_dir, state.session)).c_str());
     }
   }
   ~PendingSession() {
-    if (!kept_) remove_session(state_.store_dir, state_.session);
+    if (!kept_) state_.close_session();
   }
   PendingSession(const PendingSession&) = delete;
   PendingSession& operator=(const PendingSession&) = delete;
@@ -210,7 +210,7 @@ void wrenfall_shutdown(void) {
     publish_state(nullptr);
     if (state->watchdog) state->watchdog->stop();
     state->backend->stop();
-    remove_session(state->store_dir, state->session);
+    state->close_session();
     state->logger.info("wrenfall shutdown");
     // Uploads that go on use the state; what the host gave for its callback may be gone by then.
     state->logger.detach_callback();

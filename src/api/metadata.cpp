@@ -6,7 +6,6 @@
 #include "api/state.h"
 #include "backend/annotation_keys.h"
 #include "backend/startup_annotations.h"
-#include "report/session_files.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -20,6 +19,8 @@ wrenfall_result change_state(Change change) {
     const std::shared_ptr<State> state = current_state();
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
     const std::lock_guard<std::recursive_mutex> lock(state->metadata_lock);
+    // A shutdown may have come first while this call waited for the lock.
+    if (state->is_session_closed()) return WRENFALL_ERROR_NOT_INITIALIZED;
     return change(*state);
   });
 }
@@ -41,8 +42,7 @@ wrenfall_result invalid_argument() {
 }
 
 wrenfall_result rewrite_session(State& state) {
-  return write_session(state.store_dir, {state.session, state.attachments}) ? WRENFALL_OK
-                                                                            : WRENFALL_ERROR_FILE;
+  return state.update_session() ? WRENFALL_OK : WRENFALL_ERROR_FILE;
 }
 
 }  // namespace

@@ -32,7 +32,8 @@ void change(wrenfall_report* report, Change apply) {
 // Runs `post` with what posting needs of the state.
 template <typename Post>
 wrenfall_result post_with(State& state, Post post) {
-  const std::unique_ptr<HttpClient> http = make_http_client();
+  const bool sends = state.configuration.upload_policy != WRENFALL_UPLOAD_MANUAL;
+  const std::unique_ptr<HttpClient> http = sends ? make_http_client() : nullptr;
   const OwnReportContext context{{state.configuration.upload_policy, http.get(), &state.logger},
                                  state.store_dir};
   return post(context);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "report/session_files.h"
 #include "support/paths.h"
 #include "support/text.h"
 
@@ -45,6 +46,22 @@ State::State(const wrenfall_options& options)
     : configuration(options),
       store_dir(choose_store_dir(options)),
       logger(store_dir / kLogFile, wrap(options.logger, options.logger_user_data)) {}
+
+bool State::update_session() {
+  const std::lock_guard<std::mutex> lock(session_mutex_);
+  return session_closed_ || write_session(store_dir, {session, attachments});
+}
+
+void State::close_session() {
+  const std::lock_guard<std::mutex> lock(session_mutex_);
+  session_closed_ = true;
+  remove_session(store_dir, session);
+}
+
+bool State::is_session_closed() {
+  const std::lock_guard<std::mutex> lock(session_mutex_);
+  return session_closed_;
+}
 
 void State::set_environment(const std::string& value) {
   facts.environment = value;

@@ -47,6 +47,13 @@ struct State {
   ReportFacts facts;                     // guarded by metadata_lock
   std::vector<std::string> attachments;  // guarded by metadata_lock
 
+  // Writes the session file with the present attachments: false when that fails, and nothing once it is
+  // closed. Under metadata_lock.
+  bool update_session();
+  // Removes the session file; it does not come back. Takes no other lock, so that it never waits for a post.
+  void close_session();
+  bool is_session_closed();
+
   // Changes the environment among the facts. Under metadata_lock.
   void set_environment(const std::string& value);
 
@@ -55,6 +62,8 @@ struct State {
   const char* environment() const { return environment_text_; }
 
  private:
+  std::mutex session_mutex_;
+  bool session_closed_ = false;         // guarded by session_mutex_
   std::set<std::string> environments_;  // every text so far; guarded by metadata_lock
   std::atomic<const char*> environment_text_{""};
 

@@ -145,6 +145,7 @@ AnnotationTable::~AnnotationTable() {
   if (pool.is_in_force(generation_)) pool.clear();
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const)
 void AnnotationTable::set(const std::string& key, const std::string& value) {
   HolderPool& pool = HolderPool::instance();
   const std::lock_guard<std::mutex> lock(pool.mutex());

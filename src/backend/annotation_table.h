@@ -28,6 +28,8 @@ class AnnotationTable {
 
   // Values are cut to 4096 bytes, those of "description" and "notes" to 20480; names to 255 bytes.
   // An empty value clears.
+  // It changes what the process has under the table's name, though nothing inside the table.
+  // NOLINTNEXTLINE(readability-make-member-function-const)
   void set(const std::string& key, const std::string& value);
 
  private:

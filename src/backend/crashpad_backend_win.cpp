@@ -118,6 +118,7 @@ wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
   // One at a time in the process, so that each dump carries its own kind.
   static std::mutex& mutex = *new std::mutex;
   const std::lock_guard<std::mutex> lock(mutex);
+  if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
   set_annotation(annotation::kReportKind, report_kind);
   CONTEXT context{};
   RtlCaptureContext(&context);

@@ -1,6 +1,7 @@
 #include "hang/watchdog.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "backend/annotation_keys.h"
@@ -81,6 +82,18 @@ bool Watchdog::wait_for_tick(std::unique_lock<std::mutex>& lock) {
   return false;
 }
 
+void Watchdog::report(const Hang& hang) {
+  try {
+    if (logger_ != nullptr) {
+      logger_->warn("hang detected on thread '%s' after %lld ms", hang.thread_name.c_str(),
+                    static_cast<long long>(hang.duration_ms));
+    }
+    if (on_hang_) on_hang_(hang.thread_name, hang.duration_ms);
+  } catch (const std::bad_alloc&) {
+    // Nothing above this thread could take it. The report is lost, the host is not.
+  }
+}
+
 void Watchdog::run() {
   std::unique_lock<std::mutex> lock(mutex_);
   while (wait_for_tick(lock)) {
@@ -91,11 +104,7 @@ void Watchdog::run() {
     const std::optional<Hang> hang = stopping_ ? std::nullopt : tracker_.check(Clock::now());
     if (!hang) continue;
     lock.unlock();
-    if (logger_ != nullptr) {
-      logger_->warn("hang detected on thread '%s' after %lld ms", hang->thread_name.c_str(),
-                    static_cast<long long>(hang->duration_ms));
-    }
-    if (on_hang_) on_hang_(hang->thread_name, hang->duration_ms);
+    report(*hang);
     lock.lock();
   }
 }

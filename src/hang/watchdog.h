@@ -56,6 +56,7 @@ class Watchdog {
 
  private:
   void run();
+  void report(const Hang& hang);
   // False when the watchdog is to stop.
   bool wait_for_tick(std::unique_lock<std::mutex>& lock);
 

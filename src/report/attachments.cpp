@@ -38,10 +38,12 @@ std::string clean_name(std::string_view name) {
 // Asks the file system itself, whose rules of upper and lower case are not repeated here.
 bool is_among(const fs::path& folder, const std::string& name,
               const std::vector<std::string>& names) {
+  const fs::path path = folder / utf8_to_path(name);
+  if (!path_exists(path)) return false;
+  if (std::find(names.begin(), names.end(), name) != names.end()) return true;
   std::error_code error;
   return std::any_of(names.begin(), names.end(), [&](const std::string& other) {
-    return name == other ||
-           fs::equivalent(folder / utf8_to_path(name), folder / utf8_to_path(other), error);
+    return fs::equivalent(path, folder / utf8_to_path(other), error);
   });
 }
 
@@ -93,7 +95,11 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
     if (is_file(source) && copy_file_over(source, target)) {
       make_deletable(target);
       names.push_back(name);
-    } else if (logger != nullptr) {
+      continue;
+    }
+    // A copy that broke off must not pass for the file.
+    remove_entry(target);
+    if (logger != nullptr) {
       logger->warn("Attachment not copied, %s: %s",
                    is_file(source) ? "cannot be read" : "no such file", path.c_str());
     }

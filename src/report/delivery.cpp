@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <nlohmann/json.hpp>
 
 #include "report/report_result.h"
@@ -36,6 +37,10 @@ UploadResult upload(HttpClient* http, const std::filesystem::path& folder, const
     // Only an id in the answer to the commit is read in a way that raises this, and that answer
     // came with status 200.
     return failed_upload(logger, WRENFALL_ERROR_SERVICE, kHttpOk, error.what());
+  } catch (const std::filesystem::filesystem_error& error) {
+    return failed_upload(logger, WRENFALL_ERROR_FILE, 0, error.what());
+  } catch (const std::bad_alloc&) {
+    return failed_upload(logger, WRENFALL_ERROR_FILE, 0, "out of memory");
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <functional>
+#include <new>
 #include <ostream>
 
 #include "report/attachments.h"
@@ -53,20 +54,35 @@ bool write_file(const fs::path& path, const Write& write) {
   return !stream.fail();
 }
 
+// Puts everything but the record into the folder. False when the main file could not be written.
+bool fill_folder(const fs::path& folder, Contents& contents, Logger* logger) {
+  try {
+    if (!create_folders(folder) ||
+        !write_file(folder / contents.record.dumpFile, contents.write_main_file)) {
+      return false;
+    }
+    contents.record.attachments = copy_attachments(folder, contents.attachments, logger);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
 wrenfall_result post(const OwnReportContext& context, Contents contents,
                      wrenfall_upload_result* result) {
   Logger* const logger = context.posting.logger;
   const fs::path folder = context.store_dir / new_uuid();
-  const fs::path main_file = folder / contents.record.dumpFile;
-  if (!create_folders(folder) || !write_file(main_file, contents.write_main_file)) {
-    if (logger != nullptr) logger->error("Could not write %s", path_to_utf8(main_file).c_str());
+  if (!fill_folder(folder, contents, logger)) {
+    if (logger != nullptr) {
+      const fs::path main_file = folder / contents.record.dumpFile;
+      logger->error("Could not write %s", path_to_utf8(main_file).c_str());
+    }
     remove_folder(folder);
     UploadResult failed;
     failed.result = WRENFALL_ERROR_FILE;
     fill_upload_result(failed, result);
     return failed.result;
   }
-  contents.record.attachments = copy_attachments(folder, contents.attachments, logger);
   return post_folder(context.posting, folder, contents.record, result);
 }
 
@@ -81,7 +97,8 @@ wrenfall_result post_structured_report(const OwnReportContext& context, const Re
   contents.record.dumpFile = is_json ? kStructuredJsonFile : kStructuredXmlFile;
   contents.record.dumpFormat = is_json ? "json" : "xml";
   if (with_signature) {
-    contents.record.crashSignature = crash_signature(report);
+    // The service compares the hash with the text that it is sent.
+    contents.record.crashSignature = valid_utf8(crash_signature(report));
     if (!contents.record.crashSignature.empty()) {
       contents.record.crashSignatureHash = sha256_hex(contents.record.crashSignature);
     }

@@ -61,7 +61,7 @@ void write_exception(const StructuredReport& report, std::ostream& stream) {
   member(stream, members, "explanation", quoted(report.exception_explanation));
   member(stream, members, "registers", "");
   std::map<std::string, std::string> registers;
-  for (const auto& [name, value] : report.registers) registers[name] = value;
+  for (const auto& [name, value] : report.registers) registers[valid_utf8(name)] = value;
   Items values(stream, '{', '}', "    ");
   for (const auto& [name, value] : registers) {
     values.next();

@@ -40,14 +40,15 @@ void element(std::ostream& stream, std::string_view indent, std::string_view nam
 }
 
 // A section cannot hold its own end mark; text with one goes on in a second section.
-std::string cdata(std::string text) {
+std::string cdata(std::string_view text) {
   static constexpr std::string_view kEnd = "]]>";
   static constexpr std::string_view kSplitEnd = "]]]]><![CDATA[>";
-  for (size_t at = text.find(kEnd); at != std::string::npos;
-       at = text.find(kEnd, at + kSplitEnd.size())) {
-    text.replace(at, kEnd.size(), kSplitEnd);
+  std::string section = "<![CDATA[";
+  for (size_t at = text.find(kEnd); at != std::string_view::npos; at = text.find(kEnd)) {
+    section.append(text.substr(0, at)).append(kSplitEnd);
+    text.remove_prefix(at + kEnd.size());
   }
-  return "<![CDATA[" + text + "]]>";
+  return section.append(text).append(kEnd);
 }
 
 std::string line_text(const ReportFrame& frame) { return std::to_string(signed_line(frame.line)); }
@@ -106,7 +107,8 @@ void write_frame(const ReportFrame& frame, std::ostream& stream) {
 void write_thread(const ReportThread& thread, std::ostream& stream) {
   const char* const crashing = thread.crashing ? "yes" : "no";
   stream << "            <thread id=\"" << escaped(thread.name) << "\" current=\"" << crashing
-         << "\" event=\"" << crashing << "\" framecount=\"" << thread.frames.size() << "\">\n";
+         << "\" event=\"" << crashing << "\" framecount=\"" << std::to_string(thread.frames.size())
+         << "\">\n";
   for (const ReportFrame& frame : thread.frames) write_frame(frame, stream);
   stream << "            </thread>\n";
 }
@@ -119,10 +121,11 @@ void write_structured_report_xml(const StructuredReport& report, std::ostream& s
   element(stream, "    ", "os", escaped(report.os));
   stream << "    <process>\n";
   write_exception(report, stream);
-  stream << "        <modules numloaded=\"" << report.modules.size() << "\">\n";
+  stream << "        <modules numloaded=\"" << std::to_string(report.modules.size()) << "\">\n";
   size_t order = 0;
   for (const ReportModule& module : report.modules) write_module(module, ++order, stream);
-  stream << "        </modules>\n        <threads count=\"" << report.threads.size() << "\">\n";
+  stream << "        </modules>\n        <threads count=\"" << std::to_string(report.threads.size())
+         << "\">\n";
   for (const ReportThread& thread : report.threads) write_thread(thread, stream);
   stream << "        </threads>\n    </process>\n</report>\n";
 }

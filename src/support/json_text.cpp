@@ -12,6 +12,10 @@ std::string json_text(const json& value, int indent) {
   return value.dump(indent, ' ', false, json::error_handler_t::replace);
 }
 
+std::string valid_utf8(const std::string& text) {
+  return parse_json(json_text(text)).get<std::string>();
+}
+
 std::optional<int64_t> json_integer(const json& value) {
   if (value.is_number_unsigned()) {
     const auto number = value.get<uint64_t>();

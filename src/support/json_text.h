@@ -15,6 +15,9 @@ nlohmann::json parse_json(const std::string& text);
 // each bad sequence becomes U+FFFD, so that no report is lost over a bad byte.
 std::string json_text(const nlohmann::json& value, int indent = -1);
 
+// The text as it reads back from JSON: each bad sequence replaced by U+FFFD.
+std::string valid_utf8(const std::string& text);
+
 // A number as a signed 64-bit value: integers as they are, floating-point values truncated. Nothing
 // for a number that does not fit and for every other type.
 std::optional<int64_t> json_integer(const nlohmann::json& value);

@@ -121,6 +121,11 @@ TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
   EXPECT_EQ(record.reportKind, "crash");
   EXPECT_EQ(record.signalOrExceptionCode, "0xC0000005");
   EXPECT_FALSE(asks_for_termination(facts));
+
+  // A dump that was asked for is none, also when its mark is gone already.
+  DumpFacts unmarked = facts_of({}, {});
+  unmarked.exception_code = 0x0517A7ED;
+  EXPECT_EQ(record_from_annotations(unmarked, context()).reportKind, "capture");
 }
 
 TEST(RecordFromAnnotations, TellsTheTimeOfTheDump) {

@@ -21,7 +21,7 @@ struct AnnotationLayout;
 class Annotation {
  public:
   static constexpr size_t kNameMaxLength = 256;
-  static constexpr size_t kValueMaxSize = 5 * 4096;
+  static constexpr size_t kValueMaxSize = size_t{5} * 4096;
 
   enum class Type : uint16_t { kInvalid = 0, kString = 1 };
 
