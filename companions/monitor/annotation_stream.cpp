@@ -17,7 +17,7 @@ constexpr uint16_t kStringAnnotation = 1;
 constexpr uint32_t kMaxEntries = 4096;
 constexpr uint32_t kMaxModules = 4096;
 constexpr uint32_t kMaxTextBytes = 64 * 1024;
-constexpr uint64_t kMaxAllTextBytes = 16 * 1024 * 1024;
+constexpr uint64_t kMaxAllTextBytes = uint64_t{16} * 1024 * 1024;
 
 constexpr size_t kPairBytes = 8;
 constexpr size_t kModuleLinkBytes = 12;

@@ -88,7 +88,7 @@ bool ClaimedDump::move_to(const std::filesystem::path& target) {
   info->ReplaceIfExists = FALSE;
   info->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
   std::memcpy(info->FileName, name.c_str(), name_bytes);
-  const DWORD bytes = static_cast<DWORD>(buffer.size() * sizeof(uint64_t));
+  const auto bytes = static_cast<DWORD>(buffer.size() * sizeof(uint64_t));
   if (SetFileInformationByHandle(file_.get(), FileRenameInfo, info, bytes)) return true;
   error_ = GetLastError();
   return false;

@@ -10,7 +10,7 @@ namespace {
 constexpr uint32_t kSignature = 0x504D444D;  // "MDMP"
 constexpr uint32_t kVersion = 0xA793;        // the upper half is the writer's own
 constexpr uint32_t kMaxStreams = 1024;
-constexpr uint64_t kMaxMemoryRanges = 4 * 1024 * 1024;
+constexpr uint64_t kMaxMemoryRanges = uint64_t{4} * 1024 * 1024;
 constexpr size_t kStreamEntryBytes = 12;
 constexpr size_t kMemoryRangeBytes = 16;
 constexpr size_t kRangesPerRead = 4096;
@@ -69,7 +69,7 @@ bool check_ranges(const DumpBytes& dump, uint64_t offset, uint64_t count, Check 
   if (!dump.holds(offset, count * kMemoryRangeBytes)) return false;
   std::vector<uint8_t> bytes;
   while (count > 0) {
-    const size_t piece = static_cast<size_t>(std::min<uint64_t>(count, kRangesPerRead));
+    const auto piece = static_cast<size_t>(std::min<uint64_t>(count, kRangesPerRead));
     bytes.resize(piece * kMemoryRangeBytes);
     if (!dump.read(offset, bytes.data(), bytes.size())) return false;
     for (size_t i = 0; i < piece; ++i) {

@@ -30,7 +30,7 @@ std::string kind_of(const DumpFacts& facts) {
   if (facts.exception_code && *facts.exception_code != kSimulatedExceptionCode) {
     return kReportKindCrash;
   }
-  const std::string kind = value_of(facts.annotations, annotation::kReportKind);
+  std::string kind = value_of(facts.annotations, annotation::kReportKind);
   if (!kind.empty()) return kind;
   // The mark of a capture that a shutdown overtook is gone already.
   return facts.exception_code ? kReportKindCapture : kReportKindCrash;
