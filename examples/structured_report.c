@@ -1,6 +1,6 @@
 /*
- * A host that makes a report of itself without a dump: walks its own stack, lists the modules it has loaded, and posts
- * both as a structured report.
+ * A host that makes a report of itself without a dump: walks its own stack, lists the modules it
+ * has loaded, and posts both as a structured report.
  *
  *   structured_report [--json] [--manual] [--store DIR]
  */
@@ -31,7 +31,8 @@ static const char* file_name(const char* path) {
   return slash == NULL ? path : slash + 1;
 }
 
-/* Names and lines need symbols, which a shipped program has not; the service finds them by module and address. */
+/* Names and lines need symbols, which a shipped program has not; the service finds them by module
+ * and address. */
 static void add_this_thread(wrenfall_report* report, const char* name, int crashing) {
   void* addresses[MAX_FRAMES];
   const USHORT count = CaptureStackBackTrace(1, MAX_FRAMES, addresses, NULL);

@@ -8,8 +8,8 @@
 
 #include <shellapi.h>
 
-/* The program's arguments in UTF-8, which the library speaks; those of main are in the machine's code page. Kept until
- * the program ends, which it does at once when there is no memory. */
+/* The program's arguments in UTF-8, which the library speaks; those of main are in the machine's
+ * code page. Kept until the program ends, which it does at once when there is no memory. */
 static char** utf8_arguments(int* count) {
   wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), count);
   char** const utf8 = wide == NULL ? NULL : calloc((size_t)*count + 1, sizeof *utf8);

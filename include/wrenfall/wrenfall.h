@@ -3,22 +3,22 @@
  *
  * Conventions that hold for every function below:
  *
- *  1. Text is NUL-terminated UTF-8 in both directions, paths included. Text that is not valid UTF-8 is
- *     taken as it is; where it ends up in a path or in a JSON file, each bad sequence is replaced by
- *     U+FFFD.
- *  2. The library copies every string it is given. A `const char*` that it returns stays owned by the
- *     library, for as long as the function's comment says. What it allocates for the caller is freed
- *     by the matching `_free` function, or by wrenfall_free.
+ *  1. Text is NUL-terminated UTF-8 in both directions, paths included. Text that is not valid
+ *     UTF-8 is taken as it is; where it ends up in a path or in a JSON file, each bad sequence is
+ *     replaced by U+FFFD.
+ *  2. The library copies every string it is given. A `const char*` that it returns stays owned by
+ *     the library, for as long as the function's comment says. What it allocates for the caller is
+ *     freed by the matching `_free` function, or by wrenfall_free.
  *  3. NULL objects are tolerated: setters on NULL do nothing, free functions ignore NULL.
- *  4. Any thread may call any function, with two exceptions: an options record belongs to the thread
- *     that builds it, and a string that the library owns must not be in use when another thread calls
- *     wrenfall_shutdown. "Blocks" says what a call waits for; a call without that word returns at
- *     once.
- *  5. Failures are wrenfall_result values. Only failures of the operating system's locks and threads,
- *     and of listing a directory that breaks off in the middle, leave a function as C++ exceptions
- *     (std::system_error).
- *  6. wrenfall_abi_version() changes when an existing function or record changes. New functions do not
- *     change it.
+ *  4. Any thread may call any function, with two exceptions: an options record belongs to the
+ *     thread that builds it, and a string that the library owns must not be in use when another
+ *     thread calls wrenfall_shutdown. "Blocks" says what a call waits for; a call without that word
+ *     returns at once.
+ *  5. Failures are wrenfall_result values. Only failures of the operating system's locks and
+ *     threads, and of listing a directory that breaks off in the middle, leave a function as C++
+ *     exceptions (std::system_error).
+ *  6. wrenfall_abi_version() changes when an existing function or record changes. New functions do
+ *     not change it.
  *
  * The host ships, in one folder: Wrenfall.dll, WrenfallMonitor.exe, WrenfallReporter.exe and
  * crashpad_handler.exe.
@@ -123,8 +123,8 @@ typedef struct wrenfall_options wrenfall_options;
  * Receives each log message of the library, with the user names in paths already replaced by "...".
  * Called on the thread that logs, one call at a time; `message` is valid during the call only. The
  * callback must not throw, and must call no function of the library but wrenfall_is_initialized,
- * wrenfall_version_string, wrenfall_abi_version, wrenfall_get_environment and wrenfall_log_file_path:
- * others may wait for the thread that is logging.
+ * wrenfall_version_string, wrenfall_abi_version, wrenfall_get_environment and
+ * wrenfall_log_file_path: others may wait for the thread that is logging.
  */
 typedef void (*wrenfall_log_callback)(wrenfall_log_level level, const char* message,
                                       void* user_data);
@@ -307,8 +307,8 @@ WRENFALL_API void wrenfall_set_quiet_mode(int flag);
 
 /*
  * Adds or removes a file that is to travel with each report of a crash, a hang or a capture. It is
- * copied when the report is made, as it is then. Paths are compared byte for byte; adding one twice and removing one that is not there
- * change nothing.
+ * copied when the report is made, as it is then. Paths are compared byte for byte; adding one twice
+ * and removing one that is not there change nothing.
  *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
  *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL path; also an empty one to add
  *   WRENFALL_ERROR_LIMIT_REACHED     24 paths are held
@@ -323,17 +323,17 @@ WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
 
 /*
  * With a threshold set in the options a thread of the library looks, every quarter of the threshold
- * but no more often than every 100 ms, for threads that have given no sign of life for more than the
- * threshold:
+ * but no more often than every 100 ms, for threads that have given no sign of life for more than
+ * the threshold:
  *
  *  - "main": every wrenfall_heartbeat, of whichever thread, is a sign of its life. So is any
- * visible top-level window of the process that answers a message within 50 ms: a program whose
- * windows are served needs no heartbeats, and is never reported while one of them answers. A
- * program without a visible window relies on heartbeats alone: call wrenfall_heartbeat in the main
- * loop.
+ *    visible top-level window of the process that answers a message within 50 ms: a program whose
+ *    windows are served needs no heartbeats, and is never reported while one of them answers. A
+ *    program without a visible window relies on heartbeats alone: call wrenfall_heartbeat in the
+ *    main loop.
  *  - threads that called wrenfall_watch_thread: their own heartbeats. Such a heartbeat refreshes
- * "main" too, so a program without a window that watches threads notices a hang of its main thread
- * only once they are all silent.
+ *    "main" too, so a program without a window that watches threads notices a hang of its main
+ *    thread only once they are all silent.
  *
  * A hang becomes a report of kind "hang", once, until the thread's next sign of life; the process
  * is stopped while the dump is written and goes on. With WRENFALL_HANG_REPORT_AND_TERMINATE the
@@ -391,23 +391,23 @@ typedef char wrenfall_upload_result_has_40_bytes[sizeof(wrenfall_upload_result) 
 WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
 
 /*
- * Takes a report of the running process, which goes on afterwards. Blocks until the dump is on disk,
- * or the handler is found dead; several calls at once take their turns. The monitor makes the report
- * folder from the dump a moment later, and sends it by the upload policy.
+ * Takes a report of the running process, which goes on afterwards. Blocks until the dump is on
+ * disk, or the handler is found dead; several calls at once take their turns. The monitor makes the
+ * report folder from the dump a moment later, and sends it by the upload policy.
  *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
  *   WRENFALL_ERROR_HANDLER_START_FAILED  there was not enough memory
  */
 WRENFALL_API wrenfall_result wrenfall_capture_report(void);
 
 /*
- * Uploads one report folder and applies the retry rule: the folder is deleted after success and after
- * every failure but HTTP 500, 502, 503 and 504, which keep it for two more attempts. In particular a
- * service that cannot be reached at all costs the report: a host that must not lose reports sends
- * when it knows that it is online.
+ * Uploads one report folder and applies the retry rule: the folder is deleted after success and
+ * after every failure but HTTP 500, 502, 503 and 504, which keep it for two more attempts. In
+ * particular a service that cannot be reached at all costs the report: a host that must not lose
+ * reports sends when it knows that it is online.
  *
- * `user`, `email` and `description`, where not NULL, replace those of the report first; an empty text
- * clears. `result`, where not NULL, receives the outcome. A folder that holds no record, or whose
- * record cannot be opened just now, is left as it is.
+ * `user`, `email` and `description`, where not NULL, replace those of the report first; an empty
+ * text clears. `result`, where not NULL, receives the outcome. A folder that holds no record, or
+ * whose record cannot be opened just now, is left as it is.
  *
  * Blocks for the whole upload (connecting up to 60 s, each single send or receive up to 300 s), and
  * before that for as long as another thread or process sends or discards the same folder.
@@ -435,8 +435,8 @@ WRENFALL_API wrenfall_result wrenfall_discard_report(const char* report_folder);
 /*
  * Sends every pending report of the store, oldest first, on a thread of its own, like
  * wrenfall_send_report does. Returns at once; the outcome is in each report's log. After
- * wrenfall_shutdown the upload that is under way ends, and no further one starts. WRENFALL_OK,
- * WRENFALL_ERROR_NOT_INITIALIZED
+ * wrenfall_shutdown the upload that is under way ends, and no further one starts.
+ *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
  */
 WRENFALL_API wrenfall_result wrenfall_post_pending_reports_async(void);
 
@@ -473,21 +473,21 @@ WRENFALL_API void wrenfall_report_list_free(wrenfall_report_list* list);
  * Three kinds of report that the host makes itself: a structured report of crash facts that it has
  * collected, user feedback, and the text of an AddressSanitizer report. Posting one writes a report
  * folder with the facts of wrenfall_options and of the setters above, and treats it by the upload
- * policy of the options: with WRENFALL_UPLOAD_MANUAL it waits as a pending report, else it is sent at
- * once, on the calling thread, with the retry rule of wrenfall_send_report.
+ * policy of the options: with WRENFALL_UPLOAD_MANUAL it waits as a pending report, else it is sent
+ * at once, on the calling thread, with the retry rule of wrenfall_send_report.
  *
- * Texts that are not UTF-8 lose nothing but their bad sequences, each of which becomes U+FFFD in JSON;
- * XML and the AddressSanitizer text keep the bytes as they are. Attachments are copied into the report
- * folder; of two with the same file name the later one gets a number ("log.txt", "log (2).txt"), and
- * one that cannot be copied costs a warning in the log, not the report.
+ * Texts that are not UTF-8 lose nothing but their bad sequences, each of which becomes U+FFFD in
+ * JSON; XML and the AddressSanitizer text keep the bytes as they are. Attachments are copied into
+ * the report folder; of two with the same file name the later one gets a number ("log.txt", "log
+ * (2).txt"), and one that cannot be copied costs a warning in the log, not the report.
  *
- * The posting calls block for the whole upload. wrenfall_post_feedback and wrenfall_post_asan_report
- * hold the lock of the run-time metadata for that long: they wait for each other, and the setters
- * above and wrenfall_report_post, which reads what was set, wait for them. wrenfall_capture_report,
- * wrenfall_heartbeat and wrenfall_shutdown do not wait.
+ * The posting calls block for the whole upload. wrenfall_post_feedback and
+ * wrenfall_post_asan_report hold the lock of the run-time metadata for that long: they wait for
+ * each other, and the setters above and wrenfall_report_post, which reads what was set, wait for
+ * them. wrenfall_capture_report, wrenfall_heartbeat and wrenfall_shutdown do not wait.
  *
- * `result`, where not NULL and large enough, receives the outcome; with WRENFALL_UPLOAD_MANUAL it is
- * all zero. The results are those of wrenfall_send_report, and
+ * `result`, where not NULL and large enough, receives the outcome; with WRENFALL_UPLOAD_MANUAL it
+ * is all zero. The results are those of wrenfall_send_report, and
  *   WRENFALL_ERROR_NOT_INITIALIZED
  *   WRENFALL_ERROR_FILE  the report could not be written; nothing stays in the store
  */
@@ -498,8 +498,8 @@ enum { WRENFALL_REPORT_XML = 0, WRENFALL_REPORT_JSON = 1 };
 /* A structured report while it is built, by one thread at a time. Works without wrenfall_init. */
 typedef struct wrenfall_report wrenfall_report;
 
-/* An empty report in one of the formats, to be freed with wrenfall_report_free; NULL when there is no
- * memory. Adding to NULL does nothing. NULL texts count as empty. */
+/* An empty report in one of the formats, to be freed with wrenfall_report_free; NULL when there is
+ * no memory. Adding to NULL does nothing. NULL texts count as empty. */
 WRENFALL_API wrenfall_report* wrenfall_report_new(uint32_t format);
 WRENFALL_API void wrenfall_report_free(wrenfall_report* report);
 
@@ -509,7 +509,8 @@ WRENFALL_API void wrenfall_report_set_exception(wrenfall_report* report, const c
                                                 const char* explanation);
 
 /* In XML the name becomes the name of an element: anything but a letter followed by letters and
- * digits makes a document that strict parsers refuse. In JSON the last register of a name counts. */
+ * digits makes a document that strict parsers refuse. In JSON the last register of a name counts.
+ * */
 WRENFALL_API void wrenfall_report_add_register(wrenfall_report* report, const char* name,
                                                const char* value);
 
@@ -518,8 +519,9 @@ WRENFALL_API void wrenfall_report_add_register(wrenfall_report* report, const ch
 WRENFALL_API int32_t wrenfall_report_add_thread(wrenfall_report* report, const char* name,
                                                 int32_t crashing);
 
-/* Adds a frame to a thread, the innermost first; nothing for an index that wrenfall_report_add_thread
- * has not returned. `line` is read as signed; an `address` of 0 is unknown. */
+/* Adds a frame to a thread, the innermost first; nothing for an index that
+ * wrenfall_report_add_thread has not returned. `line` is read as signed; an `address` of 0 is
+ * unknown. */
 WRENFALL_API void wrenfall_report_add_frame(wrenfall_report* report, int32_t thread,
                                             const char* function, const char* file, uint32_t line,
                                             const char* module, uint64_t address);

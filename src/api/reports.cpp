@@ -154,7 +154,8 @@ const char* wrenfall_log_file_path(void) {
   const bool known = guarded(WRENFALL_ERROR_FILE, []() -> wrenfall_result {
                        const std::shared_ptr<State> state = current_state();
                        if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-                       // Not asked of the logger, whose lock the caller holds when it is the logging callback.
+                       // Not asked of the logger, whose lock the caller holds when it is the
+                       // logging callback.
                        buffer = path_to_utf8(state->store_dir / kLogFile);
                        return WRENFALL_OK;
                      }) == WRENFALL_OK;

@@ -47,10 +47,11 @@ struct State {
   ReportFacts facts;                     // guarded by metadata_lock
   std::vector<std::string> attachments;  // guarded by metadata_lock
 
-  // Writes the session file with the present attachments: false when that fails, and nothing once it is
-  // closed. Under metadata_lock.
+  // Writes the session file with the present attachments: false when that fails, and nothing once
+  // it is closed. Under metadata_lock.
   bool update_session();
-  // Removes the session file; it does not come back. Takes no other lock, so that it never waits for a post.
+  // Removes the session file; it does not come back. Takes no other lock, so that it never waits
+  // for a post.
   void close_session();
   bool is_session_closed();
 

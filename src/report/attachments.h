@@ -11,8 +11,8 @@
 
 namespace wrenfall {
 
-// Whether a report folder uses the name itself, for its main file, records, archive or log. Upper and
-// lower case of ASCII letters are the same, which is enough for these names.
+// Whether a report folder uses the name itself, for its main file, records, archive or log. Upper
+// and lower case of ASCII letters are the same, which is enough for these names.
 bool is_reserved_file_name(std::string_view name);
 
 // A file name for an attachment in a report folder: its own, or with the first number from 2 before
@@ -23,8 +23,8 @@ std::string free_attachment_name(std::string_view name,
                                  const std::function<bool(const std::string&)>& is_taken);
 
 // Copies files into a report folder, each under a name of its own, and returns the names of the
-// copies. A name that an earlier, broken-off call gave is given again, and its file replaced. A file
-// that cannot be copied costs a warning and nothing else; `logger` may be null.
+// copies. A name that an earlier, broken-off call gave is given again, and its file replaced. A
+// file that cannot be copied costs a warning and nothing else; `logger` may be null.
 std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
                                           const std::vector<std::string>& paths, Logger* logger);
 

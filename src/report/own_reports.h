@@ -13,12 +13,12 @@
 
 namespace wrenfall {
 
-// Reports of the host's own making. Each of the functions makes a new folder in the store, writes the
-// report's main file into it, copies attachments there (one that cannot be copied costs a warning),
-// and posts the folder. Blocks for an upload.
+// Reports of the host's own making. Each of the functions makes a new folder in the store, writes
+// the report's main file into it, copies attachments there (one that cannot be copied costs a
+// warning), and posts the folder. Blocks for an upload.
 //
-// The result is that of the post, or WRENFALL_ERROR_FILE when the main file could not be written; then
-// no folder stays behind. `result` may be null.
+// The result is that of the post, or WRENFALL_ERROR_FILE when the main file could not be written;
+// then no folder stays behind. `result` may be null.
 struct OwnReportContext {
   PostingContext posting;
   std::filesystem::path store_dir;

@@ -1,7 +1,8 @@
 #ifndef WRENFALL_REPORT_REPORT_FILES_H_
 #define WRENFALL_REPORT_REPORT_FILES_H_
 
-// The main file of a report, by its kind: beside the record the one file that a report folder always holds.
+// The main file of a report, by its kind: beside the record the one file that a report folder
+// always holds.
 namespace wrenfall {
 
 inline constexpr char kReportDumpFile[] = "minidump.dmp";

@@ -11,8 +11,8 @@ namespace wrenfall {
 // matter.
 std::string md5_file_hex(const std::filesystem::path& path);
 
-// The SHA-256 (FIPS 180-4) of a text as 64 lower-case hexadecimal digits; empty when the system offers
-// none.
+// The SHA-256 (FIPS 180-4) of a text as 64 lower-case hexadecimal digits; empty when the system
+// offers none.
 std::string sha256_hex(const std::string& text);
 
 }  // namespace wrenfall

@@ -183,7 +183,8 @@ static void post(const char* kind, char** word, int count) {
   wrenfall_upload_result_free(&outcome);
 }
 
-/* "report" and then: new FORMAT, platform, exception, register, thread, frame, module, attachment, many, free */
+/* "report" and then: new FORMAT, platform, exception, register, thread, frame, module, attachment,
+ * many, free */
 static void edit_report(char** word, int count) {
   const char* const what = count > 0 ? word[0] : "";
   const char* text[7] = {NULL, NULL, NULL, NULL, NULL, NULL, NULL};

@@ -93,10 +93,10 @@ TEST(Watchdog, AnAnsweringWindowIsASignOfLifeOfTheMainThreadAlone) {
 
 TEST(Watchdog, HeartbeatsOfAnyThreadKeepMainAlive) {
   Hangs hangs;
-  Watchdog watchdog(400, WRENFALL_HANG_REPORT, hangs.callback(), no_window, nullptr);
+  Watchdog watchdog(800, WRENFALL_HANG_REPORT, hangs.callback(), no_window, nullptr);
   watchdog.start();
   std::thread([&] {
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 80; ++i) {
       watchdog.heartbeat();
       std::this_thread::sleep_for(milliseconds(20));
     }

@@ -18,7 +18,8 @@ constexpr size_t kMaxCommandLine = 32767;
 // Bytes that are not UTF-8 become U+FFFD. The text ends at its first NUL, as it would in a command
 // line.
 std::wstring to_utf16(const std::string& utf8) {
-  // With an explicit length: some systems take a NUL at the end for a part of a bad sequence before it.
+  // With an explicit length: some systems take a NUL at the end for a part of a bad sequence before
+  // it.
   const int length = static_cast<int>(std::min(std::strlen(utf8.c_str()), kMaxCommandLine * 4));
   if (length == 0) return std::wstring();
   const int size = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), length, nullptr, 0);
