@@ -7,7 +7,7 @@ import unittest
 import xml.etree.ElementTree as ElementTree
 import zipfile
 
-from harness import BIN, BUILD, SERVICE_PORT, RoadTest, windows_path, wine
+from harness import BIN, BUILD, SERVICE_PORT, RoadTest, wait_for, windows_path, wine
 
 from service import CrashService
 
@@ -257,6 +257,22 @@ class OwnReportsTest(RoadTest):
         self.store.unlink()
         moved.rename(self.store)
         self.assertEqual([], self.service.requests)
+
+    def test_captures_heartbeats_and_shutdown_do_not_wait_for_a_post(self):
+        self.service.fail("put", delay=12)
+        host = self.host(upload_policy=1)
+        self.assertEqual("0", host.do("post_in_background"))
+        wait_for(lambda: self.service.requests, what="the first request")
+        feedback = self.service.reports[0]
+        self.assertEqual(["0", "0", "0"], [host.do(word) for word in ("heartbeat", "capture", "shutdown")])
+        self.assertFalse(feedback.committed)
+        wait_for(lambda: feedback.committed, what="the commit of the feedback")
+        self.assertEqual("background", self.feedback_title(feedback))
+
+    @staticmethod
+    def feedback_title(report):
+        with zipfile.ZipFile(report.archive_path) as opened:
+            return json.loads(opened.read("feedback.json"))["title"]
 
     def test_examples(self):
         store = windows_path(self.store)

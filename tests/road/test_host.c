@@ -183,6 +183,18 @@ static void post(const char* kind, char** word, int count) {
   wrenfall_upload_result_free(&outcome);
 }
 
+static DWORD WINAPI post_feedback_thread(void* unused) {
+  (void)unused;
+  return (DWORD)wrenfall_post_feedback("background", "", NULL, 0, NULL);
+}
+
+/* Posts on a thread of its own and answers at once. */
+static void post_in_background(void) {
+  const HANDLE thread = CreateThread(NULL, 0, post_feedback_thread, NULL, 0, NULL);
+  if (thread != NULL) CloseHandle(thread);
+  answer(thread == NULL);
+}
+
 /* "report" and then: new FORMAT, platform, exception, register, thread, frame, module, attachment,
  * many, free */
 static void edit_report(char** word, int count) {
@@ -239,6 +251,8 @@ static void execute(char** word, int count) {
   if (set_running(word[0], first)) return;
   if (strcmp(word[0], "report") == 0) {
     edit_report(word + 1, count - 1);
+  } else if (strcmp(word[0], "post_in_background") == 0) {
+    post_in_background();
   } else if (strcmp(word[0], "post") == 0) {
     post(first, word + 2, count - 2);
   } else if (strcmp(word[0], "options") == 0) {
