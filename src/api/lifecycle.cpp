@@ -22,8 +22,8 @@ namespace fs = std::filesystem;
 
 constexpr uint32_t kAbiVersion = 1;
 
-// Serialises init and shutdown. Recursive: the host's logging callback runs under it. Never
-// destroyed.
+// Serialises init and shutdown. Recursive, so that a logging callback that calls either, against its
+// contract, does not hang here. Never destroyed.
 std::recursive_mutex& lifecycle_lock() {
   static std::recursive_mutex& lock = *new std::recursive_mutex;
   return lock;
