@@ -5,9 +5,10 @@
 set -eu
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# Waits for input that never comes, and ends with this script, whose end closes the pipe.
-coproc HOLDER { exec "$root/scripts/wine.sh" cmd /c pause >/dev/null 2>&1; }
+# Says when the services are up, waits for input that never comes, and ends with this script, whose end closes the pipe.
+coproc HOLDER { exec "$root/scripts/wine.sh" cmd /c "echo up& pause" 2>/dev/null; }
 holder=$HOLDER_PID
+read -r -t 120 _ <&"${HOLDER[0]}" || echo "with-wine: Wine is slow to come up" >&2
 finish() {
   status=$?
   kill "$holder" 2>/dev/null || true
