@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,6 +26,10 @@ struct HttpResponse {
   std::string error;  // empty when there was an answer
 };
 
+// Told how much of a file's body has been handed to the network, in bytes, from 0 to `total`, after
+// each piece of some kilobytes. Called on the thread that makes the request; must not throw.
+using UploadProgress = std::function<void(uint64_t sent, uint64_t total)>;
+
 // Makes HTTP requests, one at a time per call, blocking the calling thread. May be used by several
 // threads at once. Failures are told in the response.
 class HttpClient {
@@ -43,8 +48,9 @@ class HttpClient {
 // The "User-Agent" of every request: "Wrenfall/" and the version.
 std::string make_user_agent();
 
-// The client of the platform; null when there is no memory for it.
-std::unique_ptr<HttpClient> make_http_client();
+// The client of the platform; null when there is no memory for it. `progress`, where not empty, is
+// told of every body that is streamed from a file.
+std::unique_ptr<HttpClient> make_http_client(UploadProgress progress = nullptr);
 
 }  // namespace wrenfall
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <new>
+#include <utility>
 
 #include "support/text.h"
 #include "support/version.h"
@@ -88,7 +89,8 @@ HttpResponse send_memory(HINTERNET request, const std::string& body) {
   return failure(WRENFALL_OK, "");
 }
 
-HttpResponse send_file(HINTERNET request, const std::filesystem::path& path) {
+HttpResponse send_file(HINTERNET request, const std::filesystem::path& path,
+                       const UploadProgress& progress) {
   const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   LARGE_INTEGER size{};
@@ -103,6 +105,10 @@ HttpResponse send_file(HINTERNET request, const std::filesystem::path& path) {
                           total, 0)) {
     return transport_failure();
   }
+  const auto tell = [&](LONGLONG sent) {
+    if (progress) progress(static_cast<uint64_t>(sent), static_cast<uint64_t>(size.QuadPart));
+  };
+  tell(0);
   std::array<char, kChunkSize> chunk{};
   for (LONGLONG sent = 0; sent < size.QuadPart;) {
     const LONGLONG rest = size.QuadPart - sent;
@@ -115,6 +121,7 @@ HttpResponse send_file(HINTERNET request, const std::filesystem::path& path) {
     DWORD written = 0;
     if (!WinHttpWriteData(request, chunk.data(), got, &written)) return transport_failure();
     sent += got;
+    tell(sent);
   }
   return failure(WRENFALL_OK, "");
 }
@@ -151,6 +158,8 @@ HttpResponse receive(HINTERNET request) {
 // defaults hold for redirects, certificates and proxies; nothing is relaxed.
 class WinHttpClient : public HttpClient {
  public:
+  explicit WinHttpClient(UploadProgress progress) : progress_(std::move(progress)) {}
+
   HttpResponse request(const std::string& method, const std::string& url,
                        const HttpHeaders& headers, const std::string& body) override {
     return perform_safely(method, url, headers, body, {});
@@ -164,9 +173,9 @@ class WinHttpClient : public HttpClient {
  private:
   // No failure leaves as an exception, a service that answers more than there is memory for
   // included.
-  static HttpResponse perform_safely(const std::string& method, const std::string& url,
-                                     const HttpHeaders& headers, const std::string& body,
-                                     const std::filesystem::path& file_path) {
+  HttpResponse perform_safely(const std::string& method, const std::string& url,
+                              const HttpHeaders& headers, const std::string& body,
+                              const std::filesystem::path& file_path) const {
     try {
       return perform(method, url, headers, body, file_path);
     } catch (const std::bad_alloc&) {
@@ -175,9 +184,9 @@ class WinHttpClient : public HttpClient {
   }
 
   // The body is the file's where a file is named.
-  static HttpResponse perform(const std::string& method, const std::string& url,
-                              const HttpHeaders& headers, const std::string& body,
-                              const std::filesystem::path& file_path) {
+  HttpResponse perform(const std::string& method, const std::string& url,
+                       const HttpHeaders& headers, const std::string& body,
+                       const std::filesystem::path& file_path) const {
     CrackedUrl target;
     if (!crack(url, target)) return failure(WRENFALL_ERROR_INVALID_ARGUMENT, "bad url");
 
@@ -199,18 +208,20 @@ class WinHttpClient : public HttpClient {
                                                     target.secure() ? WINHTTP_FLAG_SECURE : 0));
     if (!request || !add_headers(request.get(), headers)) return transport_failure();
 
-    HttpResponse sent =
-        file_path.empty() ? send_memory(request.get(), body) : send_file(request.get(), file_path);
+    HttpResponse sent = file_path.empty() ? send_memory(request.get(), body)
+                                          : send_file(request.get(), file_path, progress_);
     return sent.result == WRENFALL_OK ? receive(request.get()) : sent;
   }
+
+  const UploadProgress progress_;
 };
 
 }  // namespace
 
 std::string make_user_agent() { return "Wrenfall/" WRENFALL_VERSION_TEXT; }
 
-std::unique_ptr<HttpClient> make_http_client() {
-  return std::unique_ptr<HttpClient>(new (std::nothrow) WinHttpClient);
+std::unique_ptr<HttpClient> make_http_client(UploadProgress progress) {
+  return std::unique_ptr<HttpClient>(new (std::nothrow) WinHttpClient(std::move(progress)));
 }
 
 }  // namespace wrenfall

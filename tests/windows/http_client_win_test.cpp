@@ -111,7 +111,9 @@ TEST(HttpClientWin, MemoryAndFileBodiesArriveAsTheyAre) {
   const TempDir dir;
   std::string large(20000, '\0');
   for (size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i % 253);
-  const auto client = make_http_client();
+  std::vector<uint64_t> sent;
+  const auto client =
+      make_http_client([&sent](uint64_t bytes, uint64_t) { sent.push_back(bytes); });
   for (const std::string& body : {std::string(), std::string("small"), large}) {
     for (const bool from_file : {false, true}) {
       SCOPED_TRACE(std::to_string(body.size()) + (from_file ? " bytes of a file" : " bytes"));
@@ -119,6 +121,7 @@ TEST(HttpClientWin, MemoryAndFileBodiesArriveAsTheyAre) {
       OneAnswerServer server("HTTP/1.1 404 No\r\nContent-Length: 20000\r\n\r\n" + large);
       const std::string url = (from_file ? "HTTPS://" : "http://") + server.host() + "/p?q=a%20b&c";
       put_file(dir / "body", body);
+      sent.clear();
       const HttpHeaders headers = {{"User-Agent", "Agent/1"}, {"X-Two", "b"}, {"X-One", "a"}};
       const HttpResponse response = from_file
                                         ? client->request_file("PUT", url, headers, dir / "body")
@@ -126,6 +129,12 @@ TEST(HttpClientWin, MemoryAndFileBodiesArriveAsTheyAre) {
       EXPECT_EQ(response.result, WRENFALL_OK) << response.error;
       EXPECT_EQ(response.status, 404);
       EXPECT_TRUE(response.body == large) << response.body.size();
+      const std::vector<uint64_t> expected = !from_file     ? std::vector<uint64_t>{}
+                                             : body.empty() ? std::vector<uint64_t>{0}
+                                             : body.size() < 20000
+                                                 ? std::vector<uint64_t>{0, 5}
+                                                 : std::vector<uint64_t>{0, 8192, 16384, 20000};
+      EXPECT_EQ(sent, expected);
       EXPECT_EQ(response.error, "");
       const std::string request = server.request();
       EXPECT_EQ(request.substr(0, 24), "PUT /p?q=a%20b&c HTTP/1.");
