@@ -11,9 +11,12 @@ std::vector<std::string> program_arguments();
 
 enum class TextStream { kOutput, kError };
 
-// Writes UTF-8 text to the stream that this window-less program was given, else to the console of
-// whoever started it, else nowhere. Never opens a console.
-void print_text(TextStream stream, const std::string& text);
+// Writes UTF-8 text to the stream that this program was given, else to the console of whoever
+// started it, else nowhere. Never opens a console. False when not all of it was written.
+bool print_text(TextStream stream, const std::string& text);
+
+// Whether somebody watches what is written to the stream.
+bool is_console(TextStream stream);
 
 }  // namespace wrenfall
 

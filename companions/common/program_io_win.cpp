@@ -3,6 +3,7 @@
 #include <shellapi.h>
 // clang-format on
 
+#include <algorithm>
 #include <memory>
 
 #include "common/program_io.h"
@@ -16,15 +17,32 @@ struct LocalDeleter {
   void operator()(wchar_t** memory) const { LocalFree(memory); }
 };
 
-void write_to(HANDLE file, const std::string& text) {
-  DWORD mode = 0;
-  DWORD written = 0;
-  if (GetConsoleMode(file, &mode)) {
-    const std::wstring wide = utf8_to_wide(text);
-    WriteConsoleW(file, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
-  } else {
-    WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+// A console takes only so much at once.
+constexpr size_t kConsolePiece = 8192;
+
+bool write_to_console(HANDLE console, const std::wstring& text) {
+  for (size_t done = 0; done < text.size();) {
+    const size_t piece = std::min(kConsolePiece, text.size() - done);
+    DWORD written = 0;
+    if (!WriteConsoleW(console, text.data() + done, static_cast<DWORD>(piece), &written, nullptr) ||
+        written == 0) {
+      return false;
+    }
+    done += written;
   }
+  return true;
+}
+
+bool write_to(HANDLE file, const std::string& text) {
+  DWORD mode = 0;
+  if (GetConsoleMode(file, &mode)) return write_to_console(file, utf8_to_wide(text));
+  DWORD written = 0;
+  return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
+         written == text.size();
+}
+
+HANDLE handle_of(TextStream stream) {
+  return GetStdHandle(stream == TextStream::kOutput ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
 }  // namespace
@@ -38,19 +56,22 @@ std::vector<std::string> program_arguments() {
   return texts;
 }
 
-void print_text(TextStream stream, const std::string& text) {
-  const HANDLE given =
-      GetStdHandle(stream == TextStream::kOutput ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+bool print_text(TextStream stream, const std::string& text) {
+  const HANDLE given = handle_of(stream);
   if (given != nullptr && given != INVALID_HANDLE_VALUE &&
       GetFileType(given) != FILE_TYPE_UNKNOWN) {
-    write_to(given, text);
-    return;
+    return write_to(given, text);
   }
-  if (!AttachConsole(ATTACH_PARENT_PROCESS)) return;
+  if (!AttachConsole(ATTACH_PARENT_PROCESS)) return false;
   const ScopedFile console(CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE,
                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                        0, nullptr));
-  if (console) write_to(console.get(), text);
+  return console && write_to(console.get(), text);
+}
+
+bool is_console(TextStream stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(handle_of(stream), &mode) != FALSE;
 }
 
 }  // namespace wrenfall

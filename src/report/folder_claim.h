@@ -7,6 +7,9 @@
 
 namespace wrenfall {
 
+// What follows the folder's name in the name of the file that holds the claim.
+inline constexpr char kClaimSuffix[] = ".sending";
+
 // The right to send or to delete one report folder, held by at most one thread at a time, across
 // processes. Held through a file "<folder>.sending" beside the folder, which is open without
 // sharing and goes with its last handle: whoever ends without releasing the claim releases it so.

@@ -34,6 +34,10 @@ std::wstring final_path(const fs::path& folder) {
   return folder.has_filename() ? folder.native() : folder.parent_path().native();
 }
 
+std::wstring claim_path(const fs::path& folder) {
+  return (fs::path(final_path(folder)) += kClaimSuffix).native();
+}
+
 }  // namespace
 
 struct FolderClaim::Lock {
@@ -50,7 +54,7 @@ struct FolderClaim::Lock {
 FolderClaim::FolderClaim() : lock_(std::make_unique<Lock>()) {}
 
 FolderClaim::FolderClaim(const fs::path& folder) : FolderClaim() {
-  const std::wstring path = final_path(folder) + L".sending";
+  const std::wstring path = claim_path(folder);
   // A file that is just going denies access for a moment; a folder that may not be written to does
   // so for good.
   int patience = kOtherAttempts;
@@ -62,7 +66,7 @@ FolderClaim::FolderClaim(const fs::path& folder) : FolderClaim() {
 
 std::optional<FolderClaim> FolderClaim::try_take(const fs::path& folder) {
   FolderClaim claim;
-  if (claim.lock_->take(final_path(folder) + L".sending") == ERROR_SHARING_VIOLATION) {
+  if (claim.lock_->take(claim_path(folder)) == ERROR_SHARING_VIOLATION) {
     return std::nullopt;
   }
   return claim;

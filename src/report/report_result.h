@@ -30,6 +30,10 @@ ReportResult make_report_result(const UploadResult& upload);
 // Replaces the folder's result record atomically; false when it could not be written.
 bool write_result(const std::filesystem::path& folder, const ReportResult& result);
 
+// False, with `result` untouched, when the folder holds no readable result record. Members that are
+// missing or of the wrong type stay at their defaults.
+bool read_result(const std::filesystem::path& folder, ReportResult& result);
+
 }  // namespace wrenfall
 
 #endif  // WRENFALL_REPORT_REPORT_RESULT_H_

@@ -24,9 +24,8 @@ bool is_left_to_another_process(const CrashData& data) {
 }
 
 bool is_pending(const fs::path& folder) {
-  if (path_exists(folder / kResultFile)) return false;
   CrashData data;
-  return load(folder, data) && !is_left_to_another_process(data);
+  return report_state(folder, data) == ReportState::kPending;
 }
 
 bool is_same(const fs::path& a, const fs::path& b) {
@@ -50,6 +49,12 @@ fs::path plain_path(const fs::path& folder) {
 }
 
 }  // namespace
+
+ReportState report_state(const fs::path& folder, CrashData& record) {
+  if (!load(folder, record)) return ReportState::kUnreadable;
+  if (path_exists(folder / kResultFile)) return ReportState::kHasResult;
+  return is_left_to_another_process(record) ? ReportState::kOwned : ReportState::kPending;
+}
 
 std::vector<fs::path> list_report_folders(const fs::path& root) {
   std::vector<std::pair<int64_t, fs::path>> found;

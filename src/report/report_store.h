@@ -4,11 +4,23 @@
 #include <filesystem>
 #include <vector>
 
+#include "report/crash_data.h"
+
 namespace wrenfall {
 
 // The store is a folder with one sub-folder, of any name, per report. A sub-folder counts as a
 // report once it holds the crash-data file. Several processes use a store at the same time without
 // a lock: files are replaced as a whole, and a report that a living process owns is left to it.
+
+enum class ReportState {
+  kPending,     // waits to be sent
+  kOwned,       // left to another living process, the record's owner
+  kHasResult,   // there was an attempt to send it, or somebody has given it up
+  kUnreadable,  // the record is damaged, or just not to be opened
+};
+
+// The state of a report folder; its record is read into `record` unless it is unreadable.
+ReportState report_state(const std::filesystem::path& folder, CrashData& record);
 
 // The report folders directly under the root, the one with the oldest crash-data file first; none
 // when the root cannot be opened. Throws DirectoryIterationError.
