@@ -1,0 +1,259 @@
+#include "ctl/ctl_commands.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "common/program_io.h"
+#include "ctl/ctl_output.h"
+#include "ctl/log_tail.h"
+#include "ctl/output_text.h"
+#include "ctl/progress_text.h"
+#include "ctl/report_actions.h"
+#include "ctl/report_details.h"
+#include "ctl/shared_file.h"
+#include "ctl/store_scan.h"
+#include "report/report_store.h"
+#include "report/result_names.h"
+#include "support/files.h"
+#include "support/logger.h"
+#include "support/paths.h"
+#include "support/text.h"
+#include "support/version.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr auto kFollowPause = std::chrono::milliseconds(250);
+constexpr size_t kLogPiece = size_t{64} * 1024;
+
+// One name for each folder, which the claim's file beside it relies on.
+fs::path plain_path(const fs::path& path) {
+  std::error_code error;
+  const fs::path absolute = fs::absolute(path, error);
+  const fs::path plain = (error ? path : absolute).lexically_normal();
+  return plain.has_filename() ? plain : plain.parent_path();
+}
+
+// Empty when the options name none.
+fs::path store_of(const CtlOptions& options) {
+  if (!options.store.empty()) return plain_path(utf8_to_path(options.store));
+  if (options.application.empty()) return {};
+  return default_store_dir(options.application, options.version);
+}
+
+std::vector<fs::path> folders_of(const CtlOptions& options, const fs::path& store) {
+  std::vector<fs::path> folders;
+  for (const std::string& argument : options.folders) {
+    folders.push_back(plain_path(report_folder_of(store, argument)));
+  }
+  return folders;
+}
+
+int no_store(const fs::path& store) {
+  return report_failure(WRENFALL_ERROR_FILE,
+                        "There is no store in " + path_to_utf8(store) +
+                            ". It is made when the application starts for the first time.");
+}
+
+int list(const CtlOptions& options, const fs::path& store) {
+  const auto reports = scan_store(store);
+  if (!reports) return no_store(store);
+  print_text(TextStream::kOutput,
+             options.json ? json_document(list_json(store, *reports)) : list_text(*reports));
+  return WRENFALL_OK;
+}
+
+int show(const CtlOptions& options, const fs::path& store) {
+  const fs::path folder = folders_of(options, store).front();
+  const auto details = read_report_details(folder);
+  if (!details) {
+    return report_failure(WRENFALL_ERROR_INVALID_ARGUMENT,
+                          "There is no report folder " + path_to_utf8(folder) + ".");
+  }
+  print_text(TextStream::kOutput,
+             options.json ? json_document(details_json(*details)) : details_text(*details));
+  return WRENFALL_OK;
+}
+
+// Collects the outcomes, and prints each at once unless the document comes at the end.
+class Outcomes {
+ public:
+  Outcomes(Action action, bool json) : action_(action), json_(json) {}
+
+  void add(ActionOutcome outcome) {
+    if (!outcome.wanted) return;
+    if (!json_) {
+      const bool failed = outcome.upload.result != WRENFALL_OK;
+      print_text(failed ? TextStream::kError : TextStream::kOutput, outcome_text(action_, outcome));
+    }
+    outcomes_.push_back(std::move(outcome));
+  }
+
+  int finish() const {
+    if (json_) {
+      print_text(TextStream::kOutput, json_document(outcomes_json(action_, outcomes_)));
+    } else if (outcomes_.empty()) {
+      print_text(TextStream::kOutput, "no reports\n");
+    }
+    return result_of(outcomes_);
+  }
+
+ private:
+  const Action action_;
+  const bool json_;
+  std::vector<ActionOutcome> outcomes_;
+};
+
+// What broke off in the middle; the next folder may do better.
+ActionOutcome broken_off(const fs::path& folder, const fs::filesystem_error& error) {
+  ActionOutcome outcome;
+  outcome.folder = folder;
+  outcome.kept = is_folder(folder);
+  outcome.upload.result = WRENFALL_ERROR_FILE;
+  outcome.upload.error = error.what();
+  return outcome;
+}
+
+int send(const CtlOptions& options, const fs::path& store) {
+  if (options.all && !is_folder(store)) return no_store(store);
+  const auto folders = options.all ? pending_report_folders(store) : folders_of(options, store);
+  const bool console = is_console(TextStream::kError);
+  const bool shows_progress = !options.json && (console || options.progress);
+  ProgressText progress(console);
+  std::string name;
+  const auto http = make_http_client([&](uint64_t sent, uint64_t total) {
+    if (shows_progress) print_text(TextStream::kError, progress.update(name, sent, total));
+  });
+  Outcomes outcomes(Action::kSend, options.json);
+  for (const fs::path& folder : folders) {
+    name = path_to_utf8(folder.filename());
+    Logger logger(folder.parent_path() / kLogFile);
+    const auto waiting = [&] {
+      if (!options.json) {
+        print_text(TextStream::kError, shown(name) + ": somebody sends it just now; waiting\n");
+      }
+    };
+    try {
+      outcomes.add(send_folder(http.get(), folder, options.all, waiting, logger));
+    } catch (const fs::filesystem_error& error) {
+      outcomes.add(broken_off(folder, error));
+    }
+  }
+  return outcomes.finish();
+}
+
+int discard(const CtlOptions& options, const fs::path& store) {
+  Outcomes outcomes(Action::kDiscard, options.json);
+  for (const fs::path& folder : folders_of(options, store)) {
+    try {
+      outcomes.add(discard_folder(store, folder));
+    } catch (const fs::filesystem_error& error) {
+      outcomes.add(broken_off(folder, error));
+    }
+  }
+  return outcomes.finish();
+}
+
+// Follows one log file, which may be absent at first and may begin anew.
+class LogPrinter {
+ public:
+  LogPrinter(fs::path path, bool json) : path_(std::move(path)), json_(json) {}
+
+  // False when there is no log yet.
+  bool start(uint64_t lines) {
+    const SharedFile file(path_);
+    offset_ =
+        start_of_last_lines([&file](uint64_t offset, void* buffer,
+                                    size_t size) { return file.read_at(offset, buffer, size); },
+                            file.size(), lines);
+    return file.is_open();
+  }
+
+  // Prints the lines that are complete by now; false when nobody takes them any more.
+  bool print_new() {
+    const SharedFile file(path_);
+    const uint64_t size = file.size();
+    if (size < offset_) {
+      offset_ = 0;
+      splitter_.rest();
+    }
+    while (offset_ < size) {
+      std::string bytes(static_cast<size_t>(std::min<uint64_t>(kLogPiece, size - offset_)), '\0');
+      if (!file.read_at(offset_, bytes.data(), bytes.size())) return true;
+      offset_ += bytes.size();
+      if (!print(splitter_.add(bytes))) return false;
+    }
+    return true;
+  }
+
+  void print_rest() {
+    const std::string rest = splitter_.rest();
+    if (!rest.empty()) print({rest});
+  }
+
+ private:
+  bool print(const std::vector<std::string>& lines) const {
+    std::string text;
+    for (const std::string& line : lines) {
+      text += json_ ? json_line(log_line_json(parse_log_line(line))) : shown(line) + "\n";
+    }
+    return text.empty() || print_text(TextStream::kOutput, text);
+  }
+
+  const fs::path path_;
+  const bool json_;
+  uint64_t offset_ = 0;
+  LineSplitter splitter_;
+};
+
+int tail(const CtlOptions& options, const fs::path& store) {
+  if (!is_folder(store)) return no_store(store);
+  LogPrinter log(store / kLogFile, options.json);
+  if (!log.start(options.lines) && !options.follow) {
+    return report_failure(WRENFALL_ERROR_FILE, "There is no log in " + path_to_utf8(store) + ".");
+  }
+  while (log.print_new() && options.follow) std::this_thread::sleep_for(kFollowPause);
+  log.print_rest();
+  return WRENFALL_OK;
+}
+
+}  // namespace
+
+int report_failure(int result, const std::string& explanation) {
+  print_text(TextStream::kError,
+             "wrenfallctl: " + describe_result(result) + "\n  " + shown(explanation) + "\n");
+  return result;
+}
+
+int run_ctl(const CtlOptions& options) {
+  switch (options.command) {
+    case CtlOptions::Command::kHelp:
+      print_text(TextStream::kOutput, kCtlHelp);
+      return WRENFALL_OK;
+    case CtlOptions::Command::kVersion:
+      print_text(TextStream::kOutput, "wrenfallctl " WRENFALL_VERSION_TEXT "\n");
+      return WRENFALL_OK;
+    case CtlOptions::Command::kList:
+      return list(options, store_of(options));
+    case CtlOptions::Command::kShow:
+      return show(options, store_of(options));
+    case CtlOptions::Command::kSend:
+      return send(options, store_of(options));
+    case CtlOptions::Command::kDiscard:
+      return discard(options, store_of(options));
+    case CtlOptions::Command::kTail:
+      return tail(options, store_of(options));
+    default:
+      print_text(TextStream::kError, "wrenfallctl: " + shown(options.error) +
+                                         "\nwrenfallctl --help explains the arguments.\n");
+      return WRENFALL_ERROR_INVALID_ARGUMENT;
+  }
+}
+
+}  // namespace wrenfall

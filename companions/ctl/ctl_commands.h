@@ -1,0 +1,19 @@
+#ifndef WRENFALL_COMPANIONS_CTL_CTL_COMMANDS_H_
+#define WRENFALL_COMPANIONS_CTL_CTL_COMMANDS_H_
+
+#include <string>
+
+#include "ctl/ctl_options.h"
+
+namespace wrenfall {
+
+// Does what the options say, prints it, and returns the exit code. Throws filesystem_error when a
+// folder can no longer be listed.
+int run_ctl(const CtlOptions& options);
+
+// Tells on the error stream what went wrong, and returns the exit code.
+int report_failure(int result, const std::string& explanation);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_CTL_CTL_COMMANDS_H_

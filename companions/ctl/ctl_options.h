@@ -1,0 +1,42 @@
+#ifndef WRENFALL_COMPANIONS_CTL_CTL_OPTIONS_H_
+#define WRENFALL_COMPANIONS_CTL_CTL_OPTIONS_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace wrenfall {
+
+// What the tool was asked to do.
+struct CtlOptions {
+  enum class Command { kList, kShow, kSend, kDiscard, kTail, kHelp, kVersion, kUnusable };
+
+  Command command = Command::kUnusable;
+  std::string error;        // why the arguments are unusable
+  std::string store;        // --store, empty when not given
+  std::string application;  // --app and --version; both or neither are given
+  std::string version;
+  std::vector<std::string> folders;
+  bool all = false;
+  bool json = false;
+  bool progress = false;
+  bool follow = false;
+  uint64_t lines = 10;
+
+  bool names_a_store() const { return !store.empty() || !application.empty(); }
+};
+
+// `arguments` in UTF-8, without the program's name.
+CtlOptions parse_ctl_options(const std::vector<std::string>& arguments);
+
+// The report folder that an argument means: a name without a separator lies in the store, where one
+// is given; everything else is a path as it stands. Not absolute yet.
+std::filesystem::path report_folder_of(const std::filesystem::path& store, std::string argument);
+
+// The text of --help.
+extern const char kCtlHelp[];
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_CTL_CTL_OPTIONS_H_

@@ -1,0 +1,39 @@
+#ifndef WRENFALL_COMPANIONS_CTL_CTL_OUTPUT_H_
+#define WRENFALL_COMPANIONS_CTL_CTL_OUTPUT_H_
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "ctl/log_tail.h"
+#include "ctl/report_actions.h"
+#include "ctl/report_details.h"
+#include "ctl/store_scan.h"
+
+namespace wrenfall {
+
+// What the commands print, as text for people and as JSON for programs. docs/wrenfallctl.md
+// documents the JSON's keys: they stay.
+
+std::string list_text(const std::vector<ReportSummary>& reports);
+nlohmann::json list_json(const std::filesystem::path& store,
+                         const std::vector<ReportSummary>& reports);
+
+std::string details_text(const ReportDetails& details);
+nlohmann::json details_json(const ReportDetails& details);
+
+enum class Action { kSend, kDiscard };
+
+// One or two lines about one folder.
+std::string outcome_text(Action action, const ActionOutcome& outcome);
+nlohmann::json outcomes_json(Action action, const std::vector<ActionOutcome>& outcomes);
+
+// The exit code: the result of the first failure.
+wrenfall_result result_of(const std::vector<ActionOutcome>& outcomes);
+
+nlohmann::json log_line_json(const LogLine& line);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_CTL_CTL_OUTPUT_H_

@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "ctl/ctl_output.h"
+#include "report/report_files.h"
+#include "report/result_names.h"
+#include "support/json_text.h"
+#include "support/text.h"
+
+namespace wrenfall {
+namespace {
+
+using nlohmann::json;
+
+json result_json(const std::optional<ReportResult>& result) {
+  if (!result) return nullptr;
+  return {{"status", result->status},
+          {"errorCode", result->errorCode},
+          {"errorName", result_name(result->errorCode)},
+          {"httpStatus", result->httpStatus},
+          {"crashId", result->crashId},
+          {"stackKeyId", result->stackKeyId},
+          {"infoUrl", result->infoUrl},
+          {"cancelled", result->cancelled}};
+}
+
+json summary_json(const ReportSummary& report) {
+  return {{"folder", path_to_utf8(report.folder.filename())},
+          {"path", path_to_utf8(report.folder)},
+          {"state", report.state},
+          {"kind", report.kind},
+          {"time", report.time},
+          {"application", report.application},
+          {"version", report.version},
+          {"uploadPolicy", report.upload_policy},
+          {"retryCount", report.retry_count},
+          {"ownerPid", report.owner_pid},
+          {"size", report.size},
+          {"result", result_json(report.result)}};
+}
+
+json dump_json(const ReportDetails& details) {
+  if (!details.has_dump) return nullptr;
+  json dump = {{"file", kReportDumpFile}, {"readable", details.dump.has_value()}};
+  if (!details.dump) return dump;
+  const DumpFacts& facts = *details.dump;
+  dump["timeStamp"] = facts.time_stamp;
+  dump["exceptionCode"] = nullptr;
+  if (facts.exception_code) {
+    char code[32];
+    std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(*facts.exception_code));
+    dump["exceptionCode"] = code;
+  }
+  dump["reportId"] = facts.annotations.report_id;
+  dump["startupAnnotations"] = facts.annotations.startup;
+  dump["liveAnnotations"] = facts.annotations.live;
+  return dump;
+}
+
+json outcome_json(Action action, const ActionOutcome& outcome) {
+  const UploadResult& upload = outcome.upload;
+  const bool failed = upload.result != WRENFALL_OK;
+  json object = {
+      {"folder", path_to_utf8(outcome.folder.filename())},
+      {"path", path_to_utf8(outcome.folder)},
+      {"result", upload.result},
+      {"resultName", result_name(upload.result)},
+      {"meaning", result_meaning(upload.result)},
+      {"error", upload.error},
+      {"kept", outcome.kept},
+  };
+  if (action == Action::kDiscard) return object;
+  object["advice"] = failed ? advice_after_send(outcome) : "";
+  object["httpStatus"] = upload.httpStatus;
+  object["crashId"] = upload.crashId;
+  object["stackKeyId"] = upload.stackKeyId;
+  object["infoUrl"] = upload.infoUrl;
+  return object;
+}
+
+}  // namespace
+
+json list_json(const std::filesystem::path& store, const std::vector<ReportSummary>& reports) {
+  json entries = json::array();
+  for (const ReportSummary& report : reports) entries.push_back(summary_json(report));
+  return {{"store", path_to_utf8(store)}, {"reports", std::move(entries)}};
+}
+
+json details_json(const ReportDetails& details) {
+  json files = json::array();
+  for (const auto& file : details.files) {
+    files.push_back({{"name", file.name}, {"size", file.size}});
+  }
+  return {{"report", summary_json(details.summary)},
+          {"record", details.record ? parse_json(serialize(*details.record)) : json(nullptr)},
+          {"dump", dump_json(details)},
+          {"files", std::move(files)}};
+}
+
+json outcomes_json(Action action, const std::vector<ActionOutcome>& outcomes) {
+  json entries = json::array();
+  for (const ActionOutcome& outcome : outcomes) entries.push_back(outcome_json(action, outcome));
+  return {{"reports", std::move(entries)}, {"exitCode", result_of(outcomes)}};
+}
+
+wrenfall_result result_of(const std::vector<ActionOutcome>& outcomes) {
+  const auto failure = std::find_if(
+      outcomes.begin(), outcomes.end(),
+      [](const ActionOutcome& outcome) { return outcome.upload.result != WRENFALL_OK; });
+  return failure == outcomes.end() ? WRENFALL_OK : failure->upload.result;
+}
+
+json log_line_json(const LogLine& line) {
+  return {{"time", line.time}, {"pid", line.pid}, {"level", line.level}, {"message", line.message}};
+}
+
+}  // namespace wrenfall

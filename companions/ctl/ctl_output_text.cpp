@@ -1,0 +1,144 @@
+#include <cstdio>
+#include <map>
+#include <utility>
+
+#include "ctl/ctl_output.h"
+#include "ctl/output_text.h"
+#include "report/report_files.h"
+#include "report/result_names.h"
+#include "support/text.h"
+
+namespace wrenfall {
+namespace {
+
+std::string name_of(const std::filesystem::path& folder) {
+  return shown(path_to_utf8(folder.filename()));
+}
+
+std::string or_dash(const std::string& text) { return text.empty() ? "-" : shown(text); }
+
+using Rows = std::vector<std::vector<std::string>>;
+
+// Empty texts are left out: most records have many.
+void add_fact(Rows& rows, const std::string& name, const std::string& value) {
+  if (!value.empty()) rows.push_back({"  " + shown(name), shown(value)});
+}
+
+std::string result_text(const ReportResult& result) {
+  return result.status + (result.cancelled ? " (cancelled)" : "") + ", " +
+         describe_result(result.errorCode) + ", http " + std::to_string(result.httpStatus);
+}
+
+Rows summary_rows(const ReportSummary& summary) {
+  Rows rows;
+  add_fact(rows, "state", summary.state);
+  add_fact(rows, "size", size_text(summary.size));
+  if (summary.result) add_fact(rows, "last attempt", result_text(*summary.result));
+  return rows;
+}
+
+Rows record_rows(const CrashData& record) {
+  Rows rows;
+  const std::pair<const char*, const std::string&> texts[] = {
+      {"kind", record.reportKind},
+      {"time", record.crashTime},
+      {"application", record.appName},
+      {"version", record.appVersion},
+      {"database", record.database},
+      {"crash type", record.crashTypeId},
+      {"exception", record.signalOrExceptionCode},
+      {"signature", record.crashSignature},
+      {"key", record.key},
+      {"user", record.user},
+      {"email", record.email},
+      {"description", record.userDescription},
+      {"notes", record.notes},
+      {"environment", record.environment},
+      {"system", record.osVersion},
+      {"architecture", record.arch},
+      {"dump type", record.dumpType},
+      {"upload policy", record.uploadPolicy},
+      {"library", record.sdkVersion},
+  };
+  for (const auto& [name, value] : texts) add_fact(rows, name, value);
+  if (record.hangDurationMs != 0) {
+    add_fact(rows, "hang", std::to_string(record.hangDurationMs) + " ms");
+  }
+  add_fact(rows, "process", std::to_string(record.processId));
+  add_fact(rows, "failed attempts", std::to_string(record.retryCount));
+  if (record.ownerPid != 0) add_fact(rows, "owner process", std::to_string(record.ownerPid));
+  for (const auto& [name, value] : record.attributes) add_fact(rows, "attribute " + name, value);
+  for (const std::string& name : record.attachments) add_fact(rows, "attachment", name);
+  return rows;
+}
+
+Rows annotation_rows(const std::map<std::string, std::string>& annotations) {
+  Rows rows;
+  for (const auto& [name, value] : annotations) add_fact(rows, name, value);
+  return rows;
+}
+
+std::string section(const std::string& title, const Rows& rows) {
+  return rows.empty() ? "" : title + "\n" + table(rows);
+}
+
+std::string dump_text(const DumpFacts& dump) {
+  std::string text = "Dump\n";
+  if (dump.exception_code) {
+    char code[32];
+    std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(*dump.exception_code));
+    text += table({{"  exception", code}});
+  } else {
+    text += "  no exception\n";
+  }
+  return text + section("Annotations from the start", annotation_rows(dump.annotations.startup)) +
+         section("Annotations at the end", annotation_rows(dump.annotations.live));
+}
+
+}  // namespace
+
+std::string list_text(const std::vector<ReportSummary>& reports) {
+  if (reports.empty()) return "no reports\n";
+  Rows rows = {{"STATE", "KIND", "TIME", "SIZE", "TRIES", "POLICY", "FOLDER"}};
+  for (const ReportSummary& report : reports) {
+    rows.push_back({report.state, or_dash(report.kind), or_dash(report.time),
+                    size_text(report.size), std::to_string(report.retry_count),
+                    or_dash(report.upload_policy), name_of(report.folder)});
+  }
+  return table(rows);
+}
+
+std::string details_text(const ReportDetails& details) {
+  std::string text = shown(path_to_utf8(details.summary.folder)) + "\n";
+  text += table(summary_rows(details.summary));
+  if (details.record) text += section("Record", record_rows(*details.record));
+  if (details.dump) text += dump_text(*details.dump);
+  if (details.has_dump && !details.dump) {
+    text +=
+        "Dump\n  " + std::string(kReportDumpFile) + " cannot be read: it is damaged or in use\n";
+  }
+  Rows files;
+  for (const auto& file : details.files) {
+    files.push_back({"  " + std::to_string(file.size), shown(file.name)});
+  }
+  return text + section("Files", files);
+}
+
+std::string outcome_text(Action action, const ActionOutcome& outcome) {
+  const UploadResult& upload = outcome.upload;
+  const std::string name = name_of(outcome.folder);
+  if (upload.result != WRENFALL_OK) {
+    std::string text = name + ": " + describe_result(upload.result);
+    if (upload.httpStatus != 0) text += " (http " + std::to_string(upload.httpStatus) + ")";
+    if (!upload.error.empty()) text += "\n  " + shown(upload.error);
+    return text + (action == Action::kSend ? "\n  " + advice_after_send(outcome) : "") + "\n";
+  }
+  if (action == Action::kDiscard) return name + ": discarded\n";
+  std::string text = name + ": sent, crash " + std::to_string(upload.crashId) + ", stack key " +
+                     std::to_string(upload.stackKeyId);
+  if (!upload.infoUrl.empty()) text += ", " + shown(upload.infoUrl);
+  if (outcome.kept) text += "\n  Not all files of the folder could be deleted: discard it later.";
+  return text + "\n";
+}
+
+}  // namespace wrenfall

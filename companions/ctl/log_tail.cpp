@@ -1,0 +1,81 @@
+#include "ctl/log_tail.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace wrenfall {
+namespace {
+
+constexpr size_t kPiece = size_t{64} * 1024;
+constexpr size_t kMaxLine = size_t{64} * 1024;
+
+// Takes "[...] " off the start of `rest`; false when that is not how it starts.
+bool take_bracketed(std::string_view& rest, std::string_view& content) {
+  const size_t end = rest.find("] ");
+  if (rest.empty() || rest[0] != '[' || end == std::string_view::npos) return false;
+  content = rest.substr(1, end - 1);
+  rest.remove_prefix(end + 2);
+  return true;
+}
+
+bool is_level(std::string_view word) {
+  return word == "DEBUG" || word == "INFO" || word == "WARN" || word == "ERROR";
+}
+
+}  // namespace
+
+LogLine parse_log_line(const std::string& line) {
+  std::string_view rest = line;
+  if (!rest.empty() && rest.back() == '\r') rest.remove_suffix(1);
+  const std::string_view whole = rest;
+  std::string_view time;
+  std::string_view pid;
+  if (take_bracketed(rest, time) && take_bracketed(rest, pid)) {
+    const size_t blank = rest.find(' ');
+    if (blank != std::string_view::npos && is_level(rest.substr(0, blank))) {
+      return {std::string(time), std::string(pid), std::string(rest.substr(0, blank)),
+              std::string(rest.substr(blank + 1))};
+    }
+  }
+  return {"", "", "", std::string(whole)};
+}
+
+uint64_t start_of_last_lines(const ReadAt& read, uint64_t size, uint64_t lines) {
+  if (lines == 0) return size;
+  std::vector<char> piece(kPiece);
+  uint64_t breaks = 0;
+  for (uint64_t end = size; end > 0;) {
+    const auto length = static_cast<size_t>(std::min<uint64_t>(kPiece, end));
+    const uint64_t start = end - length;
+    if (!read(start, piece.data(), length)) return 0;
+    for (size_t i = length; i > 0; --i) {
+      const uint64_t offset = start + i;
+      if (piece[i - 1] == '\n' && offset != size && ++breaks == lines) return offset;
+    }
+    end = start;
+  }
+  return 0;
+}
+
+std::vector<std::string> LineSplitter::add(const std::string& bytes) {
+  rest_ += bytes;
+  std::vector<std::string> lines;
+  size_t start = 0;
+  for (size_t end = rest_.find('\n'); end != std::string::npos; end = rest_.find('\n', start)) {
+    for (; end - start > kMaxLine; start += kMaxLine) {
+      lines.push_back(rest_.substr(start, kMaxLine));
+    }
+    lines.push_back(rest_.substr(start, end - start));
+    start = end + 1;
+  }
+  for (; rest_.size() - start > kMaxLine; start += kMaxLine) {
+    lines.push_back(rest_.substr(start, kMaxLine));
+  }
+  rest_.erase(0, start);
+  return lines;
+}
+
+std::string LineSplitter::rest() { return std::exchange(rest_, {}); }
+
+}  // namespace wrenfall

@@ -1,0 +1,133 @@
+#include "ctl/report_actions.h"
+
+#include <optional>
+
+#include "report/crash_data.h"
+#include "report/delivery.h"
+#include "report/folder_claim.h"
+#include "report/report_store.h"
+#include "support/files.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int32_t kTooManyRequests = 429;
+
+ActionOutcome refused(const fs::path& folder, wrenfall_result result, std::string error) {
+  ActionOutcome outcome;
+  outcome.folder = folder;
+  outcome.attempted = false;
+  outcome.kept = is_folder(folder);
+  outcome.upload.result = result;
+  outcome.upload.error = std::move(error);
+  return outcome;
+}
+
+FolderClaim claim_of(const fs::path& folder, const std::function<void()>& waiting) {
+  auto claim = FolderClaim::try_take(folder);
+  if (claim) return std::move(*claim);
+  waiting();
+  return FolderClaim(folder);
+}
+
+void log_outcome(const ActionOutcome& outcome, Logger& logger) {
+  const std::string name = path_to_utf8(outcome.folder);
+  if (outcome.upload.result == WRENFALL_OK) {
+    logger.info("Report sent by hand: %s (crash %lld)", name.c_str(),
+                static_cast<long long>(outcome.upload.crashId));
+  } else {
+    logger.error("Report not sent by hand: %s: %s (http %d)", name.c_str(),
+                 outcome.upload.error.c_str(), outcome.upload.httpStatus);
+  }
+}
+
+}  // namespace
+
+ActionOutcome send_folder(HttpClient* http, const fs::path& folder, bool only_pending,
+                          const std::function<void()>& waiting, Logger& logger) {
+  // A claim to a folder that is not there would leave a file beside it for a moment.
+  if (!is_folder(folder)) {
+    ActionOutcome outcome = refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, "no such folder");
+    outcome.wanted = !only_pending;
+    return outcome;
+  }
+  const FolderClaim claim = claim_of(folder, waiting);
+  CrashData record;
+  const ReportState state = report_state(folder, record);
+  if (only_pending && state != ReportState::kPending) {
+    ActionOutcome outcome = refused(folder, WRENFALL_OK, "");
+    outcome.wanted = false;
+    return outcome;
+  }
+  if (state == ReportState::kUnreadable) {
+    return is_file(folder / kCrashDataFile)
+               ? refused(folder, WRENFALL_ERROR_FILE, "the record is damaged or cannot be opened")
+               : refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, "the folder holds no report");
+  }
+  ActionOutcome outcome;
+  outcome.folder = folder;
+  outcome.upload = deliver(http, folder, record, &logger);
+  outcome.kept = is_folder(folder);
+  log_outcome(outcome, logger);
+  return outcome;
+}
+
+ActionOutcome discard_folder(const fs::path& store, const fs::path& folder) {
+  if (!is_folder(folder)) return refused(folder, WRENFALL_ERROR_FILE, "no such folder");
+  fs::path claim = folder;
+  claim += kClaimSuffix;
+  const bool claimed = path_exists(claim);
+  if (discard_report_folder(store, folder)) {
+    ActionOutcome outcome;
+    outcome.folder = folder;
+    outcome.upload.result = WRENFALL_OK;
+    return outcome;
+  }
+  const char* const reason =
+      claimed ? "somebody is sending or deleting it just now; try again later"
+      : !is_file(folder / kCrashDataFile)
+          ? "it holds no report, or not all of it could be deleted"
+          : "a file could not be deleted: close the programs that use it and try again";
+  return refused(folder, WRENFALL_ERROR_FILE, reason);
+}
+
+std::string advice_after_send(const ActionOutcome& outcome) {
+  if (!outcome.attempted) {
+    if (!outcome.kept) return "Nothing was sent. Look at the names that \"list\" gives.";
+    return outcome.upload.result == WRENFALL_ERROR_FILE
+               ? "Nothing was sent, and the folder is kept. Try again when no other program works "
+                 "on it; a report whose record is damaged can only be discarded."
+               : "Nothing was sent, and the folder is kept. It may be a report that is still being "
+                 "made.";
+  }
+  if (outcome.kept) {
+    return "The report is kept. Send it again later by its name: it is not pending any more, so "
+           "\"send --all\" leaves it out.";
+  }
+  std::string advice = "The report was deleted";
+  switch (outcome.upload.result) {
+    case WRENFALL_ERROR_TRANSPORT:
+      return advice +
+             ", as always without an answer. Check the network, the proxy and the "
+             "service's certificate before sending others.";
+    case WRENFALL_ERROR_REJECTED:
+      return advice + (outcome.upload.httpStatus == kTooManyRequests
+                           ? ". The service wants fewer reports: wait before sending others."
+                           : ". The service does not want it: check that it knows the database, "
+                             "the application and the version.");
+    case WRENFALL_ERROR_SERVICE:
+      return advice +
+             ": the answer was final, or it was the third attempt. The service's "
+             "operator can say more.";
+    case WRENFALL_ERROR_INVALID_ARGUMENT:
+      return advice + ": its record lacks what the service requires.";
+    default:
+      return advice + ".";
+  }
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,45 @@
+#include "ctl/report_details.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ctl/shared_file.h"
+#include "report/report_files.h"
+#include "support/files.h"
+#include "support/text.h"
+
+namespace wrenfall {
+namespace {
+
+std::vector<ReportDetails::File> files_of(const std::filesystem::path& folder) {
+  std::vector<ReportDetails::File> files;
+  for (const std::filesystem::path& file : list_folder(folder)) {
+    files.push_back({path_to_utf8(file.filename()), size_of_file(file).value_or(0)});
+  }
+  std::sort(files.begin(), files.end(),
+            [](const auto& a, const auto& b) { return a.name < b.name; });
+  return files;
+}
+
+}  // namespace
+
+std::optional<ReportDetails> read_report_details(const std::filesystem::path& folder) {
+  ReportDetails details;
+  auto summary = summarize_report(folder, details.record);
+  if (!summary) return std::nullopt;
+  details.summary = std::move(*summary);
+  details.files = files_of(folder);
+  // The name that the record gives may lead anywhere.
+  const std::filesystem::path dump = folder / kReportDumpFile;
+  details.has_dump = is_file(dump);
+  const SharedFile file(dump);
+  if (file.is_open()) {
+    details.dump =
+        read_minidump([&file](uint64_t offset, void* buffer,
+                              size_t size) { return file.read_at(offset, buffer, size); },
+                      file.size());
+  }
+  return details;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,35 @@
+#ifndef WRENFALL_COMPANIONS_CTL_REPORT_DETAILS_H_
+#define WRENFALL_COMPANIONS_CTL_REPORT_DETAILS_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ctl/store_scan.h"
+#include "monitor/minidump_reader.h"
+#include "report/crash_data.h"
+
+namespace wrenfall {
+
+// Everything that can be said about one report.
+struct ReportDetails {
+  struct File {
+    std::string name;
+    uint64_t size = 0;
+  };
+
+  ReportSummary summary;
+  std::optional<CrashData> record;
+  std::vector<File> files;  // in the order of their names
+  bool has_dump = false;
+  std::optional<DumpFacts> dump;  // nothing when there is none, or it cannot be read
+};
+
+// Nothing when there is no such folder.
+std::optional<ReportDetails> read_report_details(const std::filesystem::path& folder);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_CTL_REPORT_DETAILS_H_

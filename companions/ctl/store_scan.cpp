@@ -1,0 +1,111 @@
+#include "ctl/store_scan.h"
+
+#include <set>
+#include <utility>
+
+#include "report/folder_claim.h"
+#include "report/report_store.h"
+#include "report/session_files.h"
+#include "support/files.h"
+#include "support/paths.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Far beyond any that the library writes: its texts are limited to some hundred kilobytes.
+constexpr uint64_t kMaxRecordBytes = uint64_t{16} << 20;
+
+std::string word_for(const std::optional<ReportResult>& result) {
+  if (!result) return "failed";
+  if (result->cancelled) return "cancelled";
+  for (const char* const word : {"uploaded", "rejected"}) {
+    if (result->status == word) return word;
+  }
+  return "failed";
+}
+
+uint64_t size_of_files(const fs::path& folder) {
+  uint64_t size = 0;
+  for (const fs::path& file : list_folder(folder)) size += size_of_file(file).value_or(0);
+  return size;
+}
+
+ReportState state_of(const fs::path& folder, CrashData& record) {
+  // Not even opened when it cannot be one.
+  const uint64_t size = size_of_file(folder / kCrashDataFile).value_or(0);
+  return size > kMaxRecordBytes ? ReportState::kUnreadable : report_state(folder, record);
+}
+
+void take_facts(const CrashData& record, ReportSummary& summary) {
+  summary.kind = record.reportKind;
+  summary.time = record.crashTime;
+  summary.application = record.appName;
+  summary.version = record.appVersion;
+  summary.upload_policy = record.uploadPolicy;
+  summary.retry_count = record.retryCount;
+  summary.owner_pid = record.ownerPid;
+}
+
+// `claimed` says that somebody holds the claim to the folder.
+std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed,
+                                       std::optional<CrashData>& record) {
+  ReportSummary summary;
+  summary.folder = folder;
+  CrashData data;
+  const ReportState state = state_of(folder, data);
+  summary.size = size_of_files(folder);
+  ReportResult result;
+  if (read_result(folder, result)) summary.result = result;
+  record.reset();
+  if (state == ReportState::kUnreadable) {
+    // It may have been sent and deleted while it was looked at.
+    if (!is_folder(folder)) return std::nullopt;
+    summary.state = is_file(folder / kCrashDataFile) ? "damaged" : "incomplete";
+  } else {
+    take_facts(data, summary);
+    record = std::move(data);
+    summary.state = state == ReportState::kHasResult ? word_for(summary.result)
+                    : state == ReportState::kOwned   ? "owned"
+                                                     : "pending";
+  }
+  if (claimed) summary.state = "sending";
+  return summary;
+}
+
+}  // namespace
+
+std::optional<ReportSummary> summarize_report(const fs::path& folder,
+                                              std::optional<CrashData>& record) {
+  if (!is_folder(folder)) return std::nullopt;
+  fs::path claim = folder;
+  claim += kClaimSuffix;
+  return summarize(folder, path_exists(claim), record);
+}
+
+std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
+  bool opened = false;
+  const std::vector<fs::path> entries = list_folder(store, &opened);
+  if (!opened) return std::nullopt;
+  const std::set<fs::path> names(entries.begin(), entries.end());
+  std::vector<fs::path> folders = list_report_folders(store);
+  const std::set<fs::path> reports(folders.begin(), folders.end());
+  for (const fs::path& entry : entries) {
+    const bool is_report = reports.count(entry) != 0;
+    const bool is_own = entry == store / kSessionsFolder || entry == store / kHandlerFolder;
+    if (!is_report && !is_own && is_folder(entry)) folders.push_back(entry);
+  }
+  std::vector<ReportSummary> summaries;
+  std::optional<CrashData> record;
+  for (const fs::path& folder : folders) {
+    fs::path claim = folder;
+    claim += kClaimSuffix;
+    auto summary = summarize(folder, names.count(claim) != 0, record);
+    if (summary) summaries.push_back(std::move(*summary));
+  }
+  return summaries;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,238 @@
+"""wrenfallctl on real stores: after a crash, against the local service, and in stores that somebody has damaged."""
+
+import json
+import subprocess
+import time
+import unittest
+
+from harness import BIN, BUILD, RECORD, SERVICE_PORT, RoadTest, wait_for, windows_path, wine
+
+from service import CrashService
+
+REPORT_KEYS = {"folder", "path", "state", "kind", "time", "application", "version", "uploadPolicy", "retryCount",
+               "ownerPid", "size", "result"}
+
+
+class CtlTest(RoadTest):
+    def setUp(self):
+        super().setUp()
+        self.store.mkdir()
+        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
+                                    certificates=BUILD / "certificates")
+        self.service.start()
+        self.addCleanup(self.service.stop)
+
+    def start(self, *arguments):
+        return wine(BIN / "wrenfallctl.exe", *arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                    stderr=subprocess.PIPE)
+
+    def bare(self, *arguments):
+        process = self.start(*arguments)
+        out, err = process.communicate(timeout=120)
+        return process.returncode, out.decode("utf-8"), err.decode("utf-8")
+
+    def ctl(self, command, *arguments):
+        return self.bare(command, "--store", windows_path(self.store), *arguments)
+
+    def ctl_json(self, command, *arguments, code=0):
+        status, out, err = self.ctl(command, *arguments, "--json")
+        self.assertEqual((code, ""), (status, err), out)
+        return json.loads(out)
+
+    def states(self):
+        return {report["folder"]: report["state"] for report in self.ctl_json("list")["reports"]}
+
+    def test_from_the_crash_to_the_service(self):
+        host = self.host(user="Jürgen", notes="two\x07words")
+        host.do("set_attribute", "colour", "grün")
+        host.crash("access-violation")
+        folder = self.only_report()
+        listing = self.ctl_json("list")
+        self.assertEqual(windows_path(self.store), listing["store"])
+        (report,) = listing["reports"]
+        self.assertEqual(REPORT_KEYS, set(report))
+        record = self.record(folder)
+        expected = {"folder": folder.name, "path": windows_path(folder), "state": "pending", "kind": "crash",
+                    "time": record["crashTime"], "application": "Road Test", "version": "1.2/3",
+                    "uploadPolicy": "manual", "retryCount": 0, "ownerPid": 0, "result": None,
+                    "size": sum(path.stat().st_size for path in folder.iterdir())}
+        self.assertEqual(expected, report)
+
+        details = self.ctl_json("show", folder.name)
+        self.assertEqual(report, details["report"])
+        self.assertEqual(record, details["record"])
+        self.assertEqual({path.name: path.stat().st_size for path in folder.iterdir()},
+                         {file["name"]: file["size"] for file in details["files"]})
+        dump = details["dump"]
+        self.assertTrue(dump["readable"])
+        self.assertEqual("0xC0000005", dump["exceptionCode"])
+        self.assertEqual("Road Test", dump["startupAnnotations"]["prod"])
+        self.assertEqual("Jürgen", dump["liveAnnotations"]["user"])
+        status, text, _ = self.ctl("show", folder.name)
+        self.assertEqual(0, status)
+        for pattern in (r"(?m)^  state +pending$", r"(?m)^  exception +0xC0000005$", r"(?m)^  user +Jürgen$",
+                        r"(?m)^  notes +two\\u0007words$"):
+            self.assertRegex(text, pattern)
+
+        status, out, err = self.ctl("send", "--all", "--progress")
+        self.assertEqual(0, status, err)
+        self.assertRegex(out, rf"^{folder.name}: sent, crash 1, stack key \d+, https://")
+        self.assertRegex(err, rf"^{folder.name}: 0 % of .*\n(.*\n)*{folder.name}: 100 % of .*bytes\)\n$")
+        self.assertEqual((0, "no reports\n", ""), self.ctl("list"))
+        self.assertEqual((0, "no reports\n", ""), self.ctl("send", "--all"))
+        (sent,) = self.service.reports
+        self.assertEqual([], self.service.problems)
+        self.assertEqual("Jürgen", sent.fields["user"])
+        self.assertIn("Report sent by hand: ", self.log())
+
+    def test_failures_are_explained(self):
+        rows = [
+            # call and fault, exit code, state of the folder afterwards, words of the explanation
+            ("first", {"status": 400, "body": b"\x1b[2Jno\xff"}, 12, None,
+             ["WRENFALL_ERROR_REJECTED (12): the service rejected", "(http 400)", "\\u001b[2Jno", "was deleted"]),
+            ("first", {"status": 429}, 12, None, ["fewer reports", "was deleted"]),
+            ("put", {"status": 503}, 11, "failed", ["WRENFALL_ERROR_SERVICE (11)", "The report is kept"]),
+            ("commit", {"reset": "before"}, 10, None, ["WRENFALL_ERROR_TRANSPORT (10)", "was deleted"]),
+        ]
+        for call, fault, code, state, words in rows:
+            with self.subTest(call=call, fault=fault):
+                self.service.clear_faults()
+                self.service.fail(call, **fault)
+                self.make_report("a b ü")
+                status, out, err = self.ctl("send", "a b ü")
+                self.assertEqual((code, ""), (status, out), err)
+                for word in ["a b ü: ", *words]:
+                    self.assertIn(word, err)
+                self.assertEqual({"a b ü": state} if state else {}, self.states())
+                if state:
+                    # Not pending any more, but still to be sent by its name.
+                    self.assertEqual([], self.ctl_json("send", "--all")["reports"])
+                    (again,) = self.ctl_json("send", "a b ü/", code=11)["reports"]
+                    self.assertEqual((11, "WRENFALL_ERROR_SERVICE", 503, True),
+                                     tuple(again[key] for key in ("result", "resultName", "httpStatus", "kept")))
+                    (listed,) = self.ctl_json("list")["reports"]
+                    self.assertEqual(2, listed["retryCount"])
+                    self.assertEqual(("failed", 503), (listed["result"]["status"], listed["result"]["httpStatus"]))
+                    self.assertEqual(0, self.ctl("discard", "a b ü")[0])
+
+    def test_one_failure_does_not_stop_the_others(self):
+        for name in ("r1", "r2", "r3"):
+            self.make_report(name)
+        (self.store / "r2" / RECORD).write_text("{")
+        answer = self.ctl_json("send", "r1", "r2", "missing", "r3", code=7)
+        self.assertEqual(7, answer["exitCode"])
+        self.assertEqual([("r1", 0, False), ("r2", 7, True), ("missing", 1, False), ("r3", 0, False)],
+                         [(one["folder"], one["result"], one["kept"]) for one in answer["reports"]])
+        self.assertEqual({"r2": "damaged"}, self.states())
+
+    def test_a_report_being_sent(self):
+        self.service.fail("put", delay=3.0)
+        folder = self.make_report("slow")
+        sender = self.start("send", windows_path(folder))
+        self.addCleanup(lambda: sender.poll() is None and sender.kill())
+        wait_for(lambda: len(self.service.requests) >= 2, what="the PUT")
+        self.assertEqual({"slow": "sending"}, self.states())
+        status, _, err = self.ctl("discard", "slow")
+        self.assertEqual(7, status)
+        self.assertIn("sending", err)
+        out, err = sender.communicate(timeout=60)
+        self.assertEqual((0, b""), (sender.returncode, err))
+        self.assertIn(b"slow: sent, crash 1", out)
+
+    def test_discard(self):
+        elsewhere = self.folder / "elsewhere"
+        elsewhere.mkdir()
+        (elsewhere / "kept.txt").write_text("mine")
+        (self.store / "sessions").mkdir()
+        self.make_report("one")
+        self.make_report("two")
+        for names in (["sessions"], ["..\\elsewhere"], [windows_path(elsewhere)], ["."], ["missing"]):
+            with self.subTest(names=names):
+                self.assertEqual(7, self.ctl("discard", *names)[0])
+        # Without a store only what holds a record is a report.
+        self.assertEqual(7, self.bare("discard", windows_path(elsewhere))[0])
+        self.assertEqual((0, "one: discarded\n", ""), self.bare("discard", windows_path(self.store / "one") + "\\"))
+        self.assertEqual([("two", 0, False)], [(one["folder"], one["result"], one["kept"])
+                                               for one in self.ctl_json("discard", "two")["reports"]])
+        self.assertEqual({}, self.states())
+        self.assertTrue((elsewhere / "kept.txt").exists())
+
+    def test_tail(self):
+        log = self.store / "Wrenfall.log"
+        log.write_text("".join(f"[2026-01-31 23:59:{i:02}] [7] INFO line {i} ü\n" for i in range(30)), "utf-8")
+        status, out, _ = self.ctl("tail", "-n", "2")
+        self.assertEqual((0, "[2026-01-31 23:59:28] [7] INFO line 28 ü\n[2026-01-31 23:59:29] [7] INFO line 29 ü\n"),
+                         (status, out))
+        self.assertEqual(10, self.ctl("tail")[1].count("\n"))
+        follower = self.start("tail", "--store", windows_path(self.store), "-n", "1", "--follow", "--json")
+        self.addCleanup(follower.stderr.close)
+        self.addCleanup(follower.stdout.close)
+        self.addCleanup(follower.wait)
+        self.addCleanup(follower.kill)
+        first = json.loads(follower.stdout.readline())
+        self.assertEqual({"time": "2026-01-31 23:59:29", "pid": "7", "level": "INFO", "message": "line 29 ü"}, first)
+        with log.open("a", encoding="utf-8") as file:
+            file.write("[2026-02-01 00:00:00] [7] WARN half")
+            file.flush()
+            time.sleep(0.5)
+            file.write(" and half\n")
+        self.assertEqual("half and half", json.loads(follower.stdout.readline())["message"])
+        log.write_text("\x1b]0;title\x07\n")  # begun anew
+        self.assertEqual({"time": "", "pid": "", "level": "", "message": "\x1b]0;title\x07"},
+                         json.loads(follower.stdout.readline()))
+
+    def test_damaged_and_foreign_folders(self):
+        self.make_report("healthy", reportKind="\x9b31mred", crashTime=5)
+        self.make_report("owner gone", ownerPid=4294967288)
+        self.make_report("owned", ownerPid=int(self.host(init=False).do("pid")))
+        self.make_report("truncated dump")
+        (self.store / "truncated dump" / "minidump.dmp").write_bytes(b"MDMP" + bytes(20))
+        self.make_report("huge record")
+        with (self.store / "huge record" / RECORD).open("r+b") as file:
+            file.truncate(5 << 30)
+        (self.store / "no record").mkdir()
+        (self.store / "\u202ereversed").mkdir()
+        self.make_report("odd result")
+        (self.store / "odd result" / "result.json").write_text('{"status":5,"errorCode":1e99,"cancelled":true}')
+        self.make_report("no result")
+        (self.store / "no result" / "result.json").mkdir()
+        self.assertEqual(
+            {"healthy": "pending", "owner gone": "pending", "owned": "owned", "truncated dump": "pending",
+             "huge record": "damaged", "no record": "incomplete", "\u202ereversed": "incomplete",
+             "odd result": "cancelled", "no result": "failed"}, self.states())
+        for command in (["list"], ["list", "--json"], ["show", "healthy"], ["show", "healthy", "--json"]):
+            status, out, _ = self.ctl(*command)
+            self.assertEqual(0, status)
+            self.assertNotRegex(out, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")
+        dump = self.ctl_json("show", "truncated dump")["dump"]
+        self.assertEqual({"file": "minidump.dmp", "readable": False}, dump)
+        self.assertIn("damaged", self.ctl("show", "truncated dump")[1])
+        self.assertIsNone(self.ctl_json("show", "huge record")["record"])
+        self.assertEqual(1, self.ctl("show", "missing")[0])
+
+    def test_many_reports(self):
+        for i in range(2000):
+            folder = self.store / f"r{i}"
+            folder.mkdir()
+            (folder / RECORD).write_text('{"reportKind":"crash"}')
+        started = time.monotonic()
+        reports = self.ctl_json("list")["reports"]
+        self.assertEqual(2000, len(reports))
+        self.assertEqual({"pending"}, {report["state"] for report in reports})
+        self.assertLess(time.monotonic() - started, 60)
+
+    def test_usage(self):
+        for arguments in ([], ["list"], ["nonsense"], ["tail", "--store", "x", "-n", "many"]):
+            with self.subTest(arguments=arguments):
+                status, out, err = self.bare(*arguments)
+                self.assertEqual((1, ""), (status, out))
+                self.assertIn("--help", err)
+        self.assertEqual((0, "wrenfallctl 9.0.0-dev\n", ""), self.bare("--version"))
+        self.assertIn("--store DIR", self.bare("--help")[1])
+        status, _, err = self.bare("list", "--app", "No Such: App", "--version", "1")
+        self.assertEqual(7, status)
+        self.assertIn("\\Wrenfall\\No Such_ App-1.", err)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
