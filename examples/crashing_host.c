@@ -70,7 +70,8 @@ static int stack_overflow(int depth) {
   return stack_overflow(depth + 1) + page[0];
 }
 
-static int division_by_zero(void) { return 1 / zero; }
+/* Not 1 / zero, for which compilers need no division. */
+static int division_by_zero(void) { return 100 / zero; }
 
 /* The exception that the C++ runtime raises for `throw`; no handler takes it here. */
 static void cpp_exception(void) { RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, NULL); }
