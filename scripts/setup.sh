@@ -11,6 +11,7 @@ packages=(
   python3 openssl                        # the local crash-collection service and its certificates
   xvfb xauth                             # a display for the tests that have windows
   clang-format                           # the style check
+  llvm lld pkgconf                       # the package: an import library for MSVC, a linker like MSVC's, pkg-config
 )
 
 missing=()

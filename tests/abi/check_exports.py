@@ -11,23 +11,34 @@ SYSTEM_DLLS = {
 }
 
 
+def headers_of(objdump, dll):
+    return subprocess.run([objdump, "-p", dll], check=True, capture_output=True, text=True).stdout
+
+
+def exported_names(dump):
+    return set(re.findall(r"^\s+\[\s*\d+\]\s+(\w+)$", dump, re.MULTILINE))
+
+
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--objdump", required=True)
     parser.add_argument("--dll", required=True)
     parser.add_argument("--header", required=True)
+    parser.add_argument("--definition", required=True, help="the .def file for other linkers")
     arguments = parser.parse_args()
 
-    dump = subprocess.run([arguments.objdump, "-p", arguments.dll], check=True,
-                          capture_output=True, text=True).stdout
-    exported = set(re.findall(r"^\s+\[\s*\d+\]\s+(\w+)$", dump, re.MULTILINE))
+    dump = headers_of(arguments.objdump, arguments.dll)
+    exported = exported_names(dump)
     imported = {name.lower() for name in re.findall(r"DLL Name: (\S+)", dump)}
     with open(arguments.header, encoding="utf-8") as file:
         declared = set(re.findall(r"WRENFALL_API[^;]*?\b(wrenfall_\w+)\s*\(", file.read()))
+    with open(arguments.definition, encoding="utf-8") as file:
+        defined = set(file.read().partition("\nEXPORTS\n")[2].split())
 
     problems = []
     problems += [f"declared but not exported: {name}" for name in sorted(declared - exported)]
     problems += [f"exported but not declared: {name}" for name in sorted(exported - declared)]
+    problems += [f"not both exported and in the .def file: {name}" for name in sorted(exported ^ defined)]
     problems += [f"not a system DLL: {name}" for name in sorted(imported - SYSTEM_DLLS)]
     if not declared:
         problems.append("no function found in the header")

@@ -1,0 +1,70 @@
+# What `cmake --install` lays out and cpack packs: the component SDK is all that a host ships and its developer links
+# against, the component Symbols the debug information, to be unpacked over it.
+include(CMakePackageConfigHelpers)
+include(${CMAKE_CURRENT_LIST_DIR}/import_library.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/third_party.cmake)
+
+set(wrenfall_shipped)
+foreach(target IN ITEMS Wrenfall WrenfallMonitor WrenfallReporter WrenfallWer wrenfallctl
+                        crashpad_handler)
+  if(TARGET ${target})
+    list(APPEND wrenfall_shipped ${target})
+  endif()
+endforeach()
+
+foreach(target IN LISTS wrenfall_shipped)
+  install(TARGETS ${target} RUNTIME DESTINATION bin COMPONENT SDK)
+  if(MSVC)
+    install(FILES $<TARGET_PDB_FILE:${target}> DESTINATION bin COMPONENT Symbols OPTIONAL)
+  else()
+    install(FILES $<TARGET_FILE:${target}>.debug DESTINATION bin COMPONENT Symbols)
+  endif()
+endforeach()
+list(TRANSFORM wrenfall_shipped REPLACE "(.+)" "$<TARGET_FILE_NAME:\\1>"
+     OUTPUT_VARIABLE wrenfall_shipped_files)
+if(NOT TARGET crashpad_handler)
+  # An installed Crashpad brings its handler as a tool.
+  find_program(WRENFALL_CRASHPAD_HANDLER crashpad_handler
+               PATHS ${VCPKG_INSTALLED_DIR}/${VCPKG_TARGET_TRIPLET}/tools/crashpad NO_DEFAULT_PATH)
+  if(WRENFALL_CRASHPAD_HANDLER)
+    install(PROGRAMS ${WRENFALL_CRASHPAD_HANDLER} DESTINATION bin COMPONENT SDK)
+    list(APPEND wrenfall_shipped_files crashpad_handler.exe)
+  else()
+    message(WARNING "The package will lack crashpad_handler.exe: WRENFALL_CRASHPAD_HANDLER must name it.")
+  endif()
+endif()
+
+install(FILES $<TARGET_LINKER_FILE:Wrenfall> ${wrenfall_msvc_library} ${wrenfall_def}
+        DESTINATION lib COMPONENT SDK)
+install(DIRECTORY include/wrenfall DESTINATION include COMPONENT SDK)
+install(FILES README.md CHANGELOG.md docs/abi.md DESTINATION share/doc/Wrenfall COMPONENT SDK)
+install(DIRECTORY ${wrenfall_notices}/ DESTINATION share/doc/Wrenfall/third-party COMPONENT SDK)
+
+# find_package(Wrenfall CONFIG) and pkg-config.
+set(wrenfall_config ${PROJECT_BINARY_DIR}/package)
+configure_package_config_file(cmake/WrenfallConfig.cmake.in ${wrenfall_config}/WrenfallConfig.cmake.in
+                              INSTALL_DESTINATION lib/cmake/Wrenfall
+                              NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+file(GENERATE OUTPUT ${wrenfall_config}/$<CONFIG>/WrenfallConfig.cmake
+     INPUT ${wrenfall_config}/WrenfallConfig.cmake.in)
+write_basic_package_version_file(${wrenfall_config}/WrenfallConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+configure_file(cmake/wrenfall.pc.in ${wrenfall_config}/wrenfall.pc @ONLY)
+install(FILES ${wrenfall_config}/$<CONFIG>/WrenfallConfig.cmake
+              ${wrenfall_config}/WrenfallConfigVersion.cmake
+        DESTINATION lib/cmake/Wrenfall COMPONENT SDK)
+install(FILES ${wrenfall_config}/wrenfall.pc DESTINATION lib/pkgconfig COMPONENT SDK)
+
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_NAME Wrenfall)
+set(CPACK_PACKAGE_VENDOR Wrenfall)
+set(CPACK_PACKAGE_VERSION ${wrenfall_version_text})
+set(CPACK_PACKAGE_FILE_NAME Wrenfall-${wrenfall_version_text}-win64)
+set(CPACK_COMPONENTS_ALL SDK Symbols)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
+set(CPACK_ARCHIVE_SDK_FILE_NAME ${CPACK_PACKAGE_FILE_NAME})
+set(CPACK_ARCHIVE_SYMBOLS_FILE_NAME ${CPACK_PACKAGE_FILE_NAME}-symbols)
+set(CPACK_VERBATIM_VARIABLES ON)
+include(CPack)

@@ -1,0 +1,106 @@
+"""The package holds all that it should, and everything in it says the version that src/support/version.h says."""
+
+import json
+import os
+import re
+import struct
+import unittest
+
+from package import PackageTest, run
+from harness import ROOT
+
+VERSION_FILE = (ROOT / "src" / "support" / "version.h").read_text()
+TEXT = re.search(r'WRENFALL_VERSION_TEXT "(.*)"', VERSION_FILE).group(1)
+NUMBERS = [int(re.search(rf"WRENFALL_VERSION_{part} (\d+)", VERSION_FILE).group(1))
+           for part in ("MAJOR", "MINOR", "PATCH")]
+NAME = f"Wrenfall-{TEXT}-win64"
+# The other ones are built where what they need is installed.
+PROGRAMS = {"Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "crashpad_handler.exe"}
+OPTIONAL_PROGRAMS = {"WrenfallWer.dll", "wrenfallctl.exe"}
+FILES = {"lib/libWrenfall.dll.a", "lib/Wrenfall.lib", "lib/Wrenfall.def", "include/wrenfall/wrenfall.h",
+         "lib/cmake/Wrenfall/WrenfallConfig.cmake", "lib/cmake/Wrenfall/WrenfallConfigVersion.cmake",
+         "lib/pkgconfig/wrenfall.pc", "share/doc/Wrenfall/README.md", "share/doc/Wrenfall/CHANGELOG.md",
+         "share/doc/Wrenfall/abi.md", "share/doc/Wrenfall/third-party/THIRD-PARTY.md"}
+# A sentence of each licence.
+LICENCES = {"nlohmann-json": "MIT", "zlib": "Jean-loup Gailly", "gcc": "GCC RUNTIME LIBRARY EXCEPTION",
+            "mingw-w64": "winpthreads"}
+
+
+def resource(data, kind):
+    """The first resource of a PE file of a kind, as bytes."""
+    pe = struct.unpack_from("<I", data, 0x3C)[0]
+    sections, optional_size = struct.unpack_from("<2xH12xH", data, pe + 4)
+    table = pe + 24 + optional_size
+
+    def offset(rva):
+        for index in range(sections):
+            size, start, _, raw = struct.unpack_from("<4I", data, table + 40 * index + 8)
+            if start <= rva < start + max(size, 1):
+                return raw + rva - start
+        raise ValueError("no section there")
+
+    root = node = offset(struct.unpack_from("<I", data, pe + 24 + 112 + 2 * 8)[0])
+    for wanted in (kind, None, None):
+        named, numbered = struct.unpack_from("<12xHH", data, node)
+        entries = [struct.unpack_from("<II", data, node + 16 + 8 * index) for index in range(named + numbered)]
+        node = root + next(at for key, at in entries if wanted in (key, None)) % (1 << 31)
+    rva, size = struct.unpack_from("<II", data, node)
+    return data[offset(rva):offset(rva) + size]
+
+
+def versions(program):
+    """The numbers and the texts of a program's version resource."""
+    block = resource(program.read_bytes(), 16)
+    fixed = struct.unpack_from("<13I", block, block.index(struct.pack("<I", 0xFEEF04BD)))
+    texts = dict(re.findall("(FileVersion|ProductVersion|OriginalFilename)\0+([^\0]+)",
+                            block.decode("utf-16-le", "replace")))
+    return [[word >> 16, word & 0xFFFF] for word in fixed[2:6]], texts
+
+
+class ContentsTest(PackageTest):
+    def setUp(self):
+        self.root = self.folder / NAME / NAME
+
+    def test_names(self):
+        self.assertEqual([f"{NAME}-symbols.zip", f"{NAME}.zip"], [path.name for path in self.zips])
+        self.assertEqual([NAME], [path.name for path in (self.folder / NAME).iterdir()])
+
+    def test_files(self):
+        files = {path.relative_to(self.root).as_posix() for path in self.root.rglob("*") if path.is_file()}
+        licences = {f"share/doc/Wrenfall/third-party/{name}.txt" for name in LICENCES}
+        programs = {f"bin/{name}" for name in PROGRAMS}
+        self.assertEqual(programs | licences | FILES, files - {f"bin/{name}" for name in OPTIONAL_PROGRAMS})
+        symbols = self.folder / f"{NAME}-symbols" / f"{NAME}"
+        self.assertEqual({path.name + ".debug" for path in (self.root / "bin").iterdir()},
+                         {path.name for path in symbols.rglob("*") if path.is_file()})
+        notices = self.root / "share" / "doc" / "Wrenfall" / "third-party"
+        for name, sentence in LICENCES.items():
+            self.assertIn(f"{name}.txt", (notices / "THIRD-PARTY.md").read_text("utf-8"))
+            self.assertIn(sentence, (notices / f"{name}.txt").read_text("utf-8"))
+
+    def test_no_path_of_this_machine(self):
+        for path in [*self.root.glob("lib/**/*.cmake"), *self.root.glob("lib/pkgconfig/*")]:
+            self.assertNotIn(str(ROOT), path.read_text())
+
+    def test_versions(self):
+        self.assertTrue(TEXT.startswith(".".join(map(str, NUMBERS))), TEXT)
+        for program in (self.root / "bin").iterdir():
+            with self.subTest(program=program.name):
+                numbers, texts = versions(program)
+                self.assertEqual([NUMBERS[:2], [NUMBERS[2], 0]] * 2, numbers)
+                self.assertEqual({"FileVersion": TEXT, "ProductVersion": TEXT,
+                                  "OriginalFilename": program.name}, texts)
+        library = self.root / "lib"
+        environment = {**os.environ, "PKG_CONFIG_LIBDIR": str(library / "pkgconfig")}
+        self.assertEqual(TEXT, run("pkgconf", "--modversion", "wrenfall", env=environment).strip())
+        config = (library / "cmake" / "Wrenfall" / "WrenfallConfig.cmake").read_text()
+        self.assertIn(f'set(Wrenfall_VERSION_TEXT "{TEXT}")', config)
+        self.assertIn(f'set(PACKAGE_VERSION "{".".join(map(str, NUMBERS))}")',
+                      (library / "cmake" / "Wrenfall" / "WrenfallConfigVersion.cmake").read_text())
+        self.assertEqual(TEXT, json.loads((ROOT / "vcpkg.json").read_text())["version-string"])
+        self.assertIn(f'"{TEXT}"', (self.root / "include" / "wrenfall" / "wrenfall.h").read_text("utf-8"))
+        self.assertIn(f"\n## {TEXT}", (ROOT / "CHANGELOG.md").read_text("utf-8"))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
