@@ -144,7 +144,7 @@ class CrashTest(RoadTest):
         for executable in ("crashpad_handler.exe", "WrenfallMonitor.exe"):
             with self.subTest(executable=executable):
                 host = self.host()
-                (handler,) = wait_for(lambda name=executable: processes(name, str(self.store.name)),
+                (handler,) = wait_for(lambda name=executable: processes(name, self.folder.name),
                                       what=executable)
                 subprocess_kill(handler)
                 wait_for(lambda pid=handler: not alive(pid), what="the end of the handler")
@@ -153,7 +153,7 @@ class CrashTest(RoadTest):
 
     def test_dump_of_a_run_without_monitor_is_adopted(self):
         host = self.host()
-        (monitor,) = processes("WrenfallMonitor.exe", str(self.store.name))
+        (monitor,) = processes("WrenfallMonitor.exe", self.folder.name)
         subprocess_kill(monitor)
         wait_for(lambda: not alive(monitor), what="the end of the monitor")
         host.crash("access-violation")

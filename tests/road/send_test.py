@@ -239,7 +239,7 @@ class SendTest(RoadTest):
         self.assertEqual([], self.service.problems)
         self.assertEqual("Jürgen", report.fields["user"])
         self.assertEqual({"minidump.dmp"}, {entry["name"] for entry in report.entries})
-        wait_for(lambda: not processes("WrenfallReporter.exe", self.store.name), what="the reporter's end")
+        wait_for(lambda: not processes("WrenfallReporter.exe", self.folder.name), what="the reporter's end")
 
     def test_quiet_policy_with_a_transient_failure_keeps_the_report(self):
         self.service.fail("commit", status=503)
