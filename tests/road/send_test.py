@@ -24,7 +24,7 @@ FAULTS = [
     ("first", {"status": 200, "body": b""}, 11, 200),
     ("first", {"status": 200, "body": b"not JSON"}, 12, 200),
     ("first", {"status": 200, "body": b'{"status":"success"}'}, 12, 200),
-    ("first", {"status": 200, "body": b'{"status":"success","url":"no scheme"}'}, 1, 0),
+    ("first", {"status": 200, "body": b'{"status":"success","url":"no scheme"}'}, 10, 0),
     ("first", {"reset": "before"}, 10, 0),
     ("put", {"status": 403, "body": b"denied"}, 11, 403),
     ("put", {"reset": "before"}, 10, 0),
