@@ -64,7 +64,8 @@ bool CrashConnection::open_events() {
     event->reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!*event) return false;
   }
-  for (ScopedHandle* event : {&crash_request_, &crash_done_, &dump_request_, &dump_done_}) {
+  for (ScopedHandle* event :
+       {&crash_request_, &crash_done_, &dump_request_, &dump_done_, &wer_request_, &wer_done_}) {
     event->reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
     if (!*event) return false;
   }
@@ -81,12 +82,15 @@ InitialClientData CrashConnection::initial_client_data() const {
   data.dump_request = to_number(dump_request_);
   data.dump_done = to_number(dump_done_);
   data.stop = to_number(stop_);
+  data.wer_request = to_number(wer_request_);
+  data.wer_done = to_number(wer_done_);
   return data;
 }
 
 std::vector<HANDLE> CrashConnection::inherited_handles() const {
   return {section_handle_.get(), client_process_.get(), ready_.get(),     crash_request_.get(),
-          crash_done_.get(),     dump_request_.get(),   dump_done_.get(), stop_.get()};
+          crash_done_.get(),     dump_request_.get(),   dump_done_.get(), stop_.get(),
+          wer_request_.get(),    wer_done_.get()};
 }
 
 bool CrashConnection::wait_until_ready() {
@@ -116,10 +120,22 @@ bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE do
   if (!wait_until_ready()) return false;
   slot->exception_pointers = reinterpret_cast<uintptr_t>(exception);
   slot->thread_id = GetCurrentThreadId();
+  slot->waiting_thread_id = slot->thread_id;
   slot->gather_indirect_memory =
       CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory() == TriState::kEnabled;
   SetEvent(request_event);
   return wait_for_event_or_exit(done_event, handler_process_.load());
+}
+
+void CrashConnection::publish(WerRegistration* registration) const {
+  // A crash in the middle finds no magic number rather than handles of two connections.
+  auto* const magic = reinterpret_cast<volatile LONG*>(&registration->magic);
+  InterlockedExchange(magic, 0);
+  registration->size = sizeof(*registration);
+  registration->section = to_number(section_handle_);
+  registration->request = to_number(wer_request_);
+  registration->done = to_number(wer_done_);
+  InterlockedExchange(magic, static_cast<LONG>(kWerRegistrationMagic));
 }
 
 void CrashConnection::wait_until_gone() {

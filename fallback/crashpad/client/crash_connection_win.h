@@ -9,6 +9,7 @@
 
 #include "common/client_protocol.h"
 #include "common/scoped_win.h"
+#include "common/wer_registration_win.h"
 
 namespace crashpad::internal {
 
@@ -46,6 +47,10 @@ class CrashConnection {
   bool request_crash_dump(const EXCEPTION_POINTERS* exception);
   bool request_dump(const EXCEPTION_POINTERS* exception);
 
+  // Points the helper module in Windows Error Reporting's process at this connection. The caller
+  // keeps `registration` from pointing at a connection that is gone.
+  void publish(WerRegistration* registration) const;
+
   // Waits for the end of the handler.
   void wait_until_gone();
 
@@ -68,6 +73,8 @@ class CrashConnection {
   ScopedHandle dump_request_;
   ScopedHandle dump_done_;
   ScopedHandle stop_;
+  ScopedHandle wer_request_;
+  ScopedHandle wer_done_;
   ScopedHandle started_process_;
 
   // Looked up beforehand: a suspended thread may hold the loader's lock.

@@ -27,6 +27,8 @@ std::atomic<uint32_t> g_crashing_threads{0};
 // The thread whose crash is reported; 0 while there is none.
 std::atomic<DWORD> g_reporting_thread{0};
 
+WerRegistration g_wer_registration = {};
+
 // Held while a dump on demand is under way and while the connection is replaced; never in a crash.
 SRWLOCK g_dump_lock = SRWLOCK_INIT;
 
@@ -116,6 +118,7 @@ void direct_crashes_to(std::unique_ptr<CrashConnection> connection) {
   {
     DumpLock lock;
     previous.reset(g_connection.exchange(connection.release()));
+    g_connection.load()->publish(&g_wer_registration);
   }
   install_crash_handling();
   // A crashing thread announces itself before it loads the connection. So without one, whoever
@@ -123,6 +126,8 @@ void direct_crashes_to(std::unique_ptr<CrashConnection> connection) {
   // worth freeing.
   if (g_crashing_threads.load() != 0) static_cast<void>(previous.release());
 }
+
+WerRegistration* wer_registration() { return &g_wer_registration; }
 
 void dump_without_crash(const CONTEXT& context) {
   DumpLock lock;

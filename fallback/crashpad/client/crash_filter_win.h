@@ -14,6 +14,10 @@ namespace crashpad::internal {
 // demand that is under way, then tells an earlier connection's handler to stop and closes it.
 void direct_crashes_to(std::unique_ptr<CrashConnection> connection);
 
+// What RegisterWerModule() gives to the system. It is there from the process's start to its end and
+// follows the connection in charge.
+WerRegistration* wer_registration();
+
 // See CrashpadClient::DumpWithoutCrash().
 void dump_without_crash(const CONTEXT& context);
 

@@ -1,8 +1,11 @@
 #include <client/crashpad_client.h>
+#include <client/crashpad_info.h>
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <mutex>
+#include <set>
 
 #include "client/crash_connection_win.h"
 #include "client/crash_filter_win.h"
@@ -70,8 +73,17 @@ bool CrashpadClient::RegisterWerModule(const std::wstring& full_path) {
   const auto register_module = internal::find_system_function<RegisterFunction>(
       L"kernel32.dll", "WerRegisterRuntimeExceptionModule");
   if (register_module == nullptr) return false;
-  wer_module_path_ = full_path;
-  return SUCCEEDED(register_module(wer_module_path_.c_str(), nullptr));
+  // The system keeps each registration until the process ends, and only a few.
+  static std::mutex& mutex = *new std::mutex;
+  static std::set<std::wstring>& registered = *new std::set<std::wstring>;
+  const std::lock_guard<std::mutex> lock(mutex);
+  internal::WerRegistration* const context = internal::wer_registration();
+  context->gather_indirect_memory =
+      CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory() == TriState::kEnabled;
+  if (registered.count(full_path) != 0) return true;
+  if (FAILED(register_module(full_path.c_str(), context))) return false;
+  registered.insert(full_path);
+  return true;
 }
 
 void CrashpadClient::DumpWithoutCrash(const CONTEXT& context) {

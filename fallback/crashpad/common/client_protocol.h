@@ -12,14 +12,14 @@
 //   1. The client creates the section and the events and starts the handler, which inherits them.
 //   2. The handler maps the section, writes its process id, sets "ready".
 //   3. For a dump the client fills its request slot, sets the request event and waits for the
-//   matching
-//      done event or the end of the handler process. The handler answers every request with one
-//      done.
+//      matching done event or the end of the handler process. The handler answers every request
+//      with one done. For a crash that no code of the client sees, the helper module in Windows
+//      Error Reporting's process does the client's part; see wer_registration_win.h.
 //   4. The handler ends when the client process ends or when "stop" is set, after pending requests.
 namespace crashpad::internal {
 
 constexpr uint32_t kClientSectionMagic = 0x43535257;  // "WRSC"
-constexpr uint32_t kClientSectionVersion = 1;
+constexpr uint32_t kClientSectionVersion = 2;
 
 constexpr size_t kAnnotationNameBytes = 256;
 constexpr uint32_t kAnnotationMaxValueBytes = 20480;
@@ -37,12 +37,14 @@ struct AnnotationImage {
   uint16_t padding;
 };
 
-// Crashes and dumps on demand have a slot and events each, so that a thread may crash while another
-// waits for its dump.
+// Crashes, dumps on demand and crashes that only the system sees have a slot and events each, so
+// that one may come while another waits for its dump.
 struct DumpRequest {
   uint64_t exception_pointers;
   uint32_t thread_id;
+  uint32_t waiting_thread_id;  // The client's thread that waits for the dump; 0 for none.
   uint32_t gather_indirect_memory;
+  uint32_t written;  // The handler's answer: not 0 when the dump is complete on disk.
 };
 
 struct ClientSection {
@@ -51,6 +53,7 @@ struct ClientSection {
   uint64_t annotation_list_head;
   DumpRequest crash;
   DumpRequest dump;
+  DumpRequest wer;
   std::atomic<uint32_t> handler_process_id;
 
   // Not 0 while the handler may have the client suspended, all but the thread that waits for the
@@ -68,6 +71,8 @@ struct InitialClientData {
   uint64_t dump_request;
   uint64_t dump_done;
   uint64_t stop;
+  uint64_t wer_request;
+  uint64_t wer_done;
 };
 
 }  // namespace crashpad::internal

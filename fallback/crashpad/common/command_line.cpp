@@ -9,10 +9,11 @@ namespace {
 using ClientDataField = uint64_t InitialClientData::*;
 
 constexpr ClientDataField kClientDataFields[] = {
-    &InitialClientData::section,    &InitialClientData::client_process,
-    &InitialClientData::ready,      &InitialClientData::crash_request,
-    &InitialClientData::crash_done, &InitialClientData::dump_request,
-    &InitialClientData::dump_done,  &InitialClientData::stop,
+    &InitialClientData::section,     &InitialClientData::client_process,
+    &InitialClientData::ready,       &InitialClientData::crash_request,
+    &InitialClientData::crash_done,  &InitialClientData::dump_request,
+    &InitialClientData::dump_done,   &InitialClientData::stop,
+    &InitialClientData::wer_request, &InitialClientData::wer_done,
 };
 
 constexpr wchar_t kHexDigits[] = L"0123456789abcdef";

@@ -78,17 +78,21 @@ class Handler {
     SetEvent(to_handle(handles_.ready));
     // The first of several signalled handles counts, so requests come before the end.
     const HANDLE waits[] = {to_handle(handles_.crash_request), to_handle(handles_.dump_request),
-                            to_handle(handles_.stop), to_handle(handles_.client_process)};
+                            to_handle(handles_.wer_request), to_handle(handles_.stop),
+                            to_handle(handles_.client_process)};
     for (;;) {
-      switch (WaitForMultipleObjects(4, waits, FALSE, INFINITE)) {
+      switch (WaitForMultipleObjects(5, waits, FALSE, INFINITE)) {
         case WAIT_OBJECT_0:
-          serve(section_->crash, to_handle(handles_.crash_done));
+          serve(&section_->crash, to_handle(handles_.crash_done));
           break;
         case WAIT_OBJECT_0 + 1:
-          serve(section_->dump, to_handle(handles_.dump_done));
+          serve(&section_->dump, to_handle(handles_.dump_done));
           break;
         case WAIT_OBJECT_0 + 2:
+          serve(&section_->wer, to_handle(handles_.wer_done));
+          break;
         case WAIT_OBJECT_0 + 3:
+        case WAIT_OBJECT_0 + 4:
           return kExitOk;
         default:
           return kExitWaitFailed;
@@ -97,16 +101,18 @@ class Handler {
   }
 
  private:
-  void serve(const DumpRequest& request, HANDLE done) const {
+  void serve(DumpRequest* request, HANDLE done) const {
     DumpOrder order;
     order.client_process = to_handle(handles_.client_process);
-    order.exception_pointers = request.exception_pointers;
-    order.thread_id = request.thread_id;
-    order.gather_indirect_memory = request.gather_indirect_memory != 0;
+    order.exception_pointers = request->exception_pointers;
+    order.thread_id = request->thread_id;
+    order.waiting_thread_id = request->waiting_thread_id;
+    order.gather_indirect_memory = request->gather_indirect_memory != 0;
     order.annotation_list_head = section_->annotation_list_head;
     order.client_suspended = &section_->client_suspended;
+    request->written = 0;
     try {
-      write_minidump_file(reports_, annotations_, order);
+      request->written = write_minidump_file(reports_, annotations_, order) ? 1 : 0;
     } catch (const std::exception&) {
       // Out of memory. The dump is lost, but the client must not go on waiting.
     }

@@ -119,7 +119,8 @@ bool write_minidump_file(const std::wstring& reports, const StartUpAnnotations& 
   std::memcpy(content.report_id.data(), &uuid, sizeof(uuid));
   content.start_up = annotations;
   {
-    ProcessSuspension suspension(order.client_process, order.thread_id, order.client_suspended);
+    ProcessSuspension suspension(order.client_process, order.waiting_thread_id,
+                                 order.client_suspended);
     content.live = read_live_annotations(
         [&order](uint64_t address, void* buffer, size_t size) {
           SIZE_T done = 0;

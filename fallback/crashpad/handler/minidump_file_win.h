@@ -16,6 +16,7 @@ struct DumpOrder {
   HANDLE client_process = nullptr;
   uint64_t exception_pointers = 0;
   uint32_t thread_id = 0;
+  uint32_t waiting_thread_id = 0;  // Not suspended; 0 for none.
   bool gather_indirect_memory = false;
   uint64_t annotation_list_head = 0;
   std::atomic<uint32_t>* client_suspended = nullptr;  // See ClientSection.

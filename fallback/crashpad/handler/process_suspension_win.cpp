@@ -114,6 +114,7 @@ bool ProcessSuspension::suspend(HANDLE process, DWORD waiting_thread) {
     return false;
   }
   g_suspended.store(process);
+  if (waiting_thread == 0) return true;
   const ScopedHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, waiting_thread));
   if (thread) ResumeThread(thread.get());
   return true;

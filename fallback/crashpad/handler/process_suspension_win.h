@@ -8,11 +8,11 @@
 
 namespace crashpad::internal {
 
-// Keeps a process suspended for its own lifetime, all but one thread, which waits for this process
-// anyway and wakes up should this process be killed; one suspension at a time. Once constructed,
-// the other threads have really stopped. When that cannot be had, the process runs on. `process`
-// needs PROCESS_SUSPEND_RESUME and PROCESS_QUERY_INFORMATION; `suspended` is not 0 while the
-// process may be suspended. Both must outlive the object.
+// Keeps a process suspended for its own lifetime, all but one thread (0 for none), which waits for
+// this process anyway and wakes up should this process be killed; one suspension at a time. Once
+// constructed, the other threads have really stopped. When that cannot be had, the process runs on.
+// `process` needs PROCESS_SUSPEND_RESUME and PROCESS_QUERY_INFORMATION; `suspended` is not 0 while
+// the process may be suspended. Both must outlive the object.
 class ProcessSuspension {
  public:
   ProcessSuspension(HANDLE process, DWORD waiting_thread, std::atomic<uint32_t>* suspended);

@@ -33,17 +33,15 @@ class CrashpadClient {
                     const std::vector<std::string>& arguments, bool restartable,
                     bool asynchronous_start, const std::vector<base::FilePath>& attachments = {});
 
-  // Registers `full_path` with Windows Error Reporting as a runtime exception module, without a
-  // context. True when the system accepted it; false on systems that have no such registration.
+  // Registers `full_path` with Windows Error Reporting as a runtime exception module, until the
+  // process ends; see handler/win/wer/crashpad_wer.h for what the module does. True when the system
+  // accepted it, now or before; false on systems that have no such registration.
   bool RegisterWerModule(const std::wstring& full_path);
 
   // Writes a dump of the running process with `context` as the calling thread's state. Returns when
   // the dump is complete on disk, when it failed, or when the handler is gone; at once without a
   // handler.
   static void DumpWithoutCrash(const CONTEXT& context);
-
- private:
-  std::wstring wer_module_path_;
 };
 
 }  // namespace crashpad
