@@ -1,4 +1,4 @@
-"""Fails when the DLL's exports are not exactly the header's functions, or it needs a DLL that is not the system's."""
+"""Fails when a DLL's exports are not exactly those asked for, or it needs a DLL that is not the system's."""
 
 import argparse
 import re
@@ -23,17 +23,23 @@ def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--objdump", required=True)
     parser.add_argument("--dll", required=True)
-    parser.add_argument("--header", required=True)
-    parser.add_argument("--definition", required=True, help="the .def file for other linkers")
+    wanted = parser.add_mutually_exclusive_group(required=True)
+    wanted.add_argument("--header", help="all functions that it declares")
+    wanted.add_argument("--names", nargs="+", default=[])
+    parser.add_argument("--definition", help="the .def file for other linkers, of the same names")
     arguments = parser.parse_args()
 
     dump = headers_of(arguments.objdump, arguments.dll)
     exported = exported_names(dump)
     imported = {name.lower() for name in re.findall(r"DLL Name: (\S+)", dump)}
-    with open(arguments.header, encoding="utf-8") as file:
-        declared = set(re.findall(r"WRENFALL_API[^;]*?\b(wrenfall_\w+)\s*\(", file.read()))
-    with open(arguments.definition, encoding="utf-8") as file:
-        defined = set(file.read().partition("\nEXPORTS\n")[2].split())
+    declared = set(arguments.names)
+    if arguments.header:
+        with open(arguments.header, encoding="utf-8") as file:
+            declared = set(re.findall(r"WRENFALL_API[^;]*?\b(wrenfall_\w+)\s*\(", file.read()))
+    defined = declared
+    if arguments.definition:
+        with open(arguments.definition, encoding="utf-8") as file:
+            defined = set(file.read().partition("\nEXPORTS\n")[2].split())
 
     problems = []
     problems += [f"declared but not exported: {name}" for name in sorted(declared - exported)]

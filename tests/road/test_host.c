@@ -89,6 +89,33 @@ static void set_option(const char* name, const char* value) {
   answer(0);
 }
 
+static void* wer_context;
+static int wer_registrations;
+
+static HRESULT WINAPI note_wer_registration(const wchar_t* module, void* context) {
+  (void)module;
+  wer_context = context;
+  ++wer_registrations;
+  return S_OK;
+}
+
+/* Leads the system's function for registering helper modules here: on Windows a module gets what is
+ * given to it, which Wine forgets. */
+static void catch_wer_registration(void) {
+  unsigned char jump[] = {0x48, 0xB8, 0, 0, 0,    0,
+                          0,    0,    0, 0, 0xFF, 0xE0}; /* mov rax, ..; jmp rax */
+  HRESULT(WINAPI* const target)(const wchar_t*, void*) = note_wer_registration;
+  const FARPROC function =
+      GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "WerRegisterRuntimeExceptionModule");
+  void* code = NULL;
+  SIZE_T written = 0;
+  DWORD protection = 0;
+  memcpy(&code, &function, sizeof code);
+  memcpy(jump + 2, &target, sizeof target);
+  VirtualProtect(code, sizeof jump, PAGE_EXECUTE_READWRITE, &protection);
+  answer(!WriteProcessMemory(GetCurrentProcess(), code, jump, sizeof jump, &written));
+}
+
 static int overflow(int depth) {
   volatile char page[4096];
   page[0] = (char)depth;
@@ -101,6 +128,15 @@ static DWORD WINAPI overflow_thread(void* unused) {
   return (DWORD)overflow(1);
 }
 
+/* What a damaged stack cookie does: no filter is asked. */
+static void fail_fast(void) {
+#if defined(__GNUC__)
+  __asm__ volatile("int $0x29" : : "c"(2));
+#else
+  __fastfail(2);
+#endif
+}
+
 static void crash(const char* kind) {
   volatile int* nowhere = NULL;
   if (strcmp(kind, "access-violation") == 0) *nowhere = 1;
@@ -108,6 +144,7 @@ static void crash(const char* kind) {
   if (strcmp(kind, "stack-overflow-thread") == 0)
     WaitForSingleObject(CreateThread(NULL, 0, overflow_thread, NULL, 0, NULL), INFINITE);
   if (strcmp(kind, "abort") == 0) abort();
+  if (strcmp(kind, "fail-fast") == 0) fail_fast();
   if (strcmp(kind, "exception") == 0) RaiseException(0xE0000042, 0, 0, NULL);
   if (strcmp(kind, "after-foreign-filter") == 0) {
     SetUnhandledExceptionFilter(NULL);
@@ -299,6 +336,12 @@ static void execute(char** word, int count) {
     answer(0);
   } else if (strcmp(word[0], "environment") == 0) {
     print_text(wrenfall_get_environment());
+  } else if (strcmp(word[0], "catch_wer_registration") == 0) {
+    catch_wer_registration();
+  } else if (strcmp(word[0], "wer_registrations") == 0) {
+    answer(wer_registrations);
+  } else if (strcmp(word[0], "wer_context") == 0) {
+    answer((long long)(intptr_t)wer_context);
   } else if (strcmp(word[0], "pid") == 0) {
     answer(GetCurrentProcessId());
   } else if (strcmp(word[0], "crash") == 0) {

@@ -1,15 +1,32 @@
-"""The helper module for Windows Error Reporting: what is told about it, with and without its place in the allow-list."""
+"""The helper module for Windows Error Reporting: what is told about it, and what it does for a crash no filter sees."""
 
+import os
 import shutil
+import signal
+import subprocess
+import time
 import unittest
 
-from harness import BIN, RoadTest, windows_path, wine
+from harness import BIN, ROOT, RoadTest, processes, wait_for, windows_path, wine
+
+import minidump  # of the crash service
 
 KEY = (r"HKLM\SOFTWARE\Microsoft\Windows\Windows Error Reporting"
        r"\RuntimeExceptionHelperModules")
+NO_CLAIM, CLAIMED, E_FAIL = "0x00000000 0", "0x80004005 1", "0x80004005"
+HOSTILE = ["no information", "other code", "short information", "no thread", "no process",
+           "no context", "unreadable context", "foreign context", "other magic", "other size", "no section",
+           "an event as section", "a section as event", "no answer event"]
+# Real fast fails, and codes that are only said to be theirs.
+CODES = [0xC0000409, 0xC0000602, 0xC0000374, 0xC000027B]
 
 
-class WerTest(RoadTest):
+def registry(*words):
+    """The exit code of a program that changes the registry of the prefix."""
+    return wine(*words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).wait(60)
+
+
+class AllowListTest(RoadTest):
     def setUp(self):
         super().setUp()
         self.library = self.folder / "bin"
@@ -24,21 +41,98 @@ class WerTest(RoadTest):
         self.assertEqual("0", host.do("has_capability", 2))
         self.assertIn("WARN WrenfallWer.dll not found next to the library; WER coverage disabled\n", self.log())
 
+    def import_list(self, value):
+        """Imports the file that installers start from, with this module and value."""
+        text = (ROOT / "scripts" / "wrenfall-wer.reg").read_bytes().decode()
+        line = text.splitlines()[-1]
+        name = windows_path(self.module).replace("\\", "\\\\")
+        file = self.folder / "list.reg"
+        # Version 5 files are UTF-16; the one in the repository is plain ASCII.
+        file.write_bytes(text.replace(line, f'"{name}"={value}').encode("utf-16"))
+        self.assertEqual(0, registry("reg", "import", windows_path(file)))
+
     def test_allow_list(self):
-        self.module.write_bytes(b"Registered by name; never loaded here.")
+        shutil.copy(BIN / "WrenfallWer.dll", self.module)
         name = windows_path(self.module)
-        for listed, ending in ((False, "off (add the DLL path to HKLM RuntimeExceptionHelperModules)"),
-                               (True, "on")):
-            with self.subTest(listed=listed):
-                if listed:
-                    self.assertEqual(0, wine("reg", "add", KEY, "/v", name, "/t", "REG_DWORD", "/d", "0",
-                                             "/f", stdout=-3, stderr=-3).wait(60))
+        self.addCleanup(registry, "reg", "delete", KEY, "/v", name, "/f")
+        off = "off (add the DLL path to HKLM RuntimeExceptionHelperModules)"
+        for value, listed, ending in ((None, 0, off), ("dword:00000000", 1, "on"), ("-", 0, off)):
+            with self.subTest(value=value):
+                if value:
+                    self.import_list(value)
                 host = self.host(folder=self.library)
-                self.assertEqual(str(int(listed)), host.do("has_capability", 2))
-                self.assertIn(f"INFO WER helper {name}: registered=1 allow-listed={int(listed)} -> coverage "
-                              f"{ending}\n", self.log())
+                self.assertEqual(str(listed), host.do("has_capability", 2))
+                lines = [line for line in self.log().splitlines() if " WER helper " in line]
+                self.assertTrue(lines[-1].endswith(f"INFO WER helper {name}: registered=1 allow-listed={listed} "
+                                                   f"-> coverage {ending}"), lines[-1])
                 host.close()
-        self.assertEqual(0, wine("reg", "delete", KEY, "/v", name, "/f", stdout=-3, stderr=-3).wait(60))
+
+
+class HelperTest(RoadTest):
+    """A process of ours takes the part of Windows Error Reporting, which Wine does not have."""
+
+    def fail_fast(self, host, context, code=0):
+        """Lets the host fail fast under the eyes of the caller; what the module has answered there."""
+        caller = wine(BIN / "wer_caller.exe", windows_path(BIN / "WrenfallWer.dll"), host.do("pid"), context, code,
+                      stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.addCleanup(caller.stdout.close)
+        self.addCleanup(caller.wait, 60)
+        self.addCleanup(caller.kill)
+        self.assertEqual(b"waiting", caller.stdout.readline().strip())
+        self.assertNotEqual(0, host.crash("fail-fast", 120))
+        answers = [line.decode().strip().split(": ") for line in caller.stdout]
+        self.assertEqual(0, caller.wait(60))
+        real = dict(answers).get("real")
+        ended = [["ended process", NO_CLAIM]] if real == CLAIMED else []
+        self.assertEqual([[name, NO_CLAIM] for name in HOSTILE] + [["real", real]] + ended +
+                         [["signature", E_FAIL], ["debugger", E_FAIL]], answers)
+        return real
+
+    def registered_host(self, **options):
+        host = self.host(init=False, **options)
+        self.assertEqual("0", host.do("catch_wer_registration"))
+        self.assertEqual("0", host.do("init"))
+        return host, host.do("wer_context")
+
+    def test_fail_fast_becomes_a_report(self):
+        attachment = self.folder / "notes ü.txt"
+        attachment.write_text("attached")
+        for code in CODES:
+            with self.subTest(code=f"{code:08X}"):
+                host, context = self.registered_host(user="Jürgen", attachment=windows_path(attachment))
+                host.do("set_notes", "set while it ran")
+                pid = int(host.do("pid"))
+                self.assertEqual(CLAIMED, self.fail_fast(host, context, code))
+                folder = self.only_report()
+                record = self.record(folder)
+                expected = {"reportKind": "crash", "signalOrExceptionCode": f"0x{code:08X}", "processId": pid,
+                            "user": "Jürgen", "notes": "set while it ran", "attachments": ["notes ü.txt"]}
+                self.assertEqual(expected, {key: record[key] for key in expected})
+                dump = minidump.Minidump((folder / record["dumpFile"]).read_bytes())
+                self.assertEqual(code, dump.exception_code)
+                self.assertIn("Wrenfall.dll", " ".join(dump.module_names))
+                shutil.rmtree(folder)
+
+    def test_second_run_is_registered_with_the_first(self):
+        host, context = self.registered_host(user="first")
+        host.do("shutdown")
+        host.do("options", "127", "Road Test", "1.2/3")
+        for name, value in (("store_dir", windows_path(self.store)), ("upload_policy", 2), ("user", "second")):
+            host.do("set", name, value)
+        self.assertEqual("0", host.do("init"))
+        self.assertEqual("1", host.do("wer_registrations"))
+        self.assertEqual(CLAIMED, self.fail_fast(host, context))
+        self.assertEqual("second", self.record(self.only_report())["user"])
+
+    def test_no_claim_without_a_handler(self):
+        host, context = self.registered_host()
+        for pid in processes("--initial-client-data", windows_path(self.store)):
+            os.kill(pid, signal.SIGKILL)
+        wait_for(lambda: not processes("--initial-client-data", windows_path(self.store)), what="the handler's end")
+        start = time.monotonic()
+        self.assertEqual(NO_CLAIM, self.fail_fast(host, context))
+        self.assertLess(time.monotonic() - start, 50)  # Nobody waits for an answer that cannot come.
+        self.assertEqual([], self.report_folders())
 
 
 if __name__ == "__main__":

@@ -1,0 +1,53 @@
+// What Windows Error Reporting calls in a process of its own, for a process that has registered
+// this module and crashed without any of its exception filters being asked.
+#include <windows.h>
+// Needs <windows.h> first.
+#include <handler/win/wer/crashpad_wer.h>
+
+#include <iterator>
+
+namespace {
+
+// What passes every filter by. All other exceptions have been seen by the process's own filter,
+// which ends the process; when it did not, it must not be reported twice.
+constexpr DWORD kHandledExceptions[] = {
+    0xC0000409,  // STATUS_STACK_BUFFER_OVERRUN: __fastfail, whatever its cause; stack cookies.
+    0xC0000602,  // STATUS_FAIL_FAST_EXCEPTION: RaiseFailFastException.
+    0xC0000374,  // STATUS_HEAP_CORRUPTION
+    0xC000027B,  // STATUS_STOWED_EXCEPTION: errors that nobody handles in the Windows Runtime.
+};
+
+}  // namespace
+
+extern "C" {
+
+HRESULT WINAPI OutOfProcessExceptionEventCallback(
+    PVOID context, const PWER_RUNTIME_EXCEPTION_INFORMATION information, BOOL* ownership_claimed,
+    PWSTR /*event_name*/, PDWORD /*event_name_size*/, PDWORD /*signature_count*/) {
+  if (ownership_claimed == nullptr) return E_INVALIDARG;
+  *ownership_claimed = FALSE;
+  if (!crashpad::wer::ExceptionEvent(kHandledExceptions, std::size(kHandledExceptions), context,
+                                     information)) {
+    // The system goes on as if this module were not there.
+    return S_OK;
+  }
+  *ownership_claimed = TRUE;
+  // The report is made and the process has ended. A success would tell the system to make one of
+  // its own, by the names that the other two functions give.
+  return E_FAIL;
+}
+
+HRESULT WINAPI OutOfProcessExceptionEventSignatureCallback(
+    PVOID /*context*/, const PWER_RUNTIME_EXCEPTION_INFORMATION /*information*/, DWORD /*index*/,
+    PWSTR /*name*/, PDWORD /*name_size*/, PWSTR /*value*/, PDWORD /*value_size*/) {
+  return E_FAIL;
+}
+
+HRESULT WINAPI OutOfProcessExceptionEventDebuggerLaunchCallback(
+    PVOID /*context*/, const PWER_RUNTIME_EXCEPTION_INFORMATION /*information*/,
+    BOOL* /*is_custom_debugger*/, PWSTR /*debugger_launch*/, PDWORD /*debugger_launch_size*/,
+    BOOL* /*is_debugger_autolaunch*/) {
+  return E_FAIL;
+}
+
+}  // extern "C"
