@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import dataclasses
+import re
 import threading
 from pathlib import Path
 from typing import Any, Dict, List, Optional, Tuple, Union
@@ -10,8 +11,10 @@ from typing import Any, Dict, List, Optional, Tuple, Union
 from http_message import Answer
 
 CALLS = ("first", "put", "commit")
-RESETS = ("body", "before", "middle")
+RESETS = ("body", "before", "middle", "after")
+CONNECTS = ("refused", "reset", "garbage", "expired", "wrong-name", "unknown-ca")
 
+_STATUS_LINE = re.compile(rb"HTTP/1\.[01] ([0-9]{3})\b")
 _UNITS = {"K": 1 << 10, "M": 1 << 20, "G": 1 << 30}
 
 
@@ -32,11 +35,14 @@ class Fault:
     redirect: Union[bool, str] = False  # True: to this service again; a text: to that URL.
     huge: int = 0  # The body is filled up to this size with blanks, which JSON ignores.
     delay: float = 0.0  # Seconds to wait before answering.
+    interim: int = 0  # An informational answer of this status comes first.
     chunked: bool = False
     truncate: bool = False  # Content-Length promises more than is sent.
     reset: Optional[str] = None  # One of RESETS.
     close: bool = False  # Ends in order, without an answer.
     never: bool = False  # No answer until the service stops.
+    raw: Optional[bytes] = None  # Sent as it is, "{body}" replaced by the body; then the end.
+    connect: Optional[str] = None  # One of CONNECTS: there is no connection to make the call on.
     times: Optional[int] = None  # How many requests it hits; None: all.
 
     def __post_init__(self) -> None:
@@ -46,15 +52,24 @@ class Fault:
             raise FaultError(f"status {self.status} is not between 200 and 599")
         if self.reset is not None and self.reset not in RESETS:
             raise FaultError(f"reset is one of {', '.join(RESETS)}, not {self.reset!r}")
+        if self.connect is not None and self.connect not in CONNECTS:
+            raise FaultError(f"connect is one of {', '.join(CONNECTS)}, not {self.connect!r}")
+        if self.connect is not None and self.times is not None:
+            raise FaultError("connect lasts until the faults are cleared")
+        if self.interim and not 100 <= self.interim <= 199:
+            raise FaultError(f"interim {self.interim} is not between 100 and 199")
         if self.times is not None and self.times < 1:
             raise FaultError("times must be at least 1")
         if not 0 <= self.delay <= 86400:
             raise FaultError("delay must be between 0 and 86400 seconds")
         if self.huge < 0:
             raise FaultError("huge must not be negative")
-        ways = [self.chunked, self.truncate, self.reset is not None, self.close, self.never]
+        ways = [self.chunked, self.truncate, self.close, self.never]
+        ways += [way is not None for way in (self.reset, self.raw, self.connect)]
         if sum(map(bool, ways)) > 1:
-            raise FaultError("chunked, truncate, reset, close and never exclude each other")
+            raise FaultError(
+                "chunked, truncate, reset, close, never, raw and connect exclude each other"
+            )
 
     def describe(self) -> str:
         """The settings that differ from none, as one line of text."""
@@ -67,8 +82,15 @@ class Fault:
                 parts.append(field.name if value is True else f"{field.name}={value}")
         return ",".join(parts) or "nothing"
 
+    def is_silent(self) -> bool:
+        """Whether the client gets no HTTP answer at all."""
+        return self.answered_status(200) == 0 or self.reset == "before" or self.close or self.never
+
     def answered_status(self, ordinary: int) -> int:
-        """The status that is sent instead of the ordinary one."""
+        """The status that is sent instead of the ordinary one; 0: none."""
+        if self.raw is not None:
+            found = _STATUS_LINE.match(self.raw)
+            return int(found[1]) if found else 0
         if self.status is not None:
             return self.status
         if self.redirect:
@@ -77,6 +99,8 @@ class Fault:
 
     def apply(self, ordinary: Answer, redirect_url: str) -> Answer:
         """The answer to send instead of the ordinary one."""
+        if self.raw is not None:
+            return ordinary
         answer = dataclasses.replace(ordinary, status=self.answered_status(ordinary.status))
         if self.body is not None:
             answer = dataclasses.replace(answer, body=self.body)
@@ -107,6 +131,12 @@ class FaultPlan:
         """Forgets every fault; those under way still happen."""
         with self._lock:
             self._faults = {call: [] for call in CALLS}
+
+    def connection(self, call: str) -> Optional[str]:
+        """What is to go wrong when the call connects; None: nothing."""
+        with self._lock:
+            queue = self._faults.get(call, [])
+            return queue[0].connect if queue else None
 
     def take(self, call: str) -> Optional[Fault]:
         """The fault for the call's next request, counted as used; None: behave."""
@@ -150,14 +180,14 @@ def _parse_value(key: str, value: Optional[str]) -> Any:
         if key == "redirect":
             return value or True
         if value:
-            if key in ("status", "times"):
+            if key in ("status", "times", "interim"):
                 return int(value)
             if key == "delay":
                 return float(value)
             if key == "huge":
                 unit = _UNITS.get(value[-1].upper())
                 return int(value[:-1]) * unit if unit else int(value)
-            if key == "reset":
+            if key in ("reset", "connect"):
                 return value
         if key == "body" and value is not None:
             return Path(value[1:]).read_bytes() if value.startswith("@") else value.encode()

@@ -10,7 +10,7 @@ from typing import List, Optional, Tuple
 _REQUEST_LINE = re.compile(r"([!-~]+) ([!-~\x80-\xff]+) HTTP/(1\.[01])")
 _HEADER_LINE = re.compile(r"([!#$%&'*+.^_`|~0-9A-Za-z-]+):[ \t]*(.*?)[ \t]*")
 
-_BODILESS = (204, 304)
+_BODILESS = (*range(100, 200), 204, 304)
 
 
 class HeadError(ValueError):

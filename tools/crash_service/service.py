@@ -6,13 +6,14 @@ import contextlib
 import os
 import socket
 import ssl
+import struct
 import threading
 import time
 from pathlib import Path
 from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import protocol
-from certificates import HOST, ensure_certificates
+from certificates import HOST, VARIANTS, Certificates, ensure_certificates
 from faults import Fault, FaultPlan
 from http_message import Answer, HeadError, RequestHead
 from protocol import Complaint
@@ -23,6 +24,10 @@ from wire import Connection
 _IDLE_SECONDS = 120.0
 _STOP_SECONDS = 3.0
 _ACCEPT_POLL_SECONDS = 0.1
+_FAULT_POLL_SECONDS = 0.01
+
+# The call that a client makes after each; the next report follows a commit.
+_NEXT_CALL = {"first": "put", "put": "commit", "commit": "first"}
 
 
 class CrashService:
@@ -55,6 +60,8 @@ class CrashService:
         self._log_lock = threading.Lock()
         self._plan = FaultPlan()
         self._stopping = threading.Event()
+        self._connect_fault: Optional[str] = None  # For the next connections.
+        self._listening = threading.Event()
         self._commits = 0
         self._changed = threading.Condition()
         self._connections: Dict[threading.Thread, Tuple[Connection, List[bool]]] = {}
@@ -71,13 +78,13 @@ class CrashService:
         """Makes missing certificates, then listens. Raises OSError when the port is taken."""
         self.directory.mkdir(parents=True, exist_ok=True)
         self.certificates = ensure_certificates(self._certificate_folder, self._variant)
-        self._context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        self._context.load_cert_chain(self.certificates.certificate, self.certificates.key)
+        self._contexts = {self._variant: _tls_context(self.certificates)}
         self._listener = _listen(self.port)
         self.port = self._listener.getsockname()[1]
         self.base_url = f"https://{HOST}:{self.port}"
         self._store = ReportStore(self.directory, self.base_url)
         self._calls = UploadCalls(self._store, self.base_url, self._user_agent, self._strict)
+        self._listening.set()
         self._acceptor = threading.Thread(target=self._accept, name="accept", daemon=True)
         self._acceptor.start()
 
@@ -100,15 +107,38 @@ class CrashService:
 
     def fail(self, call: str, **settings: Any) -> None:
         """Makes the next requests of the call ("first", "put", "commit") fail; see faults.Fault."""
-        self._plan.add(call, Fault(**settings))
+        self.add_fault(call, Fault(**settings))
 
     def add_fault(self, call: str, fault: Fault) -> None:
         """The same with a ready-made fault."""
+        if fault.connect in VARIANTS and fault.connect not in self._contexts:
+            certificates = ensure_certificates(self._certificate_folder, fault.connect)
+            self._contexts[fault.connect] = _tls_context(certificates)
         self._plan.add(call, fault)
+        if call == "first":
+            self._expect(call)
 
     def clear_faults(self) -> None:
         """From the next request on everything is answered as it should be."""
         self._plan.clear()
+        self._connect_fault = None
+        self._listening.wait(_STOP_SECONDS)
+
+    def _expect(self, call: str) -> bool:
+        """Gets ready for the next call; true when it must not come on a connection that is there."""
+        self._connect_fault = self._plan.connection(call)
+        if self._connect_fault is None:
+            return False
+        if self._connect_fault == "refused":
+            self._listening.clear()
+            with contextlib.suppress(OSError):  # Wakes up the acceptor, too.
+                self._listener.shutdown(socket.SHUT_RDWR)
+        with self._connections_lock:
+            connections = list(self._connections.values())
+        for connection, busy in connections:
+            if not busy[0]:
+                connection.interrupt()
+        return True
 
     @property
     def reports(self) -> List[Report]:
@@ -143,18 +173,34 @@ class CrashService:
             except socket.timeout:
                 continue
             except OSError:  # Out of descriptors, say: others must end first.
-                self._stopping.wait(_ACCEPT_POLL_SECONDS)
+                self._listen_again()
                 continue
             thread = threading.Thread(target=self._serve, args=(plain,), daemon=True)
             thread.start()
 
+    def _listen_again(self) -> None:
+        """Waits until connections are no longer to be refused, if they are."""
+        if self._listening.is_set():
+            self._stopping.wait(_ACCEPT_POLL_SECONDS)
+            return
+        self._listener.close()
+        while self._connect_fault == "refused" and not self._stopping.wait(_FAULT_POLL_SECONDS):
+            pass
+        self._listener = _listen(self.port)
+        self._listening.set()
+
     def _serve(self, plain: socket.socket) -> None:
         """A connection's life, in its own thread, the TLS handshake included."""
+        fault = self._connect_fault
+        if fault in ("reset", "garbage"):
+            _break_off(plain, fault)
+            return
+        context = self._contexts.get(fault or "", self._contexts[self._variant])
         with contextlib.ExitStack() as stack:
             try:
                 plain.settimeout(_IDLE_SECONDS)
                 plain.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-                sock = self._context.wrap_socket(
+                sock = context.wrap_socket(
                     plain, server_side=True, do_handshake_on_connect=False
                 )
             except OSError:  # The client is gone already.
@@ -206,12 +252,12 @@ class CrashService:
             return False
         ordinary = self._calls.answer(exchange, fault)
         answer = fault.apply(ordinary, self._calls.redirect_url(exchange)) if fault else ordinary
-        silent = fault and (fault.reset == "before" or fault.close or fault.never)
-        if not silent:
+        if not (fault and fault.is_silent()):
             exchange.status, exchange.answer = answer.status, answer.body
         self._record(exchange)
         try:
-            return self._deliver(connection, answer, fault, head)
+            must_end = self._expect(_NEXT_CALL.get(exchange.call, ""))
+            return self._deliver(connection, answer, fault, head.wants_close() or must_end)
         finally:
             if exchange.made_commit:
                 with self._changed:
@@ -240,7 +286,7 @@ class CrashService:
         return False
 
     def _deliver(
-        self, connection: Connection, answer: Answer, fault: Optional[Fault], head: RequestHead
+        self, connection: Connection, answer: Answer, fault: Optional[Fault], close: bool
     ) -> bool:
         """Sends the answer as the fault wants it; whether the connection goes on."""
         fault = fault or Fault()
@@ -249,15 +295,21 @@ class CrashService:
             return False
         if self._stopping.wait(fault.delay) or fault.close:
             return False
-        if fault.reset == "before":
+        if fault.interim:
+            connection.send_interim(fault.interim)
+        if fault.raw is not None:
+            connection.send_raw(fault.raw.replace(b"{body}", answer.body))
+        elif fault.reset == "before":
             connection.reset()
         elif fault.truncate or fault.reset == "middle":
             connection.send_half(answer)
             if fault.reset:
                 connection.reset()
         else:
-            close = head.wants_close()
+            close = close or fault.reset is not None
             connection.send(answer, chunked=fault.chunked, close=close)
+            if fault.reset:
+                connection.reset()
             return not close
         return False
 
@@ -288,6 +340,23 @@ class CrashService:
         if self._log is not None:
             with self._log_lock:
                 self._log(line)
+
+
+def _tls_context(certificates: Certificates) -> ssl.SSLContext:
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    context.load_cert_chain(certificates.certificate, certificates.key)
+    return context
+
+
+def _break_off(plain: socket.socket, fault: str) -> None:
+    """Ends a connection before TLS: with a reset, or with something that is no TLS."""
+    with contextlib.suppress(OSError), plain:
+        plain.settimeout(_STOP_SECONDS)
+        plain.recv(4096)
+        if fault == "garbage":
+            plain.sendall(b"HTTP/1.1 400 Bad Request\r\n\r\n")
+        else:
+            plain.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
 
 
 def _listen(port: int) -> socket.socket:

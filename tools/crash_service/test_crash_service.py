@@ -438,6 +438,7 @@ class FaultTest(ServiceTest):
             ({"reset": "before"}, True),
             ({"reset": "body"}, True),
             ({"reset": "middle"}, True),
+            ({"reset": "after"}, True),
             ({"truncate": True}, False),
             ({"close": True}, False),
         ]
@@ -450,6 +451,42 @@ class FaultTest(ServiceTest):
                         service.fail("first", times=1, **settings)
                         sock.sendall(head + b"x" * 100)
                         self.assertEqual(ends_in_reset(plain), expected)
+
+    def test_connections_fail_for_the_call_that_they_were_ordered_for(self) -> None:
+        errors: Dict[str, Any] = {
+            "refused": ConnectionRefusedError, "reset": self.ENDED, "garbage": ssl.SSLError,
+            "expired": ssl.SSLCertVerificationError, "wrong-name": ssl.SSLCertVerificationError,
+            "unknown-ca": ssl.SSLCertVerificationError,
+        }
+        with self.service() as service:
+            for connect, error in errors.items():
+                for call, answered in (("first", 0), ("put", 1), ("commit", 2)):
+                    with self.subTest(connect=connect, call=call):
+                        service.fail(call, connect=connect)
+                        client = Client(service.port)
+                        with self.assertRaises(error):
+                            client.upload()
+                        self.assertEqual(client.statuses, [200] * answered)
+                        service.clear_faults()
+                        self.assertEqual(client.upload()["status"], "success")
+
+    def test_raw_and_informational_answers(self) -> None:
+        with self.service() as service:
+            service.fail("first", raw=b"HTTP/1.1 200 Fine\r\n\r\n{body} ", interim=103, times=1)
+            service.fail("put", raw=b"nonsense")
+            with self.raw(service) as sock:
+                sock.sendall(
+                    b"POST /api/getCrashUploadUrl?appName=A&appVersion=1&crashTypeId=1"
+                    b"&crashPostSize=1 HTTP/1.1\r\nContent-Length: 0\r\n"
+                    b"User-Agent: Wrenfall/9.0.0-dev\r\n\r\n"
+                )
+                answer = read_until(sock, b"} ").decode()
+            self.assertRegex(
+                answer, r'^HTTP/1.1 103 .*\r\n\r\nHTTP/1.1 200 Fine\r\n\r\n{"status":"success",.*} $'
+            )
+            with self.assertRaises(http.client.BadStatusLine):
+                Client(service.port).upload()
+            self.assertEqual([r.status for r in service.requests], [200, 200, None])
 
     def test_half_of_a_truncated_answer_arrives(self) -> None:
         with self.service() as service:

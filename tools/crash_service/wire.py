@@ -88,6 +88,14 @@ class Connection:
         if chunked:
             self._socket.sendall(b"0\r\n\r\n")
 
+    def send_interim(self, status: int) -> None:
+        """Sends an informational answer, which the real one follows."""
+        self._socket.sendall(Answer(status).head())
+
+    def send_raw(self, data: bytes) -> None:
+        """Sends the bytes as they are."""
+        self._socket.sendall(data)
+
     def send_half(self, answer: Answer) -> None:
         """Sends the head, which promises the whole body, but only half of the body."""
         if answer.length < 2:  # Nothing to halve: promise something and send none of it.
