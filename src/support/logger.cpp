@@ -1,10 +1,11 @@
 #include "support/logger.h"
 
-#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 #include "support/clock.h"
 #include "support/files.h"
+#include "support/json_text.h"
 #include "support/process.h"
 #include "support/scrub.h"
 
@@ -26,6 +27,31 @@ const char* level_name(wrenfall_log_level level) {
   }
 }
 
+// The length of the control character or line break at the position; 0 when there is none. In UTF-8
+// those beyond ASCII are U+0080 to U+009F, U+2028 and U+2029.
+size_t control_length(std::string_view text, size_t position) {
+  const auto at = [&](size_t i) {
+    return position + i < text.size() ? static_cast<unsigned char>(text[position + i]) : 0u;
+  };
+  if (at(0) < 0x20 || at(0) == 0x7F) return 1;
+  if (at(0) == 0xC2 && at(1) >= 0x80 && at(1) < 0xA0) return 2;
+  if (at(0) == 0xE2 && at(1) == 0x80 && (at(2) == 0xA8 || at(2) == 0xA9)) return 3;
+  return 0;
+}
+
+// What a service answered may hold line breaks, which must not look like lines of the log's own,
+// and orders to the terminal that shows it.
+std::string on_one_line(std::string_view message) {
+  std::string line;
+  line.reserve(message.size());
+  for (size_t i = 0; i < message.size();) {
+    const size_t control = control_length(message, i);
+    line += control == 0 ? message[i] : ' ';
+    i += control == 0 ? 1 : control;
+  }
+  return line;
+}
+
 }  // namespace
 
 std::string log_line(wrenfall_log_level level, const std::string& message) {
@@ -34,11 +60,7 @@ std::string log_line(wrenfall_log_level level, const std::string& message) {
   std::snprintf(head, sizeof head, "[%04d-%02d-%02d %02d:%02d:%02d] [%lu] %s ", now.year, now.month,
                 now.day, now.hour, now.minute, now.second,
                 static_cast<unsigned long>(current_process_id()), level_name(level));
-  std::string line = head + message;
-  // What a service answered may hold line breaks; it must not look like lines of its own.
-  std::replace_if(
-      line.begin(), line.end(), [](unsigned char c) { return c < 0x20; }, ' ');
-  return line + "\n";
+  return head + on_one_line(message) + "\n";
 }
 
 void Logger::detach_callback() {
@@ -60,7 +82,8 @@ void Logger::log_arguments(wrenfall_log_level level, const char* format, va_list
   char formatted[kMessageCapacity];
   formatted[0] = '\0';
   std::vsnprintf(formatted, sizeof formatted, format, arguments);
-  const std::string message = scrub_user_names(formatted);
+  // The host was promised UTF-8; what a service answered, or a cut through a character, is none.
+  const std::string message = valid_utf8(scrub_user_names(formatted));
 
   const std::lock_guard<std::mutex> lock(mutex_);
   if (callback_) callback_(level, message);

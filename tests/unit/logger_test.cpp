@@ -42,6 +42,8 @@ TEST(Logger, CutsTo4095BytesBeforeScrubbing) {
   const std::pair<std::string, std::string> cases[] = {
       {std::string(4095, 'x'), std::string(4095, 'x')},
       {std::string(5000, 'x'), std::string(4095, 'x')},
+      {std::string(4094, 'x') + "\xC3\xBC", std::string(4094, 'x') + "\xEF\xBF\xBD"},
+      {"raw \xFF, whole \xC3\xBC", "raw \xEF\xBF\xBD, whole \xC3\xBC"},
       // Scrubbed first, the tail would have fitted in.
       {"/home/" + name + "/tail", "/home/..."},
       // Cut in front of the name, of which nothing is left to scrub, and behind its first letter.
@@ -51,6 +53,24 @@ TEST(Logger, CutsTo4095BytesBeforeScrubbing) {
     CaptureLog log;
     log.logger.info("%s", message.c_str());
     EXPECT_EQ(log.lines, Lines{"1 " + logged}) << message.substr(0, 20);
+  }
+}
+
+TEST(Logger, MessageStaysOnItsLine) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a\nb\r\nc\td", "a b  c d"},
+      {"bell\x07, escape\x1b[2J, delete\x7f", "bell , escape [2J, delete "},
+      {"next line \xC2\x85, order \xC2\x9B"
+       "2J",
+       "next line  , order  2J"},
+      {"separators \xE2\x80\xA8 and \xE2\x80\xA9", "separators   and  "},
+      {"kept: \xC2\xA0 \xC3\x9B \xE2\x80\xA7 \xE2\x82\xA8 \xC2",
+       "kept: \xC2\xA0 \xC3\x9B \xE2\x80\xA7 \xE2\x82\xA8 \xC2"},
+      {"cut \xE2\x80", "cut \xE2\x80"},
+      {"[2030-01-01 00:00:00] [1] ERROR x\n[2030", "[2030-01-01 00:00:00] [1] ERROR x [2030"}};
+  for (const auto& [message, written] : cases) {
+    const std::string line = log_line(1, message);
+    EXPECT_EQ(line.substr(line.find("INFO ") + 5), written + "\n") << message;
   }
 }
 
