@@ -20,6 +20,7 @@ constexpr int kConnectTimeoutMs = 60000;
 constexpr int kSendTimeoutMs = 300000;
 constexpr int kReceiveTimeoutMs = 300000;
 constexpr size_t kChunkSize = 8192;
+constexpr DWORD kFirstFinalStatus = 200;
 
 struct InternetHandleTraits {
   using Handle = HINTERNET;
@@ -148,7 +149,8 @@ HttpResponse receive(HINTERNET request) {
     return transport_failure();
   }
   HttpResponse response;
-  response.body = read_body(request);
+  // An informational answer, which some systems pass on, is not followed by a body to wait for.
+  if (status >= kFirstFinalStatus) response.body = read_body(request);
   response.result = WRENFALL_OK;
   response.status = static_cast<int32_t>(status);
   return response;

@@ -153,6 +153,9 @@ TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
   const auto old_time = fs::file_time_type::clock::now() - std::chrono::minutes(2);
   fs::last_write_time(store_.add("old/minidump.dmp", dump_of(kGoneSession.text())), old_time);
   store_.add("old/log.txt", "copied");
+  // The clock was wrong for a while.
+  fs::last_write_time(store_.add("future/minidump.dmp", dump_of(kGoneSession.text())),
+                      fs::file_time_type::clock::now() + std::chrono::hours(9000));
   store_.add("young/minidump.dmp", dump_of(kGoneSession.text()));
   fs::last_write_time(store_.add("done/minidump.dmp", dump_of(kGoneSession.text())), old_time);
   store_.add("done/WrenfallCrashData.json", "{}");
@@ -165,6 +168,7 @@ TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
   ASSERT_TRUE(load(store_.path() / "old", record));
   EXPECT_EQ(record.crashpadReportId, "03020100-0504-0706-0809-0a0b0c0d0e0f");
   EXPECT_EQ(record.attachments, std::vector<std::string>{"log.txt"});
+  EXPECT_TRUE(path_exists(store_.path() / "future" / kCrashDataFile));
   EXPECT_FALSE(path_exists(store_.path() / "young" / kCrashDataFile));
   EXPECT_FALSE(path_exists(store_.path() / "held" / kCrashDataFile));
   EXPECT_EQ(file_text(store_.path() / "done" / kCrashDataFile), "{}");

@@ -14,6 +14,13 @@ std::string lower(std::string text) {
 }
 
 TEST(AttachmentNames, GivesEachFileANameOfItsOwn) {
+  const std::string long_name = std::string(251, 'n') + ".txt";
+  const auto accents = [](size_t count) {
+    std::string text;
+    while (text.size() < 2 * count) text += "\xC3\xA9";
+    return text;
+  };
+  const std::string long_accents = accents(125) + "x.txt";
   const struct {
     std::vector<std::string> names;
     std::vector<std::string> expected;
@@ -33,6 +40,11 @@ TEST(AttachmentNames, GivesEachFileANameOfItsOwn) {
       // The system takes each of these for the name without its end.
       {{"result.json. .", "a:b.txt", "..."}, {"result (2).json", "a_b.txt", "attachment"}},
       {{"caf\xC3\xA9.txt", "caf\xC3\xA9.txt"}, {"caf\xC3\xA9.txt", "caf\xC3\xA9 (2).txt"}},
+      // No longer than a name may be, and not cut inside a character.
+      {{long_name, long_name}, {long_name, std::string(247, 'n') + " (2).txt"}},
+      {{long_accents, long_accents}, {long_accents, accents(123) + " (2).txt"}},
+      {{"." + long_name, "." + long_name},
+       {"." + long_name, "." + std::string(246, 'n') + " (2).txt"}},
   };
   for (const auto& row : rows) {
     std::set<std::string> taken;

@@ -107,6 +107,25 @@ TEST(FilesWin, ArchiveOrderIsThatOfUtf16) {
   for (size_t i = 0; i < std::size(names); ++i) EXPECT_EQ((*entries)[i].name, names[i]);
 }
 
+TEST(FilesWin, ReadingWaitsForWhoHoldsTheFileForAMoment) {
+  const TempDir dir;
+  put_file(dir / "f", "x");
+  int read = 0;
+  // On a busy machine the moment may last longer than the patience; not every time.
+  for (int attempt = 0; attempt < 50 && read == 0; ++attempt) {
+    ScopedFile holder = hold_open(dir / "f", 0);
+    ASSERT_TRUE(holder);
+    std::thread releaser([&holder] {
+      Sleep(20);
+      holder.reset();
+    });
+    std::string bytes;
+    if (read_file(dir / "f", bytes)) ++read;
+    releaser.join();
+  }
+  EXPECT_EQ(read, 1);
+}
+
 TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
   const TempDir dir;
   const auto folder = dir.make_folder("report");
