@@ -57,7 +57,13 @@ UploadResult send_claimed(State& state, const fs::path& folder, const Amendments
   } else {
     return refuse(state, folder);
   }
-  return deliver(make_http_client().get(), folder, record, nullptr);
+  UploadResult outcome = deliver(make_http_client().get(), folder, record, nullptr);
+  // The folder's own log may be gone with it.
+  if (outcome.result != WRENFALL_OK) {
+    state.logger.error("Report not sent: %s: %s (http %d)", path_to_utf8(folder).c_str(),
+                       outcome.error.c_str(), outcome.httpStatus);
+  }
+  return outcome;
 }
 
 bool is_owned_by_this_process(const fs::path& folder) {

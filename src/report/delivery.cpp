@@ -7,6 +7,7 @@
 
 #include "report/report_result.h"
 #include "report/retry_policy.h"
+#include "support/files.h"
 #include "support/paths.h"
 #include "upload/uploader.h"
 
@@ -58,6 +59,8 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
                      Logger* retry_logger) {
   Logger folder_logger(folder / kLogFile);
   UploadResult outcome = upload(http, folder, record, folder_logger);
+  // Writing a result would make anew what somebody has removed meanwhile.
+  if (!is_folder(folder)) return outcome;
   // Where the result cannot be written, the retry rule still decides.
   write_result(folder, make_report_result(outcome));
   apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.httpStatus,
