@@ -20,6 +20,9 @@ namespace {
 // The end of the name under which a record is written before it takes the place of the old one.
 constexpr std::string_view kTemporaryEnd = ".tmp";
 
+// What every file system takes as a name.
+constexpr size_t kMaxNameBytes = 255;
+
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool same_name(std::string_view a, std::string_view b) {
@@ -33,6 +36,16 @@ std::string clean_name(std::string_view name) {
   std::string clean = sanitize_path_component(name);
   clean.erase(clean.find_last_not_of(". ") + 1);
   return clean.empty() ? "attachment" : clean;
+}
+
+// The name with a number before its extension, which begins at `stem`; the rest is cut so that the
+// whole is not too long.
+std::string numbered_name(const std::string& name, size_t stem, unsigned number) {
+  const std::string tail = " (" + std::to_string(number) + ")" + name.substr(stem);
+  size_t length = std::min(stem, kMaxNameBytes - std::min(kMaxNameBytes, tail.size()));
+  // Not in the middle of a character.
+  while (length > 0 && length < stem && (name[length] & 0xC0) == 0x80) --length;
+  return name.substr(0, length) + tail;
 }
 
 // Asks the file system itself, whose rules of upper and lower case are not repeated here.
@@ -78,7 +91,7 @@ std::string free_attachment_name(std::string_view name,
   const size_t dot = first.rfind('.');
   const size_t stem = dot == std::string::npos || dot == 0 ? first.size() : dot;
   for (unsigned number = 2; is_reserved_file_name(candidate) || is_taken(candidate); ++number) {
-    candidate = first.substr(0, stem) + " (" + std::to_string(number) + ")" + first.substr(stem);
+    candidate = numbered_name(first, stem, number);
   }
   return candidate;
 }
