@@ -33,7 +33,8 @@ class ClaimedDump {
   bool read_at(uint64_t offset, void* buffer, size_t size) const;
   ReadAt reader() const;  // valid as long as this object
 
-  // Since the dump was written last; 0 when the system does not tell.
+  // Since the dump was written last; 0 when the system does not tell. A time to come counts like one
+  // that is past: the clock was set back since.
   std::chrono::seconds age() const;
 
   // Renames the file, within its volume, and keeps it claimed. False, with error() set, when that

@@ -73,9 +73,10 @@ std::chrono::seconds ClaimedDump::age() const {
   FILETIME now{};
   if (!GetFileTime(file_.get(), nullptr, nullptr, &written)) return std::chrono::seconds(0);
   GetSystemTimeAsFileTime(&now);
-  if (ticks_of(now) < ticks_of(written)) return std::chrono::seconds(0);
+  const uint64_t from = ticks_of(written);
+  const uint64_t to = ticks_of(now);
   constexpr uint64_t kTicksPerSecond = 10'000'000;
-  return std::chrono::seconds((ticks_of(now) - ticks_of(written)) / kTicksPerSecond);
+  return std::chrono::seconds((to < from ? from - to : to - from) / kTicksPerSecond);
 }
 
 bool ClaimedDump::move_to(const std::filesystem::path& target) {

@@ -99,6 +99,8 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
 
 void DumpCollector::finish_half_made_folders() {
   for (const fs::path& folder : list_folder(places_.store)) {
+    // No monitor makes a link; what one leads to is not the store's.
+    if (is_link(folder)) continue;
     if (!path_exists(folder / kCrashDataFile) && is_file(folder / kReportDumpFile)) {
       finish_half_made_folder(folder);
     }

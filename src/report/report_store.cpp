@@ -79,6 +79,8 @@ std::vector<fs::path> pending_report_folders(const fs::path& root) {
 }
 
 bool remove_report_folder(const fs::path& folder) {
+  // What a link leads to is not the store's.
+  if (is_link(folder)) return remove_entry(folder);
   const fs::path record = folder / kCrashDataFile;
   const fs::path result = folder / kResultFile;
   bool emptied = true;
@@ -94,6 +96,7 @@ bool discard_report_folder(const fs::path& root, const fs::path& folder) {
   if (!lies_in_store(root, target) && !is_file(target / kCrashDataFile)) return false;
   const auto claim = FolderClaim::try_take(target);
   if (!claim) return false;
+  if (is_link(target)) return remove_report_folder(target);
   // From here on it is not pending, even if not all of it can be deleted.
   ReportResult given_up;
   given_up.status = "failed";

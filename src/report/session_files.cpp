@@ -86,6 +86,8 @@ fs::path kept_session_file(const fs::path& root, const SessionTag& session) {
 }
 
 void sweep_sessions(const fs::path& root) {
+  // What a link leads to is not the store's.
+  if (is_link(root / kSessionsFolder)) return;
   const bool keep_attachments = has_dumps(root);
   for (const fs::path& file : list_folder(root / kSessionsFolder)) {
     if (!is_file(file)) continue;

@@ -19,8 +19,9 @@ class DirectoryIterationError : public std::filesystem::filesystem_error {
       : filesystem_error("directory_iterator::operator++", directory, error) {}
 };
 
-// Reads a whole file; false when it cannot be opened or read. Never keeps another process from
-// replacing or removing the file meanwhile.
+// Reads a whole file; false when it cannot be opened or read. Waits for a moment where somebody has
+// it open without sharing. Never keeps another process from replacing or removing the file
+// meanwhile.
 bool read_file(const std::filesystem::path& path, std::string& bytes);
 
 // Replaces a file as a whole through "<path>.tmp", so that no reader ever sees a part of it.
@@ -48,6 +49,9 @@ std::vector<std::filesystem::path> list_folder(const std::filesystem::path& fold
 bool path_exists(const std::filesystem::path& path);
 bool is_file(const std::filesystem::path& path);
 bool is_folder(const std::filesystem::path& path);
+
+// Whether the entry is a symbolic link or a junction, which leads elsewhere.
+bool is_link(const std::filesystem::path& path);
 
 // The last write of a regular file in 100 ns units of the system; only good for comparison.
 std::optional<int64_t> file_write_time(const std::filesystem::path& path);

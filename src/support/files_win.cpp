@@ -15,8 +15,9 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t kLargestRead = size_t{1} << 30;
-constexpr int kReplaceAttempts = 20;
-constexpr DWORD kReplacePauseMs = 5;
+// Readers and virus scanners hold a file for moments only.
+constexpr int kInUseAttempts = 20;
+constexpr DWORD kInUsePauseMs = 5;
 
 struct FindHandleTraits {
   using Handle = HANDLE;
@@ -40,6 +41,16 @@ bool for_each_entry(const fs::path& folder, DWORD& error, Visit visit) {
   error = GetLastError();
   if (error == ERROR_NO_MORE_FILES) error = ERROR_SUCCESS;
   return true;
+}
+
+ScopedFile open_for_reading(const fs::path& path) {
+  for (int attempt = 1;; ++attempt) {
+    ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (file || GetLastError() != ERROR_SHARING_VIOLATION || attempt == kInUseAttempts) return file;
+    Sleep(kInUsePauseMs);
+  }
 }
 
 DWORD attributes_of(const fs::path& path) { return GetFileAttributesW(path.c_str()); }
@@ -71,6 +82,11 @@ bool is_folder(const fs::path& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+bool is_link(const fs::path& path) {
+  const DWORD attributes = attributes_of(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
 bool remove_entry(const fs::path& path) {
   const DWORD attributes = attributes_of(path);
   if (attributes == INVALID_FILE_ATTRIBUTES) return true;
@@ -90,9 +106,7 @@ bool remove_entry(const fs::path& path) {
 bool remove_folder(const fs::path& folder) { return !is_file(folder) && remove_entry(folder); }
 
 bool read_file(const fs::path& path, std::string& bytes) {
-  const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const ScopedFile file = open_for_reading(path);
   LARGE_INTEGER size{};
   if (!file || !GetFileSizeEx(file.get(), &size)) return false;
   try {
@@ -116,10 +130,9 @@ bool replace_file(const fs::path& from, const fs::path& to) {
   for (int attempt = 1;; ++attempt) {
     if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING)) return true;
     const DWORD error = GetLastError();
-    // Readers and virus scanners hold a file for moments only.
     const bool in_use = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
-    if (!in_use || attempt == kReplaceAttempts) return false;
-    Sleep(kReplacePauseMs);
+    if (!in_use || attempt == kInUseAttempts) return false;
+    Sleep(kInUsePauseMs);
   }
 }
 
