@@ -134,6 +134,8 @@ int refuse(const MonitorOptions& options, Logger& logger) {
 }
 
 int run() {
+  // Nothing that a system library loads later is to come from the program's or the current folder.
+  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   // A missing disk or a crash in here must not bring up a dialog.
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   // When the user logs off, this process ends after the one it watches.

@@ -59,6 +59,8 @@ int send(const fs::path& folder, Logger& logger) {
 }
 
 int run() {
+  // Nothing that a system library loads later is to come from the program's or the current folder.
+  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   const ReporterOptions options = parse_reporter_options(program_arguments());
   Logger logger;

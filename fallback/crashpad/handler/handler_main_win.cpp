@@ -126,6 +126,8 @@ class Handler {
 };
 
 int run_handler() {
+  // Nothing that a system library loads later is to come from the program's or the current folder.
+  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   // A missing disk or a crash in here must not bring up a dialog.
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   ProcessSuspension::resume_on_own_crash();
