@@ -64,8 +64,9 @@ class Host:
     """A test_host process. `do` sends one command and returns its answer."""
 
     def __init__(self, folder=BIN):
-        self.process = wine(Path(folder) / "test_host.exe", stdin=subprocess.PIPE,
-                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        # Signals stay as this process has them: beyond a limit of file sizes writes fail, and end nobody.
+        self.process = wine(Path(folder) / "test_host.exe", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                            stderr=subprocess.DEVNULL, restore_signals=False)
 
     def do(self, *words):
         self.process.stdin.write(("\t".join(map(str, words)) + "\n").encode())

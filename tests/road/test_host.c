@@ -266,6 +266,22 @@ static void edit_report(char** word, int count) {
   answer(index);
 }
 
+static HANDLE held = INVALID_HANDLE_VALUE;
+
+/* Opens a file without sharing it, in place of the one held before; an empty name opens none. */
+static void hold(const char* path) {
+  static wchar_t wide[4096];
+  if (held != INVALID_HANDLE_VALUE) CloseHandle(held);
+  held = INVALID_HANDLE_VALUE;
+  if (path == NULL || *path == '\0') {
+    answer(0);
+    return;
+  }
+  MultiByteToWideChar(CP_UTF8, 0, path, -1, wide, 4096);
+  held = CreateFileW(wide, GENERIC_READ, 0, NULL, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, NULL);
+  answer(held == INVALID_HANDLE_VALUE);
+}
+
 static void print_text(const char* text) {
   printf("%s\n", text == NULL ? "-" : text);
   fflush(stdout);
@@ -342,6 +358,8 @@ static void execute(char** word, int count) {
     answer(wer_registrations);
   } else if (strcmp(word[0], "wer_context") == 0) {
     answer((long long)(intptr_t)wer_context);
+  } else if (strcmp(word[0], "hold") == 0) {
+    hold(first);
   } else if (strcmp(word[0], "pid") == 0) {
     answer(GetCurrentProcessId());
   } else if (strcmp(word[0], "crash") == 0) {

@@ -1,0 +1,280 @@
+"""A store in trouble: full, unusable, locked, vanishing, crowded, linked elsewhere, with names at the limit."""
+
+import json
+import os
+import resource
+import shutil
+import threading
+import time
+import unittest
+
+from harness import BUILD, RECORD, SERVICE_PORT, RoadTest, unix_path, wait_for, windows_path
+
+from service import CrashService
+
+DEAD = 4294967288  # no process has this id
+
+
+class StoreTrouble(RoadTest):
+    def setUp(self):
+        super().setUp()
+        self.service = CrashService(self.folder / "service", port=SERVICE_PORT, certificates=BUILD / "certificates")
+        self.service.start()
+        self.addCleanup(self.service.stop)
+
+    @staticmethod
+    def limit_files(host, size):
+        """From now on the process can write no file beyond the size, as on a full disk. -1: no limit."""
+        resource.prlimit(host.process.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
+
+    def send(self, host, folder):
+        return tuple(map(int, host.do("send", windows_path(folder)).split()[:2]))
+
+    def pending(self, host):
+        return sorted(unix_path(path).name for path in filter(None, host.do("pending").split("\t")))
+
+    def test_full_disk_while_sending(self):
+        host = self.host()
+        folder = self.make_report()
+        (folder / "large").write_bytes(os.urandom(200_000))
+        self.limit_files(host, 100_000)
+        self.assertEqual((7, 0), self.send(host, folder))
+        self.assertFalse(folder.exists())
+        self.assertIn("report: could not create the report zip (http 0)", self.log())
+        self.limit_files(host, 0)
+        folder = self.make_report()
+        self.assertEqual((7, 0), self.send(host, folder))
+        self.assertFalse(folder.exists())
+        self.limit_files(host, -1)
+        self.assertEqual((0, 200), self.send(host, self.make_report()))
+
+    def test_full_disk_while_posting(self):
+        host = self.host()
+        self.limit_files(host, 0)
+        for words in (("feedback", "title", "text"), ("asan", "text")):
+            self.assertEqual("7 7 0 0 0 -", host.do("post", *words))
+        self.assertEqual(["Wrenfall.log", "crashpad", "sessions"], sorted(os.listdir(self.store)))
+        self.assertEqual(("0", "7"), (host.do("set_notes", "n"), host.do("add_attachment", windows_path(__file__))))
+        self.limit_files(host, -1)
+        self.assertEqual("0 0 0 0 0 -", host.do("post", "feedback", "title", "text"))
+        self.only_report()
+
+    def test_full_disk_while_capturing(self):
+        """Half a dump is no report, and does not keep the next one from being taken."""
+        limits = resource.getrlimit(resource.RLIMIT_FSIZE)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, limits[1]))  # The monitor and the handler inherit it.
+        try:
+            host = self.host()
+        finally:
+            resource.setrlimit(resource.RLIMIT_FSIZE, limits)
+        self.assertEqual("0", host.do("capture"))
+        host.do("shutdown")
+        host = self.host()
+        self.assertEqual("0", host.do("capture"))
+        folder = self.only_report()
+        self.assertGreater((folder / "minidump.dmp").stat().st_size, 100_000)
+
+    def test_unusable_stores(self):
+        (self.folder / "file").write_text("x")
+        for place in ("Z:\\proc\\wrenfall", "Q:\\nowhere", windows_path(self.folder / "file"),
+                      windows_path(self.folder / "file" / "below"), "\\\\?\\", "C:\\a|b", "con\\x"):
+            with self.subTest(place=place):
+                host = self.host(init=False)
+                host.do("set", "store_dir", place)
+                self.assertEqual(["5", "", "3"], [host.do("init"), host.do("pending"), host.do("capture")])
+                self.assertEqual("x", (self.folder / "file").read_text())
+                # The process can start over with a better one.
+                host.do("options", "127", "Road Test", "1.2/3")
+                host.do("set", "store_dir", windows_path(self.store))
+                self.assertEqual("0", host.do("init"))
+
+    def test_locked_files(self):
+        """Another process has a file of the report open without sharing it."""
+        table = [
+            # which file; the send's result; what is left; the line in the log
+            ("data.txt", (7, 0), {RECORD, "data.txt", "result.json"}, "could not create the report zip (http 0)"),
+            (RECORD, (7, 0), {RECORD, "data.txt"}, "cannot be read"),
+            ("WrenfallCrash.zip", (7, 0), {RECORD, "WrenfallCrash.zip", "result.json"}, "could not create the report"),
+            ("result.json", (0, 200), {"result.json"}, ""),
+        ]
+        host, other = self.host(), self.host()
+        for name, result, left, line in table:
+            with self.subTest(name=name):
+                folder = self.make_report()
+                (folder / name).touch()
+                self.assertEqual("0", other.do("hold", windows_path(folder / name)))
+                self.assertEqual(result, self.send(host, folder))
+                self.assertEqual(left, set(os.listdir(folder)))
+                self.assertIn(line, self.log().splitlines()[-1])
+                self.assertEqual([], self.pending(host))
+                self.assertEqual("7", host.do("discard", windows_path(folder)))
+                self.assertEqual("0", other.do("hold", ""))
+                self.assertEqual([], self.pending(host))
+                self.assertEqual("0", host.do("discard", windows_path(folder)))
+                self.assertFalse(folder.exists())
+
+    def test_folder_that_vanishes_while_it_is_sent_stays_away(self):
+        host = self.host()
+        for status in (503, 404, 200):
+            folder = self.make_report(f"r{status}")
+            self.service.clear_faults()
+            self.service.fail("put", delay=0.5)
+            self.service.fail("commit", status=status)
+            got = []
+            sender = threading.Thread(target=lambda: got.append(self.send(host, folder)))
+            before = len(self.service.requests)
+            sender.start()
+            wait_for(lambda: len(self.service.requests) >= before + 2)
+            wait_for(lambda: not shutil.rmtree(folder, ignore_errors=True) and not folder.exists())
+            sender.join()
+            self.assertEqual([(0 if status == 200 else 11, status)], got)
+            self.assertFalse(folder.exists(), os.listdir(folder) if folder.exists() else "")
+
+    def test_folders_that_come_and_go_while_they_are_listed_and_sent(self):
+        host = self.host()
+        for number in range(25):
+            self.make_report(f"stays {number}")
+        done = threading.Event()
+
+        def come_and_go():
+            number = 0
+            while not done.is_set():
+                number += 1
+                folder = self.make_report(f"goes {number}")
+                shutil.rmtree(folder, ignore_errors=True)
+
+        thread = threading.Thread(target=come_and_go)
+        thread.start()
+        try:
+            for _ in range(30):
+                names = self.pending(host)
+                self.assertEqual(25, len([name for name in names if name.startswith("stays")]))
+            self.assertEqual("0", host.do("post_pending"))
+            wait_for(lambda: not list(self.store.glob("stays *")), 60)
+        finally:
+            done.set()
+            thread.join()
+        self.assertEqual(0, host.close())
+        committed = [report for report in self.service.reports if report.committed]
+        self.assertGreaterEqual(len(committed), 25)
+        self.assertEqual([], [p for p in self.service.problems if p.call != "first"])
+
+    def test_crowded_store(self):
+        for number in range(10_000):
+            self.make_report(f"r{number}")
+        (self.store / "sessions").mkdir()
+        for number in range(1_000):
+            (self.store / "sessions" / f"{DEAD}-{number}.json").write_text(
+                json.dumps({"pid": DEAD, "startTime": number, "attachments": []}))
+        started = time.monotonic()
+        host = self.host()
+        init = time.monotonic() - started
+        names = self.pending(host)
+        listing = time.monotonic() - started - init
+        self.assertEqual(10_000, len(names))
+        self.assertEqual(1, len(os.listdir(self.store / "sessions")))
+        print(f"10,000 reports, 1,000 stale sessions: init {init:.1f} s, pending list {listing:.1f} s")
+        self.assertLess(init, 60)
+        self.assertLess(listing, 60)
+
+    def test_times_of_any_kind(self):
+        for name, seconds in (("b", 4102444800), ("a", -2208988800), ("c", 13000000000), ("now", time.time())):
+            folder = self.make_report(name, crashTime="9999-99-99T99:99:99Z" if name == "b" else "1601-01-01T00:00:00Z")
+            os.utime(folder / RECORD, (seconds, seconds))
+        host = self.host()
+        listed = [unix_path(path).name for path in host.do("pending").split("\t")]
+        self.assertEqual(["a", "now", "b", "c"], listed)
+        for name in listed:
+            self.assertEqual((0, 200), self.send(host, self.store / name))
+
+    def outside(self):
+        """A folder of the user's that is a report as well; and what is in it."""
+        outside = self.folder / "outside"
+        shutil.rmtree(outside, ignore_errors=True)
+        shutil.copytree(self.make_report("template"), outside)
+        shutil.rmtree(self.store / "template")
+        (outside / "mine").mkdir()
+        for name in ("mine.txt", "mine.json", "mine/x.json", "minidump.dmp"):
+            (outside / name).write_text("the user's own")
+        return outside
+
+    def test_links_lead_nobody_out_of_the_store(self):
+        """Of a link at most the link is removed. Wine cannot even do that, and a discard says so."""
+        host = self.host()
+        for act in ("discard", "send", "fail"):
+            for inside in ("", "sub", "deep/sub"):
+                with self.subTest(act=act, inside=inside):
+                    outside = self.outside()
+                    report = self.store / "report"
+                    if inside:
+                        self.make_report("report")
+                    link = report / inside
+                    link.parent.mkdir(parents=True, exist_ok=True)
+                    link.symlink_to(outside, target_is_directory=True)
+                    self.service.clear_faults()
+                    if act == "fail":
+                        self.service.fail("first", status=404)
+                    command = "discard" if act == "discard" else "send"
+                    result = host.do(command, windows_path(report)).split()[0]
+                    self.assertIn(result, {"discard": "07", "send": "0", "fail": ("11",)}[act])
+                    if act != "discard":
+                        self.assertEqual([], self.pending(host))
+                    for name in ("mine.txt", "mine.json", "mine/x.json", "minidump.dmp", "data.txt", RECORD):
+                        self.assertTrue((outside / name).exists(), name)
+                    link.unlink(missing_ok=True)
+                    shutil.rmtree(report, ignore_errors=True)
+
+    def test_linked_sessions_are_not_swept(self):
+        outside = self.outside()
+        self.store.mkdir(exist_ok=True)
+        (self.store / "sessions").symlink_to(outside, target_is_directory=True)
+        (self.store / "half made").symlink_to(outside, target_is_directory=True)
+        (outside / RECORD).unlink()
+        os.utime(outside / "minidump.dmp", (1, 1))
+        host = self.host()
+        host.do("capture")
+        self.wait_for_reports(1)
+        host.do("shutdown")
+        self.assertLessEqual({"mine.txt", "mine.json", "mine", "minidump.dmp", "data.txt"}, set(os.listdir(outside)))
+        self.assertNotIn(RECORD, os.listdir(outside))
+
+    def test_names_at_the_limit(self):
+        host = self.host()
+        folder = self.make_report("n" * 255)
+        self.assertEqual(["n" * 255], self.pending(host))
+        self.assertEqual((0, 200), self.send(host, folder))
+        # Attachments of one long name, which a number must not make too long.
+        paths = []
+        for number in range(3):
+            path = self.folder / str(number) / ("a" * 251 + ".txt")
+            path.parent.mkdir()
+            path.write_text(str(number))
+            paths.append(windows_path(path))
+        self.assertEqual("0 0 0 0 0 -", host.do("post", "feedback", "title", "text", *paths))
+        folder = self.only_report()
+        names = self.record(folder)["attachments"]
+        self.assertEqual(["0", "1", "2"], [(folder / name).read_text() for name in names])
+        self.assertEqual((0, 200), self.send(host, folder))
+        self.assertEqual(4, len(self.service.reports[-1].entries))
+
+    def test_paths_beyond_260_characters(self):
+        self.store = self.folder / ("d" * 120) / ("e" * 120) / "store"
+        host = self.host(init=False)
+        self.assertEqual("0", host.do("init"))
+        self.assertEqual("0 0 0 0 0 -", host.do("post", "feedback", "title", "text"))
+        (folder,) = self.report_folders()
+        self.assertEqual((0, 200), self.send(host, folder))
+        self.assertFalse(folder.exists())
+
+    def test_names_that_differ_in_case_alone(self):
+        host = self.host()
+        folders = [self.make_report(name) for name in ("Report", "report", "REPORT")]
+        self.assertEqual(["REPORT", "Report", "report"], self.pending(host))
+        for left, folder in zip((2, 1, 0), folders):
+            self.assertEqual((0, 200), self.send(host, folder))
+            self.assertFalse(folder.exists())
+            self.assertEqual(left, len(self.pending(host)))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
