@@ -12,12 +12,12 @@
  * code page. Kept until the program ends, which it does at once when there is no memory. */
 static char** utf8_arguments(int* count) {
   wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), count);
-  char** const utf8 = wide == NULL ? NULL : calloc((size_t)*count + 1, sizeof *utf8);
+  char** const utf8 = wide == NULL ? NULL : (char**)calloc((size_t)*count + 1, sizeof *utf8);
   int i;
   if (utf8 == NULL) exit(2);
   for (i = 0; i < *count; ++i) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, NULL, 0, NULL, NULL);
-    utf8[i] = malloc((size_t)size);
+    utf8[i] = (char*)malloc((size_t)size);
     if (utf8[i] == NULL) exit(2);
     WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, utf8[i], size, NULL, NULL);
   }

@@ -10,10 +10,11 @@
 
 #include <windows.h>
 
+#include "crash_kinds.h"
+
 #define MAX_WORDS 16
 
 static wrenfall_options* options;
-static volatile int zero = 0;
 
 typedef void (*text_setter)(wrenfall_options*, const char*);
 typedef void (*number_setter)(wrenfall_options*, uint32_t);
@@ -66,6 +67,15 @@ static void answer(long long result) {
   fflush(stdout);
 }
 
+/* The message at which the logging callback crashes. */
+static char fatal_message[256];
+
+static void crash_at_message(wrenfall_log_level level, const char* message, void* user_data) {
+  (void)level;
+  (void)user_data;
+  if (strstr(message, fatal_message) != NULL) crash("access-violation");
+}
+
 static void set_option(const char* name, const char* value) {
   size_t i;
   for (i = 0; i < sizeof kTexts / sizeof *kTexts; ++i) {
@@ -81,6 +91,10 @@ static void set_option(const char* name, const char* value) {
       answer(0);
       return;
     }
+  }
+  if (strcmp(name, "crash_at_message") == 0) {
+    snprintf(fatal_message, sizeof fatal_message, "%s", value);
+    wrenfall_options_set_logger(options, crash_at_message, NULL);
   }
   if (strcmp(name, "open_support_url") == 0)
     wrenfall_options_set_open_support_url(options, atoi(value));
@@ -114,42 +128,6 @@ static void catch_wer_registration(void) {
   memcpy(jump + 2, &target, sizeof target);
   VirtualProtect(code, sizeof jump, PAGE_EXECUTE_READWRITE, &protection);
   answer(!WriteProcessMemory(GetCurrentProcess(), code, jump, sizeof jump, &written));
-}
-
-static int overflow(int depth) {
-  volatile char page[4096];
-  page[0] = (char)depth;
-  if (depth == zero) return page[0];
-  return overflow(depth + 1) + page[0];
-}
-
-static DWORD WINAPI overflow_thread(void* unused) {
-  (void)unused;
-  return (DWORD)overflow(1);
-}
-
-/* What a damaged stack cookie does: no filter is asked. */
-static void fail_fast(void) {
-#if defined(__GNUC__)
-  __asm__ volatile("int $0x29" : : "c"(2));
-#else
-  __fastfail(2);
-#endif
-}
-
-static void crash(const char* kind) {
-  volatile int* nowhere = NULL;
-  if (strcmp(kind, "access-violation") == 0) *nowhere = 1;
-  if (strcmp(kind, "stack-overflow") == 0) zero = overflow(1);
-  if (strcmp(kind, "stack-overflow-thread") == 0)
-    WaitForSingleObject(CreateThread(NULL, 0, overflow_thread, NULL, 0, NULL), INFINITE);
-  if (strcmp(kind, "abort") == 0) abort();
-  if (strcmp(kind, "fail-fast") == 0) fail_fast();
-  if (strcmp(kind, "exception") == 0) RaiseException(0xE0000042, 0, 0, NULL);
-  if (strcmp(kind, "after-foreign-filter") == 0) {
-    SetUnhandledExceptionFilter(NULL);
-    *nowhere = 1;
-  }
 }
 
 /* Uses that many names, one after the other; answers the last result. */

@@ -1,0 +1,80 @@
+"""Holds the table of docs/crash-coverage.md: what becomes of every kind of crash."""
+
+import re
+import subprocess
+import time
+import unittest
+
+from harness import BIN, ROOT, RoadTest, processes, wait_for, windows_path, wine
+
+import minidump  # of the crash service
+
+DOCUMENT = ROOT / "docs" / "crash-coverage.md"
+# The last is no failure of the runtime with MinGW, whose handlers then change nothing.
+RUNTIME_FAILURE_CODES = {"abort": 0xE0000001, "terminate": 0xE0000002, "pure-virtual": 0xC0000005}
+
+# Test: options of the host, what it does first, and the kind of crash that follows where it is not the test's name.
+# A message at which the logging callback crashes needs no other crash.
+STORIES = {
+    "before-init": ({}, [], "access-violation"),
+    "init-before-handler": ({"crash_at_message": "wrenfall 9"}, ["init"], None),
+    "init-after-handler": ({"crash_at_message": "SetUnhandledExceptionFilter guarded"}, ["init"], None),
+    "logging-callback": ({"crash_at_message": "holds no report"}, ["init", "send\tZ:\\no"], None),
+    "after-shutdown": ({}, ["init", "shutdown"], "access-violation"),
+    "foreign-filter-unguarded": ({"protect_exception_filter": 0}, ["init"], "foreign-filter"),
+}
+
+
+def rows():
+    """(test, outcome, code, seconds) of each row that has a test."""
+    pattern = r"^\|[^|]+\| `([\w-]+)` \| (report|no report|goes on)(?:, (0x[0-9A-F]{8}))? \| (\d+) s \|"
+    found = re.findall(pattern, DOCUMENT.read_text("utf-8"), re.M)
+    return [(test, outcome, int(code or "0", 16), int(seconds)) for test, outcome, code, seconds in found]
+
+
+class CrashCoverageTest(RoadTest):
+    def test_table(self):
+        self.assertGreater(len(rows()), 25)
+        self.assertLessEqual(set(STORIES), {test for test, *_ in rows()})
+        for test, outcome, code, seconds in rows():
+            with self.subTest(test=test):
+                self.store = self.folder / test
+                end, threads = self.play(test, seconds)
+                wait_for(lambda: not processes("WrenfallMonitor.exe", self.folder.name, test),
+                         what="the end of the monitor")
+                self.assertEqual(code & 0xFF, end)  # all that Unix sees of an exit code
+                dumps = self.dumps("crash")
+                self.assertEqual([code] if outcome == "report" else [], [dump.exception_code for dump in dumps])
+                if outcome == "report":
+                    self.assertIn(dumps[0].exception_thread, threads)
+                    self.assertTrue(any(name.endswith("test_host.exe") for name in dumps[0].module_names))
+                elif outcome == "goes on":
+                    self.assertEqual(-1, threads[-1])  # the host's answer after a crash that was none
+
+    def play(self, test, seconds):
+        """Tells a host the whole story at once; its exit code and the threads that it named."""
+        options, commands, kind = STORIES.get(test, ({}, ["init"], test))
+        host = self.host(init=False, **options)
+        if kind is not None:
+            commands = commands + ["crash\t" + kind]
+        start = time.monotonic()
+        output, _ = host.process.communicate("".join(line + "\n" for line in commands).encode(), timeout=120)
+        self.assertLess(time.monotonic() - start, seconds, "from init to the end")
+        return host.process.returncode, [int(word) for word in output.split()]
+
+    def dumps(self, kind):
+        records = [(folder, self.record(folder)) for folder in self.report_folders()]
+        return [minidump.Minidump((folder / record["dumpFile"]).read_bytes())
+                for folder, record in records if record["reportKind"] == kind]
+
+    def test_example_reports_failures_of_its_runtime(self):
+        for kind, code in RUNTIME_FAILURE_CODES.items():
+            with self.subTest(kind=kind):
+                self.store = self.folder / kind
+                example = wine(BIN / "runtime_failures.exe", windows_path(self.store), kind, stderr=subprocess.DEVNULL)
+                self.assertEqual(code & 0xFF, example.wait(60))
+                self.assertEqual(f"0x{code:08X}", self.record(self.only_report())["signalOrExceptionCode"])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
