@@ -126,9 +126,15 @@ static void test_null_objects(void) {
   wrenfall_options_free(options);
 }
 
+static LONG WINAPI own_filter(EXCEPTION_POINTERS* exception) {
+  (void)exception;
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+
 /* Each failed init must leave nothing behind: the next row begins at once. */
 static void test_failing_inits(void) {
   wrenfall_options* options;
+  SetUnhandledExceptionFilter(own_filter);
   CHECK_INT(WRENFALL_ERROR_INVALID_ARGUMENT, wrenfall_init(NULL));
   CHECK_INT(WRENFALL_ERROR_INVALID_ARGUMENT, wrenfall_init(wrenfall_options_new(NULL, NULL, NULL)));
 
@@ -163,6 +169,7 @@ static void test_failing_inits(void) {
 
   CHECK(!wrenfall_is_initialized());
   CHECK_INT(3, wrenfall_capture_report());
+  CHECK(SetUnhandledExceptionFilter(NULL) == own_filter);
 }
 
 static void test_capabilities(void) {

@@ -1,18 +1,9 @@
 #include "dump_reader.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <stdexcept>
 
 namespace {
-
-constexpr uint32_t kThreadList = 3;
-constexpr uint32_t kModuleList = 4;
-constexpr uint32_t kMemoryList = 5;
-constexpr uint32_t kException = 6;
-constexpr uint32_t kMemory64List = 9;
-constexpr uint32_t kAnnotations = 0x43500001;
-constexpr uint64_t kRipInContext = 0xF8;
 
 void require(bool condition, const std::string& what) {
   if (!condition) throw std::runtime_error(what);
@@ -79,46 +70,6 @@ void parse_annotation_objects(const Reader& reader, Location location, Annotatio
   }
 }
 
-void parse_exception(const Reader& reader, uint32_t rva, Dump* dump) {
-  dump->exception_thread = reader.u32(rva);
-  dump->exception_code = reader.u32(rva + uint64_t{8});
-  dump->exception_address = reader.number(rva + uint64_t{24}, 8);
-  const Location context = reader.location(rva + uint64_t{160});
-  reader.require_range(context.rva, context.size);
-  require(context.size > kRipInContext + 8, "size of the context");
-  dump->instruction_pointer = reader.number(context.rva + kRipInContext, 8);
-}
-
-void parse_modules(const Reader& reader, uint32_t rva, Dump* dump) {
-  const uint32_t count = reader.u32(rva);
-  for (uint32_t i = 0; i < count; ++i) {
-    const uint32_t name_rva = reader.u32(rva + 4 + uint64_t{108} * i + 20);
-    std::string name;
-    for (uint32_t unit = 0; unit < reader.u32(name_rva) / 2; ++unit) {
-      name.push_back(static_cast<char>(reader.number(name_rva + 4 + uint64_t{2} * unit, 2)));
-    }
-    dump->modules.push_back(name);
-  }
-}
-
-void parse_memory(const Reader& reader, uint32_t type, uint32_t rva, Dump* dump) {
-  if (type == kMemoryList) {
-    for (uint32_t i = 0; i < reader.u32(rva); ++i) {
-      const Location memory = reader.location(rva + 4 + uint64_t{16} * i + 8);
-      reader.require_range(memory.rva, memory.size);
-      dump->memory_bytes += memory.size;
-    }
-    return;
-  }
-  uint64_t offset = reader.number(rva + uint64_t{8}, 8);
-  for (uint64_t i = 0; i < reader.number(rva, 8); ++i) {
-    const uint64_t size = reader.number(rva + 16 + 16 * i + 8, 8);
-    reader.require_range(offset, size);
-    offset += size;
-    dump->memory_bytes += size;
-  }
-}
-
 }  // namespace
 
 AnnotationContent parse_annotation_stream(const Bytes& file, uint32_t rva, uint32_t size) {
@@ -139,38 +90,4 @@ AnnotationContent parse_annotation_stream(const Bytes& file, uint32_t rva, uint3
   require(reader.u32(module.rva + uint64_t{12}) == 0, "simple annotations of the module");
   parse_annotation_objects(reader, reader.location(module.rva + uint64_t{20}), &content);
   return content;
-}
-
-Dump parse_dump(const Bytes& file) {
-  const Reader reader(file);
-  require(reader.u32(0) == 0x504D444D, "signature");
-  Dump dump;
-  const uint32_t count = reader.u32(8);
-  const uint32_t directory = reader.u32(12);
-  for (uint32_t i = 0; i < count; ++i) {
-    const uint64_t entry = directory + uint64_t{12} * i;
-    const uint32_t type = reader.u32(entry);
-    const Location location = reader.location(entry + 4);
-    reader.require_range(location.rva, location.size);
-    if (location.size == 0) continue;
-    dump.stream_types.push_back(type);
-    if (type == kThreadList) {
-      for (uint32_t thread = 0; thread < reader.u32(location.rva); ++thread) {
-        dump.thread_ids.push_back(reader.u32(location.rva + 4 + uint64_t{48} * thread));
-      }
-    } else if (type == kModuleList) {
-      parse_modules(reader, location.rva, &dump);
-    } else if (type == kException) {
-      parse_exception(reader, location.rva, &dump);
-    } else if (type == kMemoryList || type == kMemory64List) {
-      parse_memory(reader, type, location.rva, &dump);
-    } else if (type == kAnnotations) {
-      dump.annotations = parse_annotation_stream(file, location.rva, location.size);
-    }
-  }
-  for (const uint32_t type : {kThreadList, kModuleList, kException, kAnnotations}) {
-    require(std::count(dump.stream_types.begin(), dump.stream_types.end(), type) == 1,
-            "stream " + std::to_string(type));
-  }
-  return dump;
 }
