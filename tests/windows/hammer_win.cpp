@@ -2,8 +2,6 @@
 // init to the next: nothing may fail, block, leak, or keep the last values out of the last report.
 #include <windows.h>
 #include <wrenfall/wrenfall.h>
-// After <windows.h>, on which it builds.
-#include <tlhelp32.h>
 
 #include <algorithm>
 #include <atomic>
@@ -13,11 +11,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "tests/support/library_load.h"
+#include "tests/support/process_figures_win.h"
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -26,50 +26,10 @@ using std::chrono::seconds;
 namespace {
 
 constexpr int kThreads = 16, kCapturingThreads = 2, kBatches = 2, kRestarts = 8;
-constexpr size_t kLongestNotes = 20480;
 // A lock that is waited for for the first time gets a handle that it keeps, so a few come up now
 // and then. What is lost at each restart, capture or thread is more, and comes up in every batch.
 constexpr int kHandleAllowance = 2;
-std::atomic<long> failures{0}, calls{0}, names{0}, captures{0}, log_lines{0}, shutdown_lines{0};
-
-void check(bool passed, const char* what, long figure = 0) {
-  if (!passed && ++failures <= 50) std::printf("FAILED: %s (%ld)\n", what, figure);
-}
-void expect_ok(wrenfall_result result, const char* call) {
-  ++calls;
-  check(result == WRENFALL_OK, call, result);
-}
-
-bool wait_for(const std::function<bool()>& condition, int limit_seconds = 20) {
-  const Clock::time_point end = Clock::now() + seconds(limit_seconds);
-  while (!condition()) {
-    if (Clock::now() > end) return false;
-    Sleep(50);
-  }
-  return true;
-}
-
-// Asks for each value that a handle can have: GetProcessHandleCount always says 0 under Wine.
-int count_handles() {
-  int count = 0;
-  for (UINT_PTR value = 4; value < 0x4000; value += 4) {
-    DWORD flags = 0;
-    if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) ++count;
-  }
-  return count;
-}
-
-int count_threads() {
-  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-  THREADENTRY32 entry{};
-  entry.dwSize = sizeof entry;
-  int count = 0;
-  for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
-    if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
-  }
-  CloseHandle(snapshot);
-  return count;
-}
+std::atomic<long> captures{0}, log_lines{0}, shutdown_lines{0};
 
 std::string text_of(const fs::path& file) {
   std::ifstream stream(file, std::ios::binary);
@@ -81,39 +41,11 @@ void count_line(wrenfall_log_level, const char* message, void*) {
   if (std::strcmp(message, "wrenfall shutdown") == 0) ++shutdown_lines;
 }
 
-void start_library(const fs::path& store) {
-  wrenfall_options* const options = wrenfall_options_new("127", "Hammer", "1.0");
-  wrenfall_options_set_store_dir(options, store.u8string().c_str());
-  wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
-  wrenfall_options_set_hang_detection(options, 60000, WRENFALL_HANG_REPORT);
-  wrenfall_options_set_logger(options, count_line, nullptr);
-  expect_ok(wrenfall_init(options), "wrenfall_init");
-}
-
-void hammer_once(const std::string& own, long round, const std::string& attachment) {
-  const std::string name = own + "." + std::to_string(++names);
-  expect_ok(wrenfall_set_attribute(name.c_str(), own.c_str()), "set an attribute");
-  expect_ok(wrenfall_set_user(name.c_str()), "wrenfall_set_user");
-  const std::string notes(static_cast<size_t>(round * 977) % (kLongestNotes + 1), 'h');
-  expect_ok(wrenfall_set_notes(notes.c_str()), "wrenfall_set_notes");
-  // Few texts: the library keeps every environment for whoever may still read it.
-  expect_ok(wrenfall_set_environment(round % 2 == 0 ? own.c_str() : nullptr), "set environment");
-  wrenfall_set_quiet_mode(round % 2 == 0);
-  wrenfall_heartbeat();
-  if (round % 50 == 0) {  // files are slower than all the rest
-    expect_ok(wrenfall_watch_thread(name.c_str()), "wrenfall_watch_thread");
-    expect_ok(wrenfall_add_attachment(attachment.c_str()), "wrenfall_add_attachment");
-    expect_ok(wrenfall_remove_attachment(attachment.c_str()), "wrenfall_remove_attachment");
-    wrenfall_unwatch_thread();
-  }
-  expect_ok(wrenfall_set_attribute(name.c_str(), nullptr), "remove an attribute");
-}
-
 void hammer_thread(int index, Clock::time_point end, const std::string& attachment) {
   const std::string own = "hammer" + std::to_string(index);
   Clock::time_point next_capture = Clock::now();
   for (long round = 0; Clock::now() < end; ++round) {
-    hammer_once(own, round, attachment + own);
+    use_setters_once(own, round, attachment + own);
     if (index >= kCapturingThreads || Clock::now() < next_capture) continue;
     expect_ok(wrenfall_capture_report(), "wrenfall_capture_report");
     ++captures;
@@ -162,7 +94,7 @@ void capture_last_values(const fs::path& store, const std::string& user, const f
 }
 
 void run_round(int duration, const fs::path& folder, const std::string& user) {
-  start_library(folder / "store");
+  start_library(folder / "store", count_line);
   std::ofstream(folder / "last.txt") << user;
   std::vector<std::thread> threads;
   const Clock::time_point end = Clock::now() + seconds(duration);
@@ -192,8 +124,8 @@ int main(int argc, char** argv) {
   for (int batch = 0; batch < kBatches; ++batch) {
     run_round(1, folder, "last user " + std::to_string(batch));
     for (int i = 0; i < kRestarts; ++i) {
-      start_library(folder / "store");
-      hammer_once("restart", i, (folder / "last.txt").u8string());
+      start_library(folder / "store", count_line);
+      use_setters_once("restart", i, (folder / "last.txt").u8string());
       wrenfall_shutdown();
     }
     const int growth = count_handles() - handles;

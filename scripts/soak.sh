@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Looks for what grows with use, and for what breaks seldom: scripts/soak.sh [MINUTES]
+# 1,000 cycles of init and shutdown, MINUTES (10) of mixed use from 16 threads, and, where they exist, 200 rounds of kills
+# and a minute of fuzzing. Takes an hour; ends with 0 when all is well.
+set -u
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+minutes=${1:-10}
+failed=0
+run() {
+  echo "== $*"
+  "$@" || { echo "soak: '$*' failed" >&2; failed=1; }
+}
+scripts/build.sh || exit 1
+with_wine=(xvfb-run -a scripts/with-wine.sh)
+run "${with_wine[@]}" scripts/wine.sh build/mingw/bin/soak_test.exe 1000 "$minutes"
+[ ! -e tests/road/kill_test.py ] || run "${with_wine[@]}" python3 tests/road/kill_test.py --rounds 200
+[ ! -e scripts/fuzz.sh ] || run scripts/fuzz.sh 60
+exit $failed

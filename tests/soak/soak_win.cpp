@@ -1,0 +1,266 @@
+// Uses the library for long and looks whether anything grows: so many cycles of init and shutdown,
+// then so many minutes of mixed use from 16 threads. What this process holds is measured while its
+// threads stand still, and must be flat over the second half of either phase.
+#include <windows.h>
+#include <wrenfall/wrenfall.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/library_load.h"
+#include "tests/support/process_figures_win.h"
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr int kThreads = 16, kCyclesPerSample = 20, kSampleSeconds = 10;
+
+struct Column {
+  const char* name;
+  double limit;  // of the growth over the second half
+};
+// The companions are the monitor and the handler together; each grows with the reports it makes
+// until its heap has found its size. Wine does not count GDI and user objects: both stay 0 there.
+constexpr std::array<Column, 6> kColumns{{{"handles", 8},
+                                          {"threads", 2},
+                                          {"private KiB", 1024},
+                                          {"GDI+user", 2},
+                                          {"companions", 1.5},
+                                          {"their KiB", 2048}}};
+using Sample = std::array<double, kColumns.size()>;
+
+double companions_kib() {
+  long total = 0;
+  for (const DWORD id : descendants()) {
+    const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, id);
+    if (process == nullptr) continue;
+    total += private_kib(process);
+    CloseHandle(process);
+  }
+  return static_cast<double>(total);
+}
+
+Sample measure() {
+  const HANDLE self = GetCurrentProcess();
+  return {static_cast<double>(count_handles()),
+          static_cast<double>(count_threads()),
+          static_cast<double>(private_kib(self)),
+          static_cast<double>(GetGuiResources(self, GR_GDIOBJECTS) +
+                              GetGuiResources(self, GR_USEROBJECTS)),
+          static_cast<double>(descendants().size()),
+          companions_kib()};
+}
+
+// Growth from the first to the last value along the straight line that fits best.
+double growth(const std::vector<double>& values) {
+  const double count = static_cast<double>(values.size());
+  double mean = 0, above = 0, below = 0;
+  for (const double value : values) mean += value / count;
+  for (size_t i = 0; i < values.size(); ++i) {
+    const double x = static_cast<double>(i) - (count - 1) / 2;
+    above += x * (values[i] - mean);
+    below += x * x;
+  }
+  return below == 0 ? 0 : above / below * (count - 1);
+}
+
+class Table {
+ public:
+  explicit Table(const char* clock) {
+    std::printf("\n%10s", clock);
+    for (const Column& column : kColumns) std::printf("%13s", column.name);
+    std::printf("%12s\n", "calls");
+  }
+
+  void add(long when) {
+    samples_.push_back(measure());
+    std::printf("%10ld", when);
+    for (const double figure : samples_.back()) std::printf("%13.0f", figure);
+    std::printf("%12ld\n", calls.load());
+  }
+
+  void judge() const {
+    check(samples_.size() >= 6, "enough samples to judge", static_cast<long>(samples_.size()));
+    for (size_t column = 0; column < kColumns.size(); ++column) {
+      std::vector<double> values;
+      for (size_t i = samples_.size() / 2; i < samples_.size(); ++i) {
+        values.push_back(samples_[i][column]);
+      }
+      const double grown = growth(values);
+      std::printf("%s: %+.1f over the second half, at most %.1f\n", kColumns[column].name, grown,
+                  kColumns[column].limit);
+      check(grown <= kColumns[column].limit, kColumns[column].name, static_cast<long>(grown));
+    }
+  }
+
+ private:
+  std::vector<Sample> samples_;
+};
+
+void run_cycles(const fs::path& folder, int cycles) {
+  Table table("cycle");
+  for (int cycle = 1; cycle <= cycles; ++cycle) {
+    start_library(folder / "store");
+    use_setters_once("cycle", cycle, (folder / "attachment").u8string());
+    // Well before a sample, which would else count the reporter of quiet mode or not.
+    if (cycle % kCyclesPerSample == kCyclesPerSample / 2) {
+      expect_ok(wrenfall_capture_report(), "capture");
+    }
+    wrenfall_shutdown();
+    if (cycle % kCyclesPerSample != 0) continue;
+    wait_for([] { return descendants().size() <= 2; }, 30);  // the handler before the present one
+    table.add(cycle);
+  }
+  table.judge();
+}
+
+// Where the threads stand still while the process is measured.
+class Gate {
+ public:
+  // A thread's way through, once a round. False when it is to end.
+  bool pass() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (closed_) {
+      ++waiting_;
+      changed_.notify_all();
+      changed_.wait(lock, [this] { return !closed_; });
+      --waiting_;
+    }
+    return !ended_;
+  }
+  void close() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    closed_ = true;
+    changed_.wait(lock, [this] { return waiting_ == kThreads; });
+  }
+  void open(bool ended) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    closed_ = false;
+    ended_ = ended;
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool closed_ = false, ended_ = false;
+  int waiting_ = 0;
+};
+
+// Without a service a post may end with a failed transport. In quiet mode it tries to send.
+void expect_post(wrenfall_result result, const char* call) {
+  ++calls;
+  check(result == WRENFALL_OK || result == WRENFALL_ERROR_TRANSPORT, call, result);
+}
+
+void post_structured_report(long round) {
+  wrenfall_report* const report = wrenfall_report_new(static_cast<uint32_t>(round % 2));
+  wrenfall_report_set_exception(report, "0xE0000001", "soak");
+  const int32_t thread = wrenfall_report_add_thread(report, "main", 1);
+  for (int frame = 0; frame < 50; ++frame) {
+    wrenfall_report_add_frame(report, thread, "soak.exe", "function", 1, "file.cpp", 4096);
+  }
+  expect_post(wrenfall_report_post(report, nullptr), "wrenfall_report_post");
+  wrenfall_report_free(report);
+}
+
+// Another thread or a reporter may have taken a report of the list by now.
+void discard_every_other_report() {
+  wrenfall_report_list* const list = wrenfall_pending_reports();
+  for (uint32_t i = 0; i < wrenfall_report_list_count(list); i += 2) {
+    const wrenfall_result result = wrenfall_discard_report(wrenfall_report_list_folder(list, i));
+    ++calls;
+    check(result == WRENFALL_OK || result == WRENFALL_ERROR_FILE, "discard", result);
+  }
+  wrenfall_report_list_free(list);
+}
+
+void use_once(int index, long round, const std::string& attachment) {
+  const std::string own = "soak" + std::to_string(index);
+  if (index < 8) {
+    use_setters_once(own, round, attachment + own);
+    return Sleep(1);
+  }
+  switch (index) {
+    case 8:
+    case 9:
+      expect_ok(wrenfall_capture_report(), "wrenfall_capture_report");
+      return Sleep(2000);
+    case 10:
+    case 11:
+      post_structured_report(round);
+      break;
+    case 12:
+      expect_post(wrenfall_post_feedback(own.c_str(), "words", nullptr, 0, nullptr), "feedback");
+      return Sleep(5000);  // Setters wait while this one is sent, and while the next one is.
+    case 13:
+      expect_post(wrenfall_post_asan_report("ERROR: AddressSanitizer", nullptr), "asan");
+      return Sleep(5000);
+    case 14:
+      discard_every_other_report();
+      break;
+    default:
+      expect_ok(wrenfall_post_pending_reports_async(), "wrenfall_post_pending_reports_async");
+  }
+  Sleep(300);
+}
+
+void run_mixed(const fs::path& folder, int minutes) {
+  start_library(folder / "store");
+  Table table("second");
+  Gate gate;
+  std::vector<std::thread> threads;
+  const std::string attachment = (folder / "file of ").u8string();
+  const int idle_threads = count_threads() + kThreads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&gate, &attachment, i] {
+      for (long round = 0; gate.pass(); ++round) use_once(i, round, attachment);
+    });
+  }
+  const Clock::time_point start = Clock::now();
+  for (long second = 0; second < minutes * 60L;) {
+    Sleep(kSampleSeconds * 1000);
+    gate.close();
+    // Posts in the background, and reporters of quiet mode, come to their ends.
+    wait_for([&] { return count_threads() <= idle_threads && descendants().size() <= 2; }, 30);
+    second = static_cast<long>(
+        std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start).count());
+    table.add(second);
+    gate.open(second >= minutes * 60L);
+  }
+  for (std::thread& thread : threads) thread.join();
+  wrenfall_shutdown();
+  table.judge();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  if (argc != 3) {
+    std::puts("usage: soak_test CYCLES MINUTES (0 leaves a phase out)");
+    return 2;
+  }
+  const fs::path folder =
+      fs::temp_directory_path() / ("wrenfall soak " + std::to_string(GetCurrentProcessId()));
+  fs::create_directories(folder);
+  const int cycles = std::atoi(argv[1]), minutes = std::atoi(argv[2]);
+  if (cycles > 0) run_cycles(folder, cycles);
+  if (minutes > 0) run_mixed(folder, minutes);
+  std::error_code error;
+  fs::remove_all(folder, error);
+  std::printf("%ld calls, %ld failures\n", calls.load(), failures.load());
+  return failures == 0 ? 0 : 1;
+}
