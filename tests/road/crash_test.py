@@ -96,7 +96,7 @@ class CrashTest(RoadTest):
         host.do("set", "upload_policy", 2)
         host.do("set", "user", "second")
         self.assertEqual("0", host.do("init"))
-        wait_for(lambda: len(processes("crashpad_handler.exe", self.store.name)) == 1, what="the first handler's end")
+        wait_for(lambda: len(processes("crashpad_handler.exe", self.folder.name)) == 1, what="the first handler's end")
         host.crash("access-violation")
         record = self.record(self.only_report())
         self.assertEqual(("second", "", "2"), (record["user"], record["notes"], record["appVersion"]))
