@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Looks for what grows with use, and for what breaks seldom: scripts/soak.sh [MINUTES]
-# 1,000 cycles of init and shutdown, MINUTES (10) of mixed use from 16 threads, and, where they exist, 200 rounds of kills
-# and a minute of fuzzing. Takes an hour; ends with 0 when all is well.
+# 1,000 cycles of init and shutdown, MINUTES (10) of mixed use from 16 threads, and, where they exist, 200 rounds of
+# kills and a minute of fuzzing. Takes half an hour to an hour; ends with 0 when all is well.
 set -u
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 minutes=${1:-10}

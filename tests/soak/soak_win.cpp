@@ -129,9 +129,10 @@ void run_cycles(const fs::path& folder, int cycles) {
 // Where the threads stand still while the process is measured.
 class Gate {
  public:
-  // A thread's way through, once a round. False when it is to end.
-  bool pass() {
+  // A thread's way through, once a round, after a rest. False when it is to end.
+  bool pass(std::chrono::milliseconds rest) {
     std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, rest, [this] { return closed_; });
     if (closed_) {
       ++waiting_;
       changed_.notify_all();
@@ -187,34 +188,45 @@ void discard_every_other_report() {
   wrenfall_report_list_free(list);
 }
 
-void use_once(int index, long round, const std::string& attachment) {
+// The process stands still while a dump is written, which takes long on a busy machine.
+void capture_now_and_then() {
+  thread_local Clock::time_point next = Clock::now();
+  const Clock::time_point start = Clock::now();
+  if (start < next) return;
+  expect_ok(wrenfall_capture_report(), "wrenfall_capture_report");
+  next = Clock::now() + std::chrono::seconds(2) + 5 * (Clock::now() - start);
+}
+
+// How long the thread is to rest before its next round.
+std::chrono::milliseconds use_once(int index, long round, const std::string& attachment) {
+  using std::chrono::milliseconds;
   const std::string own = "soak" + std::to_string(index);
   if (index < 8) {
     use_setters_once(own, round, attachment + own);
-    return Sleep(1);
+    return milliseconds(1);
   }
   switch (index) {
     case 8:
     case 9:
-      expect_ok(wrenfall_capture_report(), "wrenfall_capture_report");
-      return Sleep(2000);
+      capture_now_and_then();
+      break;
     case 10:
     case 11:
       post_structured_report(round);
       break;
     case 12:
       expect_post(wrenfall_post_feedback(own.c_str(), "words", nullptr, 0, nullptr), "feedback");
-      return Sleep(5000);  // Setters wait while this one is sent, and while the next one is.
+      return milliseconds(5000);  // setters wait while this one is sent, and while the next one is
     case 13:
       expect_post(wrenfall_post_asan_report("ERROR: AddressSanitizer", nullptr), "asan");
-      return Sleep(5000);
+      return milliseconds(5000);
     case 14:
       discard_every_other_report();
       break;
     default:
       expect_ok(wrenfall_post_pending_reports_async(), "wrenfall_post_pending_reports_async");
   }
-  Sleep(300);
+  return milliseconds(300);
 }
 
 void run_mixed(const fs::path& folder, int minutes) {
@@ -226,7 +238,8 @@ void run_mixed(const fs::path& folder, int minutes) {
   const int idle_threads = count_threads() + kThreads;
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&gate, &attachment, i] {
-      for (long round = 0; gate.pass(); ++round) use_once(i, round, attachment);
+      std::chrono::milliseconds rest(0);
+      for (long round = 0; gate.pass(rest); ++round) rest = use_once(i, round, attachment);
     });
   }
   const Clock::time_point start = Clock::now();
