@@ -137,7 +137,7 @@ class CrashTest(RoadTest):
                 subprocess_kill(handler)
                 wait_for(lambda pid=handler: not alive(pid), what="the end of the handler")
                 self.assertIn(host.do("capture"), ("0", "5"))
-                host.crash("access-violation", seconds=20)
+                host.crash("access-violation", seconds=60)
 
     def test_dump_of_a_run_without_monitor_is_adopted(self):
         host = self.host()
