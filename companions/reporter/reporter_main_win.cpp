@@ -1,15 +1,19 @@
+// clang-format off
 #include <windows.h>
+#include <objbase.h>
+// clang-format on
 
-#include <exception>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "common/program_io.h"
-#include "report/crash_data.h"
-#include "report/folder_claim.h"
+#include "reporter/owned_report.h"
+#include "reporter/report_dialog_win.h"
 #include "reporter/reporter_options.h"
-#include "reporter/send_report.h"
+#include "reporter/shell_win.h"
+#include "reporter/theme.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
@@ -23,8 +27,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kHelp[] =
-    "WrenfallReporter.exe FOLDER sends the report in that folder. The exit code is 0 when the\n"
-    "service has it, else the wrenfall_result that says why not.\n"
+    "WrenfallReporter.exe FOLDER sends the report in that folder, after asking the user where the\n"
+    "report's upload policy is \"dialog\". The exit code is 0 when the service has it, or when "
+    "the\n"
+    "user did not want it sent now, else the wrenfall_result that says why not.\n"
     "  --help, --version  print this text or the version\n";
 
 // The folder as an absolute path without a separator at the end, so that its parent is the store.
@@ -40,22 +46,31 @@ int refuse(const std::string& reason, Logger& logger) {
   return WRENFALL_ERROR_INVALID_ARGUMENT;
 }
 
-// The record's policy tells whether the user is to be asked. Every report is sent without asking:
-// there is no dialog.
-int send(const fs::path& folder, Logger& logger) {
-  // The host may be sending the report at this moment; what is left to do is known when it has
-  // finished.
-  const FolderClaim claim(folder);
-  CrashData record;
-  if (!load(folder, record)) {
-    return refuse("no readable record in " + path_to_utf8(folder), logger);
+// A policy that this version does not know is one that asks, as in the monitor.
+bool asks_the_user(const CrashData& record) {
+  return record.uploadPolicy != "quiet" && record.uploadPolicy != "manual";
+}
+
+int show_dialog(OwnedReport& report, Logger& logger) {
+  if (!has_visible_desktop()) {
+    logger.warn("Nobody can be asked on this desktop; the report stays in the store");
+    return WRENFALL_OK;
   }
+  // The shell opens folders and pages through COM.
+  const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
+  const fs::path theme = utf8_to_path(report.record().themeDir);
+  const int result = run_report_dialog(report, load_theme_texts(theme, logger),
+                                       find_theme_logo(theme, logger), logger);
+  if (SUCCEEDED(com)) CoUninitialize();
+  return result;
+}
+
+int serve(const fs::path& folder, Logger& logger) {
+  std::optional<OwnedReport> report = OwnedReport::take(folder, logger);
+  if (!report) return refuse("no readable record in " + path_to_utf8(folder), logger);
+  if (asks_the_user(report->record())) return show_dialog(*report, logger);
   const std::unique_ptr<HttpClient> http = make_http_client();
-  try {
-    return send_report(http.get(), folder, std::move(record), logger);
-  } catch (const std::exception& error) {
-    return refuse(error.what(), logger);
-  }
+  return report->send(http.get()).upload.result;
 }
 
 int run() {
@@ -79,7 +94,7 @@ int run() {
     case ReporterOptions::Request::kUnusable:
       return refuse(options.error, logger);
     default:
-      return send(folder, logger);
+      return serve(folder, logger);
   }
 }
 

@@ -1,4 +1,4 @@
-#include "reporter/send_report.h"
+#include "reporter/owned_report.h"
 
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ class OneAnswer : public HttpClient {
   const std::filesystem::path folder_;
 };
 
-TEST(SendReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
+TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
   constexpr char kSuccess[] = R"({"status":"success","url":"https://127.0.0.1/x","crashId":7})";
   const struct {
     int32_t status;
@@ -65,7 +65,13 @@ TEST(SendReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
     ASSERT_TRUE(save(folder, record));
 
     OneAnswer http(row.status, row.body, folder);
-    EXPECT_EQ(send_report(&http, folder, record, logger), row.result) << row.status;
+    {
+      auto report = OwnedReport::take(folder, logger);
+      ASSERT_TRUE(report.has_value());
+      const SendOutcome outcome = report->send(&http);
+      EXPECT_EQ(outcome.upload.result, row.result) << row.status;
+      EXPECT_EQ(outcome.kept, row.kept) << row.status;
+    }
     EXPECT_EQ(http.owner_seen_, current_process_id()) << row.status;
     EXPECT_EQ(path_exists(folder), row.kept) << row.status;
     EXPECT_NE(file_text(store.path() / "Wrenfall.log").find(row.log), std::string::npos)
@@ -76,6 +82,33 @@ TEST(SendReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
       EXPECT_EQ(record.retryCount, 1);
     }
   }
+}
+
+TEST(OwnedReport, SavesWhatFitsAndNeverMakesAFolderAnew) {
+  const TemporaryFolder store;
+  const std::filesystem::path folder = store.path() / "r";
+  Logger logger(store.path() / "Wrenfall.log");
+  EXPECT_FALSE(OwnedReport::take(folder, logger).has_value());
+  ASSERT_TRUE(save(folder, CrashData()));
+  {
+    auto report = OwnedReport::take(folder, logger);
+    ASSERT_TRUE(report.has_value());
+    EXPECT_EQ(report->save_answers(std::string(5000, 'e'), std::string(20479, 'd') + "\xC3\xBC"),
+              OwnedReport::Saved::kYes);
+    CrashData record;
+    ASSERT_TRUE(load(folder, record));
+    EXPECT_EQ(record.ownerPid, current_process_id());
+    EXPECT_EQ(record.email, std::string(4096, 'e'));
+    EXPECT_EQ(record.userDescription, std::string(20479, 'd'));
+
+    store.make_folder("r/WrenfallCrashData.json.tmp");
+    EXPECT_EQ(report->save_answers("", ""), OwnedReport::Saved::kFailed);
+    std::filesystem::remove_all(folder);
+    EXPECT_EQ(report->save_answers("", ""), OwnedReport::Saved::kGone);
+    EXPECT_TRUE(report->send(nullptr).gone);
+    EXPECT_FALSE(report->discard());
+  }
+  EXPECT_FALSE(path_exists(folder));
 }
 
 }  // namespace

@@ -1,0 +1,73 @@
+#ifndef WRENFALL_COMPANIONS_REPORTER_DIALOG_CONTROLS_WIN_H_
+#define WRENFALL_COMPANIONS_REPORTER_DIALOG_CONTROLS_WIN_H_
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "reporter/dialog_layout.h"
+#include "reporter/dialog_look_win.h"
+#include "reporter/file_listing.h"
+
+namespace wrenfall {
+
+// IDOK and IDCANCEL are what the dialog manager makes of Enter and Escape.
+enum ControlId : int {
+  kSendButton = IDOK,
+  kCloseButton = IDCANCEL,
+  kIcon = 100,
+  kHeading,
+  kMessage,
+  kFilesLabel,
+  kFiles,
+  kEmailLabel,
+  kEmail,
+  kDescriptionLabel,
+  kDescription,
+  kHint,
+  kProgress,
+  kSupportLabel,
+  kSupport,
+  kDetailsLabel,
+  kDetails,
+  kTryAgainButton,
+  kDontSendButton,
+  kOpenFolderButton,
+};
+
+// The child windows of the dialog. They are made in their tab order with each label right before
+// its field, from which screen readers take the field's name. Belongs to the dialog's thread; the
+// windows go with the dialog.
+class DialogControls {
+ public:
+  // False when a control could not be made.
+  bool create(HWND dialog);
+
+  HWND get(ControlId id) const { return GetDlgItem(dialog_, id); }
+  void set_text(ControlId id, const std::string& text);
+  std::string text(ControlId id) const;
+  void show(ControlId id, bool visible);
+  bool is_shown(ControlId id) const;
+  void place(ControlId id, const Box& box);
+  void set_icon(HICON icon);
+
+  void use_fonts(const DialogFonts& fonts);
+  // The place that the control's text needs in its font.
+  int text_height(ControlId id, int width) const;
+  int text_width(ControlId id) const;
+  int line_height() const;
+
+  void set_columns(const std::string& file, const std::string& size);
+  void set_files(const std::vector<ListedFile>& files);
+  void fit_columns();
+
+ private:
+  SIZE measure(ControlId id, const std::string& shown, int width) const;
+
+  HWND dialog_ = nullptr;
+};
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_CONTROLS_WIN_H_

@@ -1,0 +1,48 @@
+#ifndef WRENFALL_COMPANIONS_REPORTER_DIALOG_LOOK_WIN_H_
+#define WRENFALL_COMPANIONS_REPORTER_DIALOG_LOOK_WIN_H_
+
+#include <windows.h>
+
+#include <filesystem>
+
+#include "support/win_handle.h"
+
+namespace wrenfall {
+
+struct FontTraits {
+  using Handle = HFONT;
+  static Handle empty() { return nullptr; }
+  static void close(Handle handle) { DeleteObject(handle); }
+};
+using ScopedFont = ScopedHandle<FontTraits>;
+
+struct IconTraits {
+  using Handle = HICON;
+  static Handle empty() { return nullptr; }
+  static void close(Handle handle) { DestroyIcon(handle); }
+};
+using ScopedIcon = ScopedHandle<IconTraits>;
+
+// The dots per inch of the monitor that the window is on; of the system where the former cannot be
+// asked.
+unsigned dpi_of(HWND window);
+
+// The user's font for messages, and a larger one for headings.
+struct DialogFonts {
+  ScopedFont text;
+  ScopedFont heading;
+};
+DialogFonts make_dialog_fonts(unsigned dpi);
+
+// Keeps the system from scaling the dialog's controls by itself when the dots per inch change: the
+// dialog lays itself out.
+void take_over_scaling(HWND dialog);
+
+// The logo of that file, else, also when the file is no icon or the path is empty, the system's
+// icon of that name (IDI_WARNING and so on). `size` in pixels.
+ScopedIcon load_dialog_icon(const std::filesystem::path& logo, const wchar_t* system_icon,
+                            int size);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_LOOK_WIN_H_

@@ -1,0 +1,31 @@
+#ifndef WRENFALL_COMPANIONS_REPORTER_DIALOG_PAGES_WIN_H_
+#define WRENFALL_COMPANIONS_REPORTER_DIALOG_PAGES_WIN_H_
+
+#include "reporter/dialog_controls_win.h"
+#include "reporter/dialog_layout.h"
+
+namespace wrenfall {
+
+// What the dialog shows, one after the other; from kResult back to kSending with another attempt.
+enum class Page { kAsk, kSending, kResult };
+
+// Shows the controls of the page and hides the others. What is optional on the result page (the
+// support page's address, the details, another attempt) is hidden; show it afterwards.
+void show_page(DialogControls& controls, Page page);
+
+// Gives the shown controls of the page their places in a client area of that size in pixels.
+void lay_out_page(DialogControls& controls, Page page, int width, int height, unsigned dpi);
+
+// The edge of the icon, and of the client area, at 96 dots an inch.
+inline constexpr int kIconSize = 32;
+// The height of the strip with the buttons at the bottom.
+int footer_height(unsigned dpi);
+
+// Of the client area, at 96 dots an inch.
+inline constexpr int kDialogWidth = 520;
+inline constexpr int kSmallestWidth = 400;
+int page_height(Page page);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_PAGES_WIN_H_

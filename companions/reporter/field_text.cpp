@@ -1,0 +1,34 @@
+#include "reporter/field_text.h"
+
+namespace wrenfall {
+
+std::string cut_text(std::string_view text, size_t bytes) {
+  if (text.size() <= bytes) return std::string(text);
+  // A continuation byte at the cut belongs to a character that starts before it.
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+  return std::string(text.substr(0, bytes));
+}
+
+std::string to_field(std::string_view text) {
+  std::string field;
+  for (const char c : from_field(text)) {
+    if (c == '\n') field += '\r';
+    // A field's text ends at the first NUL.
+    field += c == '\0' ? ' ' : c;
+  }
+  return field;
+}
+
+std::string from_field(std::string_view text) {
+  std::string plain;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r') {
+      plain += text[i];
+    } else if (i + 1 == text.size() || text[i + 1] != '\n') {
+      plain += '\n';
+    }
+  }
+  return plain;
+}
+
+}  // namespace wrenfall

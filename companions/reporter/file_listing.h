@@ -1,0 +1,27 @@
+#ifndef WRENFALL_COMPANIONS_REPORTER_FILE_LISTING_H_
+#define WRENFALL_COMPANIONS_REPORTER_FILE_LISTING_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace wrenfall {
+
+struct ListedFile {
+  std::string name;
+  uint64_t bytes = 0;
+};
+
+// The files of a report folder that are sent, by name: the upload leaves out its own files. Empty
+// when the folder cannot be read.
+std::vector<ListedFile> list_files_to_send(const std::filesystem::path& folder);
+
+uint64_t total_size(const std::vector<ListedFile>& files);
+
+// "31 bytes", "619.1 KB", "1.5 MB": three or four digits, rounded to the nearest.
+std::string size_text(uint64_t bytes);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_REPORTER_FILE_LISTING_H_

@@ -1,0 +1,102 @@
+#include "reporter/outcome_text.h"
+
+#include <algorithm>
+
+#include "reporter/field_text.h"
+
+namespace wrenfall {
+namespace {
+
+constexpr int32_t kHttpTooManyRequests = 429;
+constexpr size_t kMaxErrorBytes = 2000;  // a service answers with whole pages
+constexpr size_t kMaxAddressBytes = 2000;
+
+Text reason_for(const SendOutcome& outcome) {
+  if (outcome.gone) return Text::kGone;
+  switch (outcome.upload.result) {
+    case WRENFALL_ERROR_INVALID_ARGUMENT:
+      return Text::kIncomplete;
+    case WRENFALL_ERROR_FILE:
+      return Text::kUnreadable;
+    case WRENFALL_ERROR_TRANSPORT:
+      return Text::kUnreachable;
+    case WRENFALL_ERROR_SERVICE:
+      return Text::kServiceFailed;
+    case WRENFALL_ERROR_REJECTED:
+      return outcome.upload.httpStatus == kHttpTooManyRequests ? Text::kSlowDown : Text::kRejected;
+    default:
+      return Text::kFailedOtherwise;
+  }
+}
+
+std::string details_of(const UploadResult& upload) {
+  if (upload.result == WRENFALL_OK) return "crash " + std::to_string(upload.crashId);
+  std::string details = result_name(upload.result);
+  if (upload.httpStatus != 0) details += ", HTTP " + std::to_string(upload.httpStatus);
+  if (!upload.error.empty()) details += "\n" + cut_text(upload.error, kMaxErrorBytes);
+  return details;
+}
+
+bool starts_with_ignoring_case(const std::string& text, const std::string& prefix) {
+  return text.size() > prefix.size() &&
+         std::equal(prefix.begin(), prefix.end(), text.begin(), [](char expected, char actual) {
+           return expected == (actual >= 'A' && actual <= 'Z' ? actual + ('a' - 'A') : actual);
+         });
+}
+
+}  // namespace
+
+std::string result_name(wrenfall_result result) {
+  static constexpr struct {
+    wrenfall_result result;
+    const char* name;
+  } kNames[] = {
+      {WRENFALL_OK, "WRENFALL_OK"},
+      {WRENFALL_ERROR_INVALID_ARGUMENT, "WRENFALL_ERROR_INVALID_ARGUMENT"},
+      {WRENFALL_ERROR_FILE, "WRENFALL_ERROR_FILE"},
+      {WRENFALL_ERROR_TRANSPORT, "WRENFALL_ERROR_TRANSPORT"},
+      {WRENFALL_ERROR_SERVICE, "WRENFALL_ERROR_SERVICE"},
+      {WRENFALL_ERROR_REJECTED, "WRENFALL_ERROR_REJECTED"},
+  };
+  for (const auto& entry : kNames) {
+    if (entry.result == result) {
+      return std::string(entry.name) + " (" + std::to_string(result) + ")";
+    }
+  }
+  return std::to_string(result);
+}
+
+OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts,
+                            const std::string& application) {
+  const bool sent = !outcome.gone && outcome.upload.result == WRENFALL_OK;
+  OutcomeText shown;
+  shown.title =
+      texts.filled(sent ? Text::kTitleSent : Text::kTitleNotSent, {{"application", application}});
+  shown.heading = texts[sent ? Text::kHeadingSent : Text::kHeadingNotSent];
+  if (sent) {
+    shown.explanation = texts[Text::kSent];
+  } else {
+    shown.explanation =
+        texts.filled(reason_for(outcome), {{"status", std::to_string(outcome.upload.httpStatus)}});
+    if (!outcome.gone) {
+      shown.explanation += "\n" + texts[outcome.kept ? Text::kKept : Text::kDeleted];
+    }
+  }
+  if (!outcome.gone) shown.details = details_of(outcome.upload);
+  return shown;
+}
+
+SupportPage support_page_for(const std::string& address, bool may_open) {
+  if (address.empty()) return SupportPage::kNone;
+  const bool is_web = starts_with_ignoring_case(address, "https://") ||
+                      starts_with_ignoring_case(address, "http://");
+  // What is no part of an address could become an argument of its own for the browser.
+  const bool is_plain = std::all_of(address.begin(), address.end(), [](unsigned char c) {
+    return c > ' ' && c < 0x7F && c != '"' && c != '<' && c != '>' && c != '\\' && c != '^' &&
+           c != '`' && c != '{' && c != '|' && c != '}';
+  });
+  return may_open && is_web && is_plain && address.size() <= kMaxAddressBytes ? SupportPage::kOpenIt
+                                                                              : SupportPage::kShow;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,106 @@
+#include "reporter/owned_report.h"
+
+#include <utility>
+
+#include "report/delivery.h"
+#include "report/folder_claim.h"
+#include "report/report_store.h"
+#include "reporter/field_text.h"
+#include "support/files.h"
+#include "support/process.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+OwnedReport::OwnedReport(fs::path folder, CrashData record, Logger& logger)
+    : folder_(std::move(folder)), record_(std::move(record)), logger_(&logger) {
+  record_.ownerPid = current_process_id();
+  write();
+}
+
+OwnedReport::OwnedReport(OwnedReport&& other) noexcept
+    : folder_(std::exchange(other.folder_, {})),
+      record_(std::move(other.record_)),
+      logger_(other.logger_) {}
+
+OwnedReport::~OwnedReport() { give_back(); }
+
+std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& logger) {
+  // What is left to do is known when the host has finished with it.
+  const FolderClaim claim(folder);
+  CrashData record;
+  if (!load(folder, record)) return std::nullopt;
+  return OwnedReport(folder, std::move(record), logger);
+}
+
+bool OwnedReport::write() {
+  if (save(folder_, record_)) return true;
+  logger_->warn("Report record not written: %s", path_to_utf8(folder_).c_str());
+  return false;
+}
+
+OwnedReport::Saved OwnedReport::save_answers(const std::string& email,
+                                             const std::string& description) {
+  const auto claim = FolderClaim::try_take(folder_);
+  if (!claim) return Saved::kFailed;
+  // Saving would make a folder that is gone anew.
+  CrashData stored;
+  if (!load(folder_, stored))
+    return path_exists(folder_ / kCrashDataFile) ? Saved::kFailed : Saved::kGone;
+  record_ = std::move(stored);
+  record_.ownerPid = current_process_id();
+  record_.email = cut_text(email, kMaxEmailBytes);
+  record_.userDescription = cut_text(description, kMaxDescriptionBytes);
+  return write() ? Saved::kYes : Saved::kFailed;
+}
+
+SendOutcome OwnedReport::send(HttpClient* http) {
+  SendOutcome outcome;
+  const FolderClaim claim(folder_);
+  const std::string name = path_to_utf8(folder_);
+  // An attempt of the host's may have changed it meanwhile.
+  if (!load(folder_, record_)) {
+    logger_->warn("Report not sent: %s is not there any more", name.c_str());
+    outcome.gone = true;
+    return outcome;
+  }
+  record_.ownerPid = current_process_id();
+  try {
+    outcome.upload = deliver(http, folder_, record_, logger_);
+  } catch (const fs::filesystem_error& error) {
+    outcome.upload.result = WRENFALL_ERROR_FILE;
+    outcome.upload.error = error.what();
+  }
+  outcome.kept = path_exists(folder_ / kCrashDataFile);
+  if (outcome.upload.result == WRENFALL_OK) {
+    logger_->info("Report sent: %s (crash %lld)", name.c_str(),
+                  static_cast<long long>(outcome.upload.crashId));
+  } else {
+    logger_->error("Report not sent: %s: %s (http %d)", name.c_str(), outcome.upload.error.c_str(),
+                   outcome.upload.httpStatus);
+  }
+  return outcome;
+}
+
+bool OwnedReport::discard() {
+  const bool discarded = discard_report_folder(folder_.parent_path(), folder_);
+  if (discarded) {
+    logger_->info("Report discarded by the user: %s", path_to_utf8(folder_).c_str());
+  } else {
+    logger_->error("Report not discarded: %s", path_to_utf8(folder_).c_str());
+  }
+  return discarded;
+}
+
+void OwnedReport::give_back() {
+  if (folder_.empty()) return;
+  if (load(folder_, record_)) {
+    record_.ownerPid = 0;
+    write();
+  }
+  folder_.clear();
+}
+
+}  // namespace wrenfall

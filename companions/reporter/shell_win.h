@@ -1,0 +1,22 @@
+#ifndef WRENFALL_COMPANIONS_REPORTER_SHELL_WIN_H_
+#define WRENFALL_COMPANIONS_REPORTER_SHELL_WIN_H_
+
+#include <windows.h>
+
+#include <filesystem>
+#include <string>
+
+namespace wrenfall {
+
+// Shows the folder in the file manager; false when there is none that does.
+bool open_folder(HWND owner, const std::filesystem::path& folder);
+
+// Opens an address that support_page_for allows in the user's browser.
+bool open_web_page(HWND owner, const std::string& address);
+
+// Whether this process has a desktop that a user sees; a service has none.
+bool has_visible_desktop();
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_COMPANIONS_REPORTER_SHELL_WIN_H_

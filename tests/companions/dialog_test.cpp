@@ -1,0 +1,242 @@
+#include <gtest/gtest.h>
+
+#include "reporter/dialog_layout.h"
+#include "reporter/dialog_texts.h"
+#include "reporter/field_text.h"
+#include "reporter/file_listing.h"
+#include "reporter/outcome_text.h"
+#include "reporter/theme.h"
+#include "temporary_folder.h"
+
+namespace wrenfall {
+namespace {
+
+TEST(DialogTexts, AreFilledOnce) {
+  DialogTexts texts;
+  texts.override_from(R"({"title": "{a} {b} {} {a"})", [](const std::string&) { FAIL(); });
+  EXPECT_EQ(texts.filled(Text::kTitle, {{"a", "{b}"}, {"b", "%s&"}}), "{b} %s& {} {a");
+}
+
+TEST(DialogTexts, ThemesReplaceWhatTheyNameWell) {
+  const std::string title = DialogTexts()[Text::kTitle];
+  const struct {
+    std::string json;
+    std::string title;
+    int warnings;
+  } rows[] = {
+      {R"({"title": "Tïtel", "unknown": 1})", "Tïtel", 0},
+      {"\xEF\xBB\xBF{\"title\": \"T\"}", "T", 0},
+      {R"({"title": 5, "send": ["x"], "sent": null, "close": "C"})", title, 3},
+      {R"({"title": ""})", title, 1},
+      {R"({"title": ")" + std::string(DialogTexts::kMaxTextBytes, 'x') + R"("})",
+       std::string(DialogTexts::kMaxTextBytes, 'x'), 0},
+      {R"({"title": ")" + std::string(DialogTexts::kMaxTextBytes + 1, 'x') + R"("})", title, 1},
+      {R"({"title": "T")", title, 1},
+      {"{\"title\": \"\xFF\"}", title, 1},
+      {"{\"close\": \"C\", \"title\": \"T\"} x", title, 1},
+      {"[\"title\"]", title, 1},
+      {"", title, 1},
+      {std::string(100000, '['), title, 1},
+  };
+  for (const auto& row : rows) {
+    DialogTexts texts;
+    int warnings = 0;
+    texts.override_from(row.json, [&warnings](const std::string&) { ++warnings; });
+    EXPECT_EQ(texts[Text::kTitle], row.title) << row.json.substr(0, 80);
+    EXPECT_EQ(warnings, row.warnings) << row.json.substr(0, 80);
+  }
+}
+
+TEST(OutcomeText, ExplainsEveryResult) {
+  const DialogTexts texts;
+  const struct {
+    wrenfall_result result;
+    int32_t status;
+    Text reason;
+    const char* details;
+  } rows[] = {
+      {WRENFALL_ERROR_INVALID_ARGUMENT, 0, Text::kIncomplete,
+       "WRENFALL_ERROR_INVALID_ARGUMENT (1)\nwhy"},
+      {WRENFALL_ERROR_FILE, 0, Text::kUnreadable, "WRENFALL_ERROR_FILE (7)\nwhy"},
+      {WRENFALL_ERROR_TRANSPORT, 0, Text::kUnreachable, "WRENFALL_ERROR_TRANSPORT (10)\nwhy"},
+      {WRENFALL_ERROR_REJECTED, 429, Text::kSlowDown,
+       "WRENFALL_ERROR_REJECTED (12), HTTP 429\nwhy"},
+      {WRENFALL_ERROR_REJECTED, 400, Text::kRejected,
+       "WRENFALL_ERROR_REJECTED (12), HTTP 400\nwhy"},
+      {99, 0, Text::kFailedOtherwise, "99\nwhy"},
+  };
+  for (const auto& row : rows) {
+    for (const bool kept : {false, true}) {
+      SendOutcome outcome;
+      outcome.upload.result = row.result;
+      outcome.upload.httpStatus = row.status;
+      outcome.upload.error = "why";
+      outcome.kept = kept;
+      const OutcomeText shown = explain_outcome(outcome, texts, "App");
+      EXPECT_EQ(shown.title, "App - Report not sent");
+      EXPECT_EQ(shown.explanation,
+                texts[row.reason] + "\n" + texts[kept ? Text::kKept : Text::kDeleted])
+          << row.result;
+      EXPECT_EQ(shown.details, row.details);
+    }
+  }
+  SendOutcome outcome;
+  outcome.upload.result = WRENFALL_ERROR_SERVICE;
+  outcome.upload.httpStatus = 503;
+  outcome.upload.error = std::string(1999, 'x') + "\xC3\xBC" + std::string(1 << 20, 'y');
+  OutcomeText shown = explain_outcome(outcome, texts, "App");
+  EXPECT_NE(shown.explanation.find("HTTP status 503"), std::string::npos);
+  EXPECT_EQ(shown.details, "WRENFALL_ERROR_SERVICE (11), HTTP 503\n" + std::string(1999, 'x'));
+  outcome.upload.result = WRENFALL_OK;
+  EXPECT_EQ(explain_outcome(outcome, texts, "App").heading, texts[Text::kHeadingSent]);
+  outcome.gone = true;
+  shown = explain_outcome(outcome, texts, "App");
+  EXPECT_EQ(shown.heading, texts[Text::kHeadingNotSent]);
+  EXPECT_EQ(shown.explanation, texts[Text::kGone]);
+  EXPECT_EQ(shown.details, "");
+}
+
+TEST(SupportPage, IsOpenedOnlyWhenItIsAPlainWebAddress) {
+  const struct {
+    std::string address;
+    SupportPage wanted;
+  } rows[] = {
+      {"", SupportPage::kNone},
+      {"https://a.example/x?y=1&z=%20#p", SupportPage::kOpenIt},
+      {"HTTP://a", SupportPage::kOpenIt},
+      {"https://", SupportPage::kShow},
+      {"https:/a", SupportPage::kShow},
+      {"httpsx://a", SupportPage::kShow},
+      {"file:///c:/windows/system32/calc.exe", SupportPage::kShow},
+      {"javascript:alert(1)", SupportPage::kShow},
+      {"C:\\x.exe", SupportPage::kShow},
+      {" https://a", SupportPage::kShow},
+      {"https://a b", SupportPage::kShow},
+      {"https://a\"--flag", SupportPage::kShow},
+      {"https://a\n", SupportPage::kShow},
+      {"https://a\\\\b", SupportPage::kShow},
+      {"https://\xC3\xBC", SupportPage::kShow},
+      {"https://" + std::string(2000, 'a'), SupportPage::kShow},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(support_page_for(row.address, true), row.wanted) << row.address.substr(0, 60);
+    EXPECT_NE(support_page_for(row.address, false), SupportPage::kOpenIt);
+  }
+}
+
+TEST(FieldText, IsCutBetweenCharactersAndKeepsItsLines) {
+  EXPECT_EQ(cut_text("abc", 3), "abc");
+  EXPECT_EQ(cut_text("a\xE2\x82\xAC", 3), "a");
+  EXPECT_EQ(cut_text("a\xE2\x82\xAC"
+                     "b",
+                     4),
+            "a\xE2\x82\xAC");
+  EXPECT_EQ(cut_text("\x80\x80", 1), "");
+  EXPECT_EQ(to_field("a\nb\r\nc\rd"), "a\r\nb\r\nc\r\nd");
+  EXPECT_EQ(to_field(std::string("a\0b", 3)), "a b");
+  EXPECT_EQ(from_field("a\r\nb\n\r\n"), "a\nb\n\n");
+}
+
+TEST(FileListing, HoldsWhatIsSentWithReadableSizes) {
+  const TemporaryFolder folder;
+  for (const char* name :
+       {"b.txt", "WrenfallCrashData.json", "result.json", "WrenfallCrash.zip", "ü.dmp"}) {
+    folder.add(name, "12345");
+  }
+  folder.make_folder("folder");
+  const std::vector<ListedFile> files = list_files_to_send(folder.path());
+  ASSERT_EQ(files.size(), 2u);
+  EXPECT_EQ(files[0].name, "b.txt");
+  EXPECT_EQ(files[1].name, "ü.dmp");
+  EXPECT_EQ(total_size(files), 10u);
+  EXPECT_TRUE(list_files_to_send(folder.path() / "none").empty());
+  const std::pair<uint64_t, const char*> sizes[] = {{0, "0 bytes"},
+                                                    {1, "1 byte"},
+                                                    {1023, "1023 bytes"},
+                                                    {1024, "1.0 KB"},
+                                                    {633921, "619.1 KB"},
+                                                    {1048524, "1023.9 KB"},
+                                                    {1048525, "1.0 MB"},
+                                                    {1572864, "1.5 MB"},
+                                                    {uint64_t{5} << 30, "5.0 GB"},
+                                                    {UINT64_MAX, "16777216.0 TB"}};
+  for (const auto& [bytes, text] : sizes) EXPECT_EQ(size_text(bytes), text) << bytes;
+}
+
+std::string little(uint64_t value, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i & 0xFF);
+  return text;
+}
+
+std::string icon(const std::string& image, uint64_t size, uint64_t offset = 22, int count = 1) {
+  return little(0, 2) + little(1, 2) + little(static_cast<uint64_t>(count), 2) + little(0, 8) +
+         little(size, 4) + little(offset, 4) + image;
+}
+
+std::string bitmap(uint64_t width, uint64_t height, uint64_t bits, uint64_t compression,
+                   size_t pixels) {
+  return little(40, 4) + little(width, 4) + little(height, 4) + little(1, 2) + little(bits, 2) +
+         little(compression, 4) + little(0, 20) + std::string(pixels, 'x');
+}
+
+TEST(ThemeLogo, IsTakenWhenItsImagesAreSmall) {
+  const std::string good = bitmap(16, 32, 32, 0, 1024);
+  const std::string png = "\x89PNG\r\n\x1A\n" + little(0x0D000000, 4) + "IHDR";
+  const struct {
+    std::string label;
+    std::string bytes;
+    bool harmless;
+  } rows[] = {
+      {"bitmap", icon(good, good.size()), true},
+      {"png", icon(png + little(0x00010000, 4) + little(0x00010000, 4) + little(0, 20), 44), true},
+      {"large png", icon(png + little(0x01010000, 4) + little(0x10, 4) + little(0, 20), 44), false},
+      {"empty", "", false},
+      {"no images", icon(good, good.size(), 22, 0), false},
+      {"more images than there are", icon(good, good.size(), 22, 33), false},
+      {"entries beyond the end", icon("", 0, 0, 2), false},
+      {"beyond the end", icon(good, good.size() + 1), false},
+      {"far beyond the end", icon(good, 0xFFFFFFFF, 0xFFFFFFFF), false},
+      {"too short", icon(good, 39), false},
+      {"too wide", icon(bitmap(257, 32, 1, 0, 9000), 9040), false},
+      {"negative height", icon(bitmap(16, 0xFFFFFFE0, 32, 0, 1024), 1064), false},
+      {"no height", icon(bitmap(16, 1, 32, 0, 1024), 1064), false},
+      {"compressed", icon(bitmap(16, 32, 32, 1, 1024), 1064), false},
+      {"fewer pixels than told", icon(bitmap(16, 32, 32, 0, 1023), 1063), false},
+      {"depth", icon(bitmap(16, 32, 33, 0, 9000), 9040), false},
+  };
+  for (const auto& row : rows) EXPECT_EQ(is_harmless_icon(row.bytes), row.harmless) << row.label;
+}
+
+TEST(Theme, LeavesAloneWhatIsNotThereOrTooLarge) {
+  const TemporaryFolder folder;
+  Logger logger(folder.path() / "log");
+  EXPECT_EQ(load_theme_texts("", logger)[Text::kSend], DialogTexts()[Text::kSend]);
+  EXPECT_TRUE(find_theme_logo(folder.path() / "none", logger).empty());
+  EXPECT_EQ(file_text(folder.path() / "log"), "<missing>");
+  folder.add("strings.json", "{\"send\": \"S\"}" + std::string(300 * 1024, ' '));
+  folder.make_folder("logo.ico");
+  EXPECT_EQ(load_theme_texts(folder.path(), logger)[Text::kSend], DialogTexts()[Text::kSend]);
+  EXPECT_TRUE(find_theme_logo(folder.path(), logger).empty());
+  EXPECT_NE(file_text(folder.path() / "log").find("logo.ico is unreadable"), std::string::npos);
+  folder.add("strings.json", "{\"send\": \"S\"}");
+  EXPECT_EQ(load_theme_texts(folder.path(), logger)[Text::kSend], "S");
+}
+
+TEST(FreeSpace, GivesWhatThereIs) {
+  FreeSpace space({10, 20, 100, 50});
+  const Box top = space.take_top(30, 5);
+  const Box right = space.take_right(40, 10);
+  const Box bottom = space.take_bottom(100, 7);
+  EXPECT_EQ(top.height, 30);
+  EXPECT_EQ(right.left, 70);
+  EXPECT_EQ(right.top, 55);
+  EXPECT_EQ(bottom.width, 50);
+  EXPECT_EQ(bottom.height, 15);
+  EXPECT_EQ(space.rest().height, 0);
+  EXPECT_EQ(space.take_left(-5, 0).width, 0);
+  EXPECT_EQ(scale_to_dpi(9, 144), 14);
+}
+
+}  // namespace
+}  // namespace wrenfall
