@@ -10,6 +10,7 @@ packages=(
   wine64                                 # runs what was built
   python3 openssl                        # the local crash-collection service and its certificates
   xvfb xauth                             # a display for the tests that have windows
+  xdotool                                # presses the keys in them
   clang-format                           # the style check
   llvm lld pkgconf                       # the package: an import library for MSVC, a linker like MSVC's, pkg-config
 )

@@ -1,0 +1,244 @@
+"""The reporter's dialog, driven with the keyboard on a real display."""
+
+import os
+import signal
+import subprocess
+import unittest
+
+from harness import BIN, BUILD, RECORD, SERVICE_PORT, RoadTest, processes, wait_for, windows_path, wine
+
+from service import CrashService
+
+# The controls, by their ids.
+SEND, CLOSE = 1, 2
+HEADING, MESSAGE, FILES_LABEL, EMAIL, DESCRIPTION = 101, 102, 103, 106, 108
+SUPPORT, DETAILS, TRY_AGAIN = 112, 114, 115
+PATIENCE = 60.0  # seconds for each step, on a machine that is busy with something else
+
+
+class Window(dict):
+    """What the reader prints of a dialog: texts by control id."""
+
+    title = ""
+    focus = None
+
+
+def windows():
+    """The dialogs on the screen, the topmost first."""
+    reader = wine(BIN / "dialog_reader.exe", stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    try:
+        output = reader.communicate(timeout=PATIENCE)[0].decode("utf-8")
+    finally:
+        reader.kill()
+        reader.wait()
+    found = []
+    for line in output.splitlines():
+        key, text = line.rstrip("\r").split("\t", 1)
+        if key == "window":
+            found.append(Window())
+            found[-1].title = text
+        elif key == "focus":
+            found[-1].focus = int(text)
+        else:
+            found[-1][int(key)] = text
+    return found
+
+
+def xdotool(*words):
+    done = subprocess.run(["xdotool", *map(str, words)], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                          timeout=PATIENCE, check=False)
+    return done.stdout.decode().split()
+
+
+class ReporterTest(RoadTest):
+    def setUp(self):
+        super().setUp()
+        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
+                                    certificates=BUILD / "certificates")
+        self.service.start()
+        self.addCleanup(self.service.stop)
+        self.addCleanup(self.end_reporters)
+
+    def reporters(self):
+        """Monitors have the reporter's path among their annotations."""
+        monitors = processes("--annotation=")
+        return [process for process in processes("WrenfallReporter.exe", self.folder.name)
+                if process not in monitors]
+
+    def end_reporters(self):
+        """Those of a test that failed; they would meet the next one's keys."""
+        for process in self.reporters():
+            os.kill(process, signal.SIGKILL)
+
+    def start(self, **fields):
+        """The dialog on a report that is simply there, as far as asking."""
+        self.report = self.make_report(**{"uploadPolicy": "dialog", "openSupportUrl": False, **fields})
+        self.process = wine(BIN / "WrenfallReporter.exe", windows_path(self.report),
+                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(self.process.wait)
+        self.addCleanup(self.process.kill)
+        return self.wait_for_window("Problem report", DESCRIPTION)
+
+    def wait_for_window(self, title, *focus):
+        """The dialog of that title once the keyboard goes to one of these controls."""
+        def look():
+            for window in windows():
+                if title in window.title and window.focus in focus:
+                    return window
+            return None
+        return wait_for(look, PATIENCE, f"a window '{title}' with the focus on {focus}")
+
+    def wait_for_text(self, control, text):
+        wait_for(lambda: any(window.get(control) == text for window in windows()), PATIENCE,
+                 f"'{text}' in {control}")
+
+    def wait_for_end(self):
+        wait_for(lambda: not self.reporters(), PATIENCE, "the reporter's end")
+
+    def press(self, title, *keys, text=None):
+        """Real key presses for the window of that title: `keys` by their names, or `text`."""
+        found = wait_for(lambda: xdotool("search", "--onlyvisible", "--name", title), PATIENCE,
+                         f"a window '{title}'")
+        xdotool("windowfocus", found[-1])
+        wait_for(lambda: xdotool("getwindowfocus") == [found[-1]], PATIENCE, "the focus")
+        if text is None:
+            xdotool("key", "--delay", 50, *keys)
+        else:
+            xdotool("type", "--delay", 50, text)
+
+    def test_a_crash_is_asked_about_and_sent(self):
+        host = self.host(upload_policy=0, email="old@example.org", open_support_url=0)
+        host.crash("access-violation")
+        shown = self.wait_for_window("Road Test - Problem report", DESCRIPTION)
+        self.assertEqual("Road Test has stopped working", shown[HEADING])
+        self.assertRegex(shown[FILES_LABEL], r"\(1, [\d.]+ [KM]B\)")
+        self.assertEqual("old@example.org", shown[EMAIL])
+        # While it asks it is nobody else's.
+        self.assertEqual("", self.host().do("pending"))
+        self.press("Problem report", text="it broke")
+        self.press("Problem report", "Return")
+        self.press("Problem report", text="twice")
+        self.wait_for_text(DESCRIPTION, "it broke|twice")
+        self.press("Problem report", "alt+m")
+        self.wait_for_window("Problem report", EMAIL)
+        self.press("Problem report", text="new@example.org")
+        self.wait_for_text(EMAIL, "new@example.org")
+        self.press("Problem report", "Return")
+        result = self.wait_for_window("Report sent", CLOSE)
+        (report,) = self.service.reports
+        self.assertEqual([], self.service.problems)
+        self.assertEqual(("new@example.org", "it broke\ntwice"),
+                         (report.fields["email"], report.fields["description"]))
+        self.assertEqual(["minidump.dmp"], [entry["name"] for entry in report.entries])
+        self.assertEqual(f"https://127.0.0.1:{SERVICE_PORT}/report/1", result[SUPPORT])
+        self.assertEqual([], self.report_folders())
+        self.press("Report sent", "Return")
+        self.wait_for_end()
+
+    def test_dont_send_discards(self):
+        self.start()
+        self.press("Problem report", "alt+d")
+        self.wait_for_end()
+        self.assertFalse(self.report.exists())
+        self.assertEqual([], self.service.requests)
+
+    def test_closing_keeps_the_report_and_what_was_typed(self):
+        host = self.host()
+        self.start(userDescription="be")
+        self.assertEqual("", host.do("pending"))
+        self.press("Problem report", text="fore")
+        self.wait_for_text(DESCRIPTION, "before")
+        self.press("Problem report", "Escape")
+        self.wait_for_end()
+        self.assertEqual((0, "before"), tuple(self.record(self.report)[key]
+                                              for key in ("ownerPid", "userDescription")))
+        self.assertEqual(windows_path(self.report), host.do("pending"))
+        self.assertEqual([], self.service.requests)
+
+    def test_failures_are_explained(self):
+        rows = [
+            # HTTP status, the explanation, the result, whether it is kept
+            (503, "HTTP status 503", "WRENFALL_ERROR_SERVICE (11)", True),
+            (429, "too many reports", "WRENFALL_ERROR_REJECTED (12)", False),
+            (None, "could not be reached", "WRENFALL_ERROR_TRANSPORT (10)", False),
+        ]
+        for status, explanation, result, kept in rows:
+            with self.subTest(status=status):
+                self.service.clear_faults()
+                self.service.fail("first", **({"status": status} if status else {"reset": "before"}))
+                self.start()
+                self.press("Problem report", "alt+s")
+                shown = self.wait_for_window("Report not sent", CLOSE)
+                self.assertIn(explanation, shown[MESSAGE])
+                self.assertIn("is kept" if kept else "was deleted", shown[MESSAGE])
+                self.assertTrue(shown[DETAILS].startswith(result), shown[DETAILS])
+                self.assertEqual((kept, kept), (TRY_AGAIN in shown, self.report.exists()))
+                if kept:
+                    self.service.clear_faults()
+                    self.press("Report not sent", "alt+t")
+                    self.wait_for_window("Report sent", CLOSE)
+                    self.assertFalse(self.report.exists())
+                self.press("Report", "Escape")
+                self.wait_for_end()
+
+    def close_while_it_sends(self, **fault):
+        self.service.fail("first", **fault)
+        self.start()
+        self.press("Problem report", "alt+s")
+        self.wait_for_window("Sending the report", CLOSE)
+        self.press("Sending the report", "Escape")
+        wait_for(lambda: not windows(), PATIENCE, "no window")
+
+    def test_closing_while_it_sends(self):
+        """Sending goes on without a window, and ends without one when the service has the report."""
+        self.close_while_it_sends(delay=15)
+        self.wait_for_end()
+        self.assertFalse(self.report.exists())
+        self.assertTrue(self.service.reports[0].committed)
+
+    def test_closing_while_it_sends_and_fails(self):
+        self.close_while_it_sends(never=True)
+        self.service.stop()
+        # Back in the background.
+        shown = self.wait_for_window("Report not sent", CLOSE, None)
+        self.assertIn("could not be reached", shown[MESSAGE])
+        self.press("Report not sent", "Escape")
+        self.wait_for_end()
+
+    def test_what_cannot_be_saved_is_not_sent(self):
+        self.start()
+        in_the_way = self.report / (RECORD + ".tmp")
+        in_the_way.mkdir()
+        self.press("Problem report", text="words")
+        self.wait_for_text(DESCRIPTION, "words")
+        self.press("Problem report", "alt+s")
+        wait_for(lambda: any("could not be saved" in text for window in windows() for text in window.values()),
+                 PATIENCE, "the message")
+        self.assertEqual([], self.service.requests)
+        in_the_way.rmdir()
+        self.press("Problem report", "Return")
+        self.wait_for_window("Problem report", SEND)
+        self.press("Problem report", "alt+s")
+        self.wait_for_window("Report sent", CLOSE)
+        self.assertEqual("words", self.service.reports[0].fields["description"])
+        self.press("Report sent", "Escape")
+        self.wait_for_end()
+
+    def test_a_theme_speaks_and_a_strange_address_is_shown(self):
+        theme = self.folder / "thème"
+        theme.mkdir()
+        (theme / "strings.json").write_text('{"title": "Problem report ✓ {application}", "send": 5}', "utf-8")
+        (theme / "logo.ico").write_bytes(b"no icon")
+        self.service.fail("commit", status=200, body=b'{"status":"success","crashId":7,"infoUrl":"file:///c:/x"}')
+        shown = self.start(themeDir=windows_path(theme), openSupportUrl=True)
+        self.assertEqual(("Problem report ✓ Road Test", "&Send report"), (shown.title, shown[SEND]))
+        self.press("Problem report", "alt+s")
+        self.assertEqual("file:///c:/x", self.wait_for_window("Report sent", CLOSE)[SUPPORT])
+        self.press("Report sent", "Escape")
+        self.wait_for_end()
+        for word in ('"send" is not a text', "logo.ico is not an icon"):
+            self.assertIn(word, self.log())
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
