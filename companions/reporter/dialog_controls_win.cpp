@@ -92,7 +92,7 @@ bool DialogControls::create(HWND dialog) {
   return true;
 }
 
-void DialogControls::set_text(ControlId id, const std::string& text) {
+void DialogControls::set_text(ControlId id, const std::string& text) const {
   SetWindowTextW(get(id), utf8_to_wide(to_field(text)).c_str());
 }
 
@@ -104,7 +104,7 @@ std::string DialogControls::text(ControlId id) const {
   return from_field(wide_to_utf8(wide));
 }
 
-void DialogControls::show(ControlId id, bool visible) {
+void DialogControls::show(ControlId id, bool visible) const {
   ShowWindow(get(id), visible ? SW_SHOWNA : SW_HIDE);
 }
 
@@ -113,16 +113,16 @@ bool DialogControls::is_shown(ControlId id) const {
   return (GetWindowLongPtrW(get(id), GWL_STYLE) & WS_VISIBLE) != 0;
 }
 
-void DialogControls::place(ControlId id, const Box& box) {
+void DialogControls::place(ControlId id, const Box& box) const {
   SetWindowPos(get(id), nullptr, box.left, box.top, box.width, box.height,
                SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOCOPYBITS);
 }
 
-void DialogControls::set_icon(HICON icon) {
+void DialogControls::set_icon(HICON icon) const {
   SendMessageW(get(kIcon), STM_SETICON, reinterpret_cast<WPARAM>(icon), 0);
 }
 
-void DialogControls::use_fonts(const DialogFonts& fonts) {
+void DialogControls::use_fonts(const DialogFonts& fonts) const {
   for (const ControlKind& kind : kKinds) {
     const HFONT font = kind.id == kHeading ? fonts.heading.get() : fonts.text.get();
     SendMessageW(get(kind.id), WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
@@ -150,12 +150,12 @@ int DialogControls::text_width(ControlId id) const { return measure(id, text(id)
 
 int DialogControls::line_height() const { return measure(kMessage, "X", 0).cy; }
 
-void DialogControls::set_columns(const std::string& file, const std::string& size) {
+void DialogControls::set_columns(const std::string& file, const std::string& size) const {
   insert_column(get(kFiles), kNameColumn, LVCFMT_LEFT, utf8_to_wide(file));
   insert_column(get(kFiles), kSizeColumnIndex, LVCFMT_RIGHT, utf8_to_wide(size));
 }
 
-void DialogControls::set_files(const std::vector<ListedFile>& files) {
+void DialogControls::set_files(const std::vector<ListedFile>& files) const {
   const HWND list = get(kFiles);
   SendMessageW(list, LVM_DELETEALLITEMS, 0, 0);
   int row = 0;
@@ -164,7 +164,7 @@ void DialogControls::set_files(const std::vector<ListedFile>& files) {
   }
 }
 
-void DialogControls::fit_columns() {
+void DialogControls::fit_columns() const {
   RECT area{};
   GetClientRect(get(kFiles), &area);
   const int name = MulDiv(area.right, kNamePercent, 100);

@@ -45,22 +45,22 @@ class DialogControls {
   bool create(HWND dialog);
 
   HWND get(ControlId id) const { return GetDlgItem(dialog_, id); }
-  void set_text(ControlId id, const std::string& text);
+  void set_text(ControlId id, const std::string& text) const;
   std::string text(ControlId id) const;
-  void show(ControlId id, bool visible);
+  void show(ControlId id, bool visible) const;
   bool is_shown(ControlId id) const;
-  void place(ControlId id, const Box& box);
-  void set_icon(HICON icon);
+  void place(ControlId id, const Box& box) const;
+  void set_icon(HICON icon) const;
 
-  void use_fonts(const DialogFonts& fonts);
+  void use_fonts(const DialogFonts& fonts) const;
   // The place that the control's text needs in its font.
   int text_height(ControlId id, int width) const;
   int text_width(ControlId id) const;
   int line_height() const;
 
-  void set_columns(const std::string& file, const std::string& size);
-  void set_files(const std::vector<ListedFile>& files);
-  void fit_columns();
+  void set_columns(const std::string& file, const std::string& size) const;
+  void set_files(const std::vector<ListedFile>& files) const;
+  void fit_columns() const;
 
  private:
   SIZE measure(ControlId id, const std::string& shown, int width) const;

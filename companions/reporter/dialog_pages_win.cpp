@@ -31,7 +31,7 @@ constexpr struct {
 
 class PageLayout {
  public:
-  PageLayout(DialogControls& controls, unsigned dpi) : controls_(controls), dpi_(dpi) {}
+  PageLayout(const DialogControls& controls, unsigned dpi) : controls_(controls), dpi_(dpi) {}
 
   void lay_out(Page page, int width, int height) {
     FreeSpace window({0, 0, width, height});
@@ -118,7 +118,7 @@ class PageLayout {
     }
   }
 
-  DialogControls& controls_;
+  const DialogControls& controls_;
   const unsigned dpi_;
 };
 
@@ -137,7 +137,7 @@ int page_height(Page page) {
 
 int footer_height(unsigned dpi) { return scale_to_dpi(kButtonHeight + 2 * kFooterMargin, dpi); }
 
-void show_page(DialogControls& controls, Page page) {
+void show_page(const DialogControls& controls, Page page) {
   for (const auto& entry : kShownOn) controls.show(entry.id, entry.page == page);
   for (const ControlId id : {kIcon, kHeading, kMessage}) controls.show(id, true);
   controls.show(kCloseButton, page != Page::kAsk);
@@ -146,7 +146,7 @@ void show_page(DialogControls& controls, Page page) {
   }
 }
 
-void lay_out_page(DialogControls& controls, Page page, int width, int height, unsigned dpi) {
+void lay_out_page(const DialogControls& controls, Page page, int width, int height, unsigned dpi) {
   PageLayout(controls, dpi).lay_out(page, width, height);
 }
 

@@ -11,10 +11,10 @@ enum class Page { kAsk, kSending, kResult };
 
 // Shows the controls of the page and hides the others. What is optional on the result page (the
 // support page's address, the details, another attempt) is hidden; show it afterwards.
-void show_page(DialogControls& controls, Page page);
+void show_page(const DialogControls& controls, Page page);
 
 // Gives the shown controls of the page their places in a client area of that size in pixels.
-void lay_out_page(DialogControls& controls, Page page, int width, int height, unsigned dpi);
+void lay_out_page(const DialogControls& controls, Page page, int width, int height, unsigned dpi);
 
 // The edge of the icon, and of the client area, at 96 dots an inch.
 inline constexpr int kIconSize = 32;

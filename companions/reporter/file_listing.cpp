@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "report/crash_data.h"
 #include "report/report_result.h"
@@ -46,7 +47,7 @@ std::string size_text(uint64_t bytes) {
     tenths /= 1024;
     ++unit;
   }
-  const auto rounded = static_cast<uint64_t>(tenths + 0.5);
+  const auto rounded = static_cast<uint64_t>(std::llround(tenths));
   return std::to_string(rounded / 10) + "." + std::to_string(rounded % 10) + kUnits[unit];
 }
 

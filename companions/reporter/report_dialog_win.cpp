@@ -119,7 +119,8 @@ class ReportDialog : private DialogEvents {
     }
   }
 
-  std::vector<ControlId> optional_controls(bool sent, SupportPage page, const OutcomeText& shown) {
+  std::vector<ControlId> optional_controls(bool sent, SupportPage page,
+                                           const OutcomeText& shown) const {
     std::vector<ControlId> ids;
     if (page != SupportPage::kNone) ids.insert(ids.end(), {kSupportLabel, kSupport});
     if (!shown.details.empty()) ids.insert(ids.end(), {kDetailsLabel, kDetails});

@@ -11,8 +11,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr uint64_t kMaxTextsBytes = 256 * 1024;
-constexpr uint64_t kMaxLogoBytes = 1024 * 1024;
+constexpr uint64_t kMaxTextsBytes = uint64_t{256} * 1024;
+constexpr uint64_t kMaxLogoBytes = uint64_t{1024} * 1024;
 
 constexpr size_t kIconHeaderBytes = 6;
 constexpr size_t kIconEntryBytes = 16;
@@ -98,7 +98,7 @@ DialogTexts load_theme_texts(const fs::path& folder, Logger& logger) {
 
 fs::path find_theme_logo(const fs::path& folder, Logger& logger) {
   std::string bytes;
-  const fs::path file = folder / kThemeLogoFile;
+  fs::path file = folder / kThemeLogoFile;
   if (folder.empty() || !read_theme_file(file, kMaxLogoBytes, logger, bytes)) return {};
   if (is_harmless_icon(bytes)) return file;
   logger.warn("Theme: %s is not an icon of at most %u x %u pixels", path_to_utf8(file).c_str(),
