@@ -15,10 +15,23 @@ constexpr DWORD kHandlerRightsToClient = PROCESS_QUERY_INFORMATION | PROCESS_VM_
 
 uint64_t to_number(const ScopedHandle& handle) { return reinterpret_cast<uintptr_t>(handle.get()); }
 
-// True when `event` is set, false when `process` ended first. Both at once counts as set.
-bool wait_for_event_or_exit(HANDLE event, HANDLE process) {
+// How long a handler that lives may take to get ready, and for the dump of a crash. For a dump on
+// demand it is how long the rest of the process may stand still.
+constexpr DWORD kPatienceMs = 60000;
+
+enum class WaitResult { kSet, kProcessEnded, kTimedOut };
+
+// Both at once counts as set.
+WaitResult wait_for_event_or_exit(HANDLE event, HANDLE process, DWORD milliseconds) {
   const HANDLE handles[] = {event, process};
-  return WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0;
+  switch (WaitForMultipleObjects(2, handles, FALSE, milliseconds)) {
+    case WAIT_OBJECT_0:
+      return WaitResult::kSet;
+    case WAIT_TIMEOUT:
+      return WaitResult::kTimedOut;
+    default:
+      return WaitResult::kProcessEnded;
+  }
 }
 
 }  // namespace
@@ -39,7 +52,7 @@ CrashConnection::CrashConnection()
     : resume_process_(find_system_function<ProcessFunction>(L"ntdll.dll", "NtResumeProcess")) {}
 
 CrashConnection::~CrashConnection() {
-  if (stop_) SetEvent(stop_.get());
+  if (stop_) tell_to_stop();
   const HANDLE handler = handler_process_.load();
   if (handler != nullptr) CloseHandle(handler);
 }
@@ -95,7 +108,10 @@ std::vector<HANDLE> CrashConnection::inherited_handles() const {
 
 bool CrashConnection::wait_until_ready() {
   if (handler_process_.load() != nullptr) return true;
-  if (!wait_for_event_or_exit(ready_.get(), started_process_.get())) return false;
+  if (wait_for_event_or_exit(ready_.get(), started_process_.get(), kPatienceMs) !=
+      WaitResult::kSet) {
+    return false;
+  }
   const HANDLE handler = OpenProcess(SYNCHRONIZE, FALSE, section_->handler_process_id.load());
   if (handler == nullptr) return false;
   HANDLE none = nullptr;
@@ -104,27 +120,37 @@ bool CrashConnection::wait_until_ready() {
 }
 
 bool CrashConnection::request_crash_dump(const EXCEPTION_POINTERS* exception) {
-  return request(&section_->crash, crash_request_.get(), crash_done_.get(), exception);
+  if (!request(&section_->crash, crash_request_.get(), crash_done_.get(), exception)) return false;
+  return wait_for_event_or_exit(crash_done_.get(), handler_process_.load(), kPatienceMs) ==
+         WaitResult::kSet;
 }
 
-bool CrashConnection::request_dump(const EXCEPTION_POINTERS* exception) {
-  if (request(&section_->dump, dump_request_.get(), dump_done_.get(), exception)) return true;
-  if (section_->client_suspended.exchange(0) != 0 && resume_process_ != nullptr) {
-    resume_process_(GetCurrentProcess());
+void CrashConnection::request_dump(const EXCEPTION_POINTERS* exception) {
+  if (!request(&section_->dump, dump_request_.get(), dump_done_.get(), exception)) return;
+  DWORD patience = kPatienceMs;
+  for (;;) {
+    const WaitResult result =
+        wait_for_event_or_exit(dump_done_.get(), handler_process_.load(), patience);
+    if (result == WaitResult::kSet) return;
+    if (section_->client_suspended.exchange(0) != 0 && resume_process_ != nullptr) {
+      resume_process_(GetCurrentProcess());
+    }
+    if (result == WaitResult::kProcessEnded) return;
+    patience = INFINITE;
   }
-  return false;
 }
 
 bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
                               const EXCEPTION_POINTERS* exception) {
   if (!wait_until_ready()) return false;
+  // The late answer to a request that nobody waits for any more.
+  ResetEvent(done_event);
   slot->exception_pointers = reinterpret_cast<uintptr_t>(exception);
   slot->thread_id = GetCurrentThreadId();
   slot->waiting_thread_id = slot->thread_id;
   slot->gather_indirect_memory =
       CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory() == TriState::kEnabled;
-  SetEvent(request_event);
-  return wait_for_event_or_exit(done_event, handler_process_.load());
+  return SetEvent(request_event) != FALSE;
 }
 
 void CrashConnection::publish(WerRegistration* registration) const {

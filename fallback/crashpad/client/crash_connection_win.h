@@ -37,15 +37,24 @@ class CrashConnection {
   void set_started_process(ScopedHandle process) { started_process_ = std::move(process); }
 
   // Waits until the handler is ready and finds its process. False when the started process ended
-  // before.
+  // before, or has not got ready for a minute.
   bool wait_until_ready();
 
-  // Ask for a dump and wait for it. False when the handler is gone without having answered; an
-  // answer does not say that the dump could be written. A handler that was killed in the middle
-  // leaves the other threads suspended: request_dump() resumes them; after a crash only the
-  // process's end matters.
+  // Ask for a dump and wait for it; an answer does not say that the dump could be written. A handler
+  // that is gone ends either wait.
+  //
+  // A crash waits for a minute at the most: false when there was no answer by then. A dump on demand
+  // waits without end. It resumes the other threads, which a handler leaves suspended when it is
+  // killed in the middle, or has done nothing for a minute; after a crash only the process's end
+  // matters.
   bool request_crash_dump(const EXCEPTION_POINTERS* exception);
-  bool request_dump(const EXCEPTION_POINTERS* exception);
+  void request_dump(const EXCEPTION_POINTERS* exception);
+
+  // Held by the one thread that may ask for a dump on demand.
+  SRWLOCK* dump_lock() { return &dump_lock_; }
+
+  // The handler ends once it has answered what it was asked for.
+  void tell_to_stop() const { SetEvent(stop_.get()); }
 
   // Points the helper module in Windows Error Reporting's process at this connection. The caller
   // keeps `registration` from pointing at a connection that is gone.
@@ -61,6 +70,7 @@ class CrashConnection {
 
   bool open_section();
   bool open_events();
+  // Sends the request without waiting for the answer. False when there is no handler.
   bool request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
                const EXCEPTION_POINTERS* exception);
 
@@ -76,6 +86,7 @@ class CrashConnection {
   ScopedHandle wer_request_;
   ScopedHandle wer_done_;
   ScopedHandle started_process_;
+  SRWLOCK dump_lock_ = SRWLOCK_INIT;
 
   // Looked up beforehand: a suspended thread may hold the loader's lock.
   const ProcessFunction resume_process_;

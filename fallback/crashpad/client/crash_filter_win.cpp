@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <utility>
 
 #include "common/client_protocol.h"
 
@@ -18,6 +19,7 @@ constexpr DWORD kStatusFatalAppExit = 0x40000015;
 constexpr DWORD kLateThreadGraceMs = 2000;
 
 // All of this is constant-initialised and never destroyed: a crash may come before or after main().
+// The connection that a crash takes, and the same for others, who keep it alive.
 std::atomic<CrashConnection*> g_connection{nullptr};
 
 // Threads that have entered the crash path, which none leaves. While there is one, no connection is
@@ -29,16 +31,32 @@ std::atomic<DWORD> g_reporting_thread{0};
 
 WerRegistration g_wer_registration = {};
 
-// Held while a dump on demand is under way and while the connection is replaced; never in a crash.
-SRWLOCK g_dump_lock = SRWLOCK_INIT;
+// Held for moments, while the shared connection is read or replaced; never in a crash.
+SRWLOCK g_shared_connection_lock = SRWLOCK_INIT;
 
-class DumpLock {
+class ScopedLock {
  public:
-  DumpLock() { AcquireSRWLockExclusive(&g_dump_lock); }
-  ~DumpLock() { ReleaseSRWLockExclusive(&g_dump_lock); }
-  DumpLock(const DumpLock&) = delete;
-  DumpLock& operator=(const DumpLock&) = delete;
+  explicit ScopedLock(SRWLOCK* lock) : lock_(lock) { AcquireSRWLockExclusive(lock_); }
+  ~ScopedLock() { ReleaseSRWLockExclusive(lock_); }
+  ScopedLock(const ScopedLock&) = delete;
+  ScopedLock& operator=(const ScopedLock&) = delete;
+
+ private:
+  SRWLOCK* const lock_;
 };
+
+// Under its lock.
+std::shared_ptr<CrashConnection>& shared_connection() {
+  static auto& connection = *new std::shared_ptr<CrashConnection>;
+  return connection;
+}
+
+// Gives up a share in a connection that was or may have been replaced. A crashing thread announces
+// itself before it loads the connection. So without one, whoever crashes from now on finds the new
+// connection; with one, the process is ending and nothing is worth freeing.
+void let_go(std::shared_ptr<CrashConnection> connection) {
+  if (g_crashing_threads.load() != 0) new std::shared_ptr<CrashConnection>(std::move(connection));
+}
 
 [[noreturn]] void end_process(DWORD exit_code) {
   for (;;) {
@@ -114,31 +132,38 @@ void install_crash_handling() {
 }  // namespace
 
 void direct_crashes_to(std::unique_ptr<CrashConnection> connection) {
-  std::unique_ptr<CrashConnection> previous;
+  std::shared_ptr<CrashConnection> previous = std::move(connection);
   {
-    DumpLock lock;
-    previous.reset(g_connection.exchange(connection.release()));
+    const ScopedLock lock(&g_shared_connection_lock);
+    g_connection.store(previous.get());
+    shared_connection().swap(previous);
     g_connection.load()->publish(&g_wer_registration);
   }
   install_crash_handling();
-  // A crashing thread announces itself before it loads the connection. So without one, whoever
-  // crashes from now on finds the new connection; with one, the process is ending and nothing is
-  // worth freeing.
-  if (g_crashing_threads.load() != 0) static_cast<void>(previous.release());
+  if (previous == nullptr) return;
+  previous->tell_to_stop();
+  let_go(std::move(previous));
 }
 
 WerRegistration* wer_registration() { return &g_wer_registration; }
 
 void dump_without_crash(const CONTEXT& context) {
-  DumpLock lock;
-  CrashConnection* connection = g_connection.load();
+  std::shared_ptr<CrashConnection> connection;
+  {
+    const ScopedLock lock(&g_shared_connection_lock);
+    connection = shared_connection();
+  }
   if (connection == nullptr) return;
   CONTEXT own_context = context;
   EXCEPTION_RECORD record = {};
   record.ExceptionCode = kDumpWithoutCrashCode;
   record.ExceptionAddress = reinterpret_cast<void*>(context.Rip);
   const EXCEPTION_POINTERS exception = {&record, &own_context};
-  connection->request_dump(&exception);
+  {
+    const ScopedLock lock(connection->dump_lock());
+    connection->request_dump(&exception);
+  }
+  let_go(std::move(connection));
 }
 
 }  // namespace crashpad::internal

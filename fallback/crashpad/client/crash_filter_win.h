@@ -10,8 +10,9 @@
 namespace crashpad::internal {
 
 // Makes `connection` the one that crashes and dumps go to and installs the process's crash
-// handling: the unhandled exception filter, the abort signal, heap corruption. Waits for a dump on
-// demand that is under way, then tells an earlier connection's handler to stop and closes it.
+// handling: the unhandled exception filter, the abort signal, heap corruption. Tells an earlier
+// connection's handler to stop; a dump on demand that is under way keeps that connection until it
+// has its answer.
 void direct_crashes_to(std::unique_ptr<CrashConnection> connection);
 
 // What RegisterWerModule() gives to the system. It is there from the process's start to its end and
