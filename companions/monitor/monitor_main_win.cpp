@@ -9,6 +9,7 @@
 #include "monitor/dump_watcher_win.h"
 #include "monitor/monitor_options.h"
 #include "monitor/process_start_win.h"
+#include "monitor/watched_process.h"
 #include "report/session_files.h"
 #include "support/files.h"
 #include "support/logger.h"
@@ -106,6 +107,11 @@ void watch(HANDLE handler, const MonitorOptions& options, Logger& logger) {
   while (watcher.wait(hurry)) {
     watcher.arm();
     hurry = steps.run(look);
+  }
+  // Nobody else could: a handler that was killed while it wrote a dump leaves the host standing.
+  if (resume_frozen_session(options.session)) {
+    logger.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
+                static_cast<unsigned long long>(options.session.process_id));
   }
   const ULONGLONG end = GetTickCount64() + kLastSweepMs;
   while (steps.run(look) && GetTickCount64() < end) Sleep(kLastSweepPauseMs);

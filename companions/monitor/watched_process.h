@@ -13,6 +13,10 @@ bool is_session_running(const SessionTag& session);
 // from another with the same id, or may not be ended.
 bool terminate_session(const SessionTag& session);
 
+// Lets the process of that session run again when every thread of it is suspended, as a capture
+// handler that was killed in the middle of a dump may leave it. True when it was.
+bool resume_frozen_session(const SessionTag& session);
+
 }  // namespace wrenfall
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_WATCHED_PROCESS_H_

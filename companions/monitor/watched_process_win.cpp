@@ -1,5 +1,8 @@
 #include <windows.h>
 
+// Needs <windows.h> first.
+#include <tlhelp32.h>
+
 #include <cstdint>
 
 #include "monitor/watched_process.h"
@@ -27,6 +30,43 @@ uint64_t start_time_of(HANDLE process) {
   return static_cast<uint64_t>(creation.dwHighDateTime) << 32 | creation.dwLowDateTime;
 }
 
+using ProcessFunction = LONG(NTAPI*)(HANDLE);
+using QueryThreadFunction = LONG(NTAPI*)(HANDLE, int, void*, ULONG, ULONG*);
+
+template <typename Function>
+Function find_ntdll_function(const char* name) {
+  const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+  return ntdll == nullptr
+             ? nullptr
+             : reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(ntdll, name)));
+}
+
+// False as well where the system does not tell.
+bool is_suspended(DWORD thread_id) {
+  constexpr int kThreadSuspendCount = 35;
+  const auto query = find_ntdll_function<QueryThreadFunction>("NtQueryInformationThread");
+  const ScopedKernelHandle thread(OpenThread(THREAD_QUERY_INFORMATION, FALSE, thread_id));
+  ULONG count = 0;
+  return query != nullptr && thread &&
+         query(thread.get(), kThreadSuspendCount, &count, sizeof count, nullptr) >= 0 && count > 0;
+}
+
+// A process that suspends threads of its own leaves itself at least one.
+bool is_frozen(DWORD process_id) {
+  const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  if (!snapshot) return false;
+  bool any = false;
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Thread32First(snapshot.get(), &entry); more;
+       more = Thread32Next(snapshot.get(), &entry)) {
+    if (entry.th32OwnerProcessID != process_id) continue;
+    if (!is_suspended(entry.th32ThreadID)) return false;
+    any = true;
+  }
+  return any;
+}
+
 }  // namespace
 
 bool is_session_running(const SessionTag& session) {
@@ -44,6 +84,16 @@ bool terminate_session(const SessionTag& session) {
   if (!process || session.start_time == 0) return false;
   if (start_time_of(process.get()) != session.start_time) return false;
   return TerminateProcess(process.get(), kTerminatedExitCode) != FALSE;
+}
+
+bool resume_frozen_session(const SessionTag& session) {
+  const ScopedKernelHandle process =
+      open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_SUSPEND_RESUME);
+  if (!process || session.start_time == 0) return false;
+  if (start_time_of(process.get()) != session.start_time) return false;
+  if (!is_frozen(static_cast<DWORD>(session.process_id))) return false;
+  const auto resume = find_ntdll_function<ProcessFunction>("NtResumeProcess");
+  return resume != nullptr && resume(process.get()) >= 0;
 }
 
 }  // namespace wrenfall

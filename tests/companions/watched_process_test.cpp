@@ -14,17 +14,18 @@
 namespace wrenfall {
 namespace {
 
-// A process that never gets to run: a second copy of this program whose first thread stays
-// suspended.
+// A process that does not run by itself: a second copy of this program whose first thread is
+// suspended, and which would only list its tests.
 class SuspendedProcess {
  public:
   SuspendedProcess() {
     wchar_t program[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, program, MAX_PATH);
+    wchar_t arguments[] = L"copy --gtest_list_tests";
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION created{};
-    if (!CreateProcessW(program, nullptr, nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
+    if (!CreateProcessW(program, arguments, nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
                         nullptr, &startup, &created)) {
       return;
     }
@@ -72,6 +73,15 @@ TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
   EXPECT_TRUE(terminate_session(process.session()));
   EXPECT_EQ(process.exit_code(10000), 1u);
   EXPECT_FALSE(is_session_running(process.session()));
+}
+
+TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
+  const SuspendedProcess process;
+  SessionTag earlier = process.session();
+  --earlier.start_time;
+  EXPECT_FALSE(resume_frozen_session(earlier));
+  EXPECT_TRUE(resume_frozen_session(process.session()));
+  EXPECT_EQ(process.exit_code(10000), 0u);
 }
 
 TEST(WatchedProcess, EndsAfterItsHangIsReportedWhenThePolicySaysSo) {
