@@ -224,7 +224,7 @@ WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
 /*
  * Starts the library: creates the store, starts WrenfallMonitor.exe and installs the crash handling
  * of this process. Always takes ownership of `options` and frees them, whatever the result. Blocks
- * until the handler has started. A failed call leaves the library not initialized, and may be
+ * until the handler has started, a minute at the most. A failed call leaves the library not initialized, and may be
  * repeated at once. After a successful call Wrenfall.dll stays loaded until the process ends.
  *   WRENFALL_OK                         initialized
  *   WRENFALL_ERROR_INVALID_ARGUMENT     NULL options, or an empty database, application or version
@@ -238,9 +238,10 @@ WRENFALL_API wrenfall_result wrenfall_init(wrenfall_options* options);
 
 /*
  * Ends the library's work. Does nothing when it is not initialized. Waits for a hang report that is
- * being taken, but neither for a tick of the hang detection nor for uploads that are under way in
- * other threads: those run to their end. The logging callback is not called any more after it. A
- * crash after this call is still captured by the handler of this run.
+ * being taken, which has the bound of wrenfall_capture_report, but neither for a tick of the hang
+ * detection nor for uploads that are under way in other threads: those run to their end. The
+ * logging callback is not called any more after it. A crash after this call is still captured by
+ * the handler of this run.
  */
 WRENFALL_API void wrenfall_shutdown(void);
 
@@ -336,9 +337,9 @@ WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
  *    thread only once they are all silent.
  *
  * A hang becomes a report of kind "hang", once, until the thread's next sign of life; the process
- * is stopped while the dump is written and goes on. With WRENFALL_HANG_REPORT_AND_TERMINATE the
- * monitor then ends it. After a report there is no other for five minutes (the cool-down),
- * whichever thread hangs.
+ * is stopped while the dump is written and goes on. The wait for that dump has the bound of
+ * wrenfall_capture_report. With WRENFALL_HANG_REPORT_AND_TERMINATE the monitor then ends it. After a
+ * report there is no other for five minutes (the cool-down), whichever thread hangs.
  *
  * The threshold should be well above the longest pause that is normal, and above what a user puts
  * up with: 5000 to 30000 ms for a program with windows. A debugger that stops the process looks
@@ -392,10 +393,15 @@ WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
 
 /*
  * Takes a report of the running process, which goes on afterwards. Blocks until the dump is on
- * disk, or the handler is found dead; several calls at once take their turns. The monitor makes the
- * report folder from the dump a moment later, and sends it by the upload policy.
+ * disk; several calls at once take their turns. The monitor makes the report folder from the dump a
+ * moment later, and sends it by the upload policy.
+ *
+ * A handler or monitor that ends ends the wait, and one that does not answer does so after a minute
+ * (65 seconds at the most). The call then fails, and so does every later one, at once: until the
+ * library is shut down and initialized again, or the slow handler has answered after all.
  *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_HANDLER_START_FAILED  there was not enough memory
+ *   WRENFALL_ERROR_HANDLER_START_FAILED  the handler or the monitor has ended or does not answer, as
+ *                                        the log says, or there was not enough memory
  */
 WRENFALL_API wrenfall_result wrenfall_capture_report(void);
 

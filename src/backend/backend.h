@@ -58,8 +58,9 @@ class Backend {
 
   virtual bool has_capability(uint32_t capability) const = 0;
 
-  // Writes a dump of the running process, marked with the kind of report. WRENFALL_OK, or
-  // _NOT_INITIALIZED when not started. Blocks until the dump is written.
+  // Writes a dump of the running process, marked with the kind of report. WRENFALL_OK,
+  // _NOT_INITIALIZED when not started, and _HANDLER_START_FAILED, with an error logged, when the
+  // handler does not answer any more. Blocks until the dump is written, but not for good.
   virtual wrenfall_result capture(const std::string& report_kind) = 0;
 };
 

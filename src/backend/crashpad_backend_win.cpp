@@ -5,12 +5,15 @@
 // clang-format on
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 
 #include "backend/annotation_keys.h"
 #include "backend/annotation_table.h"
 #include "backend/backend.h"
 #include "backend/filter_guard_win.h"
+#include "backend/guarded_dump_win.h"
+#include "backend/handler_watch_win.h"
 #include "backend/startup_annotations.h"
 #include "backend/wer_module_win.h"
 #include "support/paths.h"
@@ -22,6 +25,16 @@ namespace {
 
 // Room that a stack overflow on the initialising thread leaves for its own report.
 constexpr ULONG kStackGuaranteeBytes = 32768;
+
+// How long a handler that lives may take for a dump on demand, which for some clients has no end
+// when the handler never answers. As long as the clients wait in a crash.
+constexpr std::chrono::seconds kDumpBound(60);
+
+// One capture at a time in the process, so that each dump carries its own kind.
+std::mutex& capture_mutex() {
+  static std::mutex& mutex = *new std::mutex;
+  return mutex;
+}
 
 // Drives the Crashpad client. Start is called once, by the initialising thread; the other
 // operations by any thread.
@@ -38,6 +51,9 @@ class CrashpadBackend : public Backend {
 
  private:
   bool start_handler();
+  // Under the capture mutex.
+  bool can_answer();
+  bool dump(const CONTEXT& context);
 
   crashpad::CrashpadClient client_;
   BackendConfiguration configuration_;
@@ -45,6 +61,8 @@ class CrashpadBackend : public Backend {
   std::atomic<bool> started_{false};
   bool wer_coverage_ = false;
   AnnotationTable annotations_;
+  HandlerWatch watch_;        // after start guarded by the capture mutex
+  GuardedDump guarded_dump_;  // guarded by the capture mutex
 };
 
 bool CrashpadBackend::start_handler() {
@@ -58,6 +76,7 @@ bool CrashpadBackend::start_handler() {
   // There is no query for the filter in force but to replace it.
   const LPTOP_LEVEL_EXCEPTION_FILTER previous_filter = SetUnhandledExceptionFilter(nullptr);
   SetUnhandledExceptionFilter(previous_filter);
+  watch_.expect(configuration_.handler_path);
   const bool restartable = true;
   const bool asynchronous_start = false;
   // Without an upload URL the handler never sends anything itself.
@@ -91,6 +110,7 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
       },
       logger_);
   if (configuration_.protect_exception_filter) guard_exception_filter(logger_);
+  watch_.find();
   started_.exchange(true);
   return WRENFALL_OK;
 }
@@ -113,18 +133,51 @@ bool CrashpadBackend::has_capability(uint32_t capability) const {
   }
 }
 
+bool CrashpadBackend::can_answer() {
+  watch_.find();
+  if (watch_.has_ended()) {
+    if (logger_ != nullptr) logger_->error("Capture failed: the capture handler has ended");
+    return false;
+  }
+  if (guarded_dump_.is_under_way()) {
+    if (logger_ != nullptr) {
+      logger_->error("Capture failed: the capture handler still owes an earlier dump");
+    }
+    return false;
+  }
+  return true;
+}
+
+bool CrashpadBackend::dump(const CONTEXT& context) {
+  const GuardedDump::Outcome outcome =
+      guarded_dump_.run([context] { crashpad::CrashpadClient::DumpWithoutCrash(context); },
+                        watch_.processes(), kDumpBound);
+  // A client may return without a dump when it sees the handler end.
+  if (outcome == GuardedDump::Outcome::kReturned && !watch_.has_ended()) return true;
+  if (logger_ == nullptr) return false;
+  if (outcome == GuardedDump::Outcome::kOverdue) {
+    logger_->error("Capture failed: the capture handler has not answered for %lld s",
+                   static_cast<long long>(kDumpBound.count()));
+  } else if (outcome == GuardedDump::Outcome::kNotStarted) {
+    logger_->error("Capture failed: no thread for it");
+  } else {
+    logger_->error("Capture failed: the capture handler ended before the dump was written");
+  }
+  return false;
+}
+
 wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
   if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
-  // One at a time in the process, so that each dump carries its own kind.
-  static std::mutex& mutex = *new std::mutex;
-  const std::lock_guard<std::mutex> lock(mutex);
+  const std::lock_guard<std::mutex> lock(capture_mutex());
   if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
+  if (!can_answer()) return WRENFALL_ERROR_HANDLER_START_FAILED;
   set_annotation(annotation::kReportKind, report_kind);
+  // The dump names the thread that asks the handler, but shows the state of this one.
   CONTEXT context{};
   RtlCaptureContext(&context);
-  crashpad::CrashpadClient::DumpWithoutCrash(context);
+  const bool dumped = dump(context);
   set_annotation(annotation::kReportKind, "");
-  return WRENFALL_OK;
+  return dumped ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
 }
 
 }  // namespace

@@ -173,12 +173,13 @@ class NotingBackend : public Backend {
   wrenfall_result capture(const std::string& report_kind) override {
     at_capture = annotations;
     kind = report_kind;
-    return WRENFALL_OK;
+    return result;
   }
 
   std::map<std::string, std::string> annotations;
   std::map<std::string, std::string> at_capture;
   std::string kind;
+  wrenfall_result result = WRENFALL_OK;
 };
 
 TEST(HangReport, AnnotatesTheDumpAndClearsAllButThePolicy) {
@@ -196,6 +197,9 @@ TEST(HangReport, AnnotatesTheDumpAndClearsAllButThePolicy) {
                                           {"wrenfall.hangPolicy", text}}));
     EXPECT_EQ(log.lines,
               std::vector<std::string>{"1 hang report captured for thread 'ui' (12345 ms)"});
+    backend.result = WRENFALL_ERROR_HANDLER_START_FAILED;
+    capture_hang(backend, &log.logger, policy, "ui", 12345);
+    EXPECT_EQ(log.lines.size(), 1u) << "a failed capture counts as one";
   }
 }
 

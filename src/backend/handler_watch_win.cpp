@@ -1,0 +1,83 @@
+#include "backend/handler_watch_win.h"
+
+// Needs <windows.h> first.
+#include <tlhelp32.h>
+
+#include "support/paths.h"
+
+namespace wrenfall {
+namespace {
+
+// A process may be stamped with a time a little before that of the call that made it.
+constexpr uint64_t kClockSlackTicks = 10'000'000;  // a second in units of 100 ns
+
+uint64_t ticks_of(const FILETIME& time) {
+  return static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+// 0 when it cannot be read.
+uint64_t start_time_of(HANDLE process) {
+  FILETIME creation{};
+  FILETIME other{};
+  return GetProcessTimes(process, &creation, &other, &other, &other) ? ticks_of(creation) : 0;
+}
+
+// The newest child of that process that runs that program. A child of an earlier process with the
+// same id is told by its age.
+ScopedKernelHandle find_child(DWORD parent, const std::wstring& program, uint64_t started_after) {
+  ScopedKernelHandle newest;
+  const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  if (!snapshot) return newest;
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
+       more = Process32NextW(snapshot.get(), &entry)) {
+    if (entry.th32ParentProcessID != parent) continue;
+    if (CompareStringOrdinal(entry.szExeFile, -1, program.c_str(), -1, TRUE) != CSTR_EQUAL) {
+      continue;
+    }
+    ScopedKernelHandle process(
+        OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
+    if (!process) continue;
+    const uint64_t start_time = start_time_of(process.get());
+    if (start_time < started_after) continue;
+    started_after = start_time;
+    newest = std::move(process);
+  }
+  return newest;
+}
+
+bool is_over(HANDLE process) { return WaitForSingleObject(process, 0) == WAIT_OBJECT_0; }
+
+}  // namespace
+
+void HandlerWatch::expect(const std::filesystem::path& program) {
+  program_.reset();
+  handler_.reset();
+  program_name_ = program.filename().wstring();
+  FILETIME now{};
+  GetSystemTimeAsFileTime(&now);
+  started_after_ = ticks_of(now) - kClockSlackTicks;
+}
+
+void HandlerWatch::find() {
+  if (!program_) program_ = find_child(GetCurrentProcessId(), program_name_, started_after_);
+  if (!program_ || handler_) return;
+  handler_ =
+      find_child(GetProcessId(program_.get()), std::filesystem::path(kHandlerExecutable).wstring(),
+                 start_time_of(program_.get()));
+}
+
+bool HandlerWatch::has_ended() const {
+  return (program_ && is_over(program_.get())) || (handler_ && is_over(handler_.get()));
+}
+
+std::vector<HANDLE> HandlerWatch::processes() const {
+  std::vector<HANDLE> found;
+  for (const ScopedKernelHandle* process : {&program_, &handler_}) {
+    if (*process) found.push_back(process->get());
+  }
+  return found;
+}
+
+}  // namespace wrenfall
