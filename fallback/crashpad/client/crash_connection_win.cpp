@@ -17,7 +17,7 @@ uint64_t to_number(const ScopedHandle& handle) { return reinterpret_cast<uintptr
 
 // How long a handler that lives may take to get ready, and for the dump of a crash. For a dump on
 // demand it is how long the rest of the process may stand still.
-constexpr DWORD kPatienceMs = 60000;
+constexpr DWORD kPatienceMs = 120000;
 
 enum class WaitResult { kSet, kProcessEnded, kTimedOut };
 

@@ -37,15 +37,15 @@ class CrashConnection {
   void set_started_process(ScopedHandle process) { started_process_ = std::move(process); }
 
   // Waits until the handler is ready and finds its process. False when the started process ended
-  // before, or has not got ready for a minute.
+  // before, or has not got ready for two minutes.
   bool wait_until_ready();
 
   // Ask for a dump and wait for it; an answer does not say that the dump could be written. A handler
   // that is gone ends either wait.
   //
-  // A crash waits for a minute at the most: false when there was no answer by then. A dump on demand
+  // A crash waits for two minutes at the most: false when there was no answer by then. A dump on demand
   // waits without end. It resumes the other threads, which a handler leaves suspended when it is
-  // killed in the middle, or has done nothing for a minute; after a crash only the process's end
+  // killed in the middle, or has not answered for two minutes; after a crash only the process's end
   // matters.
   bool request_crash_dump(const EXCEPTION_POINTERS* exception);
   void request_dump(const EXCEPTION_POINTERS* exception);
