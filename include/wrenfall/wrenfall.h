@@ -224,8 +224,9 @@ WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
 /*
  * Starts the library: creates the store, starts WrenfallMonitor.exe and installs the crash handling
  * of this process. Always takes ownership of `options` and frees them, whatever the result. Blocks
- * until the handler has started, a minute at the most. A failed call leaves the library not initialized, and may be
- * repeated at once. After a successful call Wrenfall.dll stays loaded until the process ends.
+ * until the handler has started, two minutes at the most. A failed call leaves the library not
+ * initialized, and may be repeated at once. After a successful call Wrenfall.dll stays loaded until
+ * the process ends.
  *   WRENFALL_OK                         initialized
  *   WRENFALL_ERROR_INVALID_ARGUMENT     NULL options, or an empty database, application or version
  *   WRENFALL_ERROR_ALREADY_INITIALIZED  it was initialized before; nothing changed
@@ -338,8 +339,8 @@ WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
  *
  * A hang becomes a report of kind "hang", once, until the thread's next sign of life; the process
  * is stopped while the dump is written and goes on. The wait for that dump has the bound of
- * wrenfall_capture_report. With WRENFALL_HANG_REPORT_AND_TERMINATE the monitor then ends it. After a
- * report there is no other for five minutes (the cool-down), whichever thread hangs.
+ * wrenfall_capture_report. With WRENFALL_HANG_REPORT_AND_TERMINATE the monitor then ends it. After
+ * a report there is no other for five minutes (the cool-down), whichever thread hangs.
  *
  * The threshold should be well above the longest pause that is normal, and above what a user puts
  * up with: 5000 to 30000 ms for a program with windows. A debugger that stops the process looks
@@ -396,12 +397,12 @@ WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
  * disk; several calls at once take their turns. The monitor makes the report folder from the dump a
  * moment later, and sends it by the upload policy.
  *
- * A handler or monitor that ends ends the wait, and one that does not answer does so after a minute
- * (65 seconds at the most). The call then fails, and so does every later one, at once: until the
+ * The wait ends when the handler or the monitor does, and after two minutes without an answer (125
+ * seconds at the most). The call then fails, and so does every later one, at once: until the
  * library is shut down and initialized again, or the slow handler has answered after all.
  *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_HANDLER_START_FAILED  the handler or the monitor has ended or does not answer, as
- *                                        the log says, or there was not enough memory
+ *   WRENFALL_ERROR_HANDLER_START_FAILED  the handler or the monitor has ended or does not answer,
+ *                                        as the log says, or there was not enough memory
  */
 WRENFALL_API wrenfall_result wrenfall_capture_report(void);
 

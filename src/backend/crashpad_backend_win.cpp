@@ -27,8 +27,8 @@ namespace {
 constexpr ULONG kStackGuaranteeBytes = 32768;
 
 // How long a handler that lives may take for a dump on demand, which for some clients has no end
-// when the handler never answers. As long as the clients wait in a crash.
-constexpr std::chrono::seconds kDumpBound(60);
+// when the handler never answers. A large process on a busy machine takes a minute and more.
+constexpr std::chrono::seconds kDumpBound(120);
 
 // One capture at a time in the process, so that each dump carries its own kind.
 std::mutex& capture_mutex() {
@@ -111,6 +111,7 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
       logger_);
   if (configuration_.protect_exception_filter) guard_exception_filter(logger_);
   watch_.find();
+  guarded_dump_.prepare();
   started_.exchange(true);
   return WRENFALL_OK;
 }

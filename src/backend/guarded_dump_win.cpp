@@ -1,40 +1,58 @@
 #include "backend/guarded_dump_win.h"
 
+#include <atomic>
 #include <utility>
 
 namespace wrenfall {
 
-// Shared by the caller and the thread; whoever is later frees it.
-struct GuardedDump::Job {
+// Shared by the object and the thread; whoever is later frees it.
+struct GuardedDump::Worker {
   std::function<void()> dump;
-  ScopedKernelHandle returned;
+  std::atomic<bool> ending{false};
+  ScopedKernelHandle wanted{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+  ScopedKernelHandle returned{CreateEventW(nullptr, TRUE, TRUE, nullptr)};
 };
 
-DWORD WINAPI GuardedDump::call(void* job) {
-  const std::unique_ptr<std::shared_ptr<Job>> share(static_cast<std::shared_ptr<Job>*>(job));
-  (*share)->dump();
-  SetEvent((*share)->returned.get());
+DWORD WINAPI GuardedDump::work(void* worker) {
+  const std::unique_ptr<std::shared_ptr<Worker>> share(
+      static_cast<std::shared_ptr<Worker>*>(worker));
+  Worker& self = **share;
+  while (WaitForSingleObject(self.wanted.get(), INFINITE) == WAIT_OBJECT_0 && !self.ending) {
+    self.dump();
+    SetEvent(self.returned.get());
+  }
   return 0;
+}
+
+GuardedDump::~GuardedDump() {
+  if (worker_ == nullptr) return;
+  worker_->ending = true;
+  SetEvent(worker_->wanted.get());
+}
+
+bool GuardedDump::prepare() {
+  if (worker_ != nullptr) return true;
+  auto worker = std::make_shared<Worker>();
+  if (!worker->wanted || !worker->returned) return false;
+  auto share = std::make_unique<std::shared_ptr<Worker>>(worker);
+  const ScopedKernelHandle thread(
+      CreateThread(nullptr, 0, &GuardedDump::work, share.get(), 0, nullptr));
+  if (!thread) return false;
+  static_cast<void>(share.release());
+  worker_ = std::move(worker);
+  return true;
 }
 
 GuardedDump::Outcome GuardedDump::run(std::function<void()> dump,
                                       const std::vector<HANDLE>& processes,
                                       std::chrono::milliseconds bound) {
-  job_ = std::make_shared<Job>();
-  job_->dump = std::move(dump);
-  job_->returned.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  auto share = std::make_unique<std::shared_ptr<Job>>(job_);
-  const ScopedKernelHandle thread(
-      job_->returned ? CreateThread(nullptr, 0, &GuardedDump::call, share.get(), 0, nullptr)
-                     : nullptr);
-  if (!thread) {
-    job_.reset();
-    return Outcome::kNotStarted;
-  }
-  static_cast<void>(share.release());
+  if (!prepare()) return Outcome::kNotStarted;
+  worker_->dump = std::move(dump);
+  ResetEvent(worker_->returned.get());
+  SetEvent(worker_->wanted.get());
 
   // The first of several signalled objects counts: the return.
-  std::vector<HANDLE> objects = {job_->returned.get()};
+  std::vector<HANDLE> objects = {worker_->returned.get()};
   objects.insert(objects.end(), processes.begin(), processes.end());
   const auto count = static_cast<DWORD>(objects.size());
   DWORD result = WAIT_TIMEOUT;
@@ -48,7 +66,7 @@ GuardedDump::Outcome GuardedDump::run(std::function<void()> dump,
 }
 
 bool GuardedDump::is_under_way() const {
-  return job_ != nullptr && WaitForSingleObject(job_->returned.get(), 0) != WAIT_OBJECT_0;
+  return worker_ != nullptr && WaitForSingleObject(worker_->returned.get(), 0) != WAIT_OBJECT_0;
 }
 
 }  // namespace wrenfall

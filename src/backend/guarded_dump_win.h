@@ -12,9 +12,11 @@
 
 namespace wrenfall {
 
-// A call that may never return, made on a thread of its own. Abandoned by its caller it stays
-// there, with what it owns, until it returns or the process ends; it holds nothing of anybody
-// else's.
+// Makes a call that may never return, on a thread of its own. That thread is started beforehand:
+// when a hang is reported, the thread that hangs may hold what a new thread needs, the loader's
+// lock. A call that its caller has given up stays on that thread until it returns or the process
+// ends, also after this object's end, and holds nothing of anybody else's. Not for several threads
+// at once.
 class GuardedDump {
  public:
   enum class Outcome {
@@ -28,8 +30,16 @@ class GuardedDump {
   // still for longer, the answer comes just after the bound has been passed.
   static constexpr std::chrono::milliseconds kGrace{5000};
 
+  GuardedDump() = default;
+  ~GuardedDump();
+  GuardedDump(const GuardedDump&) = delete;
+  GuardedDump& operator=(const GuardedDump&) = delete;
+
+  // Starts the thread, unless it runs. False when the system refuses.
+  bool prepare();
+
   // Calls `dump` and waits for its return, but no longer than for the end of one of `processes` or
-  // for the bound and the grace.
+  // for the bound and the grace. Not while a call is under way.
   Outcome run(std::function<void()> dump, const std::vector<HANDLE>& processes,
               std::chrono::milliseconds bound);
 
@@ -37,10 +47,10 @@ class GuardedDump {
   bool is_under_way() const;
 
  private:
-  struct Job;
-  static DWORD WINAPI call(void* job);
+  struct Worker;
+  static DWORD WINAPI work(void* worker);
 
-  std::shared_ptr<Job> job_;
+  std::shared_ptr<Worker> worker_;
 };
 
 }  // namespace wrenfall
