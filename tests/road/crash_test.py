@@ -3,7 +3,7 @@
 import json
 import unittest
 
-from harness import RoadTest, processes, wait_for, windows_path
+from harness import RoadTest, alive, processes, wait_for, windows_path
 
 import minidump  # of the crash service
 
@@ -176,14 +176,6 @@ def subprocess_kill(pid):
     import signal
 
     os.kill(pid, signal.SIGKILL)
-
-
-def alive(pid):
-    try:
-        with open(f"/proc/{pid}/stat", encoding="utf-8") as file:
-            return file.read().rsplit(")", 1)[1].split()[0] != "Z"
-    except OSError:
-        return False
 
 
 if __name__ == "__main__":

@@ -60,6 +60,13 @@ def processes(*words):
     return found
 
 
+def alive(pid):
+    try:
+        return (Path("/proc") / str(pid) / "stat").read_bytes().rsplit(b")", 1)[1].split()[0] != b"Z"
+    except OSError:
+        return False
+
+
 class Host:
     """A test_host process. `do` sends one command and returns its answer."""
 

@@ -1,0 +1,147 @@
+"""No call of a host waits without end for a capture handler or a monitor that is dead or does not answer."""
+
+import contextlib
+import os
+import signal
+import threading
+import time
+import unittest
+
+from harness import Host, RoadTest, alive, processes, wait_for, windows_path
+
+HANDLER, MONITOR = "crashpad_handler.exe", "WrenfallMonitor.exe"
+LOST = "ERROR Capture failed: the capture handler "
+
+CASES = [
+    # the processes, what happens to them, when, what the library says of it
+    ((HANDLER,), signal.SIGKILL, "before", "has ended"),
+    ((HANDLER,), signal.SIGKILL, "middle", "ended before the dump was written"),
+    ((MONITOR,), signal.SIGKILL, "before", "has ended"),
+    ((MONITOR, HANDLER), signal.SIGKILL, "middle", "ended before the dump was written"),
+    ((HANDLER, MONITOR), signal.SIGSTOP, "before", "has not answered for 120 s"),
+    ((HANDLER, MONITOR), signal.SIGSTOP, "middle", "has not answered for 120 s"),
+]
+
+
+# Dumps of many hosts at once would take so long that the library gave them up.
+DUMPS = threading.Lock()
+
+
+class Case:
+    """One host with a store of its own, and what is done to it."""
+
+    def __init__(self, test, name):
+        self.store = test.folder / name
+        self.host = Host()
+        test.addCleanup(self.host.close)
+        self.stopped = []
+        test.addCleanup(self.end_stopped)
+        self.slow = False
+        self.error = None
+
+    def init(self, application="Guard Test"):
+        self.host.do("options", "127", application, "1")
+        self.host.do("set", "store_dir", windows_path(self.store))
+        self.host.do("set", "upload_policy", 2)
+        assert self.host.do("init") == "0", self.log()
+
+    def log(self):
+        return (self.store / "Wrenfall.log").read_text("utf-8")
+
+    def strike(self, names, blow):
+        pids = []
+        for name in names:
+            pids += wait_for(lambda name=name: processes(name, windows_path(self.store)), what=name)
+        for pid in pids:
+            os.kill(pid, blow)
+        if blow == signal.SIGSTOP:
+            self.stopped += pids
+        else:
+            wait_for(lambda: not any(map(alive, pids)), what=f"the end of {names}")
+
+    def end_stopped(self):
+        for pid in self.stopped:
+            os.kill(pid, signal.SIGKILL)
+        self.stopped.clear()
+
+    def timed(self, *words):
+        started = time.monotonic()
+        return self.host.do(*words), time.monotonic() - started
+
+    def run(self, names, blow, when, message):
+        with DUMPS if blow == signal.SIGKILL else contextlib.nullcontext():
+            self.lose(names, blow, when, message)
+        with DUMPS:
+            self.start_again()
+
+    def lose(self, names, blow, when, message):
+        self.init()
+        self.slow = (blow, when) == (signal.SIGSTOP, "before")
+        if when == "before":
+            self.strike(names, blow)
+            answer, seconds = self.timed("capture")
+        else:
+            striker = threading.Thread(target=self.strike_in_the_middle, args=(names, blow))
+            striker.start()
+            answer, seconds = self.timed("capture")
+            striker.join()
+        assert answer == "5", (answer, self.log())
+        low, high = (115, 170) if blow == signal.SIGSTOP else (0, 110)
+        assert low <= seconds <= high, seconds
+        assert LOST + message in self.log(), self.log()
+
+        answer, seconds = self.timed("capture")
+        assert answer == "5" and seconds < 20, (answer, seconds)
+
+    def start_again(self):
+        if self.slow:
+            # A handler that was only slow is trusted again once it has answered.
+            for pid in self.stopped:
+                os.kill(pid, signal.SIGCONT)
+            self.stopped.clear()
+            wait_for(lambda: self.host.do("capture") == "0", 120, "the slow handler's return")
+        _, seconds = self.timed("shutdown")
+        assert seconds < 20, seconds
+        self.init("Second")
+        answer, _ = self.timed("capture")
+        assert answer == "0", (answer, self.log())
+        wait_for(lambda: any('"Second"' in path.read_text("utf-8") for path in
+                             self.store.glob("*/WrenfallCrashData.json")), what="the second run's report")
+
+    def strike_in_the_middle(self, names, blow):
+        wait_for(lambda: list(self.store.glob("crashpad/reports/*.dmp")), what="a dump being written")
+        self.strike(names, blow)
+
+    def crash(self):
+        self.init()
+        self.strike((HANDLER, MONITOR), signal.SIGSTOP)
+        started = time.monotonic()
+        assert self.host.crash("access-violation", seconds=170) != 0
+        assert time.monotonic() - started > 115
+
+
+class GuardTest(RoadTest):
+    def test_every_wait_has_an_end(self):
+        # All at once: most of the time is waiting.
+        def play(case, action, *arguments):
+            try:
+                action(*arguments)
+            except Exception as error:  # pylint: disable=broad-except
+                case.error = repr(error)
+
+        threads = []
+        cases = []
+        for number, arguments in enumerate(CASES + [None]):
+            case = Case(self, f"störe {number}")
+            action = (case.crash,) if arguments is None else (case.run, *arguments)
+            threads.append(threading.Thread(target=play, args=(case, *action)))
+            cases.append((case, arguments or "crash"))
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual([], [(name, case.error) for case, name in cases if case.error is not None])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,274 @@
+"""Ends the host, the monitor, the handler and the reporter at random moments: nothing is torn, lost or sent twice.
+
+One store and one service for all rounds. Each round starts a host, lets it capture, crash or post, and ends one or
+more of the processes at a random moment (SIGKILL, which runs no code of theirs). Then a fresh host looks at the store
+and sends what is pending. The service always answers well, so that no report may ever be given up:
+
+  lost        the service has not committed a report that was promised: one whose folder with a record was seen in
+              the store, or whose capture or post had answered 0;
+  sent twice  the service has committed a report a second time, although no sender was ended between the first commit
+              and the report's folder being marked or deleted;
+  torn        a record, result or session file that is not whole JSON at any look, or an archive that the service
+              does not accept.
+
+What a process that is ended inside that narrow window sends again, as nobody can know whether the service has it, is
+counted as "again".
+
+    kill_test.py [--rounds N] [--seed S]
+"""
+
+import argparse
+import collections
+import datetime
+import json
+import os
+import random
+import signal
+import sys
+import threading
+import time
+import unittest
+import uuid
+from pathlib import Path
+
+from harness import BUILD, RECORD, SERVICE_PORT, Host, RoadTest, processes, wait_for, windows_path
+
+from service import CrashService
+
+PROGRAMS = {"host": "test_host.exe", "monitor": "WrenfallMonitor.exe", "handler": "crashpad_handler.exe",
+            "reporter": "WrenfallReporter.exe"}
+ACTIONS = ("start", "capture", "capture", "crash", "crash", "feedback", "send")
+VICTIMS = (["host"], ["monitor"], ["handler"], ["reporter"], ["reporter"], ["reporter"], ["monitor", "handler"],
+           ["reporter", "monitor"], list(PROGRAMS))
+WINDOW = 5.0  # seconds that a sender on a busy machine may take from the commit to its mark in the folder
+VERBOSE = False
+ROUNDS = 12
+SEED = 0
+
+
+class Watcher(threading.Thread):
+    """Reads every file of the store again and again, as another program might."""
+
+    def __init__(self, store):
+        super().__init__(daemon=True)
+        self.store = store
+        self.torn = []
+        self.promised = set()
+        self.looks = 0
+        self.ended = threading.Event()
+
+    def run(self):
+        while not self.ended.wait(0.02):
+            self.look()
+
+    def look(self):
+        self.looks += 1
+        for pattern in ("*/" + RECORD, "*/result.json", "sessions/*.json"):
+            for path in self.store.glob(pattern):
+                try:
+                    text = path.read_bytes()
+                except OSError:
+                    continue  # gone between the listing and the look
+                try:
+                    content = json.loads(text)
+                except ValueError:
+                    self.torn.append((path.name, text[:200]))
+                    continue
+                if path.name == RECORD:
+                    self.promised.add(content["attributes"]["id"])
+
+
+def runs(pid, program):
+    """Whether that is the program itself: some programs name others in their arguments."""
+    try:
+        command = (Path("/proc") / str(pid) / "cmdline").read_bytes().decode("utf-8", "replace")
+    except OSError:
+        return False
+    return command.split(".exe")[0].endswith(program[:-len(".exe")])
+
+
+class KillTest(RoadTest):
+    def setUp(self):
+        super().setUp()
+        self.random = random.Random(SEED)
+        self.counts = collections.Counter()
+        self.promised = {}
+        self.kills = []  # when senders were ended, or ended by themselves in the middle of sending
+        self.hosted = None
+        self.begun = threading.Event()
+        self.policy = 0
+        self.story = ""
+        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
+                                    certificates=BUILD / "certificates")
+        for call in ("first", "put", "commit"):
+            self.service.fail(call, delay=0.15)  # leaves time to be ended in each of them
+        self.service.start()
+        self.addCleanup(self.service.stop)
+        self.store.mkdir()
+        self.watcher = Watcher(self.store)
+
+    def living(self, program):
+        if program == "host":
+            return [self.hosted.process.pid] if self.hosted.process.poll() is None else []
+        return [pid for pid in processes(PROGRAMS[program], self.folder.name) if runs(pid, PROGRAMS[program])]
+
+    def kill(self, programs):
+        for program in programs:
+            for pid in self.living(program):
+                try:
+                    os.kill(pid, signal.SIGKILL)
+                except OSError:
+                    continue
+                self.counts["ended: " + program] += 1
+                if program in ("host", "reporter"):
+                    self.kills.append(time.time())
+
+    def act(self, host, action, name):
+        """Runs in a thread of its own; the host may end at any moment."""
+        try:
+            host.do("options", "127", "Kill Test", "1")
+            host.do("set", "store_dir", windows_path(self.store))
+            host.do("set", "upload_policy", self.policy)
+            host.do("option_attribute", "id", name)
+            if action == "start":
+                self.begun.set()
+            if host.do("init") != "0":
+                return
+            self.counts["init"] += 1
+            self.begun.set()
+            if action == "capture":
+                if host.do("capture") == "0":
+                    self.promised[name] = action
+            elif action == "crash":
+                host.do("crash", "access-violation")
+            elif action == "feedback":
+                if host.do("post", "feedback", "title", "text").split()[:1] == ["0"]:
+                    self.promised[name] = action
+            elif action == "send":
+                host.do("post_pending")
+                time.sleep(1)
+        except (OSError, ValueError):
+            pass  # it was ended
+        finally:
+            self.begun.set()
+
+    def play_round(self, number):
+        action = self.random.choice(ACTIONS)
+        self.policy = self.random.choice((1, 1, 2))
+        victims = self.random.choice(VICTIMS)
+        if victims == ["reporter"]:
+            action, self.policy = self.random.choice(("capture", "crash")), 1
+        name = str(uuid.UUID(int=self.random.getrandbits(128)))
+        self.story = f"{action}, policy {self.policy}, ends {'+'.join(victims)}"
+        host = Host()
+        self.hosted = host
+        self.counts["action: " + action] += 1
+        self.begun.clear()
+        acting = threading.Thread(target=self.act, args=(host, action, name))
+        acting.start()
+        self.begun.wait(60)
+        deadline = time.monotonic() + 60
+        if victims == ["reporter"]:
+            # It lives for moments only.
+            while not self.living("reporter") and time.monotonic() < deadline:
+                time.sleep(0.01)
+            time.sleep(self.random.uniform(0, 0.8))
+        else:
+            time.sleep(self.random.uniform(0, 1) ** 2 * 3)
+        self.kill(victims)
+        if self.random.random() < 0.2:
+            acting.join(self.random.uniform(0, 2))
+            self.kill(["host"])
+        acting.join(100)
+        self.assertFalse(acting.is_alive(), f"round {number}: the host blocks")
+        host.close()
+        self.recover()
+
+    def recover(self, undisturbed=False):
+        """A fresh host reads the store and sends what is pending. True when there was nothing."""
+        host = Host()
+        self.hosted = host
+        host.do("options", "127", "Kill Test", "1")
+        host.do("set", "store_dir", windows_path(self.store))
+        host.do("set", "upload_policy", 2)
+        self.assertEqual("0", host.do("init"), self.log())
+        pending = [path for path in host.do("pending").split("\t") if path]
+        self.counts["found pending"] += len(pending)
+        self.assertEqual("0", host.do("post_pending"))
+        if undisturbed:
+            # The end of the process would cut the sending off.
+            wait_for(lambda: not host.do("pending"), 120, "the end of sending")
+        else:
+            time.sleep(self.random.uniform(0, 1))
+            if self.random.random() < 0.3:
+                self.kill(["host"])
+        host.close()
+        self.kills.append(time.time())
+        return not pending
+
+    def recover_all(self):
+        """Some more hosts, until all is sent: a dump that a killed monitor left becomes a report at the next start."""
+        def is_quiet():
+            return (self.recover(undisturbed=True) and not self.living("reporter") and not list(self.store.glob("*.sending"))
+                    and not list(self.store.glob("crashpad/reports/*.dmp")))
+        try:
+            wait_for(is_quiet, 240)
+        except AssertionError:
+            left = [str(path.relative_to(self.store)) for path in self.store.rglob("*")]
+            self.fail(f"not all was sent: {left}\n{self.log()}")
+        for folder in self.report_folders():
+            # Deleting it was cut off; it is marked as sent.
+            self.assertEqual("uploaded", json.loads((folder / "result.json").read_text())["status"])
+            self.counts["left, marked as sent"] += 1
+
+    def check(self):
+        committed = collections.defaultdict(list)
+        for report in self.service.reports:
+            if not report.committed:
+                continue
+            self.assertEqual([], report.problems)
+            committed[json.loads(report.fields["attributes"])["id"]].append(report)
+        promised = set(self.promised) | self.watcher.promised
+        self.assertEqual(set(), promised - set(committed), "lost")
+        self.counts["reports committed"] = len(committed)
+        self.counts["reports promised"] = len(promised)
+        self.counts["looks of the watcher"] = self.watcher.looks
+        for name, reports in committed.items():
+            for report in reports[:-1]:
+                self.counts["committed again"] += 1
+                self.assertTrue(self.was_cut_off(report), f"{name} sent twice")
+        self.assertEqual([], self.watcher.torn)
+
+    def was_cut_off(self, report):
+        """Whether a sender was ended right after it had committed the report."""
+        (commit,) = [request for request in report.requests if request.made_commit]
+        committed = datetime.datetime.fromisoformat(commit.received).timestamp()
+        return any(committed <= ended <= committed + WINDOW for ended in self.kills)
+
+    def test_kills(self):
+        print(f"seed {SEED}, {ROUNDS} rounds", flush=True)
+        self.watcher.start()
+        try:
+            for number in range(ROUNDS):
+                started = time.monotonic()
+                self.play_round(number)
+                if VERBOSE:
+                    print(f"  round {number}: {self.story}, {time.monotonic() - started:.1f} s", flush=True)
+            self.recover_all()
+            self.watcher.ended.set()
+            self.watcher.join()
+            self.check()
+        finally:
+            self.watcher.ended.set()
+            for name, count in sorted(self.counts.items()):
+                print(f"  {name:24} {count}")
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--rounds", type=int, default=ROUNDS)
+    parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(1 << 32))
+    parser.add_argument("--verbose", action="store_true")
+    arguments, rest = parser.parse_known_args()
+    ROUNDS, SEED, VERBOSE = arguments.rounds, arguments.seed, arguments.verbose
+    unittest.main(argv=[sys.argv[0], *rest], verbosity=2)
