@@ -54,6 +54,7 @@ class Watcher(threading.Thread):
         self.store = store
         self.torn = []
         self.promised = set()
+        self.marked = {}  # when a report was first seen marked as sent
         self.looks = 0
         self.ended = threading.Event()
 
@@ -75,7 +76,10 @@ class Watcher(threading.Thread):
                     self.torn.append((path.name, text[:200]))
                     continue
                 if path.name == RECORD:
-                    self.promised.add(content["attributes"]["id"])
+                    name = content["attributes"]["id"]
+                    self.promised.add(name)
+                    if (path.parent / "result.json").exists():
+                        self.marked.setdefault(name, time.time())
 
 
 def runs(pid, program):
@@ -85,6 +89,10 @@ def runs(pid, program):
     except OSError:
         return False
     return command.split(".exe")[0].endswith(program[:-len(".exe")])
+
+
+def received(request):
+    return datetime.datetime.fromisoformat(request.received).timestamp()
 
 
 class KillTest(RoadTest):
@@ -209,7 +217,8 @@ class KillTest(RoadTest):
     def recover_all(self):
         """Some more hosts, until all is sent: a dump that a killed monitor left becomes a report at the next start."""
         def is_quiet():
-            return (self.recover(undisturbed=True) and not self.living("reporter") and not list(self.store.glob("*.sending"))
+            return (self.recover(undisturbed=True) and not self.living("reporter")
+                    and not list(self.store.glob("*.sending"))
                     and not list(self.store.glob("crashpad/reports/*.dmp")))
         try:
             wait_for(is_quiet, 240)
@@ -234,6 +243,9 @@ class KillTest(RoadTest):
         self.counts["reports promised"] = len(promised)
         self.counts["looks of the watcher"] = self.watcher.looks
         for name, reports in committed.items():
+            # What is marked as sent is never sent again.
+            marked = self.watcher.marked.get(name, time.time())
+            self.assertEqual([], [report for report in reports if received(report.requests[0]) > marked], name)
             for report in reports[:-1]:
                 self.counts["committed again"] += 1
                 self.assertTrue(self.was_cut_off(report), f"{name} sent twice")
@@ -242,7 +254,7 @@ class KillTest(RoadTest):
     def was_cut_off(self, report):
         """Whether a sender was ended right after it had committed the report."""
         (commit,) = [request for request in report.requests if request.made_commit]
-        committed = datetime.datetime.fromisoformat(commit.received).timestamp()
+        committed = received(commit)
         return any(committed <= ended <= committed + WINDOW for ended in self.kills)
 
     def test_kills(self):
