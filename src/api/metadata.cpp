@@ -78,18 +78,20 @@ wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
   if (is_empty(name)) return invalid_argument();
   return change_state([=](State& state) -> wrenfall_result {
     auto& attributes = state.facts.attributes;
-    const std::string key = std::string(annotation::kAttributePrefix) + name;
+    state.attribute_name = name;
+    state.attribute_key.assign(annotation::kAttributePrefix).append(name);
+    auto held = attributes.find(state.attribute_name);
     if (value == nullptr) {
-      attributes.erase(name);
-      state.backend->set_annotation(key, "");
+      if (held != attributes.end()) attributes.erase(held);
+      state.backend->set_annotation(state.attribute_key, "");
       return WRENFALL_OK;
     }
-    const auto found = attributes.find(name);
-    if (found == attributes.end() && attributes.size() >= kMaxAttributes) {
-      return WRENFALL_ERROR_LIMIT_REACHED;
+    if (held == attributes.end()) {
+      if (attributes.size() >= kMaxAttributes) return WRENFALL_ERROR_LIMIT_REACHED;
+      held = attributes.emplace(state.attribute_name, "").first;
     }
-    attributes[name] = value;
-    state.backend->set_annotation(key, value);
+    held->second = value;
+    state.backend->set_annotation(state.attribute_key, held->second);
     return WRENFALL_OK;
   });
 }

@@ -1,6 +1,7 @@
 #include "api/state.h"
 
 #include <atomic>
+#include <thread>
 
 #include "report/session_files.h"
 #include "support/paths.h"
@@ -27,11 +28,23 @@ Logger::Callback wrap(wrenfall_log_callback callback, void* user_data) {
   };
 }
 
-// The published state twice: shared for those who work with it, bare for queries that take no lock.
+// The published state: owned here, and bare for those who look for it without a lock.
 struct Published {
-  std::mutex mutex;
-  std::shared_ptr<State> shared;  // guarded by mutex
+  std::shared_ptr<State> owned;  // used by the publishing thread alone
   std::atomic<State*> bare{nullptr};
+  // How many threads are between reading `bare` and having a share in what they read.
+  std::atomic<int> readers{0};
+};
+
+class Reader {
+ public:
+  explicit Reader(std::atomic<int>& count) : count_(count) { ++count_; }
+  ~Reader() { --count_; }
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
+
+ private:
+  std::atomic<int>& count_;
 };
 
 // Never destroyed: threads of the host may call until the process ends.
@@ -58,11 +71,6 @@ void State::close_session() {
   remove_session(store_dir, session);
 }
 
-bool State::is_session_closed() {
-  const std::lock_guard<std::mutex> lock(session_mutex_);
-  return session_closed_;
-}
-
 void State::set_environment(const std::string& value) {
   facts.environment = value;
   environment_text_ = environments_.insert(value).first->c_str();
@@ -70,19 +78,19 @@ void State::set_environment(const std::string& value) {
 
 std::shared_ptr<State> current_state() {
   Published& current = published();
-  const std::lock_guard<std::mutex> lock(current.mutex);
-  return current.shared;
+  const Reader reader(current.readers);
+  State* const state = current.bare.load();
+  return state == nullptr ? nullptr : state->shared_from_this();
 }
 
 State* peek_state() { return published().bare.load(); }
 
 void publish_state(std::shared_ptr<State> state) {
   Published& current = published();
-  const std::lock_guard<std::mutex> lock(current.mutex);
   current.bare = state.get();
-  // The previous state, if this was its last reference, is destroyed by the caller's parameter,
-  // outside the lock.
-  current.shared.swap(state);
+  while (current.readers != 0) std::this_thread::yield();
+  // The previous state, if this was its last reference, is destroyed by the caller's parameter.
+  current.owned.swap(state);
 }
 
 }  // namespace wrenfall

@@ -28,7 +28,7 @@ inline constexpr size_t kMaxAttachments = 24;
 //
 // Locks, in the order in which they are taken: the lifecycle lock (init and shutdown), then
 // metadata_lock, then those of the backend and of the logger.
-struct State {
+struct State : std::enable_shared_from_this<State> {
   explicit State(const wrenfall_options& options);
 
   // Constant after init.
@@ -46,6 +46,10 @@ struct State {
   std::recursive_mutex metadata_lock;
   ReportFacts facts;                     // guarded by metadata_lock
   std::vector<std::string> attachments;  // guarded by metadata_lock
+  // The name of the attribute in hand, as the host and as a dump calls it. Kept for its memory, so
+  // that setting an attribute again allocates nothing. Guarded by metadata_lock.
+  std::string attribute_name;
+  std::string attribute_key;
 
   // Writes the session file with the present attachments: false when that fails, and nothing once
   // it is closed. Under metadata_lock.
@@ -53,7 +57,7 @@ struct State {
   // Removes the session file; it does not come back. Takes no other lock, so that it never waits
   // for a post.
   void close_session();
-  bool is_session_closed();
+  bool is_session_closed() const { return session_closed_; }
 
   // Changes the environment among the facts. Under metadata_lock.
   void set_environment(const std::string& value);
@@ -64,8 +68,8 @@ struct State {
 
  private:
   std::mutex session_mutex_;
-  bool session_closed_ = false;         // guarded by session_mutex_
-  std::set<std::string> environments_;  // every text so far; guarded by metadata_lock
+  std::atomic<bool> session_closed_{false};  // changed under session_mutex_
+  std::set<std::string> environments_;       // every text so far; guarded by metadata_lock
   std::atomic<const char*> environment_text_{""};
 
  public:
@@ -75,13 +79,14 @@ struct State {
 };
 
 // The published state, kept alive by the caller's reference; null when the library is not
-// initialized.
+// initialized. Takes no lock.
 std::shared_ptr<State> current_state();
 
 // The same without a lock and without a share in it: good until shutdown only.
 State* peek_state();
 
-// Null withdraws.
+// Null withdraws. Called by one thread at a time. Waits for those who are just taking a reference to
+// the previous state.
 void publish_state(std::shared_ptr<State> state);
 
 }  // namespace wrenfall
