@@ -2,6 +2,7 @@
 #include <map>
 #include <utility>
 
+#include "common/size_text.h"
 #include "ctl/ctl_output.h"
 #include "ctl/output_text.h"
 #include "report/report_files.h"

@@ -1,7 +1,6 @@
 #include "ctl/output_text.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 
 #include "support/json_text.h"
@@ -83,21 +82,6 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
     }
     text += '\n';
   }
-  return text;
-}
-
-std::string size_text(uint64_t bytes) {
-  static constexpr std::array<const char*, 6> kUnits = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-  if (bytes < 1024) return std::to_string(bytes) + " B";
-  double value = static_cast<double>(bytes) / 1024;
-  size_t unit = 0;
-  // What would be rounded up to 1024 takes the next unit.
-  while (value >= 1023.95 && unit + 1 < kUnits.size()) {
-    value /= 1024;
-    ++unit;
-  }
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
   return text;
 }
 

@@ -20,9 +20,6 @@ std::string json_line(const nlohmann::json& object);
 // Rows under their headings; each column as wide as its longest entry, the last one as it is.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
-// "512 B", "1.5 KiB", "2.0 MiB", ...
-std::string size_text(uint64_t bytes);
-
 }  // namespace wrenfall
 
 #endif  // WRENFALL_COMPANIONS_CTL_OUTPUT_TEXT_H_

@@ -1,5 +1,6 @@
 #include "ctl/progress_text.h"
 
+#include "common/size_text.h"
 #include "ctl/output_text.h"
 
 namespace wrenfall {

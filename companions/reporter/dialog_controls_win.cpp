@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "common/size_text.h"
 #include "reporter/field_text.h"
 #include "support/text.h"
 

@@ -1,8 +1,6 @@
 #include "reporter/file_listing.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 
 #include "report/crash_data.h"
 #include "report/report_result.h"
@@ -35,20 +33,6 @@ uint64_t total_size(const std::vector<ListedFile>& files) {
   uint64_t total = 0;
   for (const ListedFile& file : files) total += file.bytes;
   return total;
-}
-
-std::string size_text(uint64_t bytes) {
-  if (bytes < 1024) return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
-  static constexpr std::array kUnits = {" KB", " MB", " GB", " TB"};
-  auto tenths = static_cast<double>(bytes) / 1024 * 10;
-  size_t unit = 0;
-  // Also what would be rounded up to 1024.0 is shown in the next unit.
-  while (tenths >= 10239.5 && unit + 1 < kUnits.size()) {
-    tenths /= 1024;
-    ++unit;
-  }
-  const auto rounded = static_cast<uint64_t>(std::llround(tenths));
-  return std::to_string(rounded / 10) + "." + std::to_string(rounded % 10) + kUnits[unit];
 }
 
 }  // namespace wrenfall

@@ -19,9 +19,6 @@ std::vector<ListedFile> list_files_to_send(const std::filesystem::path& folder);
 
 uint64_t total_size(const std::vector<ListedFile>& files);
 
-// "31 bytes", "619.1 KB", "1.5 MB": three or four digits, rounded to the nearest.
-std::string size_text(uint64_t bytes);
-
 }  // namespace wrenfall
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_FILE_LISTING_H_

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "backend/annotation_keys.h"
+#include "common/size_text.h"
 #include "reporter/dialog_frame_win.h"
 #include "reporter/outcome_text.h"
 #include "reporter/shell_win.h"

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "common/size_text.h"
 #include "reporter/dialog_layout.h"
 #include "reporter/dialog_texts.h"
 #include "reporter/field_text.h"
