@@ -1,5 +1,6 @@
 """Hosts built from the package alone, in the ways that their developers do, crash, and their reports arrive."""
 
+import json
 import os
 import shutil
 import subprocess
@@ -8,6 +9,7 @@ import unittest
 from package import PackageTest, run
 from harness import BUILD, RECORD, ROOT, SERVICE_PORT, wait_for, windows_path, wine
 
+from dialog_driver import CLOSE, DESCRIPTION, DialogDriver
 from service import CrashService
 
 COMPILER = "x86_64-w64-mingw32-gcc"
@@ -54,7 +56,7 @@ int start(void) {
 """
 
 
-class HostsTest(PackageTest):
+class HostsTest(DialogDriver, PackageTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
@@ -104,11 +106,15 @@ class HostsTest(PackageTest):
         self.assertEqual("Crashing Host", report.query["commit"]["appName"])
         self.assertIn("minidump.dmp", {entry["name"] for entry in report.entries})
 
-    def test_plain_compiler(self):
-        """The host sends at its next start."""
-        program = self.root / "bin" / "plain.exe"
+    def build_plain(self, name):
+        program = self.root / "bin" / f"{name}.exe"
         run(COMPILER, self.sources / "crashing_host.c", f"-I{self.root}/include", f"-L{self.root}/lib",
             "-lWrenfall", "-o", program)
+        return program
+
+    def test_plain_compiler(self):
+        """The host sends at its next start."""
+        program = self.build_plain("plain")
         self.crash(program, "access-violation")
         wait_for(self.reports, 60, "the report of the crash")
         code, output = self.run_host(program, "--store", windows_path(self.store), "--send-pending")
@@ -122,6 +128,26 @@ class HostsTest(PackageTest):
         run("sh", "-c", script, COMPILER, self.sources / "crashing_host.c", program,
             env={**os.environ, "PKG_CONFIG_LIBDIR": str(self.root / "lib" / "pkgconfig")})
         self.crash(program, "stack-overflow", "quiet")
+        self.assert_sent()
+
+    def test_dialog(self):
+        """The reporter asks; the user says yes with the keyboard."""
+        self.crash(self.build_plain("dialog"), "access-violation", "dialog")
+        self.wait_for_window("Problem report", DESCRIPTION)
+        self.press("Problem report", "alt+s")
+        self.wait_for_window("Report sent", CLOSE)
+        self.press("Report sent", "Escape")
+        self.assert_sent()
+
+    def test_wrenfallctl(self):
+        self.crash(self.build_plain("ctl"), "access-violation")
+        wait_for(self.reports, 60, "the report of the crash")
+        store = ("--store", windows_path(self.store))
+        tool = self.root / "bin" / "wrenfallctl.exe"
+        code, output = self.run_host(tool, "list", *store, "--json")
+        self.assertEqual((0, ["pending"]), (code, [report["state"] for report in json.loads(output)["reports"]]))
+        code, output = self.run_host(tool, "send", "--all", *store)
+        self.assertEqual(0, code, output)
         self.assert_sent()
 
     def test_cmake(self):

@@ -7,50 +7,12 @@ import unittest
 
 from harness import BIN, BUILD, RECORD, SERVICE_PORT, RoadTest, processes, wait_for, windows_path, wine
 
+from dialog_driver import (CLOSE, DESCRIPTION, DETAILS, EMAIL, FILES_LABEL, HEADING, MESSAGE, PATIENCE, SEND, SUPPORT,
+                           TRY_AGAIN, DialogDriver, windows)
 from service import CrashService
 
-# The controls, by their ids.
-SEND, CLOSE = 1, 2
-HEADING, MESSAGE, FILES_LABEL, EMAIL, DESCRIPTION = 101, 102, 103, 106, 108
-SUPPORT, DETAILS, TRY_AGAIN = 112, 114, 115
-PATIENCE = 60.0  # seconds for each step, on a machine that is busy with something else
 
-
-class Window(dict):
-    """What the reader prints of a dialog: texts by control id."""
-
-    title = ""
-    focus = None
-
-
-def windows():
-    """The dialogs on the screen, the topmost first."""
-    reader = wine(BIN / "dialog_reader.exe", stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    try:
-        output = reader.communicate(timeout=PATIENCE)[0].decode("utf-8")
-    finally:
-        reader.kill()
-        reader.wait()
-    found = []
-    for line in output.splitlines():
-        key, text = line.rstrip("\r").split("\t", 1)
-        if key == "window":
-            found.append(Window())
-            found[-1].title = text
-        elif key == "focus":
-            found[-1].focus = int(text)
-        else:
-            found[-1][int(key)] = text
-    return found
-
-
-def xdotool(*words):
-    done = subprocess.run(["xdotool", *map(str, words)], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                          timeout=PATIENCE, check=False)
-    return done.stdout.decode().split()
-
-
-class ReporterTest(RoadTest):
+class ReporterTest(DialogDriver, RoadTest):
     def setUp(self):
         super().setUp()
         self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
@@ -79,41 +41,8 @@ class ReporterTest(RoadTest):
         self.addCleanup(self.process.kill)
         return self.wait_for_window("Problem report", DESCRIPTION)
 
-    def wait_for_window(self, title, *focus):
-        """The dialog of that title once the keyboard goes to one of these controls."""
-        def look():
-            for window in windows():
-                if title in window.title and window.focus in focus:
-                    return window
-            return None
-        return wait_for(look, PATIENCE, f"a window '{title}' with the focus on {focus}")
-
-    def wait_for_text(self, control, text):
-        wait_for(lambda: any(window.get(control) == text for window in windows()), PATIENCE,
-                 f"'{text}' in {control}")
-
     def wait_for_end(self):
         wait_for(lambda: not self.reporters(), PATIENCE, "the reporter's end")
-
-    def focus(self, title):
-        """Gives the keyboard to the window of that title, as far as the dialog's own thread knows of it."""
-        found = xdotool("search", "--onlyvisible", "--name", title)
-        if not found:
-            return False
-        xdotool("windowfocus", found[-1])
-        if any(title in window.title and window.focus is not None for window in windows()):
-            return xdotool("getwindowfocus") == [found[-1]]
-        # A window that came up in the background takes the keyboard only with a click.
-        xdotool("mousemove", "--window", found[-1], 5, 5, "click", 1)
-        return False
-
-    def press(self, title, *keys, text=None):
-        """Real key presses for the window of that title: `keys` by their names, or `text`."""
-        wait_for(lambda: self.focus(title), PATIENCE, f"the focus on '{title}'")
-        if text is None:
-            xdotool("key", "--delay", 50, *keys)
-        else:
-            xdotool("type", "--delay", 50, text)
 
     def test_a_crash_is_asked_about_and_sent(self):
         host = self.host(upload_policy=0, email="old@example.org", open_support_url=0)

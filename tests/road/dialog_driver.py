@@ -1,0 +1,82 @@
+"""Reads the dialogs that are on the display, and drives them with real key presses."""
+
+import subprocess
+
+from harness import BIN, wait_for, wine
+
+# The controls, by their ids.
+SEND, CLOSE = 1, 2
+HEADING, MESSAGE, FILES_LABEL, EMAIL, DESCRIPTION = 101, 102, 103, 106, 108
+SUPPORT, DETAILS, TRY_AGAIN = 112, 114, 115
+PATIENCE = 60.0  # seconds for each step, on a machine that is busy with something else
+
+
+class Window(dict):
+    """What the reader prints of a dialog: texts by control id."""
+
+    title = ""
+    focus = None
+
+
+def windows():
+    """The dialogs on the screen, the topmost first."""
+    reader = wine(BIN / "dialog_reader.exe", stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    try:
+        output = reader.communicate(timeout=PATIENCE)[0].decode("utf-8")
+    finally:
+        reader.kill()
+        reader.wait()
+    found = []
+    for line in output.splitlines():
+        key, text = line.rstrip("\r").split("\t", 1)
+        if key == "window":
+            found.append(Window())
+            found[-1].title = text
+        elif key == "focus":
+            found[-1].focus = int(text)
+        else:
+            found[-1][int(key)] = text
+    return found
+
+
+def xdotool(*words):
+    done = subprocess.run(["xdotool", *map(str, words)], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                          timeout=PATIENCE, check=False)
+    return done.stdout.decode().split()
+
+
+class DialogDriver:
+    """For test cases."""
+
+    def wait_for_window(self, title, *focus):
+        """The dialog of that title once the keyboard goes to one of these controls."""
+        def look():
+            for window in windows():
+                if title in window.title and window.focus in focus:
+                    return window
+            return None
+        return wait_for(look, PATIENCE, f"a window '{title}' with the focus on {focus}")
+
+    def wait_for_text(self, control, text):
+        wait_for(lambda: any(window.get(control) == text for window in windows()), PATIENCE,
+                 f"'{text}' in {control}")
+
+    def focus(self, title):
+        """Gives the keyboard to the window of that title, as far as the dialog's own thread knows of it."""
+        found = xdotool("search", "--onlyvisible", "--name", title)
+        if not found:
+            return False
+        xdotool("windowfocus", found[-1])
+        if any(title in window.title and window.focus is not None for window in windows()):
+            return xdotool("getwindowfocus") == [found[-1]]
+        # A window that came up in the background takes the keyboard only with a click.
+        xdotool("mousemove", "--window", found[-1], 5, 5, "click", 1)
+        return False
+
+    def press(self, title, *keys, text=None):
+        """Real key presses for the window of that title: `keys` by their names, or `text`."""
+        wait_for(lambda: self.focus(title), PATIENCE, f"the focus on '{title}'")
+        if text is None:
+            xdotool("key", "--delay", 50, *keys)
+        else:
+            xdotool("type", "--delay", 50, text)
