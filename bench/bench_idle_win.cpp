@@ -1,0 +1,48 @@
+// What the library takes while nothing happens: memory, processor time of the hang detection, disk.
+#include <windows.h>
+// After <windows.h>.
+#include <psapi.h>
+#include <wrenfall/wrenfall.h>
+
+#include <cstdlib>
+
+#include "bench/bench.h"
+#include "bench/library.h"
+
+namespace {
+
+constexpr double kMiB = 1024.0 * 1024.0;
+
+double private_mib() {
+  PROCESS_MEMORY_COUNTERS_EX counters{};
+  counters.cb = sizeof counters;
+  K32GetProcessMemoryInfo(GetCurrentProcess(),
+                          reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters), sizeof counters);
+  return static_cast<double>(counters.PrivateUsage) / kMiB;
+}
+
+// 100 ns units, kernel and user.
+double processor_time() {
+  FILETIME created{}, ended{}, kernel{}, user{};
+  GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user);
+  return static_cast<double>(kernel.dwLowDateTime) + static_cast<double>(user.dwLowDateTime);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int seconds = argc == 2 ? std::atoi(argv[1]) : 30;
+  wchar_t library[MAX_PATH];
+  GetModuleFileNameW(GetModuleHandleW(L"Wrenfall.dll"), library, MAX_PATH);
+  bench::print_figure("size of Wrenfall.dll",
+                      static_cast<double>(std::filesystem::file_size(library)) / kMiB, "MiB", 1.5);
+  const double before = private_mib();
+  bench::Library running("idle", 1000);
+  bench::print_figure("private bytes added by wrenfall_init", private_mib() - before, "MiB", 4);
+  const double begin = processor_time();
+  Sleep(static_cast<DWORD>(seconds) * 1000);
+  const double used = processor_time() - begin;
+  bench::print_figure("hang detection at 1000 ms without windows", used / (seconds * 1e7) * 100,
+                      "% of a core", 0.1);
+  return 0;
+}

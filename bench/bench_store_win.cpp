@@ -1,0 +1,139 @@
+// The store's files: listing, records, structured reports.
+#include <windows.h>
+
+#include <fstream>
+#include <sstream>
+
+#include <nlohmann/json.hpp>
+
+#include "bench/bench.h"
+#include "bench/library.h"
+#include "report/crash_data.h"
+#include "report/report_store.h"
+#include "report/structured_report_json.h"
+#include "report/structured_report_xml.h"
+#include "support/files.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+wrenfall::CrashData sample_record(size_t notes) {
+  wrenfall::CrashData record;
+  record.database = "database";
+  record.appName = "Application";
+  record.appVersion = "1.0";
+  record.crashTypeId = "1";
+  record.notes = std::string(notes, 'n');
+  for (int i = 0; i < 16; ++i) record.attributes["attribute " + std::to_string(i)] = "some value";
+  return record;
+}
+
+// Grows from one size to the next.
+void bench_pending(const fs::path& store) {
+  int made = 0;
+  for (const int count : {100, 1000, 10000}) {
+    for (; made < count; ++made) {
+      const fs::path report = store / ("report " + std::to_string(made));
+      wrenfall::create_folders(report);
+      wrenfall::save(report, sample_record(100));
+    }
+    const auto list_bare = [&store] {
+      std::error_code error;
+      for (const fs::directory_entry& entry : fs::directory_iterator(store, error)) {
+        WIN32_FILE_ATTRIBUTE_DATA data{};
+        GetFileAttributesExW((entry.path() / wrenfall::kCrashDataFile).c_str(),
+                             GetFileExInfoStandard, &data);
+      }
+    };
+    bench::compare("listing the store, folders", count, 2, {5, 1}, list_bare,
+                   [&] { wrenfall::list_report_folders(store); });
+    bench::compare("pending reports beside listing, folders", count, bench::kNoBudget, {3, 1},
+                   list_bare, [&] { wrenfall::pending_report_folders(store); });
+  }
+}
+
+void write_bare(const fs::path& file, const std::string& bytes) {
+  const fs::path temporary = file.wstring() + L".tmp";
+  const HANDLE handle = CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+  DWORD written = 0;
+  WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  CloseHandle(handle);
+  MoveFileExW(temporary.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING);
+}
+
+std::string read_bare(const fs::path& file) {
+  const HANDLE handle = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  std::string bytes(GetFileSize(handle, nullptr), '\0');
+  DWORD got = 0;
+  ReadFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &got, nullptr);
+  CloseHandle(handle);
+  return bytes;
+}
+
+void bench_record(const fs::path& folder) {
+  for (const size_t notes : {200, 2000, 20000}) {
+    const wrenfall::CrashData record = sample_record(notes);
+    const std::string text = wrenfall::serialize(record);
+    const nlohmann::ordered_json document = nlohmann::ordered_json::parse(text);
+    bench::compare(
+        "crash-data save and load, bytes", static_cast<double>(text.size()), 1.2, {21, 10},
+        [&] {
+          write_bare(folder / "bare.json", document.dump(2));
+          const auto parsed = nlohmann::ordered_json::parse(read_bare(folder / "bare.json"));
+          if (!parsed.is_object()) std::exit(1);
+        },
+        [&] {
+          wrenfall::save(folder, record);
+          wrenfall::CrashData loaded;
+          wrenfall::load(folder, loaded);
+        });
+  }
+}
+
+wrenfall::StructuredReport sample_report(int threads) {
+  wrenfall::StructuredReport report;
+  report.platform = "windows";
+  for (int i = 0; i < threads; ++i) {
+    wrenfall::ReportThread thread;
+    thread.name = "thread " + std::to_string(i);
+    for (int f = 0; f < 100; ++f) {
+      thread.frames.push_back({"space::Class::function" + std::to_string(f), "source.cpp",
+                               static_cast<uint32_t>(f), "host.exe", 0x140001000ULL + f});
+    }
+    report.threads.push_back(std::move(thread));
+  }
+  return report;
+}
+
+using Write = void (*)(const wrenfall::StructuredReport&, std::ostream&);
+
+void bench_structured_report(const fs::path& folder, const char* format, Write write) {
+  for (const int threads : {10, 100, 1000}) {
+    const wrenfall::StructuredReport report = sample_report(threads);
+    std::ostringstream memory;
+    write(report, memory);
+    const std::string bytes = memory.str();
+    bench::compare(
+        std::string("structured report as ") + format + ", threads of 100 frames", threads, 3,
+        {9, 1}, [&] { std::ofstream(folder / "bare", std::ios::binary) << bytes; },
+        [&] {
+          std::ofstream file(folder / "report", std::ios::binary);
+          write(report, file);
+        });
+  }
+}
+
+}  // namespace
+
+int main() {
+  const bench::Folder folder("store");
+  bench_record(folder.path());
+  bench_structured_report(folder.path(), "JSON", wrenfall::write_structured_report_json);
+  bench_structured_report(folder.path(), "XML", wrenfall::write_structured_report_xml);
+  fs::create_directories(folder.path() / "store");
+  bench_pending(folder.path() / "store");
+  return 0;
+}

@@ -1,0 +1,95 @@
+"""Prints what the benchmarks measured as one table; with --write puts it and a picture into docs/performance.md."""
+
+import argparse
+import datetime
+import html
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[1]
+PAGE = ROOT / "docs" / "performance.md"
+PICTURE = ROOT / "docs" / "images" / "performance.svg"
+BEGIN, END = "<!-- figures -->\n", "<!-- end of figures -->\n"
+
+
+def time_text(microseconds):
+    for unit, size in (("s", 1e6), ("ms", 1e3)):
+        if microseconds >= size:
+            return f"{microseconds / size:.2f} {unit}"
+    return f"{microseconds:.2f} us"
+
+
+def number(text):
+    value = float(text)
+    return f"{value:.0f}" if value == int(value) else f"{value:.2f}"
+
+
+def read(path):
+    rows, figures = [], []
+    for line in path.read_text("utf-8").splitlines():
+        kind, *fields = line.strip().split("|")
+        if kind == "bench":
+            road, size, limit, took, ratio, budget = fields
+            rows.append((road, number(size), float(limit), float(took), float(ratio), float(budget)))
+        elif kind == "figure":
+            name, value, unit, budget = fields
+            figures.append((name, float(value), unit, float(budget)))
+    return rows, figures
+
+
+def verdict(value, budget):
+    return "" if budget == 0 else "within" if value <= budget else "over"
+
+
+def tables(rows, figures):
+    lines = ["| road | size | limit | road | ratio | budget | |", "|---|--:|--:|--:|--:|--:|---|"]
+    for road, size, limit, took, ratio, budget in rows:
+        shown = f"{budget:g}" if budget else ""
+        lines.append(f"| {road} | {size} | {time_text(limit)} | {time_text(took)} | {ratio:.3g} | {shown} | "
+                     f"{verdict(ratio, budget)} |")
+    lines += ["", "| figure | value | budget | |", "|---|--:|--:|---|"]
+    for name, value, unit, budget in figures:
+        shown = f"{budget:.4g} {unit}" if budget or not unit else ""
+        lines.append(f"| {name} | {value:.3g} {unit} | {shown} | "
+                     f"{verdict(value, budget) if budget else 'within' if value == 0 else ''} |")
+    return "\n".join(lines) + "\n"
+
+
+def picture(rows):
+    """A bar a row: the ratio to the limit, with a mark at the budget."""
+    rows = [row for row in rows if row[5] >= 1]
+    widest, line = 4.0, 22
+    height = line * len(rows) + 50
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="900" height="{height}" font-family="sans-serif" '
+             f'font-size="12"><rect width="900" height="{height}" fill="white"/>',
+             '<text x="10" y="20" font-size="14">Time beside the limit (1 = bare system calls; mark = budget)</text>']
+    x = lambda ratio: 420 + min(ratio, widest) / widest * 420
+    parts.append(f'<line x1="{x(1)}" y1="30" x2="{x(1)}" y2="{height - 10}" stroke="#888" stroke-dasharray="3"/>')
+    for index, (road, size, _, _, ratio, budget) in enumerate(rows):
+        y = 34 + index * line
+        color = "#3a7" if ratio <= budget else "#c53"
+        parts.append(f'<text x="410" y="{y + 13}" text-anchor="end">{html.escape(road)}: {size}</text>'
+                     f'<rect x="420" y="{y}" width="{x(ratio) - 420:.1f}" height="16" fill="{color}"/>'
+                     f'<line x1="{x(budget):.1f}" y1="{y - 2}" x2="{x(budget):.1f}" y2="{y + 18}" stroke="black" '
+                     f'stroke-width="2"/><text x="{x(ratio) + 5:.1f}" y="{y + 13}">{ratio:.2f}</text>')
+    return "\n".join(parts) + "\n</svg>\n"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--write", action="store_true")
+    parser.add_argument("results", type=Path)
+    arguments = parser.parse_args()
+    rows, figures = read(arguments.results)
+    table = tables(rows, figures)
+    print(table)
+    if arguments.write:
+        page = PAGE.read_text("utf-8")
+        head, _, rest = page.partition(BEGIN)
+        tail = rest.partition(END)[2]
+        day = datetime.date.today().isoformat()
+        PAGE.write_text(f"{head}{BEGIN}\nMeasured on {day}.\n\n{table}\n{END}{tail}", "utf-8")
+        PICTURE.write_text(picture(rows), "utf-8")
+
+
+if __name__ == "__main__":
+    main()
