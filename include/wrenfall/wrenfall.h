@@ -371,12 +371,12 @@ WRENFALL_API void wrenfall_unwatch_thread(void);
  * be released with wrenfall_upload_result_free.
  */
 typedef struct wrenfall_upload_result {
-  uint32_t size;
-  wrenfall_result result;
-  int32_t http_status; /* The last HTTP status, 0 when there was no answer. */
-  int64_t crash_id;    /* The ids that the service gave, 0 when it gave none. */
-  int64_t stack_key_id;
-  char* info_url; /* The address of the support page, NULL when there is none. */
+  uint32_t size;          /* sizeof(wrenfall_upload_result), set by the caller. */
+  wrenfall_result result; /* What the call that filled the record returned. */
+  int32_t http_status;    /* The last HTTP status, 0 when there was no answer. */
+  int64_t crash_id;       /* The report's id at the service, 0 when it gave none. */
+  int64_t stack_key_id;   /* The id of the group of reports with the same stack, or 0. */
+  char* info_url;         /* The address of the support page, NULL when there is none. */
 } wrenfall_upload_result;
 
 #ifdef __cplusplus
@@ -471,6 +471,7 @@ WRENFALL_API const char* wrenfall_report_list_folder(const wrenfall_report_list*
 WRENFALL_API const char* wrenfall_report_list_json(const wrenfall_report_list* list,
                                                    uint32_t index);
 
+/* Frees a list with everything that it owns. */
 WRENFALL_API void wrenfall_report_list_free(wrenfall_report_list* list);
 
 /* ------------------------------------------------------------------------------------------------
@@ -510,6 +511,7 @@ typedef struct wrenfall_report wrenfall_report;
 WRENFALL_API wrenfall_report* wrenfall_report_new(uint32_t format);
 WRENFALL_API void wrenfall_report_free(wrenfall_report* report);
 
+/* What the report says of the machine and of the exception; each call replaces the one before. */
 WRENFALL_API void wrenfall_report_set_platform(wrenfall_report* report, const char* platform,
                                                const char* os);
 WRENFALL_API void wrenfall_report_set_exception(wrenfall_report* report, const char* code,
