@@ -19,7 +19,7 @@ std::string new_uuid() {
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
 
   std::string uuid = hex_lower(bytes.data(), bytes.size());
-  for (const size_t position : {8, 13, 18, 23}) uuid.insert(position, 1, '-');
+  for (const size_t position : {8u, 13u, 18u, 23u}) uuid.insert(position, 1, '-');
   return uuid;
 }
 

@@ -55,7 +55,7 @@ class DumpCollectorTest : public ::testing::Test {
     return count;
   }
 
-  const TemporaryFolder store_;
+  const TemporaryFolder store_{};
   const SessionTag own_ = current_session();
   Logger logger_{store_.path() / "Wrenfall.log"};
   std::vector<fs::path> handed_on_;

@@ -38,8 +38,10 @@ TEST(ReportFolder, CopiesAttachmentsUnderNamesOfTheirOwn) {
       path_to_utf8(files.add("b/\xC3\xA4rger \xD0\x96.txt", "5")),
   };
   const Names names = copy_attachments(folder, paths, &logger);
-  EXPECT_EQ(names, (Names{"log.txt", "LOG (2).txt", "result (2).json", "\xC3\x84rger \xD0\xB6.txt",
-                          "\xC3\xA4rger \xD0\x96 (2).txt"}));
+  // Names that differ in upper and lower case alone are the same to Windows.
+  const std::string number = fs::exists(files.path() / "A" / "LOG.TXT") ? " (2)" : "";
+  EXPECT_EQ(names, (Names{"log.txt", "LOG" + number + ".txt", "result (2).json",
+                          "\xC3\x84rger \xD0\xB6.txt", "\xC3\xA4rger \xD0\x96" + number + ".txt"}));
   for (size_t i = 0; i < names.size(); ++i) {
     EXPECT_EQ(file_text(folder / utf8_to_path(names[i])), std::to_string(i + 1)) << names[i];
   }

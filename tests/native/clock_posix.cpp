@@ -1,0 +1,21 @@
+#include "support/clock.h"
+
+#include <ctime>
+
+namespace wrenfall {
+namespace {
+
+CalendarTime calendar_time(std::tm* (*convert)(const std::time_t*, std::tm*)) {
+  const std::time_t now = std::time(nullptr);
+  std::tm time{};
+  convert(&now, &time);
+  return {time.tm_year + 1900, time.tm_mon + 1, time.tm_mday,
+          time.tm_hour,        time.tm_min,     time.tm_sec};
+}
+
+}  // namespace
+
+CalendarTime local_now() { return calendar_time(localtime_r); }
+CalendarTime utc_now() { return calendar_time(gmtime_r); }
+
+}  // namespace wrenfall

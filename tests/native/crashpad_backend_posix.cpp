@@ -1,0 +1,35 @@
+#include <atomic>
+
+#include "backend/annotation_table.h"
+#include "backend/backend.h"
+
+namespace wrenfall {
+namespace {
+
+// Has the live annotations of the real one. Its dumps go nowhere.
+class CaptureLessBackend : public Backend {
+ public:
+  const char* name() const override { return "crashpad"; }
+  wrenfall_result start(const BackendConfiguration&) override {
+    started_ = true;
+    return WRENFALL_OK;
+  }
+  void stop() override { started_ = false; }
+  void set_annotation(const std::string& key, const std::string& value) override {
+    annotations_.set(key, value);
+  }
+  bool has_capability(uint32_t) const override { return false; }
+  wrenfall_result capture(const std::string&) override {
+    return started_ ? WRENFALL_OK : WRENFALL_ERROR_NOT_INITIALIZED;
+  }
+
+ private:
+  std::atomic<bool> started_{false};
+  AnnotationTable annotations_;
+};
+
+}  // namespace
+
+std::unique_ptr<Backend> make_crashpad_backend() { return std::make_unique<CaptureLessBackend>(); }
+
+}  // namespace wrenfall

@@ -1,0 +1,79 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "support/files.h"
+#include "tests/native/file_descriptor_posix.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+std::vector<fs::path> list_folder(const fs::path& folder, bool* opened) {
+  std::vector<fs::path> entries;
+  std::error_code error;
+  fs::directory_iterator entry(folder, error);
+  if (opened != nullptr) *opened = !error;
+  while (!error && entry != fs::directory_iterator()) {
+    entries.push_back(entry->path());
+    entry.increment(error);
+    if (error) throw DirectoryIterationError(folder, error);
+  }
+  return entries;
+}
+
+bool path_exists(const fs::path& path) {
+  std::error_code error;
+  return fs::exists(fs::symlink_status(path, error));
+}
+
+bool is_file(const fs::path& path) { return path_exists(path) && !is_folder(path); }
+
+bool is_folder(const fs::path& path) {
+  std::error_code error;
+  return fs::is_directory(path, error);
+}
+
+bool remove_entry(const fs::path& path) {
+  std::error_code error;
+  fs::remove_all(path, error);
+  return !error;
+}
+
+bool remove_folder(const fs::path& folder) { return !is_file(folder) && remove_entry(folder); }
+
+bool read_file(const fs::path& path, std::string& bytes) {
+  std::ifstream stream(path, std::ios::binary);
+  if (!stream || is_folder(path)) return false;
+  bytes.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+  return !stream.bad();
+}
+
+bool replace_file(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  fs::rename(from, to, error);
+  return !error;
+}
+
+bool append_to_file(const fs::path& path, std::string_view bytes) {
+  const ScopedDescriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+  return file &&
+         write(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+}
+
+std::FILE* open_for_writing(const fs::path& path) { return std::fopen(path.c_str(), "wb"); }
+
+std::optional<int64_t> file_write_time(const fs::path& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
+  return int64_t{status.st_mtim.tv_sec} * 10'000'000 + status.st_mtim.tv_nsec / 100;
+}
+
+bool copy_file_over(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  return fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) && !error;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,132 @@
+// Many threads use the whole library at once, for the sanitizers to watch.
+#include <gtest/gtest.h>
+#include <wrenfall/wrenfall.h>
+
+#include <atomic>
+#include <thread>
+
+#include "report/report_store.h"
+#include "tests/support/temp_dir.h"
+
+namespace wrenfall {
+namespace {
+
+constexpr int kThreads = 6;
+constexpr int kRounds = 60;
+
+class ThreadsTest : public ::testing::Test {
+ protected:
+  ThreadsTest() {
+    put_file(dir_ / "companion", "");
+    put_file(dir_ / "attachment", "text");
+  }
+  ~ThreadsTest() override { wrenfall_shutdown(); }
+
+  wrenfall_result start(uint32_t policy) {
+    wrenfall_options* const options = wrenfall_options_new("127", "Threads", "1.0");
+    const std::string companion = path_to_utf8(dir_ / "companion");
+    wrenfall_options_set_store_dir(options, path_to_utf8(dir_ / "store").c_str());
+    wrenfall_options_set_monitor_path(options, companion.c_str());
+    wrenfall_options_set_reporter_path(options, companion.c_str());
+    wrenfall_options_set_upload_policy(options, policy);
+    // Ticks often and, with signs of life now and then, reports a hang.
+    wrenfall_options_set_hang_detection(options, 50, WRENFALL_HANG_REPORT);
+    wrenfall_options_set_logger(options, count_line, this);
+    return wrenfall_init(options);
+  }
+
+  // Each result of a call that may come before an init or after a shutdown.
+  void expect_result(wrenfall_result result) {
+    if (result != WRENFALL_OK && result != WRENFALL_ERROR_NOT_INITIALIZED) ++unexpected_;
+  }
+
+  void post_and_list(int round) {
+    wrenfall_upload_result result{};
+    result.size = sizeof result;
+    const std::string file = path_to_utf8(dir_ / "attachment");
+    const char* const attachments[] = {file.c_str()};
+    const wrenfall_result posted = wrenfall_post_feedback("title", "text", attachments, 1, &result);
+    // Without a network a report that is sent at once does not arrive.
+    if (posted != WRENFALL_ERROR_TRANSPORT) expect_result(posted);
+    if (posted == WRENFALL_OK) ++stored_;
+    wrenfall_upload_result_free(&result);
+    wrenfall_report_list* const list = wrenfall_pending_reports();
+    const uint32_t count = wrenfall_report_list_count(list);
+    if (round % 3 == 0 && count > 0) {
+      const char* const folder = wrenfall_report_list_folder(list, count - 1);
+      if (wrenfall_discard_report(folder) == WRENFALL_OK) ++discarded_;
+    }
+    wrenfall_report_list_free(list);
+  }
+
+  void use_library(int thread) {
+    const std::string own = "thread" + std::to_string(thread);
+    for (int round = 0; round < kRounds; ++round) {
+      const std::string value = own + "." + std::to_string(round);
+      expect_result(wrenfall_set_attribute(own.c_str(), value.c_str()));
+      expect_result(wrenfall_set_user(value.c_str()));
+      expect_result(wrenfall_set_environment(round % 2 == 0 ? own.c_str() : nullptr));
+      expect_result(wrenfall_watch_thread(own.c_str()));
+      wrenfall_heartbeat();
+      expect_result(wrenfall_add_attachment(own.c_str()));
+      expect_result(wrenfall_remove_attachment(own.c_str()));
+      expect_result(wrenfall_capture_report());
+      wrenfall_set_quiet_mode(round % 2);
+      if (round % 5 == 0) post_and_list(round);
+      wrenfall_unwatch_thread();
+      expect_result(wrenfall_set_attribute(own.c_str(), nullptr));
+    }
+  }
+
+  void run_threads() {
+    std::vector<std::thread> threads;
+    std::atomic<int> running{kThreads};
+    for (int i = 0; i < kThreads; ++i) {
+      threads.emplace_back([this, i, &running] {
+        use_library(i);
+        --running;
+      });
+    }
+    while (restarting_ && running > 0) {
+      wrenfall_shutdown();
+      expect_result(start(WRENFALL_UPLOAD_MANUAL));
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+
+  static void count_line(wrenfall_log_level, const char*, void* test) {
+    ++static_cast<ThreadsTest*>(test)->log_lines_;  // the logger's own mutex has to do
+  }
+
+  const TempDir dir_;
+  int log_lines_ = 0;
+  bool restarting_ = false;
+  std::atomic<int> unexpected_{0}, stored_{0}, discarded_{0};
+};
+
+TEST_F(ThreadsTest, StoreEveryReportOnce) {
+  ASSERT_EQ(start(WRENFALL_UPLOAD_MANUAL), WRENFALL_OK);
+  run_threads();
+  EXPECT_EQ(unexpected_, 0);
+  EXPECT_EQ(stored_, kThreads * (kRounds / 5));
+  EXPECT_GT(discarded_, 0);
+  EXPECT_EQ(list_report_folders(dir_ / "store").size(), size_t(stored_ - discarded_));
+}
+
+TEST_F(ThreadsTest, SendAndForgetWithoutANetwork) {
+  ASSERT_EQ(start(WRENFALL_UPLOAD_QUIET), WRENFALL_OK);
+  run_threads();
+  EXPECT_EQ(unexpected_, 0);
+  EXPECT_TRUE(list_report_folders(dir_ / "store").empty());
+}
+
+TEST_F(ThreadsTest, StayWellWhileTheLibraryStopsAndStarts) {
+  ASSERT_EQ(start(WRENFALL_UPLOAD_MANUAL), WRENFALL_OK);
+  restarting_ = true;
+  run_threads();
+  EXPECT_EQ(unexpected_, 0);
+  EXPECT_EQ(list_report_folders(dir_ / "store").size(), size_t(stored_ - discarded_));
+}
+
+}  // namespace
+}  // namespace wrenfall
