@@ -7,6 +7,8 @@ packages=(
   g++-mingw-w64-x86-64-posix             # the cross compiler
   libz-mingw-w64-dev                     # deflate, for the stand-in of the ZIP library
   nlohmann-json3-dev googletest          # JSON; the test framework's sources
+  clang libclang-rt-dev                  # the native builds with sanitizers and fuzzers, and what they need:
+  g++ zlib1g-dev libgtest-dev libssl-dev libexpat1-dev
   wine64                                 # runs what was built
   python3 openssl                        # the local crash-collection service and its certificates
   xvfb xauth                             # a display for the tests that have windows
@@ -24,7 +26,7 @@ done
 still_missing=()
 for package in "${missing[@]}"; do
   case $package in
-    cmake | python3 | openssl | clang-format) command -v "$package" >/dev/null || still_missing+=("$package") ;;
+    cmake | python3 | openssl | clang | clang-format) command -v "$package" >/dev/null || still_missing+=("$package") ;;
     ninja-build) command -v ninja >/dev/null || still_missing+=("$package") ;;
     *) still_missing+=("$package") ;;
   esac

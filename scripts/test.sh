@@ -1,7 +1,12 @@
 #!/usr/bin/env bash
-# Builds and runs all tests. Arguments go to ctest, for example: scripts/test.sh -R store
+# Builds and runs all tests: those with sanitizers and fuzzers on this machine, then those under Wine. Arguments go to
+# each ctest, for example: scripts/test.sh -R store
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+scripts/setup.sh
+native=0
+scripts/native-tests.sh "$@" || native=1
 scripts/build.sh
 # Windows exist only with a display; a virtual one will do.
-exec xvfb-run -a scripts/with-wine.sh ctest --preset mingw "$@"
+xvfb-run -a scripts/with-wine.sh ctest --preset mingw "$@"
+exit $native

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Builds the portable parts for this machine, with sanitizers, and runs their tests and fuzzers. Arguments go to each
+# ctest.
+set -eu
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+mkdir -p build
+run=()
+# The Thread sanitizer knows where programs lie in memory, which newer kernels shift about more than it expects.
+if [ "$(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 28)" -gt 28 ]; then run=(setarch -R); fi
+status=0
+for preset in linux-asan linux-tsan linux-fuzz; do
+  echo "Building (build/$preset)"
+  log=build/$preset.log
+  if ! { cmake --preset "$preset" && cmake --build --preset "$preset"; } >"$log" 2>&1; then
+    tail -n 60 "$log" >&2
+    echo "native-tests: $preset was not built; all of it is in $log" >&2
+    exit 1
+  fi
+  "${run[@]}" ctest --preset "$preset" "$@" || status=1
+done
+exit $status

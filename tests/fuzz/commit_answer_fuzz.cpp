@@ -1,0 +1,52 @@
+// The service's answer to the call that commits an upload.
+#include "support/json_text.h"
+#include "tests/fuzz/service_answer_fuzz.h"
+
+namespace wrenfall {
+namespace {
+
+constexpr const char* kIds[] = {"stackKeyId", "crashId", "messageId"};
+
+bool has_id_that_is_no_number(const nlohmann::json& answer) {
+  if (!answer.is_object()) return false;
+  for (const char* const key : kIds) {
+    const auto id = answer.find(key);
+    if (id != answer.end() && !id->is_number()) return true;
+  }
+  return false;
+}
+
+void require_ids(const nlohmann::json& answer, const UploadResult& outcome) {
+  const int64_t ids[] = {outcome.stackKeyId, outcome.crashId, outcome.messageId};
+  for (size_t i = 0; i < std::size(kIds); ++i) {
+    const auto id = answer.find(kIds[i]);
+    const int64_t expected = id == answer.end() ? 0 : json_integer(*id).value_or(0);
+    require(ids[i] == expected, "an id is taken as it is where it fits");
+  }
+}
+
+}  // namespace
+}  // namespace wrenfall
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace wrenfall;
+  const HttpResponse response = answer_from(data, size);
+  const nlohmann::json answer = parse_json(response.body);
+  const bool ids_throw = response.status == 200 && has_id_that_is_no_number(answer);
+  UploadResult outcome;
+  try {
+    const bool committed = judge_commit(response, outcome);
+    require(!ids_throw, "an id that is no number throws");
+    require(committed == (response.status == 200 && says_success(answer)),
+            "nothing but success is a success");
+    if (!committed) {
+      require_failure(outcome, response);
+    } else {
+      require(outcome.result == WRENFALL_OK, "the result of a success");
+      require_ids(answer, outcome);
+    }
+  } catch (const nlohmann::json::type_error&) {
+    require(ids_throw, "nothing else throws");
+  }
+  return 0;
+}
