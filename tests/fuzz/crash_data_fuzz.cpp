@@ -26,6 +26,13 @@ void read_any_text(const std::string& text) {
   const bool is_plain = owner != object.end() && owner->is_number_unsigned();
   require(!is_plain || record.ownerPid == owner->get<uint64_t>(), "a number is taken as it is");
 
+  const auto duration = object.find("hangDurationMs");
+  if (duration != object.end() && duration->is_number_float()) {
+    const auto number = duration->get<double>();
+    const bool fits = number >= -0x1p63 && number < 0x1p63;
+    require(record.hangDurationMs == (fits ? static_cast<int64_t>(number) : 0), "truncated");
+  }
+
   CrashData again;
   const std::string written = serialize(record);
   require(parse(written, again), "what is written can be read");
