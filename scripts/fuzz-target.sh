@@ -14,6 +14,6 @@ mkdir -p "$found" "$crashes"
 ulimit -s 1024
 status=0
 "$program" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=1500 -max_len=4096 -print_final_stats=1 \
-  -verbosity=1 -artifact_prefix="$crashes/$name-" "$@" "$found" "tests/fuzz/corpus/$name" || status=$?
+  -artifact_prefix="$crashes/$name-" "$@" "$found" "tests/fuzz/corpus/$name" || status=$?
 [ "$status" -eq 0 ] || echo "fuzz: $name failed; its input is in $crashes, to run again: $program INPUT" >&2
 exit "$status"
