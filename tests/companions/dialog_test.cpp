@@ -166,7 +166,7 @@ TEST(FileListing, HoldsWhatIsSentWithReadableSizes) {
 
 std::string little(uint64_t value, int bytes) {
   std::string text;
-  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i & 0xFF);
+  for (int i = 0; i < bytes; ++i, value >>= 8) text += static_cast<char>(value & 0xFF);
   return text;
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <string>
 
@@ -73,7 +74,7 @@ ReadAt ClaimedDump::reader() const {
 std::chrono::seconds ClaimedDump::age() const {
   struct stat status {};
   if (fstat(open_file(file_.get()).descriptor, &status) != 0) return std::chrono::seconds(0);
-  return std::chrono::seconds(std::max<std::time_t>(std::time(nullptr) - status.st_mtime, 0));
+  return std::chrono::seconds(std::abs(std::time(nullptr) - status.st_mtime));
 }
 
 bool ClaimedDump::move_to(const std::filesystem::path& target) {

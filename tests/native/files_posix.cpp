@@ -36,6 +36,11 @@ bool is_folder(const fs::path& path) {
   return fs::is_directory(path, error);
 }
 
+bool is_link(const fs::path& path) {
+  std::error_code error;
+  return fs::is_symlink(path, error);
+}
+
 bool remove_entry(const fs::path& path) {
   std::error_code error;
   fs::remove_all(path, error);

@@ -21,6 +21,8 @@ class UnreachableHttpClient : public HttpClient {
 
 std::string make_user_agent() { return "Wrenfall/" WRENFALL_VERSION_TEXT; }
 
-std::unique_ptr<HttpClient> make_http_client() { return std::make_unique<UnreachableHttpClient>(); }
+std::unique_ptr<HttpClient> make_http_client(UploadProgress) {
+  return std::make_unique<UnreachableHttpClient>();
+}
 
 }  // namespace wrenfall
