@@ -6,9 +6,9 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 #include "backend/annotation_keys.h"
 
@@ -126,7 +126,7 @@ class HolderPool {
   }
 
   std::mutex mutex_;
-  std::map<std::string, std::unique_ptr<Holder>> holders_;
+  std::unordered_map<std::string, std::unique_ptr<Holder>> holders_;
   uint64_t generation_ = 0;
 };
 

@@ -1,7 +1,5 @@
 #include "support/encoding.h"
 
-#include <array>
-
 namespace wrenfall {
 namespace {
 
@@ -24,12 +22,16 @@ std::string hex_lower(const unsigned char* bytes, size_t count) {
   return text;
 }
 
+HexDigits hex_digits(uint64_t address) {
+  HexDigits digits{};
+  for (size_t i = digits.size(); i > 0; address >>= 4)
+    digits[--i] = "0123456789abcdef"[address & 15];
+  return digits;
+}
+
 std::string hex_address(uint64_t address) {
-  std::array<unsigned char, sizeof address> bytes{};
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    bytes[i] = static_cast<unsigned char>(address >> (8 * (bytes.size() - 1 - i)));
-  }
-  return hex_lower(bytes.data(), bytes.size());
+  const HexDigits digits = hex_digits(address);
+  return {digits.data(), digits.size()};
 }
 
 std::string percent_encode(std::string_view text) {

@@ -1,6 +1,7 @@
 #ifndef WRENFALL_SUPPORT_ENCODING_H_
 #define WRENFALL_SUPPORT_ENCODING_H_
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,6 +14,10 @@ std::string hex_lower(const unsigned char* bytes, size_t count);
 
 // Sixteen lower-case hexadecimal digits.
 std::string hex_address(uint64_t address);
+
+// The same without a string.
+using HexDigits = std::array<char, 16>;
+HexDigits hex_digits(uint64_t address);
 
 // RFC 3986 percent-encoding of everything but unreserved characters.
 std::string percent_encode(std::string_view text);

@@ -1,5 +1,6 @@
 #include "support/json_text.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace wrenfall {
@@ -13,6 +14,9 @@ std::string json_text(const json& value, int indent) {
 }
 
 std::string valid_utf8(const std::string& text) {
+  const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  // Nearly every text, and the detour over JSON costs far more than this look.
+  if (std::all_of(text.begin(), text.end(), is_ascii)) return text;
   return parse_json(json_text(text)).get<std::string>();
 }
 

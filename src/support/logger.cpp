@@ -44,12 +44,21 @@ size_t control_length(std::string_view text, size_t position) {
 std::string on_one_line(std::string_view message) {
   std::string line;
   line.reserve(message.size());
+  size_t copied = 0;
   for (size_t i = 0; i < message.size();) {
+    if (message[i] >= 0x20 && message[i] < 0x7F) {  // nearly all there is
+      ++i;
+      continue;
+    }
     const size_t control = control_length(message, i);
-    line += control == 0 ? message[i] : ' ';
-    i += control == 0 ? 1 : control;
+    if (control == 0) {
+      ++i;
+      continue;
+    }
+    line.append(message, copied, i - copied).append(1, ' ');
+    copied = i += control;
   }
-  return line;
+  return line.append(message, copied);
 }
 
 }  // namespace

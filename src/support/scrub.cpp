@@ -25,19 +25,25 @@ size_t home_prefix_length(std::string_view text) {
 std::string scrub_user_names(std::string_view text) {
   std::string clean;
   clean.reserve(text.size());
-  size_t position = 0;
-  while (position < text.size()) {
-    const size_t prefix = home_prefix_length(text.substr(position));
-    size_t end = position + prefix;
-    while (prefix != 0 && end < text.size() && !is_separator(text[end])) ++end;
-    if (prefix == 0 || end == position + prefix) {
-      clean += text[position++];
+  size_t copied = 0;
+  for (size_t position = 0; position < text.size();) {
+    // Nearly all characters are none that a home folder can begin with.
+    if (!is_separator(text[position])) {
+      ++position;
       continue;
     }
-    clean.append(text, position, prefix).append("...");
-    position = end;
+    const size_t prefix = home_prefix_length(text.substr(position));
+    const size_t name = position + prefix;
+    size_t end = name;
+    while (prefix != 0 && end < text.size() && !is_separator(text[end])) ++end;
+    if (end == name) {
+      ++position;
+      continue;
+    }
+    clean.append(text, copied, name - copied).append("...");
+    copied = position = end;
   }
-  return clean;
+  return clean.append(text, copied);
 }
 
 }  // namespace wrenfall
