@@ -24,8 +24,8 @@ stop_service() {
 finish() {
   status=$?
   stop_service
-  # Only what runs in the prefix of the build tree.
-  WINEPREFIX="$PWD/build/mingw/wineprefix" /usr/lib/wine/wineserver -k 2>/dev/null || true
+  # Only what runs in the prefix of the build tree, and nothing that others use.
+  [ -n "${WRENFALL_WINE_IS_HELD:-}" ] || WINEPREFIX="$PWD/build/mingw/wineprefix" /usr/lib/wine/wineserver -k 2>/dev/null || true
   if [ $status -eq 0 ]; then rm -rf "$work"; else echo "demo: what there was is in $work" >&2; fi
 }
 trap finish EXIT

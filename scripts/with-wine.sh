@@ -16,4 +16,6 @@ finish() {
   exit $status
 }
 trap finish EXIT
+# For what would end Wine after its own work.
+export WRENFALL_WINE_IS_HELD=1
 "$@"

@@ -81,15 +81,17 @@ class HostsTest(DialogDriver, PackageTest):
         self.addCleanup(self.service.stop)
 
     def run_host(self, program, *arguments):
-        """The exit code of a host, and what it said."""
-        host = wine(program, *arguments, cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        try:
-            output = host.communicate(timeout=120)[0].decode("utf-8", "replace")
-        finally:
-            if host.poll() is None:
-                host.kill()
-                host.wait()
-        return host.returncode, output
+        """The exit code of a host, and what it said. Into a file: a dialog that outlives the host holds a pipe open."""
+        with open(self.folder / "output.txt", "w+b") as output:
+            host = wine(program, *arguments, cwd=self.folder, stdout=output, stderr=subprocess.STDOUT)
+            try:
+                host.wait(120)
+            finally:
+                if host.poll() is None:
+                    host.kill()
+                    host.wait()
+            output.seek(0)
+            return host.returncode, output.read().decode("utf-8", "replace")
 
     def reports(self):
         return list(self.store.glob("*/" + RECORD))
