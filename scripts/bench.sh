@@ -13,7 +13,7 @@ results=build/bench.txt
 : >"$results"
 for program in "${programs[@]}"; do
   echo "bench_$program" >&2
-  scripts/with-wine.sh scripts/wine.sh "build/mingw/bin/bench_$program.exe" >>"$results"
+  xvfb-run -a scripts/with-wine.sh scripts/wine.sh "build/mingw/bin/bench_$program.exe" >>"$results"
 done
 write=()
 [ $# -gt 0 ] || write=(--write)

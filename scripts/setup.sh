@@ -14,6 +14,7 @@ packages=(
   xvfb xauth                             # a display for the tests that have windows
   xdotool                                # presses the keys in them
   clang-format                           # the style check
+  doxygen                                # the API reference
   llvm lld pkgconf                       # the package: an import library for MSVC, a linker like MSVC's, pkg-config
 )
 

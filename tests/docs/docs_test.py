@@ -88,7 +88,7 @@ class DocsTest(unittest.TestCase):
                 lines += 1
                 if fixed not in page:
                     missing.append(f"{source.name}: {text}")
-        self.assertEqual([], missing)
+        self.assertEqual("", "\n".join(missing))
         self.assertGreater(lines, 40)
 
 
