@@ -3,11 +3,11 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <limits>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zip_records.h"
@@ -16,6 +16,7 @@ namespace {
 
 constexpr uint16_t kStored = 0;
 constexpr uint16_t kDeflated = 8;
+constexpr uInt kPieceSize = 1 << 18;
 
 struct Writer {
   FILE* file = nullptr;
@@ -56,15 +57,20 @@ struct DeflateStream : z_stream {
   DeflateStream& operator=(const DeflateStream&) = delete;
 };
 
+// Compressed data in pieces, which need no copy of the whole while they grow in number.
+struct Pieces {
+  std::vector<std::vector<Bytef>> pieces;
+  size_t size = 0;
+};
+
 // Deflates `size` bytes to `output`. False when the result would not be smaller, or zlib has no
 // memory; then the data can still be stored.
-bool deflate_smaller(const Bytef* data, size_t size, int level, std::vector<Bytef>* output) {
+bool deflate_smaller(const Bytef* data, size_t size, int level, Pieces* output) {
   DeflateStream stream;
   // Negative window bits: no zlib header and trailer.
   if (deflateInit2(&stream, level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
     return false;
   }
-  std::array<Bytef, 65536> chunk;
   stream.next_in = const_cast<Bytef*>(data);
   size_t left = size;
   for (int result = Z_OK; result != Z_STREAM_END;) {
@@ -72,12 +78,15 @@ bool deflate_smaller(const Bytef* data, size_t size, int level, std::vector<Byte
       stream.avail_in = static_cast<uInt>(std::min<size_t>(left, 1u << 30));
       left -= stream.avail_in;
     }
-    stream.next_out = chunk.data();
-    stream.avail_out = static_cast<uInt>(chunk.size());
+    std::vector<Bytef> piece(kPieceSize);
+    stream.next_out = piece.data();
+    stream.avail_out = kPieceSize;
     result = deflate(&stream, left == 0 ? Z_FINISH : Z_NO_FLUSH);
     if (result != Z_OK && result != Z_STREAM_END) return false;
-    output->insert(output->end(), chunk.data(), chunk.data() + (chunk.size() - stream.avail_out));
-    if (output->size() >= size) return false;
+    piece.resize(kPieceSize - stream.avail_out);
+    output->size += piece.size();
+    output->pieces.push_back(std::move(piece));
+    if (output->size >= size) return false;
   }
   return true;
 }
@@ -99,21 +108,22 @@ bool add(mz_zip_archive* archive, Writer* writer, const char* name, const Bytef*
   if (!is_valid_name(entry.name) || (is_folder && size != 0)) return false;
   if (writer->entries.size() == std::numeric_limits<mz_uint>::max()) return false;
 
-  std::vector<Bytef> deflated;
+  Pieces deflated;
   const bool deflate = size != 0 && level != 0 && deflate_smaller(data, size, level, &deflated);
   entry.method = deflate ? kDeflated : kStored;
   entry.crc = crc_of(data, size);
   entry.size = size;
-  entry.compressed_size = deflate ? deflated.size() : size;
+  entry.compressed_size = deflate ? deflated.size : size;
   entry.header_offset = archive->m_archive_size;
   miniz::set_time(std::time(nullptr), &entry);
 
   const std::string header = miniz::local_header(entry);
   writer->entries.push_back(std::move(entry));
-  if (!write(archive, writer, header.data(), header.size()) ||
-      !(deflate ? write(archive, writer, deflated.data(), deflated.size())
-                : write(archive, writer, data, size))) {
-    return false;
+  if (!write(archive, writer, header.data(), header.size())) return false;
+  if (!deflate && !write(archive, writer, data, size)) return false;
+  for (size_t i = 0; deflate && i < deflated.pieces.size(); ++i) {
+    const std::vector<Bytef>& piece = deflated.pieces[i];
+    if (!write(archive, writer, piece.data(), piece.size())) return false;
   }
   archive->m_total_files = static_cast<mz_uint>(writer->entries.size());
   return true;
