@@ -7,18 +7,31 @@
 namespace wrenfall {
 namespace {
 
-ScopedKernelHandle start(const std::filesystem::path& program, std::wstring command_line,
+constexpr int kStartAttempts = 4;
+constexpr DWORD kStartPauseMs = 100;
+
+// Whether the system may have been short of something for a moment only. Wine's internal error is
+// of this kind: it comes once in some hundred starts on a machine that is busy.
+bool may_pass(DWORD error) {
+  return error == ERROR_INTERNAL_ERROR || error == ERROR_NO_SYSTEM_RESOURCES ||
+         error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_COMMITMENT_LIMIT;
+}
+
+ScopedKernelHandle start(const std::filesystem::path& program, const std::wstring& command_line,
                          bool inherit_handles) {
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process{};
-  // The call may write into the command line.
-  if (!CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, inherit_handles,
-                      CREATE_NO_WINDOW, nullptr, nullptr, &startup, &process)) {
-    return ScopedKernelHandle();
+  for (int attempt = 1;; ++attempt) {
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    std::wstring writable = command_line;  // the call may write into it
+    if (CreateProcessW(program.c_str(), writable.data(), nullptr, nullptr, inherit_handles,
+                       CREATE_NO_WINDOW, nullptr, nullptr, &startup, &process)) {
+      CloseHandle(process.hThread);
+      return ScopedKernelHandle(process.hProcess);
+    }
+    if (!may_pass(GetLastError()) || attempt == kStartAttempts) return ScopedKernelHandle();
+    Sleep(kStartPauseMs);
   }
-  CloseHandle(process.hThread);
-  return ScopedKernelHandle(process.hProcess);
 }
 
 }  // namespace

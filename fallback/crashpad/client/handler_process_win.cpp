@@ -6,6 +6,9 @@
 namespace crashpad::internal {
 namespace {
 
+constexpr int kStartAttempts = 4;
+constexpr DWORD kStartPauseMs = 100;
+
 // Makes handles inheritable for its own lifetime, so that children the host starts at other times
 // with general inheritance do not keep them open.
 class InheritanceScope {
@@ -69,11 +72,16 @@ ScopedHandle start_handler_process(const std::wstring& program, const std::wstri
   startup.StartupInfo.cb = sizeof(startup);
   startup.lpAttributeList = attribute.list();
   PROCESS_INFORMATION process = {};
-  std::wstring writable_command_line = command_line;
-  if (!CreateProcessW(program.c_str(), writable_command_line.data(), nullptr, nullptr, TRUE,
-                      CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
-                      &startup.StartupInfo, &process)) {
-    return nullptr;
+  const auto start = [&] {
+    std::wstring writable_command_line = command_line;
+    return CreateProcessW(program.c_str(), writable_command_line.data(), nullptr, nullptr, TRUE,
+                          CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                          &startup.StartupInfo, &process) != FALSE;
+  };
+  // Wine reports an internal error once in some hundred starts on a machine that is busy.
+  for (int attempt = 1; !start(); ++attempt) {
+    if (GetLastError() != ERROR_INTERNAL_ERROR || attempt == kStartAttempts) return nullptr;
+    Sleep(kStartPauseMs);
   }
   CloseHandle(process.hThread);
   return ScopedHandle(process.hProcess);
