@@ -1,25 +1,19 @@
 // What the library takes while nothing happens: memory, processor time of the hang detection, disk.
 #include <windows.h>
 // After <windows.h>.
-#include <psapi.h>
 #include <wrenfall/wrenfall.h>
 
 #include <cstdlib>
 
 #include "bench/bench.h"
 #include "bench/library.h"
+#include "tests/support/process_figures_win.h"
 
 namespace {
 
 constexpr double kMiB = 1024.0 * 1024.0;
 
-double private_mib() {
-  PROCESS_MEMORY_COUNTERS_EX counters{};
-  counters.cb = sizeof counters;
-  K32GetProcessMemoryInfo(GetCurrentProcess(),
-                          reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters), sizeof counters);
-  return static_cast<double>(counters.PrivateUsage) / kMiB;
-}
+double private_mib() { return static_cast<double>(private_kib(GetCurrentProcess())) / 1024; }
 
 // 100 ns units, kernel and user.
 double processor_time() {
