@@ -13,7 +13,7 @@ std::string json_text(const json& value, int indent) {
   return value.dump(indent, ' ', false, json::error_handler_t::replace);
 }
 
-std::string valid_utf8(const std::string& text) {
+std::string valid_utf8(std::string text) {
   const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
   // Nearly every text, and the detour over JSON costs far more than this look.
   if (std::all_of(text.begin(), text.end(), is_ascii)) return text;

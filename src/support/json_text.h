@@ -16,7 +16,7 @@ nlohmann::json parse_json(const std::string& text);
 std::string json_text(const nlohmann::json& value, int indent = -1);
 
 // The text as it reads back from JSON: each bad sequence replaced by U+FFFD.
-std::string valid_utf8(const std::string& text);
+std::string valid_utf8(std::string text);
 
 // A number as a signed 64-bit value: integers as they are, floating-point values truncated. Nothing
 // for a number that does not fit and for every other type.

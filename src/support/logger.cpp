@@ -41,9 +41,7 @@ size_t control_length(std::string_view text, size_t position) {
 
 // What a service answered may hold line breaks, which must not look like lines of the log's own,
 // and orders to the terminal that shows it.
-std::string on_one_line(std::string_view message) {
-  std::string line;
-  line.reserve(message.size());
+void append_on_one_line(std::string& line, std::string_view message) {
   size_t copied = 0;
   for (size_t i = 0; i < message.size();) {
     if (message[i] >= 0x20 && message[i] < 0x7F) {  // nearly all there is
@@ -58,7 +56,7 @@ std::string on_one_line(std::string_view message) {
     line.append(message, copied, i - copied).append(1, ' ');
     copied = i += control;
   }
-  return line.append(message, copied);
+  line.append(message, copied);
 }
 
 }  // namespace
@@ -69,7 +67,11 @@ std::string log_line(wrenfall_log_level level, const std::string& message) {
   std::snprintf(head, sizeof head, "[%04d-%02d-%02d %02d:%02d:%02d] [%lu] %s ", now.year, now.month,
                 now.day, now.hour, now.minute, now.second,
                 static_cast<unsigned long>(current_process_id()), level_name(level));
-  return head + on_one_line(message) + "\n";
+  std::string line;
+  line.reserve(sizeof head + message.size());
+  line = head;
+  append_on_one_line(line, message);
+  return line += '\n';
 }
 
 void Logger::detach_callback() {

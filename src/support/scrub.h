@@ -2,16 +2,14 @@
 #define WRENFALL_SUPPORT_SCRUB_H_
 
 #include <string>
-#include <string_view>
 
 namespace wrenfall {
 
 // The text with the name after each "Users" or "home" path element replaced by three dots: what
-// replacing
-// ([\\/](?:Users|home)[\\/])[^\\/]+ (ECMAScript, ignoring case) by $1... gives. Written as a
-// scanner because std::regex recurses once per character: a long path element would overflow the
-// stack of a failing process.
-std::string scrub_user_names(std::string_view text);
+// replacing ([\\/](?:Users|home)[\\/])[^\\/]+ (ECMAScript, ignoring case) by $1...
+// gives. Written as a search of its own because std::regex recurses once per character: a long path
+// element would overflow the stack of a failing process.
+std::string scrub_user_names(std::string text);
 
 }  // namespace wrenfall
 
