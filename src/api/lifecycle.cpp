@@ -1,6 +1,7 @@
 #include <wrenfall/wrenfall.h>
 
 #include <cstdlib>
+#include <map>
 
 #include "api/boundary.h"
 #include "api/options.h"
@@ -116,7 +117,10 @@ void publish_annotations(State& state) {
   backend.set_annotation(annotation::kEmail, facts.email);
   backend.set_annotation(annotation::kDescription, facts.user_description);
   backend.set_annotation(annotation::kNotes, facts.notes);
-  for (const auto& [name, value] : facts.attributes) {
+  // In the order of their names.
+  const std::map<std::string, std::string> attributes(facts.attributes.begin(),
+                                                      facts.attributes.end());
+  for (const auto& [name, value] : attributes) {
     backend.set_annotation(annotation::kAttributePrefix + name, value);
   }
 }
@@ -182,6 +186,19 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   return WRENFALL_OK;
 }
 
+// Uploads that go on after a shutdown use the state; what the host gave for its callback may be gone
+// by then, whatever else becomes of the shutdown.
+class CallbackEnd {
+ public:
+  explicit CallbackEnd(Logger& logger) : logger_(logger) {}
+  ~CallbackEnd() { logger_.detach_callback(); }
+  CallbackEnd(const CallbackEnd&) = delete;
+  CallbackEnd& operator=(const CallbackEnd&) = delete;
+
+ private:
+  Logger& logger_;
+};
+
 wrenfall_result initialize(const wrenfall_options& options) {
   const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
   if (peek_state() != nullptr) return WRENFALL_ERROR_ALREADY_INITIALIZED;
@@ -208,12 +225,11 @@ void wrenfall_shutdown(void) {
     const std::shared_ptr<State> state = current_state();
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
     publish_state(nullptr);
+    const CallbackEnd callback_end(state->logger);
     if (state->watchdog) state->watchdog->stop();
     state->backend->stop();
     state->close_session();
     state->logger.info("wrenfall shutdown");
-    // Uploads that go on use the state; what the host gave for its callback may be gone by then.
-    state->logger.detach_callback();
     return WRENFALL_OK;
   });
 }

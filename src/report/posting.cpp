@@ -1,8 +1,11 @@
 #include "report/posting.h"
 
+#include <new>
+
 #include "backend/platform_facts.h"
 #include "backend/startup_annotations.h"
 #include "report/delivery.h"
+#include "report/folder_claim.h"
 #include "support/clock.h"
 #include "support/files.h"
 #include "support/process.h"
@@ -18,7 +21,11 @@ UploadResult store_folder(const PostingContext& context, const std::filesystem::
   UploadResult outcome;
   outcome.result = WRENFALL_OK;
   record.ownerPid = 0;
-  if (save(folder, record)) return outcome;
+  try {
+    if (save(folder, record)) return outcome;
+  } catch (const std::bad_alloc&) {
+    // As if it could not be written.
+  }
   // Without a record nobody would ever find the report; the host, which still has its contents, is
   // told.
   if (context.logger != nullptr) {
@@ -44,7 +51,7 @@ CrashData make_record(const ReportFacts& facts, const std::string& report_kind,
   record.userDescription = facts.user_description;
   record.notes = facts.notes;
   record.environment = facts.environment;
-  record.attributes = facts.attributes;
+  record.attributes.insert(facts.attributes.begin(), facts.attributes.end());
   record.captureBackend = facts.capture_backend;
   record.reportKind = report_kind;
   record.crashTime = utc_timestamp();
@@ -69,6 +76,7 @@ wrenfall_result post_folder(const PostingContext& context, const std::filesystem
     fill_upload_result(stored, result);
     return stored.result;
   }
+  const FolderClaim claim(folder);  // Nobody discards it meanwhile.
   const UploadResult outcome = deliver(context.http, folder, record, context.logger);
   fill_upload_result(outcome, result);
   return outcome.result;

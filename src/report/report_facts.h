@@ -4,8 +4,8 @@
 #include <wrenfall/wrenfall.h>
 
 #include <cstdint>
-#include <map>
 #include <string>
+#include <unordered_map>
 
 namespace wrenfall {
 
@@ -20,7 +20,7 @@ struct ReportFacts {
   std::string user_description;
   std::string notes;
   std::string environment;
-  std::map<std::string, std::string> attributes;
+  std::unordered_map<std::string, std::string> attributes;
   std::string capture_backend = "none";
   uint32_t upload_policy = WRENFALL_UPLOAD_DIALOG;  // as the library was started
   bool quiet = false;                               // as it was last set
