@@ -119,8 +119,10 @@ class HolderPool {
       return is_attribute(entry.first) && !entry.second->is_set();
     });
     if (unused == holders_.end()) return nullptr;
+    // Without memory for the name nothing has happened: the handler reads every holder there ever was.
+    std::string name = key;
     auto node = holders_.extract(unused);
-    node.key() = key;
+    node.key().swap(name);
     node.mapped()->rename(key);
     return holders_.insert(std::move(node)).position->second.get();
   }

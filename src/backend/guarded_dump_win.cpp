@@ -4,6 +4,12 @@
 #include <utility>
 
 namespace wrenfall {
+namespace {
+
+// A dump asks another process and waits: hosts with large stacks need not pay for one more.
+constexpr SIZE_T kStackBytes = 256 * 1024;
+
+}  // namespace
 
 // Shared by the object and the thread; whoever is later frees it.
 struct GuardedDump::Worker {
@@ -35,8 +41,9 @@ bool GuardedDump::prepare() {
   auto worker = std::make_shared<Worker>();
   if (!worker->wanted || !worker->returned) return false;
   auto share = std::make_unique<std::shared_ptr<Worker>>(worker);
-  const ScopedKernelHandle thread(
-      CreateThread(nullptr, 0, &GuardedDump::work, share.get(), 0, nullptr));
+  const ScopedKernelHandle thread(CreateThread(nullptr, kStackBytes, &GuardedDump::work,
+                                               share.get(), STACK_SIZE_PARAM_IS_A_RESERVATION,
+                                               nullptr));
   if (!thread) return false;
   static_cast<void>(share.release());
   worker_ = std::move(worker);

@@ -27,8 +27,10 @@ bool is_allow_listed(const std::filesystem::path& module) {
 
 bool register_wer_module(const std::function<bool(const std::filesystem::path&)>& register_module,
                          Logger* logger) {
-  const std::filesystem::path module = library_dir() / kWerModule;
-  if (!path_exists(module)) {
+  // Never one in the current directory.
+  const std::filesystem::path folder = library_dir();
+  const std::filesystem::path module = folder / kWerModule;
+  if (folder.empty() || !path_exists(module)) {
     if (logger != nullptr) {
       logger->warn("WrenfallWer.dll not found next to the library; WER coverage disabled");
     }
