@@ -62,7 +62,7 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
                                               const DumpFacts& facts, RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger) {
-  context.attachments = copy_attachments(folder, attachment_paths, &logger);
+  context.attachments = copy_attachments(folder, attachment_paths, SameName::kGetsANumber, &logger);
   add_earlier_copies(folder, context.attachments);
   CrashData record = record_from_annotations(facts, context);
   const bool saved = save(folder, record);

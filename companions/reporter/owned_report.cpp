@@ -67,12 +67,7 @@ SendOutcome OwnedReport::send(HttpClient* http) {
     return outcome;
   }
   record_.ownerPid = current_process_id();
-  try {
-    outcome.upload = deliver(http, folder_, record_, logger_);
-  } catch (const fs::filesystem_error& error) {
-    outcome.upload.result = WRENFALL_ERROR_FILE;
-    outcome.upload.error = error.what();
-  }
+  outcome.upload = deliver(http, folder_, record_, logger_);
   outcome.kept = path_exists(folder_ / kCrashDataFile);
   if (outcome.upload.result == WRENFALL_OK) {
     logger_->info("Report sent: %s (crash %lld)", name.c_str(),
@@ -96,7 +91,10 @@ bool OwnedReport::discard() {
 
 void OwnedReport::give_back() {
   if (folder_.empty()) return;
-  if (load(folder_, record_)) {
+  // Whoever sends it just now does not need it back: the owner will be gone. Saving beside him could
+  // make a folder anew that he has deleted.
+  const auto claim = FolderClaim::try_take(folder_);
+  if (claim && load(folder_, record_)) {
     record_.ownerPid = 0;
     write();
   }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "report/delivery.h"
 #include "support/files.h"
 
 namespace wrenfall {
@@ -29,6 +30,16 @@ wrenfall_result guarded(wrenfall_result otherwise, Body body) {
   } catch (const std::exception&) {
     return otherwise;
   }
+}
+
+// The same for a function that sends and fills the caller's record: that is filled in any case, so
+// that the host can always read it and free what it holds.
+template <typename Body>
+wrenfall_result guarded_upload(wrenfall_upload_result* record, Body body) {
+  fill_upload_result({}, record);
+  const wrenfall_result result = guarded(WRENFALL_ERROR_FILE, body);
+  if (can_be_filled(record)) record->result = result;
+  return result;
 }
 
 }  // namespace wrenfall

@@ -105,7 +105,7 @@ void wrenfall_report_add_attachment(wrenfall_report* report, const char* path) {
 
 wrenfall_result wrenfall_report_post(const wrenfall_report* report,
                                      wrenfall_upload_result* result) {
-  return guarded(WRENFALL_ERROR_FILE, [=]() -> wrenfall_result {
+  return guarded_upload(result, [=]() -> wrenfall_result {
     const std::shared_ptr<State> state = current_state();
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
     if (report == nullptr) return WRENFALL_ERROR_INVALID_ARGUMENT;
@@ -123,7 +123,7 @@ wrenfall_result wrenfall_report_post(const wrenfall_report* report,
 wrenfall_result wrenfall_post_feedback(const char* title, const char* description,
                                        const char* const* attachments, uint32_t attachment_count,
                                        wrenfall_upload_result* result) {
-  return guarded(WRENFALL_ERROR_FILE, [=]() -> wrenfall_result {
+  return guarded_upload(result, [=]() -> wrenfall_result {
     const std::shared_ptr<State> state = current_state();
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
     std::vector<std::string> paths;
@@ -140,7 +140,7 @@ wrenfall_result wrenfall_post_feedback(const char* title, const char* descriptio
 }
 
 wrenfall_result wrenfall_post_asan_report(const char* text, wrenfall_upload_result* result) {
-  return guarded(WRENFALL_ERROR_FILE, [=]() -> wrenfall_result {
+  return guarded_upload(result, [=]() -> wrenfall_result {
     const std::shared_ptr<State> state = current_state();
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
     if (text == nullptr) return WRENFALL_ERROR_INVALID_ARGUMENT;

@@ -1,6 +1,7 @@
 #include <wrenfall/wrenfall.h>
 
 #include <cstdlib>
+#include <new>
 #include <thread>
 
 #include "api/boundary.h"
@@ -33,29 +34,34 @@ void amend(CrashData& record, const Amendments& amendments) {
   if (amendments.description != nullptr) record.userDescription = amendments.description;
 }
 
-// The outcome for a folder whose record cannot even be read. It is left as it is: the retry rule
-// would delete what is not a report at all, or a report whose record somebody holds just now.
-UploadResult refuse(State& state, const fs::path& folder) {
-  const bool is_report = is_file(folder / kCrashDataFile);
-  state.logger.warn(is_report ? "The record of %s cannot be read" : "%s holds no report",
-                    path_to_utf8(folder).c_str());
-  UploadResult outcome;
-  outcome.result = is_report ? WRENFALL_ERROR_FILE : WRENFALL_ERROR_INVALID_ARGUMENT;
-  return outcome;
+// WRENFALL_OK, or why the folder cannot be sent.
+wrenfall_result load_for_sending(Logger& logger, const fs::path& folder, CrashData& record) {
+  const std::string name = path_to_utf8(folder);
+  // Read once: a record that is being replaced must not pass for a damaged one.
+  if (std::string text; read_file(folder / kCrashDataFile, text)) {
+    if (parse(text, record)) return WRENFALL_OK;
+    logger.warn("The record of %s is damaged", name.c_str());
+    return WRENFALL_ERROR_INVALID_ARGUMENT;
+  }
+  if (is_file(folder / kCrashDataFile)) {
+    logger.warn("The record of %s cannot be read", name.c_str());
+    return WRENFALL_ERROR_FILE;
+  }
+  logger.warn("%s holds no report", name.c_str());
+  return WRENFALL_ERROR_INVALID_ARGUMENT;
 }
 
-// Sends a folder to which the caller holds the claim.
+// Sends a folder to which the caller holds the claim. One without a record that can be used is left
+// as it is: the retry rule would delete what is not a report at all, a report whose record somebody
+// holds just now, or a dump that may be good.
 UploadResult send_claimed(State& state, const fs::path& folder, const Amendments& amendments) {
   CrashData record;
-  if (load(folder, record)) {
-    amend(record, amendments);
-    if (!save(folder, record)) {
-      state.logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());
-    }
-  } else if (std::string text; read_file(folder / kCrashDataFile, text)) {
-    state.logger.warn("The record of %s is damaged", path_to_utf8(folder).c_str());
-  } else {
-    return refuse(state, folder);
+  UploadResult refusal;
+  refusal.result = load_for_sending(state.logger, folder, record);
+  if (refusal.result != WRENFALL_OK) return refusal;
+  amend(record, amendments);
+  if (!save(folder, record)) {
+    state.logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());
   }
   UploadResult outcome = deliver(make_http_client().get(), folder, record, nullptr);
   // The folder's own log may be gone with it.
@@ -97,7 +103,11 @@ void run_pending_worker() {
   try {
     send_pending(state);
   } catch (const std::exception& error) {
-    state->logger.error("Sending pending reports broke off: %s", error.what());
+    try {
+      state->logger.error("Sending pending reports broke off: %s", error.what());
+    } catch (const std::bad_alloc&) {
+      // There is no memory for the line either.
+    }
   }
 }
 
@@ -116,7 +126,7 @@ wrenfall_result wrenfall_capture_report(void) {
 
 wrenfall_result wrenfall_send_report(const char* report_folder, const char* user, const char* email,
                                      const char* description, wrenfall_upload_result* result) {
-  return guarded(WRENFALL_ERROR_FILE, [=]() -> wrenfall_result {
+  return guarded_upload(result, [=]() -> wrenfall_result {
     const std::shared_ptr<State> state = current_state();
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
     if (report_folder == nullptr || *report_folder == '\0') {
@@ -145,8 +155,10 @@ wrenfall_result wrenfall_discard_report(const char* report_folder) {
 
 wrenfall_result wrenfall_post_pending_reports_async(void) {
   if (peek_state() == nullptr) return WRENFALL_ERROR_NOT_INITIALIZED;
-  std::thread(run_pending_worker).detach();
-  return WRENFALL_OK;
+  return guarded(WRENFALL_ERROR_FILE, []() -> wrenfall_result {
+    std::thread(run_pending_worker).detach();
+    return WRENFALL_OK;
+  });
 }
 
 void wrenfall_upload_result_free(wrenfall_upload_result* result) {

@@ -97,17 +97,19 @@ std::string free_attachment_name(std::string_view name,
 }
 
 std::vector<std::string> copy_attachments(const fs::path& folder,
-                                          const std::vector<std::string>& paths, Logger* logger) {
+                                          const std::vector<std::string>& paths, SameName rule,
+                                          Logger* logger) {
   std::vector<std::string> names;
   for (const std::string& path : paths) {
     const fs::path source = utf8_to_path(path);
-    const std::string name = free_attachment_name(
-        path_to_utf8(source.filename()),
-        [&](const std::string& candidate) { return is_among(folder, candidate, names); });
+    const std::string name =
+        free_attachment_name(path_to_utf8(source.filename()), [&](const std::string& candidate) {
+          return rule == SameName::kGetsANumber && is_among(folder, candidate, names);
+        });
     const fs::path target = folder / utf8_to_path(name);
     if (is_file(source) && copy_file_over(source, target)) {
       make_deletable(target);
-      names.push_back(name);
+      if (!is_among(folder, name, names)) names.push_back(name);
       continue;
     }
     // A copy that broke off must not pass for the file.

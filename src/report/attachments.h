@@ -22,11 +22,15 @@ bool is_reserved_file_name(std::string_view name);
 std::string free_attachment_name(std::string_view name,
                                  const std::function<bool(const std::string&)>& is_taken);
 
-// Copies files into a report folder, each under a name of its own, and returns the names of the
-// copies. A name that an earlier, broken-off call gave is given again, and its file replaced. A
-// file that cannot be copied costs a warning and nothing else; `logger` may be null.
+// What becomes of a second attachment of the same name.
+enum class SameName { kReplaces, kGetsANumber };
+
+// Copies files into a report folder and returns the names of the copies. None gets a reserved name.
+// A name that an earlier, broken-off call gave is given again, and its file replaced. A file that
+// cannot be copied costs a warning and nothing else; `logger` may be null.
 std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
-                                          const std::vector<std::string>& paths, Logger* logger);
+                                          const std::vector<std::string>& paths, SameName rule,
+                                          Logger* logger);
 
 }  // namespace wrenfall
 

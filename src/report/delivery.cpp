@@ -27,6 +27,7 @@ UploadResult failed_upload(Logger& logger, wrenfall_result result, int32_t http_
   return outcome;
 }
 
+// The attempt itself. Throws where the system, not the report or the service, is at fault.
 UploadResult upload(HttpClient* http, const std::filesystem::path& folder, const CrashData& record,
                     Logger& logger) {
   if (http == nullptr) {
@@ -38,10 +39,6 @@ UploadResult upload(HttpClient* http, const std::filesystem::path& folder, const
     // Only an id in the answer to the commit is read in a way that raises this, and that answer
     // came with status 200.
     return failed_upload(logger, WRENFALL_ERROR_SERVICE, kHttpOk, error.what());
-  } catch (const std::filesystem::filesystem_error& error) {
-    return failed_upload(logger, WRENFALL_ERROR_FILE, 0, error.what());
-  } catch (const std::bad_alloc&) {
-    return failed_upload(logger, WRENFALL_ERROR_FILE, 0, "out of memory");
   }
 }
 
@@ -58,7 +55,14 @@ char* copy_for_host(const std::string& text) {
 UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, CrashData& record,
                      Logger* retry_logger) {
   Logger folder_logger(folder / kLogFile);
-  UploadResult outcome = upload(http, folder, record, folder_logger);
+  UploadResult outcome;
+  try {
+    outcome = upload(http, folder, record, folder_logger);
+  } catch (const std::filesystem::filesystem_error& error) {
+    return failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, error.what());
+  } catch (const std::bad_alloc&) {
+    return failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, "out of memory");
+  }
   // Writing a result would make anew what somebody has removed meanwhile.
   if (!is_folder(folder)) return outcome;
   // Where the result cannot be written, the retry rule still decides.
@@ -68,8 +72,12 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   return outcome;
 }
 
+bool can_be_filled(const wrenfall_upload_result* result) {
+  return result != nullptr && result->size >= sizeof(wrenfall_upload_result);
+}
+
 void fill_upload_result(const UploadResult& upload, wrenfall_upload_result* result) {
-  if (result == nullptr || result->size < sizeof(wrenfall_upload_result)) return;
+  if (!can_be_filled(result)) return;
   result->result = upload.result;
   result->http_status = upload.httpStatus;
   result->crash_id = upload.crashId;

@@ -46,12 +46,15 @@ struct Contents {
   std::vector<std::string> attachments;
 };
 
+// By way of a temporary file, like every file of a report.
 bool write_file(const fs::path& path, const Write& write) {
-  std::ofstream stream(path, std::ios::binary | std::ios::trunc);
+  fs::path temporary = path;
+  temporary += ".tmp";
+  std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
   if (!stream) return false;
   write(stream);
   stream.close();
-  return !stream.fail();
+  return !stream.fail() && replace_file(temporary, path);
 }
 
 // Puts everything but the record into the folder. False when the main file could not be written.
@@ -61,7 +64,8 @@ bool fill_folder(const fs::path& folder, Contents& contents, Logger* logger) {
         !write_file(folder / contents.record.dumpFile, contents.write_main_file)) {
       return false;
     }
-    contents.record.attachments = copy_attachments(folder, contents.attachments, logger);
+    contents.record.attachments =
+        copy_attachments(folder, contents.attachments, SameName::kReplaces, logger);
     return true;
   } catch (const std::bad_alloc&) {
     return false;

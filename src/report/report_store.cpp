@@ -84,8 +84,12 @@ bool remove_report_folder(const fs::path& folder) {
   const fs::path record = folder / kCrashDataFile;
   const fs::path result = folder / kResultFile;
   bool emptied = true;
-  for (const fs::path& entry : list_folder(folder)) {
-    if (entry != record && entry != result) emptied = remove_entry(entry) && emptied;
+  try {
+    for (const fs::path& entry : list_folder(folder)) {
+      if (entry != record && entry != result) emptied = remove_entry(entry) && emptied;
+    }
+  } catch (const DirectoryIterationError&) {
+    return false;
   }
   return emptied && remove_entry(record) && remove_entry(result) && remove_folder(folder);
 }

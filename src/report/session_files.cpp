@@ -14,10 +14,15 @@ using nlohmann::json;
 
 namespace {
 
-bool has_dumps(const fs::path& root) {
-  const std::vector<fs::path> entries = list_folder(root / kHandlerFolder / "reports");
-  return std::any_of(entries.begin(), entries.end(),
-                     [](const fs::path& entry) { return entry.extension() == ".dmp"; });
+// True as well where that cannot be found out.
+bool may_have_dumps(const fs::path& root) {
+  try {
+    const std::vector<fs::path> entries = list_folder(root / kHandlerFolder / "reports");
+    return std::any_of(entries.begin(), entries.end(),
+                       [](const fs::path& entry) { return entry.extension() == ".dmp"; });
+  } catch (const DirectoryIterationError&) {
+    return true;
+  }
 }
 
 // A file on its way to its place: being written right now, or left behind by a process that ended
@@ -88,7 +93,7 @@ fs::path kept_session_file(const fs::path& root, const SessionTag& session) {
 void sweep_sessions(const fs::path& root) {
   // What a link leads to is not the store's.
   if (is_link(root / kSessionsFolder)) return;
-  const bool keep_attachments = has_dumps(root);
+  const bool keep_attachments = may_have_dumps(root);
   for (const fs::path& file : list_folder(root / kSessionsFolder)) {
     if (!is_file(file)) continue;
     if (file.extension() == ".tmp") {

@@ -37,7 +37,7 @@ TEST(ReportFolder, CopiesAttachmentsUnderNamesOfTheirOwn) {
       // The same name to the file system, though not to ASCII rules.
       path_to_utf8(files.add("b/\xC3\xA4rger \xD0\x96.txt", "5")),
   };
-  const Names names = copy_attachments(folder, paths, &logger);
+  const Names names = copy_attachments(folder, paths, SameName::kGetsANumber, &logger);
   // Names that differ in upper and lower case alone are the same to Windows.
   const std::string number = fs::exists(files.path() / "A" / "LOG.TXT") ? " (2)" : "";
   EXPECT_EQ(names, (Names{"log.txt", "LOG" + number + ".txt", "result (2).json",
@@ -50,6 +50,19 @@ TEST(ReportFolder, CopiesAttachmentsUnderNamesOfTheirOwn) {
   EXPECT_NE(log.find("WARN Attachment not copied"), std::string::npos) << log;
 }
 
+TEST(ReportFolder, LaterAttachmentReplacesOneOfTheSameName) {
+  const TemporaryFolder files;
+  const TemporaryFolder store;
+  store.add("feedback.json", "the report");
+  const Names paths = {path_to_utf8(files.add("a/log.txt", "1")),
+                       path_to_utf8(files.add("b/log.txt", "2")),
+                       path_to_utf8(files.add("b/feedback.json", "3"))};
+  EXPECT_EQ(copy_attachments(store.path(), paths, SameName::kReplaces, nullptr),
+            (Names{"log.txt", "feedback (2).json"}));
+  EXPECT_EQ(file_text(store.path() / "log.txt"), "2");
+  EXPECT_EQ(file_text(store.path() / "feedback.json"), "the report");
+}
+
 TEST(ReportFolder, ReadOnlyAttachmentDoesNotKeepTheReportFromBeingDeleted) {
   const TemporaryFolder files;
   const TemporaryFolder store;
@@ -58,7 +71,7 @@ TEST(ReportFolder, ReadOnlyAttachmentDoesNotKeepTheReportFromBeingDeleted) {
   fs::create_directory(folder);
   const fs::path source = files.add("settings.ini", "x");
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::remove);
-  copy_attachments(folder, {path_to_utf8(source)}, &logger);
+  copy_attachments(folder, {path_to_utf8(source)}, SameName::kReplaces, &logger);
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::add);
   EXPECT_TRUE(is_file(folder / "settings.ini"));
   EXPECT_TRUE(remove_folder(folder));
