@@ -14,6 +14,7 @@
 #include "backend/filter_guard_win.h"
 #include "backend/guarded_dump_win.h"
 #include "backend/handler_watch_win.h"
+#include "backend/scoped_annotation.h"
 #include "backend/startup_annotations.h"
 #include "backend/wer_module_win.h"
 #include "support/paths.h"
@@ -172,13 +173,11 @@ wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
   const std::lock_guard<std::mutex> lock(capture_mutex());
   if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
   if (!can_answer()) return WRENFALL_ERROR_HANDLER_START_FAILED;
-  set_annotation(annotation::kReportKind, report_kind);
+  const ScopedAnnotation kind(*this, annotation::kReportKind, report_kind);
   // The dump names the thread that asks the handler, but shows the state of this one.
   CONTEXT context{};
   RtlCaptureContext(&context);
-  const bool dumped = dump(context);
-  set_annotation(annotation::kReportKind, "");
-  return dumped ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
+  return dump(context) ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
 }
 
 }  // namespace

@@ -23,9 +23,11 @@ void HangTracker::watch(uint32_t thread_id, std::string name, Time now) {
 std::optional<Hang> HangTracker::check_thread(Thread& thread, Time now) {
   const int64_t silence = whole_milliseconds(now - thread.last_beat);
   if (thread.reported || silence <= threshold_ms_) return std::nullopt;
+  Hang hang{thread.name, silence};
+  // Marked last: a hang that there is no memory to tell of comes up again.
   thread.reported = true;
   last_report_ = now;
-  return Hang{thread.name, silence};
+  return hang;
 }
 
 std::optional<Hang> HangTracker::check(Time now) {

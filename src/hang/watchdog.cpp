@@ -15,6 +15,16 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kShortestTick{100};
 constexpr std::chrono::milliseconds kLongestWait{86400000};
 
+// Goes without what there is no memory for. Nothing above the watchdog's thread could take the
+// exception: it would end the host.
+template <typename Step>
+void ride_out(Step step) {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+  }
+}
+
 }  // namespace
 
 const char* hang_policy_text(uint32_t policy) {
@@ -83,15 +93,19 @@ bool Watchdog::wait_for_tick(std::unique_lock<std::mutex>& lock) {
 }
 
 void Watchdog::report(const Hang& hang) {
-  try {
-    if (logger_ != nullptr) {
+  if (logger_ != nullptr) {
+    ride_out([&] {
       logger_->warn("hang detected on thread '%s' after %lld ms", hang.thread_name.c_str(),
                     static_cast<long long>(hang.duration_ms));
-    }
-    if (on_hang_) on_hang_(hang.thread_name, hang.duration_ms);
-  } catch (const std::bad_alloc&) {
-    // Nothing above this thread could take it. The report is lost, the host is not.
+    });
   }
+  if (on_hang_) ride_out([&] { on_hang_(hang.thread_name, hang.duration_ms); });
+}
+
+std::optional<Hang> Watchdog::due_hang() {
+  std::optional<Hang> hang;
+  if (!stopping_) ride_out([&] { hang = tracker_.check(Clock::now()); });
+  return hang;
 }
 
 void Watchdog::run() {
@@ -101,7 +115,7 @@ void Watchdog::run() {
     const bool answered = probe_ && probe_(stopping_);
     lock.lock();
     if (answered) tracker_.main_beat(Clock::now());
-    const std::optional<Hang> hang = stopping_ ? std::nullopt : tracker_.check(Clock::now());
+    const std::optional<Hang> hang = due_hang();
     if (!hang) continue;
     lock.unlock();
     report(*hang);

@@ -57,6 +57,8 @@ class Watchdog {
  private:
   void run();
   void report(const Hang& hang);
+  // Under mutex_.
+  std::optional<Hang> due_hang();
   // False when the watchdog is to stop.
   bool wait_for_tick(std::unique_lock<std::mutex>& lock);
 

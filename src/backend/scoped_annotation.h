@@ -1,0 +1,30 @@
+#ifndef WRENFALL_BACKEND_SCOPED_ANNOTATION_H_
+#define WRENFALL_BACKEND_SCOPED_ANNOTATION_H_
+
+#include <string>
+#include <utility>
+
+#include "backend/backend.h"
+
+namespace wrenfall {
+
+// An annotation that only the dumps in its lifetime carry, however that ends.
+class ScopedAnnotation {
+ public:
+  ScopedAnnotation(Backend& backend, std::string key, const std::string& value)
+      : backend_(backend), key_(std::move(key)) {
+    backend_.set_annotation(key_, value);
+  }
+  ~ScopedAnnotation() { backend_.set_annotation(key_, nothing_); }
+  ScopedAnnotation(const ScopedAnnotation&) = delete;
+  ScopedAnnotation& operator=(const ScopedAnnotation&) = delete;
+
+ private:
+  Backend& backend_;
+  const std::string key_;
+  const std::string nothing_;  // clearing needs no memory
+};
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_BACKEND_SCOPED_ANNOTATION_H_
