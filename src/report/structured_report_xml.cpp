@@ -1,5 +1,6 @@
 #include "report/structured_report_xml.h"
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -70,9 +71,11 @@ void write_exception(const StructuredReport& report, TextSink& sink) {
   sink << "        <exception>\n";
   element(sink, kExceptionIndent, "code", Escaped{report.exception_code});
   element(sink, kExceptionIndent, "explanation", Escaped{report.exception_explanation});
-  const ReportThread* const thread = crashing_thread(report);
-  if (thread != nullptr && !thread->frames.empty()) {
-    const ReportFrame& frame = thread->frames.front();
+  const auto crashed = std::find_if(
+      report.threads.begin(), report.threads.end(),
+      [](const ReportThread& thread) { return thread.crashing && !thread.frames.empty(); });
+  if (crashed != report.threads.end()) {
+    const ReportFrame& frame = crashed->frames.front();
     element(sink, kExceptionIndent, "func", Cdata{frame.function});
     element(sink, kExceptionIndent, "file", Escaped{frame.file});
     element(sink, kExceptionIndent, "line", line_text(frame));
