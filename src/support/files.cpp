@@ -6,10 +6,15 @@ namespace wrenfall {
 
 namespace fs = std::filesystem;
 
-bool write_file_atomic(const fs::path& path, std::string_view bytes) {
+namespace {
+
+fs::path temporary_of(fs::path path) { return path += ".tmp"; }
+
+// `leftover` is why the temporary file is still there.
+bool write_through_temporary(const fs::path& path, std::string_view bytes,
+                             std::error_code& leftover) {
   if (path.has_parent_path()) create_folders(path.parent_path());
-  fs::path temporary = path;
-  temporary += ".tmp";
+  const fs::path temporary = temporary_of(path);
   {
     std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
     if (!stream) return false;
@@ -19,18 +24,22 @@ bool write_file_atomic(const fs::path& path, std::string_view bytes) {
   }
   if (replace_file(temporary, path)) return true;
   const bool copied = copy_file_over(temporary, path);
-  std::error_code error;
-  fs::remove(temporary, error);
-  if (error) throw fs::filesystem_error("remove", temporary, error);
+  fs::remove(temporary, leftover);
   return copied;
 }
 
+}  // namespace
+
+bool write_file_atomic(const fs::path& path, std::string_view bytes) {
+  std::error_code leftover;
+  const bool written = write_through_temporary(path, bytes, leftover);
+  if (leftover) throw fs::filesystem_error("remove", temporary_of(path), leftover);
+  return written;
+}
+
 bool try_write_file_atomic(const fs::path& path, std::string_view bytes) {
-  try {
-    return write_file_atomic(path, bytes);
-  } catch (const fs::filesystem_error&) {
-    return false;
-  }
+  std::error_code leftover;
+  return write_through_temporary(path, bytes, leftover);
 }
 
 std::optional<uint64_t> size_of_file(const fs::path& path) {

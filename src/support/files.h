@@ -29,7 +29,7 @@ bool read_file(const std::filesystem::path& path, std::string& bytes);
 // filesystem_error ("remove") when the temporary file of the fall-back copy cannot be deleted.
 bool write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
 
-// The same, where every failure is false.
+// The same, without a word about a temporary file that stays.
 bool try_write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
 
 // Appends in one write, creating the file when needed; other processes may read and append
