@@ -19,6 +19,8 @@ struct Cdata {
   std::string_view text;
 };
 
+bool is_special(char c) { return c == '&' || c == '<' || c == '>' || c == '"'; }
+
 std::string_view entity(char c) {
   switch (c) {
     case '&':
@@ -33,12 +35,14 @@ std::string_view entity(char c) {
 }
 
 TextSink& operator<<(TextSink& sink, Escaped escaped) {
-  std::string_view text = escaped.text;
-  for (size_t at = 0; (at = text.find_first_of("&<>\"")) != std::string_view::npos;) {
-    sink << text.substr(0, at) << entity(text[at]);
-    text.remove_prefix(at + 1);
+  const std::string_view text = escaped.text;
+  size_t copied = 0;
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (!is_special(text[at])) continue;
+    sink << text.substr(copied, at - copied) << entity(text[at]);
+    copied = at + 1;
   }
-  return sink << text;
+  return sink << text.substr(copied);
 }
 
 // A section cannot hold its own end mark; text with one goes on in a second section.
@@ -110,7 +114,10 @@ void write_frame(const ReportFrame& frame, TextSink& sink) {
   element(sink, kFrameIndent, "file", Escaped{frame.file});
   element(sink, kFrameIndent, "line", line_text(frame));
   if (!frame.module.empty()) element(sink, kFrameIndent, "module", Escaped{frame.module});
-  if (frame.address != 0) element(sink, kFrameIndent, "address", hex_address(frame.address));
+  if (frame.address != 0) {
+    const HexDigits digits = hex_digits(frame.address);
+    element(sink, kFrameIndent, "address", std::string_view(digits.data(), digits.size()));
+  }
   sink << "                </frame>\n";
 }
 
