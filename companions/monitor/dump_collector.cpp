@@ -91,6 +91,7 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   if (dump.state() != ClaimedDump::State::kClaimed) return true;
   const auto facts = read_facts(dump, file, logger_);
   if (!facts || !is_for_us(*session_of(*facts), adoptable)) return true;
+  if (is_own(*session_of(*facts)) && is_crash(*facts)) has_seen_crash_ = true;
   if (const auto folder = move_into_new_folder(places_.store, dump, logger_)) {
     finish(*folder, dump, *facts, path_to_utf8(file.stem()), true);
   }

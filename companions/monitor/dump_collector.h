@@ -43,6 +43,9 @@ class DumpCollector {
   // cannot be opened yet.
   bool collect();
 
+  // Whether a dump of the own session's crash has come.
+  bool has_seen_crash() const { return has_seen_crash_; }
+
   // Reads what the watched process tells of itself.
   void refresh_session() { memory_.refresh(); }
 
@@ -76,6 +79,7 @@ class DumpCollector {
   SessionMemory memory_;
   std::map<std::filesystem::path, Note> notes_;
   bool first_look_ = true;
+  bool has_seen_crash_ = false;
 };
 
 }  // namespace wrenfall

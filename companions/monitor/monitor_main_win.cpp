@@ -7,6 +7,8 @@
 #include "common/program_io.h"
 #include "monitor/dump_collector.h"
 #include "monitor/dump_watcher_win.h"
+#include "monitor/handler_output_win.h"
+#include "monitor/lost_crash.h"
 #include "monitor/monitor_options.h"
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
@@ -86,14 +88,29 @@ StartReporter reporter_starter(const std::string& reporter, Logger& logger) {
   };
 }
 
-void watch(HANDLE handler, const MonitorOptions& options, Logger& logger) {
+// A report that never comes is told of at least: for want of disk space, because the handler was
+// ended, or because it never saw the crash.
+void tell_of_lost_crash(const SessionEnd& host, const SessionTag& session, const fs::path& store,
+                        Logger& logger) {
+  const auto code = host.exit_code();
+  if (!code || !is_crash_code(*code)) return;
+  std::error_code error;
+  const fs::space_info space = fs::space(store, error);
+  logger.error("Process %llu ended with code 0x%08X, but no dump of a crash came (%llu MiB free)",
+               static_cast<unsigned long long>(session.process_id), *code,
+               error ? 0ULL : static_cast<unsigned long long>(space.available >> 20));
+}
+
+void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output, Logger& logger) {
   const fs::path store = utf8_to_path(options.store);
   const fs::path reports = utf8_to_path(options.database) / "reports";
   DumpCollector collector({reports, store}, options.session,
                           reporter_starter(options.reporter, logger), logger);
   DumpWatcher watcher(handler, reports, store / kSessionsFolder);
+  const SessionEnd host(options.session);
   GuardedSteps steps(logger);
-  const auto look = [&collector] {
+  const auto look = [&] {
+    output.pass_on(logger, false);
     collector.refresh_session();
     return collector.collect();
   };
@@ -115,18 +132,21 @@ void watch(HANDLE handler, const MonitorOptions& options, Logger& logger) {
   }
   const ULONGLONG end = GetTickCount64() + kLastSweepMs;
   while (steps.run(look) && GetTickCount64() < end) Sleep(kLastSweepPauseMs);
+  output.pass_on(logger, true);
+  if (!collector.has_seen_crash()) tell_of_lost_crash(host, options.session, store, logger);
 }
 
 int monitor(const MonitorOptions& options, Logger& logger) {
   const fs::path handler_path = application_dir() / kHandlerExecutable;
-  const ScopedKernelHandle handler = start_handler(handler_path);
+  HandlerOutput output;
+  const ScopedKernelHandle handler = start_handler(handler_path, output.write_end());
   const DWORD error = GetLastError();
   if (!handler) {
     logger.error("Capture handler not started (error %lu): %s", error,
                  path_to_utf8(handler_path).c_str());
     return kExitHandlerNotStarted;
   }
-  watch(handler.get(), options, logger);
+  watch(handler.get(), options, output, logger);
   DWORD exit_code = kExitHandlerNotStarted;
   GetExitCodeProcess(handler.get(), &exit_code);
   logger.info("Capture handler ended with code %lu", exit_code);

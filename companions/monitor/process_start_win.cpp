@@ -18,10 +18,14 @@ bool may_pass(DWORD error) {
 }
 
 ScopedKernelHandle start(const std::filesystem::path& program, const std::wstring& command_line,
-                         bool inherit_handles) {
+                         bool inherit_handles, HANDLE error_output) {
   for (int attempt = 1;; ++attempt) {
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
+    if (error_output != nullptr) {
+      startup.dwFlags = STARTF_USESTDHANDLES;
+      startup.hStdError = error_output;
+    }
     PROCESS_INFORMATION process{};
     std::wstring writable = command_line;  // the call may write into it
     if (CreateProcessW(program.c_str(), writable.data(), nullptr, nullptr, inherit_handles,
@@ -36,14 +40,14 @@ ScopedKernelHandle start(const std::filesystem::path& program, const std::wstrin
 
 }  // namespace
 
-ScopedKernelHandle start_handler(const std::filesystem::path& handler) {
-  return start(handler, with_program(GetCommandLineW(), handler.native()), true);
+ScopedKernelHandle start_handler(const std::filesystem::path& handler, HANDLE error_output) {
+  return start(handler, with_program(GetCommandLineW(), handler.native()), true, error_output);
 }
 
 ScopedKernelHandle start_reporter(const std::filesystem::path& reporter,
                                   const std::filesystem::path& folder) {
   return start(reporter, quote_argument(reporter.native()) + L" " + quote_argument(folder.native()),
-               false);
+               false, nullptr);
 }
 
 }  // namespace wrenfall

@@ -10,8 +10,9 @@ namespace wrenfall {
 // Both return an empty handle when the program does not start; the last error then says why. No
 // console appears.
 
-// Starts the capture handler with this process's own command line and inheritable handles.
-ScopedKernelHandle start_handler(const std::filesystem::path& handler);
+// Starts the capture handler with this process's own command line and inheritable handles, and with
+// one of those for its standard error output, unless that is null.
+ScopedKernelHandle start_handler(const std::filesystem::path& handler, HANDLE error_output);
 
 // Starts the reporter on a report folder. It inherits nothing.
 ScopedKernelHandle start_reporter(const std::filesystem::path& reporter,

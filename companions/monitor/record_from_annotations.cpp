@@ -116,6 +116,8 @@ std::optional<SessionTag> session_of(const DumpFacts& facts) {
   return SessionTag::parse(find_text(facts.annotations.startup, annotation::kSession));
 }
 
+bool is_crash(const DumpFacts& facts) { return kind_of(facts) == kReportKindCrash; }
+
 bool asks_for_termination(const DumpFacts& facts) {
   return kind_of(facts) == kReportKindHang &&
          find_text(facts.annotations.live, annotation::kHangPolicy) == kHangPolicyTerminate;

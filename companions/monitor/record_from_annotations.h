@@ -27,6 +27,9 @@ struct RecordContext {
 // started with alone, so that damage in the crashed process cannot change whose dump it is.
 std::optional<SessionTag> session_of(const DumpFacts& facts);
 
+// Whether the dump is of a crash, and was not asked for.
+bool is_crash(const DumpFacts& facts);
+
 // Whether the dump is of a hang after which the process is to be ended.
 bool asks_for_termination(const DumpFacts& facts);
 

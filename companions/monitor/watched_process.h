@@ -1,9 +1,29 @@
 #ifndef WRENFALL_COMPANIONS_MONITOR_WATCHED_PROCESS_H_
 #define WRENFALL_COMPANIONS_MONITOR_WATCHED_PROCESS_H_
 
+#include <cstdint>
+#include <memory>
+#include <optional>
+
 #include "support/process.h"
 
 namespace wrenfall {
+
+// Remembers the process of a session, so that its exit code can be read after its end.
+class SessionEnd {
+ public:
+  explicit SessionEnd(const SessionTag& session);
+  ~SessionEnd();
+  SessionEnd(const SessionEnd&) = delete;
+  SessionEnd& operator=(const SessionEnd&) = delete;
+
+  // Nothing while it runs, or when it may not be queried.
+  std::optional<uint32_t> exit_code() const;
+
+ private:
+  struct Process;
+  const std::unique_ptr<Process> process_;
+};
 
 // Whether the process of that session runs; a later process with the same id does not count. One
 // that may not be queried counts as running.

@@ -69,6 +69,30 @@ bool is_frozen(DWORD process_id) {
 
 }  // namespace
 
+struct SessionEnd::Process {
+  ScopedKernelHandle handle;
+};
+
+SessionEnd::SessionEnd(const SessionTag& session)
+    : process_(std::make_unique<Process>(Process{
+          open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE)})) {
+  // Another process with the same id.
+  if (process_->handle && start_time_of(process_->handle.get()) != session.start_time) {
+    process_->handle.reset();
+  }
+}
+
+SessionEnd::~SessionEnd() = default;
+
+std::optional<uint32_t> SessionEnd::exit_code() const {
+  DWORD code = 0;
+  if (!process_->handle || WaitForSingleObject(process_->handle.get(), 0) != WAIT_OBJECT_0 ||
+      !GetExitCodeProcess(process_->handle.get(), &code)) {
+    return std::nullopt;
+  }
+  return code;
+}
+
 bool is_session_running(const SessionTag& session) {
   if (!is_process_running(session.process_id)) return false;
   const ScopedKernelHandle process =

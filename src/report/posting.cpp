@@ -15,17 +15,22 @@
 namespace wrenfall {
 namespace {
 
+// Without memory it is as if the record could not be written.
+bool try_save(const std::filesystem::path& folder, const CrashData& record) {
+  try {
+    return save(folder, record);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
 // Leaves the folder to whoever finds it pending.
 UploadResult store_folder(const PostingContext& context, const std::filesystem::path& folder,
                           CrashData& record) {
   UploadResult outcome;
   outcome.result = WRENFALL_OK;
   record.ownerPid = 0;
-  try {
-    if (save(folder, record)) return outcome;
-  } catch (const std::bad_alloc&) {
-    // As if it could not be written.
-  }
+  if (try_save(folder, record)) return outcome;
   // Without a record nobody would ever find the report; the host, which still has its contents, is
   // told.
   if (context.logger != nullptr) {
@@ -76,7 +81,12 @@ wrenfall_result post_folder(const PostingContext& context, const std::filesystem
     fill_upload_result(stored, result);
     return stored.result;
   }
-  const FolderClaim claim(folder);  // Nobody discards it meanwhile.
+  // Saved first, so that a report whose sender is ended is found pending; claimed, so that nobody
+  // who finds it meanwhile sends it too. Without a record it can still be sent from here.
+  const FolderClaim claim(folder);
+  if (!try_save(folder, record) && context.logger != nullptr) {
+    context.logger->warn("Could not write the record of %s", path_to_utf8(folder).c_str());
+  }
   const UploadResult outcome = deliver(context.http, folder, record, context.logger);
   fill_upload_result(outcome, result);
   return outcome.result;

@@ -29,8 +29,8 @@ CrashData make_record(const ReportFacts& facts, const std::string& report_kind,
 // Posts a folder that holds all of a report but its record. With policy "manual" the record is
 // saved, owned by nobody, and the report waits as pending; `result` is then all zero. When it
 // cannot be saved the folder is removed again, and the result is WRENFALL_ERROR_FILE. Otherwise the
-// folder is sent at once, like an exported send does, but the retry rule logs to the library's log.
-// Blocks for an upload.
+// record is saved, owned by this process, and the folder is sent at once, like an exported send
+// does, but the retry rule logs to the library's log. Blocks for an upload.
 wrenfall_result post_folder(const PostingContext& context, const std::filesystem::path& folder,
                             CrashData& record, wrenfall_upload_result* result);
 

@@ -269,6 +269,27 @@ class OwnReportsTest(RoadTest):
         wait_for(lambda: feedback.committed, what="the commit of the feedback")
         self.assertEqual("background", self.feedback_title(feedback))
 
+    def test_post_of_a_host_that_is_killed_waits_for_the_next(self):
+        """Its record is there before the first call; while the host lives nobody else takes it for pending."""
+        for call in ("first", "put", "commit"):
+            with self.subTest(call=call):
+                self.service.clear_faults()
+                self.service.fail(call, never=True, times=1)
+                before = len(self.service.reports)
+                next_host, host = self.host(), self.host(upload_policy=1)
+                self.assertEqual("0", host.do("post_in_background"))
+                wait_for(lambda: any(request.call == call for report in self.service.reports[before:]
+                                     for request in report.requests), what=f"the call {call}")
+                folder = self.only_report()
+                self.assertEqual("", next_host.do("pending"))
+                host.process.kill()
+                host.process.wait()
+                wait_for(lambda: next_host.do("pending") == windows_path(folder), what="the report's being pending")
+                self.assertEqual("0", next_host.do("post_pending"))
+                wait_for(lambda: not folder.exists(), what="the end of sending")
+                self.assertEqual("background", self.feedback_title(self.service.reports[-1]))
+                self.assertTrue(self.service.reports[-1].committed)
+
     @staticmethod
     def feedback_title(report):
         with zipfile.ZipFile(report.archive_path) as opened:

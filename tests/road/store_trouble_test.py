@@ -68,7 +68,13 @@ class StoreTrouble(RoadTest):
         finally:
             resource.setrlimit(resource.RLIMIT_FSIZE, limits)
         self.assertEqual("0", host.do("capture"))
-        host.do("shutdown")
+        wait_for(lambda: "WARN Capture handler: no dump written to " in self.log(), what="the line about the capture")
+        pid = host.do("pid")
+        host.crash("access-violation")
+        wait_for(lambda: f"ERROR Process {pid} ended with code 0xC0000005, but no dump of a crash came" in self.log(),
+                 what="the line about the crash")
+        self.assertEqual(2, self.log().count("no dump written to "), self.log())
+        self.assertEqual([], self.report_folders())
         host = self.host()
         self.assertEqual("0", host.do("capture"))
         folder = self.only_report()

@@ -60,6 +60,16 @@ ScopedView<ClientSection> map_section(HANDLE section) {
   return result;
 }
 
+// To the standard error output, where there is one.
+void tell(const std::string& text) {
+  const HANDLE output = GetStdHandle(STD_ERROR_HANDLE);
+  const std::string line = text + "\n";
+  DWORD done = 0;
+  if (output != nullptr && output != INVALID_HANDLE_VALUE) {
+    WriteFile(output, line.data(), static_cast<DWORD>(line.size()), &done, nullptr);
+  }
+}
+
 // Serves one client until it ends or says stop.
 class Handler {
  public:
@@ -112,9 +122,12 @@ class Handler {
     order.client_suspended = &section_->client_suspended;
     request->written = 0;
     try {
-      request->written = write_minidump_file(reports_, annotations_, order) ? 1 : 0;
+      const std::string failure = write_minidump_file(reports_, annotations_, order);
+      request->written = failure.empty() ? 1 : 0;
+      if (!failure.empty()) tell("no dump written to " + to_utf8(reports_) + ": " + failure);
     } catch (const std::exception&) {
       // Out of memory. The dump is lost, but the client must not go on waiting.
+      tell("no dump written: out of memory");
     }
     SetEvent(done);
   }

@@ -20,6 +20,10 @@
 namespace crashpad::internal {
 namespace {
 
+std::string failure(const char* what) {
+  return std::string(what) + " (error " + std::to_string(GetLastError()) + ")";
+}
+
 std::string find_value(const StartUpAnnotations& annotations, const char* key) {
   for (const auto& [name, value] : annotations) {
     if (name == key) return value;
@@ -107,12 +111,12 @@ bool finish_minidump(const AnnotationStreamContent& content, DumpOutput* output)
 
 }  // namespace
 
-bool write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
-                         const DumpOrder& order) {
+std::string write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
+                                const DumpOrder& order) {
   UUID uuid = {};
-  if (!create_uuid(&uuid)) return false;
+  if (!create_uuid(&uuid)) return failure("no name for it");
   DumpOutput output(reports + L"\\" + to_text(uuid) + L".dmp");
-  if (!output.ok()) return false;
+  if (!output.ok()) return failure("no file for it");
 
   AnnotationStreamContent content;
   static_assert(sizeof(uuid) == sizeof(content.report_id));
@@ -133,10 +137,11 @@ bool write_minidump_file(const std::wstring& reports, const StartUpAnnotations& 
     std::vector<uint8_t> placeholder(build_annotation_stream(content, 0).size());
     if (!write_system_minidump(order, choose_type(annotations, order.gather_indirect_memory),
                                &placeholder, &output)) {
-      return false;
+      return failure("the system did not write it");
     }
   }
-  return finish_minidump(content, &output);
+  // The system's writer may pass over what did not fit onto the disk.
+  return finish_minidump(content, &output) ? std::string() : failure("it is not whole");
 }
 
 }  // namespace crashpad::internal

@@ -26,8 +26,9 @@ using StartUpAnnotations = std::vector<std::pair<std::string, std::string>>;
 
 // Writes `<reports>/<uuid>.dmp`, with the client suspended while its memory is read. The file
 // cannot be opened by anybody else until it is complete, and it goes away when it cannot be
-// completed, also when this process ends in the middle. True when the dump is complete on disk.
-bool write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
+// completed, also when this process ends in the middle. Empty when the dump is complete on disk,
+// otherwise what went wrong.
+std::string write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
                          const DumpOrder& order);
 
 }  // namespace crashpad::internal

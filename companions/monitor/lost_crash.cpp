@@ -1,0 +1,18 @@
+#include "monitor/lost_crash.h"
+
+namespace wrenfall {
+namespace {
+
+// The user pressed Ctrl-C, or closed the console.
+constexpr uint32_t kControlCExit = 0xC000013A;
+
+}  // namespace
+
+bool is_crash_code(uint32_t exit_code) {
+  // Errors have the two highest bits set, codes of applications the third one, and none has the
+  // fourth: with it set this is a small negative number that a program chose.
+  const uint32_t kind = exit_code >> 28;
+  return (kind == 0xC || kind == 0xE) && exit_code != kControlCExit;
+}
+
+}  // namespace wrenfall
