@@ -70,9 +70,14 @@ TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
   EXPECT_EQ(process.exit_code(0), static_cast<DWORD>(STILL_ACTIVE));
 
   EXPECT_TRUE(is_session_running(process.session()));
+  const SessionEnd end(process.session());
+  const SessionEnd end_of_earlier(earlier);
+  EXPECT_FALSE(end.exit_code());
   EXPECT_TRUE(terminate_session(process.session()));
   EXPECT_EQ(process.exit_code(10000), 1u);
   EXPECT_FALSE(is_session_running(process.session()));
+  EXPECT_EQ(end.exit_code(), 1u);
+  EXPECT_FALSE(end_of_earlier.exit_code());
 }
 
 TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
