@@ -2,16 +2,21 @@
 
 The tables are the test: what goes wrong, and what the host is told. From the HTTP status alone follows whether the
 report is kept for another attempt.
+
+    fault_matrix_test.py --time-limits    waits for the ends of the long time limits alone, which takes five minutes
 """
 
 import json
+import os
 import re
 import socket
+import sys
+import threading
 import time
 import unittest
 from pathlib import Path
 
-from harness import BUILD, SERVICE_PORT, RoadTest, windows_path
+from harness import BUILD, SERVICE_PORT, RoadTest, wait_for, windows_path
 
 from service import CrashService
 
@@ -110,13 +115,86 @@ COMMITS = [
     (b'{%b,"infoUrl":"file:///c:/windows/system32/calc.exe"}' % S, (0, 0, 0, "file:///c:/windows/system32/calc.exe")),
 ]
 
+# A service that falls silent, on which call; result and HTTP status; whether the system's time limit of 300 s ends the
+# wait. Wine has no limit for the beginning of an answer, so that only the end of the service does.
+SILENCES = [
+    ("put", {"stall": "request"}, NO_ANSWER, True),
+    ("first", {"stall": "answer"}, (12, 200), True),
+    ("put", {"stall": "answer"}, SENT, True),
+    ("commit", {"stall": "answer"}, (11, 200), True),
+    *[(call, {"never": True}, NO_ANSWER, False) for call in CALLS],
+]
+CONNECT_LIMIT, SILENCE_LIMIT = 60, 300  # seconds
+LATE = 60  # that a busy machine may need beyond them
+
+
+class Send(threading.Thread):
+    """Sends a folder through a host of its own, and keeps the time."""
+
+    def __init__(self, host, folder):
+        super().__init__(daemon=True)
+        self.host = host
+        self.folder = folder
+        self.seconds = None
+        self.start()
+
+    def run(self):
+        started = time.monotonic()
+        self.answer = tuple(map(int, self.host.do("send", windows_path(self.folder)).split()[:2]))
+        self.seconds = time.monotonic() - started
+
+
+class FullListener:
+    """A port of 127.0.0.1 that neither refuses connections nor takes them: its queue is full."""
+
+    def __init__(self):
+        self.sockets = [socket.socket()]
+        self.sockets[0].bind(("127.0.0.1", 0))
+        self.sockets[0].listen(0)
+        self.port = self.sockets[0].getsockname()[1]
+        for _ in range(4):
+            waiting = socket.socket()
+            waiting.setblocking(False)
+            waiting.connect_ex(("127.0.0.1", self.port))
+            self.sockets.append(waiting)
+
+    def close(self):
+        for one in self.sockets:
+            one.close()
+
+
+def start_service(test):
+    service = CrashService(test.folder / "service", port=SERVICE_PORT, certificates=BUILD / "certificates")
+    service.start()
+    test.addCleanup(service.stop)
+    return service
+
+
+def faults_met(service):
+    return len([request for request in service.requests if request.fault])
+
 
 class FaultMatrix(RoadTest):
+    @classmethod
+    def setUpClass(cls):
+        """Connections that are not taken are given up after a minute: the last test looks at these."""
+        cls.slow = RoadTest()
+        cls.slow.setUp()
+        cls.addClassCleanup(cls.slow.doCleanups)
+        service = start_service(cls.slow)
+        cls.connecting = []
+        for number, scheme in enumerate(("http", "https"), 1):
+            listener = FullListener()
+            cls.slow.addCleanup(listener.close)
+            body = json.dumps({"status": "success", "url": f"{scheme}://127.0.0.1:{listener.port}/"})
+            service.fail("first", body=body, times=1)
+            cls.connecting.append(Send(cls.slow.host(), cls.slow.make_report(scheme)))
+            wait_for(lambda: faults_met(service) == number)
+        service.stop()
+
     def setUp(self):
         super().setUp()
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT, certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
+        self.service = start_service(self)
         self.sender = self.host()
 
     def send(self, call, **fault):
@@ -163,6 +241,33 @@ class FaultMatrix(RoadTest):
                     self.check_requests(call, fault)
                     self.check_kept(*expected)
 
+    def test_waits_for_connections_end_after_a_minute(self):
+        for send in self.connecting:
+            send.join(CONNECT_LIMIT + LATE)
+            self.assertEqual(NO_ANSWER, send.answer)
+            self.assertLess(CONNECT_LIMIT - 5, send.seconds)
+            self.assertRegex(self.slow.log(), rf"{send.folder.name}: PUT: win32 error \d+ \(http 0\)")
+            self.assertFalse(send.folder.exists())
+
+    def test_silent_service_holds_up_nothing_but_the_send(self):
+        hosts = {}
+        for number, call in enumerate(CALLS, 1):
+            self.store = self.folder / call
+            folder = self.make_report()
+            host = self.host()
+            self.service.fail(call, never=True, times=1)
+            self.assertEqual("0", host.do("post_pending"))
+            wait_for(lambda: faults_met(self.service) == number)
+            self.assertEqual(["0", windows_path(folder), "0"],
+                             [host.do(*words) for words in (("set_notes", "n"), ("pending",), ("shutdown",))])
+            hosts[folder] = host
+        self.assertEqual([True] * 3, [folder.exists() for folder in hosts])
+        self.service.stop()
+        for folder in hosts:
+            wait_for(lambda: not folder.exists(), what="the end of sending")
+            log = wait_for(lambda: (folder.parent / "Wrenfall.log").read_text("utf-8"))
+            self.assertRegex(log, r"ERROR Report not sent: .*report: .*win32 error \d+ \(http 0\)\n")
+
     def test_upload_locations(self):
         for body, expected in UPLOAD_LOCATIONS:
             with self.subTest(body=body[:100]):
@@ -203,5 +308,39 @@ class FaultMatrix(RoadTest):
         self.assertLess(peak, 6 * 64)
 
 
+class TimeLimits(RoadTest):
+    def test_silences(self):
+        """All at once. Where the system has no limit, the wait ends with the service."""
+        service = start_service(self)
+        sends = []
+        for number, (call, fault, _, _) in enumerate(SILENCES, 1):
+            service.fail(call, times=1, **fault)
+            folder = self.make_report(f"{number} {call} {next(iter(fault))}")
+            if fault == {"stall": "request"}:
+                (folder / "large").write_bytes(os.urandom(24 << 20))  # far more than the system's buffers hold
+            sends.append(Send(self.host(), folder))
+            wait_for(lambda: faults_met(service) == number)
+        for send, (_, _, expected, limited) in zip(sends, SILENCES):
+            with self.subTest(send.folder.name):
+                if limited:
+                    send.join(SILENCE_LIMIT + LATE)
+                    self.assertLess(SILENCE_LIMIT - 5, send.seconds or 0)
+                    self.assertEqual(expected, send.answer)
+        for send in sends:
+            print(f"{send.folder.name}: {send.seconds and round(send.seconds) or 'no limit'}")
+        service.stop()
+        for send, (_, _, expected, _) in zip(sends, SILENCES):
+            with self.subTest(send.folder.name):
+                send.join(LATE)
+                self.assertIsNotNone(send.seconds, "it still waits")
+                self.assertEqual(expected, send.answer)
+                self.assertLess(SILENCE_LIMIT - 5, send.seconds)
+                self.assertFalse(send.folder.exists())
+                if expected == NO_ANSWER:
+                    self.assertRegex(self.log(), rf"{send.folder.name}: .*win32 error \d+ \(http 0\)")
+
+
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    only = "TimeLimits" if "--time-limits" in sys.argv else "FaultMatrix"
+    arguments = [argument for argument in sys.argv if argument != "--time-limits"]
+    unittest.main(argv=arguments, defaultTest=only, verbosity=2)

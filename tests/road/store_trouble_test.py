@@ -1,5 +1,6 @@
 """A store in trouble: full, unusable, locked, vanishing, crowded, linked elsewhere, with names at the limit."""
 
+import itertools
 import json
 import os
 import resource
@@ -204,31 +205,77 @@ class StoreTrouble(RoadTest):
             (outside / name).write_text("the user's own")
         return outside
 
+    def link(self, host, kind, link, target):
+        if kind == "unix":
+            link.symlink_to(target, target_is_directory=True)
+        else:
+            self.assertEqual("0", host.do("link", kind, windows_path(link), windows_path(target)))
+
+    def link_kinds(self, host):
+        """Links of the Unix below Wine, which shows them as reparse points, and what the system itself can make."""
+        kinds = ["unix"]
+        for kind in ("junction", "symbolic"):
+            probe = self.folder / kind
+            error = host.do("link", kind, windows_path(probe), windows_path(self.folder))
+            if error == "0":
+                kinds.append(kind)
+                probe.unlink()
+            else:
+                reason = "it only says so" if error == "-1" else f"error {error}"
+                print(f"skipped: links of kind {kind}, which this Wine cannot make: {reason}")
+        return kinds
+
     def test_links_lead_nobody_out_of_the_store(self):
         """Of a link at most the link is removed. Wine cannot even do that, and a discard says so."""
         host = self.host()
-        for act in ("discard", "send", "fail"):
-            for inside in ("", "sub", "deep/sub"):
-                with self.subTest(act=act, inside=inside):
-                    outside = self.outside()
-                    report = self.store / "report"
-                    if inside:
-                        self.make_report("report")
-                    link = report / inside
-                    link.parent.mkdir(parents=True, exist_ok=True)
-                    link.symlink_to(outside, target_is_directory=True)
-                    self.service.clear_faults()
-                    if act == "fail":
-                        self.service.fail("first", status=404)
-                    command = "discard" if act == "discard" else "send"
-                    result = host.do(command, windows_path(report)).split()[0]
-                    self.assertIn(result, {"discard": "07", "send": "0", "fail": ("11",)}[act])
-                    if act != "discard":
-                        self.assertEqual([], self.pending(host))
-                    for name in ("mine.txt", "mine.json", "mine/x.json", "minidump.dmp", "data.txt", RECORD):
-                        self.assertTrue((outside / name).exists(), name)
-                    link.unlink(missing_ok=True)
-                    shutil.rmtree(report, ignore_errors=True)
+        rows = itertools.product(self.link_kinds(host), ("discard", "send", "fail"), ("", "sub", "deep/sub"))
+        for kind, act, inside in rows:
+            with self.subTest(kind=kind, act=act, inside=inside):
+                outside = self.outside()
+                report = self.store / "report"
+                if inside:
+                    self.make_report("report")
+                link = report / inside
+                link.parent.mkdir(parents=True, exist_ok=True)
+                self.link(host, kind, link, outside)
+                self.service.clear_faults()
+                if act == "fail":
+                    self.service.fail("first", status=404)
+                command = "discard" if act == "discard" else "send"
+                result = host.do(command, windows_path(report)).split()[0]
+                self.assertIn(result, {"discard": "07", "send": "0", "fail": ("11",)}[act])
+                if act != "discard":
+                    self.assertEqual([], self.pending(host))
+                for name in ("mine.txt", "mine.json", "mine/x.json", "minidump.dmp", "data.txt", RECORD):
+                    self.assertTrue((outside / name).exists(), name)
+                link.unlink(missing_ok=True)
+                shutil.rmtree(report, ignore_errors=True)
+
+    def test_store_that_is_a_link(self):
+        """It serves like any other. What an attachment's path leads to through a link is copied, and stays."""
+        maker = self.host()
+        outside = self.folder / "outside"
+        outside.mkdir()
+        (outside / "mine.txt").write_text("mine")
+        for kind in self.link_kinds(maker):
+            with self.subTest(kind=kind):
+                real, self.store = self.folder / f"real {kind}", self.folder / f"store {kind}"
+                real.mkdir()
+                self.link(maker, kind, self.store, real)
+                self.link(maker, kind, self.folder / f"link {kind}", outside)
+                host = self.host(attachment=windows_path(self.folder / f"link {kind}" / "mine.txt"))
+                self.assertEqual("0", host.do("capture"))
+                folder = self.only_report()
+                self.assertEqual("mine", (folder / "mine.txt").read_text())
+                self.assertEqual([folder.name], self.pending(host))
+                self.assertEqual((0, 200), self.send(host, folder))
+                for act in ("discard", "send"):
+                    self.assertEqual("0", host.do(act, windows_path(self.make_report(act))).split()[0])
+                self.assertEqual([], self.report_folders())
+                host.do("shutdown")
+                self.assertTrue(self.store.is_symlink())
+                self.assertEqual({"Wrenfall.log", "crashpad", "sessions"}, set(os.listdir(real)))
+                self.assertEqual("mine", (outside / "mine.txt").read_text())
 
     def test_linked_sessions_are_not_swept(self):
         outside = self.outside()

@@ -11,6 +11,7 @@
 #include <windows.h>
 
 #include "crash_kinds.h"
+#include "links.h"
 
 #define MAX_WORDS 16
 
@@ -76,6 +77,16 @@ static void crash_at_message(wrenfall_log_level level, const char* message, void
   if (strstr(message, fatal_message) != NULL) crash("access-violation");
 }
 
+/* The warnings and errors that the logging callback got, each with a tab behind it. */
+static char messages[1 << 14];
+
+static void note_message(wrenfall_log_level level, const char* message, void* user_data) {
+  const size_t length = strlen(messages);
+  (void)user_data;
+  if (level < WRENFALL_LOG_WARN) return;
+  snprintf(messages + length, sizeof messages - length, "%s\t", message);
+}
+
 static void set_option(const char* name, const char* value) {
   size_t i;
   for (i = 0; i < sizeof kTexts / sizeof *kTexts; ++i) {
@@ -96,6 +107,7 @@ static void set_option(const char* name, const char* value) {
     snprintf(fatal_message, sizeof fatal_message, "%s", value);
     wrenfall_options_set_logger(options, crash_at_message, NULL);
   }
+  if (strcmp(name, "note_messages") == 0) wrenfall_options_set_logger(options, note_message, NULL);
   if (strcmp(name, "open_support_url") == 0)
     wrenfall_options_set_open_support_url(options, atoi(value));
   if (strcmp(name, "protect_exception_filter") == 0)
@@ -338,6 +350,11 @@ static void execute(char** word, int count) {
     answer((long long)(intptr_t)wer_context);
   } else if (strcmp(word[0], "hold") == 0) {
     hold(first);
+  } else if (strcmp(word[0], "link") == 0 && count > 3) {
+    answer(make_link(word[1], word[2], word[3]));
+  } else if (strcmp(word[0], "messages") == 0) {
+    print_text(messages);
+    messages[0] = '\0';
   } else if (strcmp(word[0], "pid") == 0) {
     answer(GetCurrentProcessId());
   } else if (strcmp(word[0], "crash") == 0) {

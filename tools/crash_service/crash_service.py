@@ -50,6 +50,8 @@ faults: --fail CALL:SETTING,SETTING,... with CALL first, put or commit
   reset=middle      TCP reset in the middle of the answer's body
   close             close without an answer
   never             never answer
+  stall=request     read nothing of the request's body, and never answer
+  stall=answer      send half of the answer's body, and never the rest
   times=N           only the next N requests of the call (default: all)
 Several --fail of one call follow each other.
 

@@ -12,6 +12,7 @@ from http_message import Answer
 
 CALLS = ("first", "put", "commit")
 RESETS = ("body", "before", "middle", "after")
+STALLS = ("request", "answer")
 CONNECTS = ("refused", "reset", "garbage", "expired", "wrong-name", "unknown-ca")
 
 _STATUS_LINE = re.compile(rb"HTTP/1\.[01] ([0-9]{3})\b")
@@ -41,6 +42,7 @@ class Fault:
     reset: Optional[str] = None  # One of RESETS.
     close: bool = False  # Ends in order, without an answer.
     never: bool = False  # No answer until the service stops.
+    stall: Optional[str] = None  # One of STALLS: in the middle of it the service falls silent.
     raw: Optional[bytes] = None  # Sent as it is, "{body}" replaced by the body; then the end.
     connect: Optional[str] = None  # One of CONNECTS: there is no connection to make the call on.
     times: Optional[int] = None  # How many requests it hits; None: all.
@@ -52,6 +54,8 @@ class Fault:
             raise FaultError(f"status {self.status} is not between 200 and 599")
         if self.reset is not None and self.reset not in RESETS:
             raise FaultError(f"reset is one of {', '.join(RESETS)}, not {self.reset!r}")
+        if self.stall is not None and self.stall not in STALLS:
+            raise FaultError(f"stall is one of {', '.join(STALLS)}, not {self.stall!r}")
         if self.connect is not None and self.connect not in CONNECTS:
             raise FaultError(f"connect is one of {', '.join(CONNECTS)}, not {self.connect!r}")
         if self.connect is not None and self.times is not None:
@@ -65,10 +69,10 @@ class Fault:
         if self.huge < 0:
             raise FaultError("huge must not be negative")
         ways = [self.chunked, self.truncate, self.close, self.never]
-        ways += [way is not None for way in (self.reset, self.raw, self.connect)]
+        ways += [way is not None for way in (self.reset, self.stall, self.raw, self.connect)]
         if sum(map(bool, ways)) > 1:
             raise FaultError(
-                "chunked, truncate, reset, close, never, raw and connect exclude each other"
+                "chunked, truncate, reset, close, never, stall, raw and connect exclude each other"
             )
 
     def describe(self) -> str:
@@ -84,7 +88,8 @@ class Fault:
 
     def is_silent(self) -> bool:
         """Whether the client gets no HTTP answer at all."""
-        return self.answered_status(200) == 0 or self.reset == "before" or self.close or self.never
+        none = self.reset == "before" or self.stall == "request" or self.close or self.never
+        return none or self.answered_status(200) == 0
 
     def answered_status(self, ordinary: int) -> int:
         """The status that is sent instead of the ordinary one; 0: none."""
@@ -187,7 +192,7 @@ def _parse_value(key: str, value: Optional[str]) -> Any:
             if key == "huge":
                 unit = _UNITS.get(value[-1].upper())
                 return int(value[:-1]) * unit if unit else int(value)
-            if key in ("reset", "connect"):
+            if key in ("reset", "stall", "connect"):
                 return value
         if key == "body" and value is not None:
             return Path(value[1:]).read_bytes() if value.startswith("@") else value.encode()

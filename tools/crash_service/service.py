@@ -271,6 +271,10 @@ class CrashService:
         cut = fault is not None and fault.reset == "body"
         if exchange.head.expects_continue() and size:
             connection.send_continue()
+        if fault is not None and fault.stall == "request":
+            self._record(exchange)
+            self._stopping.wait()
+            return False
         with open(exchange.body_path, "wb") as target:
             body = connection.read_body(size // 2 if cut else size, target)
         exchange.body_size, exchange.body_md5 = body.size, body.md5
@@ -301,8 +305,10 @@ class CrashService:
             connection.send_raw(fault.raw.replace(b"{body}", answer.body))
         elif fault.reset == "before":
             connection.reset()
-        elif fault.truncate or fault.reset == "middle":
+        elif fault.truncate or fault.stall or fault.reset == "middle":
             connection.send_half(answer)
+            if fault.stall:
+                self._stopping.wait()
             if fault.reset:
                 connection.reset()
         else:

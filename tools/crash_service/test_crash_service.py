@@ -568,7 +568,7 @@ class FaultTest(ServiceTest):
         self.assertEqual(described, "huge=2097152,chunked")
         for text in (
             "first", "first:", "last:close", "put:speed=1", "put:status=99", "put:status=x",
-            "put:times=0", "put:reset=never", "put:close,never", "put:close=1", "put:delay=nan",
+            "put:times=0", "put:reset=never", "put:stall=never", "put:close,never", "put:close=1", "put:delay=nan",
             "put:status", "put:body=@/no/such/file",
         ):
             with self.subTest(text), self.assertRaises(FaultError):
