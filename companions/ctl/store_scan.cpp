@@ -55,6 +55,7 @@ std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed,
   ReportSummary summary;
   summary.folder = folder;
   CrashData data;
+  const bool had_record = is_file(folder / kCrashDataFile);
   const ReportState state = state_of(folder, data);
   summary.size = size_of_files(folder);
   ReportResult result;
@@ -63,7 +64,8 @@ std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed,
   if (state == ReportState::kUnreadable) {
     // It may have been sent and deleted while it was looked at.
     if (!is_folder(folder)) return std::nullopt;
-    summary.state = is_file(folder / kCrashDataFile) ? "damaged" : "incomplete";
+    // A record that was there only before or only afterwards was deleted or written meanwhile.
+    summary.state = had_record && is_file(folder / kCrashDataFile) ? "damaged" : "incomplete";
   } else {
     take_facts(data, summary);
     record = std::move(data);

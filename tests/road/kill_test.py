@@ -9,7 +9,9 @@ and sends what is pending. The service always answers well, so that no report ma
   sent twice  the service has committed a report a second time, although no sender was ended between the first commit
               and the report's folder being marked or deleted;
   torn        a record, result or session file that is not whole JSON at any look, or an archive that the service
-              does not accept.
+              does not accept;
+  not listed  wrenfallctl, which lists the store again and again meanwhile and after each round, ends with anything
+              but 0, calls a report damaged, or leaves one out that waits.
 
 What a process that is ended inside that narrow window sends again, as nobody can know whether the service has it, is
 counted as "again".
@@ -24,6 +26,7 @@ import json
 import os
 import random
 import signal
+import subprocess
 import sys
 import threading
 import time
@@ -31,7 +34,7 @@ import unittest
 import uuid
 from pathlib import Path
 
-from harness import BUILD, RECORD, SERVICE_PORT, Host, RoadTest, processes, wait_for, windows_path
+from harness import BIN, BUILD, RECORD, SERVICE_PORT, Host, RoadTest, processes, wait_for, windows_path, wine
 
 from service import CrashService
 
@@ -40,6 +43,7 @@ PROGRAMS = {"host": "test_host.exe", "monitor": "WrenfallMonitor.exe", "handler"
 ACTIONS = ("start", "capture", "capture", "crash", "crash", "feedback", "send")
 VICTIMS = (["host"], ["monitor"], ["handler"], ["reporter"], ["reporter"], ["reporter"], ["monitor", "handler"],
            ["reporter", "monitor"], list(PROGRAMS))
+WAITING = {"pending", "owned", "sending"}  # what wrenfallctl may call a report that was not tried yet
 WINDOW = 5.0  # seconds that a sender on a busy machine may take from the commit to its mark in the folder
 VERBOSE = False
 ROUNDS = 12
@@ -82,6 +86,69 @@ class Watcher(threading.Thread):
                         self.marked.setdefault(name, time.time())
 
 
+class Lister(threading.Thread):
+    """Has wrenfallctl list the store again and again, in both forms by turns."""
+
+    def __init__(self, store):
+        super().__init__(daemon=True)
+        self.store = store
+        self.faults = []
+        self.lists = 0
+        self.listed = collections.Counter()
+        self.lock = threading.Lock()
+        self.ended = threading.Event()
+
+    def run(self):
+        while not self.ended.wait(0.5):
+            self.list()
+
+    def waiting(self):
+        """The folders with a record and without a result."""
+        return {path.parent.name for path in self.store.glob("*/" + RECORD)
+                if not (path.parent / "result.json").exists()}
+
+    def list(self):
+        """The states by folder; what is wrong with the listing goes to the faults."""
+        with self.lock:
+            return self.list_once()
+
+    def list_once(self):
+        self.lists += 1
+        form = ["--json"] if self.lists % 2 else []
+        before = self.waiting()
+        process = wine(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), *form,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        try:
+            out, err = process.communicate(timeout=120)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            out, err = process.communicate()
+        always = before & self.waiting()  # no folder comes twice, so these waited all the time
+        try:
+            states = self.parse(out.decode("utf-8"), form)
+        except (ValueError, KeyError, IndexError) as error:
+            states = {}
+            self.faults.append(("unreadable", repr(error), out))
+        if process.returncode != 0 or err:
+            self.faults.append(("failed", process.returncode, out, err))
+        self.listed.update(states.values())
+        self.faults += [("torn", name, out) for name, state in states.items() if state == "damaged"]
+        self.faults += [("left out", name, out) for name in always if states.get(name) not in WAITING]
+        return states
+
+    @staticmethod
+    def parse(text, form):
+        if not form:
+            rows = [line.split() for line in text.splitlines()[1:]]
+            return {row[-1]: row[0] for row in rows}
+        reports = json.loads(text)["reports"]
+        for report in reports:
+            # One that is being sent may be on its way out, its record gone already.
+            if report["state"] in ("pending", "owned") and report["application"] != "Kill Test":
+                raise ValueError(f"half a report: {report}")
+        return {report["folder"]: report["state"] for report in reports}
+
+
 def runs(pid, program):
     """Whether that is the program itself: some programs name others in their arguments."""
     try:
@@ -114,6 +181,7 @@ class KillTest(RoadTest):
         self.addCleanup(self.service.stop)
         self.store.mkdir()
         self.watcher = Watcher(self.store)
+        self.lister = Lister(self.store)
 
     def living(self, program):
         if program == "host":
@@ -202,6 +270,12 @@ class KillTest(RoadTest):
         self.assertEqual("0", host.do("init"), self.log())
         pending = [path for path in host.do("pending").split("\t") if path]
         self.counts["found pending"] += len(pending)
+        if not undisturbed:
+            # Nobody but the reporter of another process, which would own its report, sends now.
+            listed = self.lister.list()
+            again = host.do("pending").split("\t")
+            names = {path.split("\\")[-1] for path in pending if path in again}
+            self.assertEqual(set(), {name for name in names if listed.get(name) not in WAITING}, listed)
         self.assertEqual("0", host.do("post_pending"))
         if undisturbed:
             # The end of the process would cut the sending off.
@@ -250,6 +324,10 @@ class KillTest(RoadTest):
                 self.counts["committed again"] += 1
                 self.assertTrue(self.was_cut_off(report), f"{name} sent twice")
         self.assertEqual([], self.watcher.torn)
+        self.counts["lists of the tool"] = self.lister.lists
+        for state, count in self.lister.listed.items():
+            self.counts["listed as " + state] = count
+        self.assertEqual([], self.lister.faults)
 
     def was_cut_off(self, report):
         """Whether a sender was ended right after it had committed the report."""
@@ -260,6 +338,7 @@ class KillTest(RoadTest):
     def test_kills(self):
         print(f"seed {SEED}, {ROUNDS} rounds", flush=True)
         self.watcher.start()
+        self.lister.start()
         try:
             for number in range(ROUNDS):
                 started = time.monotonic()
@@ -267,11 +346,13 @@ class KillTest(RoadTest):
                 if VERBOSE:
                     print(f"  round {number}: {self.story}, {time.monotonic() - started:.1f} s", flush=True)
             self.recover_all()
-            self.watcher.ended.set()
-            self.watcher.join()
+            for reader in (self.watcher, self.lister):
+                reader.ended.set()
+                reader.join()
             self.check()
         finally:
             self.watcher.ended.set()
+            self.lister.ended.set()
             for name, count in sorted(self.counts.items()):
                 print(f"  {name:24} {count}")
 

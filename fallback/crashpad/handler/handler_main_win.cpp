@@ -121,15 +121,16 @@ class Handler {
     order.annotation_list_head = section_->annotation_list_head;
     order.client_suspended = &section_->client_suspended;
     request->written = 0;
+    std::string failure;
     try {
-      const std::string failure = write_minidump_file(reports_, annotations_, order);
-      request->written = failure.empty() ? 1 : 0;
-      if (!failure.empty()) tell("no dump written to " + to_utf8(reports_) + ": " + failure);
+      failure = write_minidump_file(reports_, annotations_, order);
     } catch (const std::exception&) {
-      // Out of memory. The dump is lost, but the client must not go on waiting.
-      tell("no dump written: out of memory");
+      // The dump is lost, but the client must not go on waiting.
+      failure = "out of memory";
     }
+    request->written = failure.empty() ? 1 : 0;
     SetEvent(done);
+    if (!failure.empty()) tell("no dump written to " + to_utf8(reports_) + ": " + failure);
   }
 
   const InitialClientData handles_;

@@ -29,7 +29,7 @@ using StartUpAnnotations = std::vector<std::pair<std::string, std::string>>;
 // completed, also when this process ends in the middle. Empty when the dump is complete on disk,
 // otherwise what went wrong.
 std::string write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
-                         const DumpOrder& order);
+                                const DumpOrder& order);
 
 }  // namespace crashpad::internal
 
