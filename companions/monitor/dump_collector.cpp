@@ -1,11 +1,13 @@
 #include "monitor/dump_collector.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "backend/platform_facts.h"
 #include "monitor/record_from_annotations.h"
 #include "monitor/report_folder.h"
 #include "monitor/watched_process.h"
+#include "report/folder_claim.h"
 #include "support/clock.h"
 #include "support/files.h"
 #include "support/paths.h"
@@ -75,9 +77,16 @@ bool DumpCollector::collect() {
     present.emplace(file, note);
   }
   notes_.swap(present);
-  // What the sweep of an init kept for the dumps of processes that are gone has served its turn.
-  if (first_look_) remove_folder(places_.store / kHandlerFolder / kSessionsFolder);
   first_look_ = false;
+  // What the sweep of an init kept for the dumps of processes that are gone has served its turn when
+  // they are all settled.
+  const bool waits = std::any_of(notes_.begin(), notes_.end(), [](const auto& entry) {
+    return entry.second.adoptable && !entry.second.settled;
+  });
+  if (keeps_sessions_ && !waits) {
+    remove_folder(places_.store / kHandlerFolder / kSessionsFolder);
+    keeps_sessions_ = false;
+  }
   return busy;
 }
 
@@ -156,7 +165,10 @@ void DumpCollector::terminate(const SessionTag& session) {
 
 void DumpCollector::hand_on(const fs::path& folder, CrashData record) {
   if (record.uploadPolicy == "manual" || start_reporter_(folder)) return;
-  // Nobody's, so that the host finds it pending.
+  // Nobody's, so that the host finds it pending. Unless somebody has it already: saving beside him
+  // could make a folder anew that he has deleted.
+  const auto claim = FolderClaim::try_take(folder);
+  if (!claim || !load(folder, record)) return;
   record.ownerPid = 0;
   if (!save(folder, record)) {
     logger_.error("Report record not written: %s", path_to_utf8(folder).c_str());

@@ -79,6 +79,7 @@ class DumpCollector {
   SessionMemory memory_;
   std::map<std::filesystem::path, Note> notes_;
   bool first_look_ = true;
+  bool keeps_sessions_ = true;
   bool has_seen_crash_ = false;
 };
 
