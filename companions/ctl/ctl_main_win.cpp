@@ -9,6 +9,8 @@
 
 int wmain() {
   using namespace wrenfall;
+  // Nothing that a system library loads later is to come from the program's or the current folder.
+  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   // A damaged drive must not open a window.
   SetErrorMode(SEM_FAILCRITICALERRORS);
   try {

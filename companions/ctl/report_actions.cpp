@@ -77,7 +77,7 @@ ActionOutcome send_folder(HttpClient* http, const fs::path& folder, bool only_pe
 }
 
 ActionOutcome discard_folder(const fs::path& store, const fs::path& folder) {
-  if (!is_folder(folder)) return refused(folder, WRENFALL_ERROR_FILE, "no such folder");
+  if (!is_folder(folder)) return refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, "no such folder");
   fs::path claim = folder;
   claim += kClaimSuffix;
   const bool claimed = path_exists(claim);

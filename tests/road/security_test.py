@@ -2,9 +2,11 @@
 
 import json
 import os
+import shutil
+import subprocess
 import unittest
 
-from harness import BUILD, RECORD, SERVICE_PORT, RoadTest, windows_path
+from harness import BIN, BUILD, RECORD, SERVICE_PORT, RoadTest, wait_for, windows_path, wine
 
 from service import CrashService
 
@@ -121,6 +123,23 @@ class SecurityTest(RoadTest):
                     self.assertEqual([], request.head.all("X-Evil"))
                     self.assertNotIn("evil", request.call)
                 self.assertFalse(folder.exists())
+
+    def test_system_libraries_come_from_the_system(self):
+        """Those that the system loads on demand: who took the TLS library beside the program would reach no service."""
+        programs = self.folder / "programs"
+        programs.mkdir()
+        for program in [*BIN.glob("*renfall*.exe"), *BIN.glob("*renfall*.dll"), BIN / "test_host.exe",
+                        BIN / "crashpad_handler.exe"]:
+            shutil.copy(program, programs)
+        (programs / "schannel.dll").write_text("no library")
+        host = self.host(folder=programs, upload_policy=1)
+        host.crash("access-violation")
+        self.assertTrue(self.service.wait_for_commits(1, 60), "the reporter: " + self.log())
+        wait_for(lambda: not self.report_folders(), what="the reporter's end")
+        sender = wine(programs / "wrenfallctl.exe", "send", windows_path(self.make_report()), cwd=programs,
+                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        output = sender.communicate(timeout=60)[0]
+        self.assertEqual(0, sender.returncode, output)
 
 
 if __name__ == "__main__":
