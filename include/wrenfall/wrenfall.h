@@ -14,9 +14,10 @@
  *     thread that builds it, and a string that the library owns must not be in use when another
  *     thread calls wrenfall_shutdown. "Blocks" says what a call waits for; a call without that word
  *     returns at once.
- *  5. Failures are wrenfall_result values. Only failures of the operating system's locks and
- *     threads, and of listing a directory that breaks off in the middle, leave a function as C++
- *     exceptions (std::system_error).
+ *  5. Failures are wrenfall_result values; lack of memory is WRENFALL_ERROR_FILE where the
+ *     function's comment names no other. Only failures of the operating system's locks and threads,
+ *     and of listing a directory that breaks off in the middle, leave a function as C++ exceptions
+ *     (std::system_error).
  *  6. wrenfall_abi_version() changes when an existing function or record changes. New functions do
  *     not change it.
  *
@@ -224,9 +225,9 @@ WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
 /*
  * Starts the library: creates the store, starts WrenfallMonitor.exe and installs the crash handling
  * of this process. Always takes ownership of `options` and frees them, whatever the result. Blocks
- * until the handler has started, two minutes at the most. A failed call leaves the library not
- * initialized, and may be repeated at once. After a successful call Wrenfall.dll stays loaded until
- * the process ends.
+ * until the handler has started (with the stand-in for Crashpad two minutes at the most). A failed
+ * call leaves the library not initialized, and may be repeated at once. After a successful call
+ * Wrenfall.dll stays loaded until the process ends.
  *   WRENFALL_OK                         initialized
  *   WRENFALL_ERROR_INVALID_ARGUMENT     NULL options, or an empty database, application or version
  *   WRENFALL_ERROR_ALREADY_INITIALIZED  it was initialized before; nothing changed
@@ -271,9 +272,9 @@ WRENFALL_API void wrenfall_free(void* buffer);
 
 /*
  * What is set here travels with every report from then on, with a crash at the very next moment
- * too. Values that were set while a dump is being written are in the next one. Each call copies its
- * texts, returns at once, and is good from wrenfall_init to wrenfall_shutdown: a later
- * wrenfall_init starts again from its options. NULL counts as empty.
+ * too. Values that were set while a dump is being written are in the next one. What is set is good
+ * until wrenfall_shutdown: a later wrenfall_init starts again from its options. NULL counts as
+ * empty. Blocks while another thread posts feedback or an AddressSanitizer text, see below.
  *
  * In dumps, and in the reports made of them, a value is cut silently after 4096 bytes, notes and
  * the description after 20480; an attribute's name, with "attr." before it, after 255 bytes. A dump
@@ -289,7 +290,7 @@ WRENFALL_API wrenfall_result wrenfall_set_user_description(const char* value);
 WRENFALL_API wrenfall_result wrenfall_set_notes(const char* value);
 
 /* The same for the environment; NULL and the empty text restore the line that describes the
- * operating system. */
+ * operating system. Each distinct text stays in memory until wrenfall_shutdown. */
 WRENFALL_API wrenfall_result wrenfall_set_environment(const char* value);
 
 /*
@@ -310,7 +311,7 @@ WRENFALL_API void wrenfall_set_quiet_mode(int flag);
 /*
  * Adds or removes a file that is to travel with each report of a crash, a hang or a capture. It is
  * copied when the report is made, as it is then. Paths are compared byte for byte; adding one twice
- * and removing one that is not there change nothing.
+ * and removing one that is not there change nothing. Blocks for the disk.
  *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
  *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL path; also an empty one to add
  *   WRENFALL_ERROR_LIMIT_REACHED     24 paths are held
@@ -330,7 +331,7 @@ WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
  *
  *  - "main": every wrenfall_heartbeat, of whichever thread, is a sign of its life. So is any
  *    visible top-level window of the process that answers a message within 50 ms: a program whose
- *    windows are served needs no heartbeats, and is never reported while one of them answers. A
+ *    windows are served needs no heartbeats, and "main" is never reported while one answers. A
  *    program without a visible window relies on heartbeats alone: call wrenfall_heartbeat in the
  *    main loop.
  *  - threads that called wrenfall_watch_thread: their own heartbeats. Such a heartbeat refreshes
@@ -344,8 +345,10 @@ WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
  *
  * The threshold should be well above the longest pause that is normal, and above what a user puts
  * up with: 5000 to 30000 ms for a program with windows. A debugger that stops the process looks
- * like a hang. The cost is one wake-up a tick, a message to each visible window, and a lock and a
- * clock read a heartbeat.
+ * like a hang, and so may, of watched threads and of a program without windows, a standby of the
+ * system or a capture that stopped all threads for longer than the threshold: they are reported,
+ * and with the policy to terminate the process is ended. The cost is one wake-up a tick, a message
+ * to each visible window, and a lock and a clock read a heartbeat.
  */
 
 /* A sign of life, see above. Does nothing when the library is not initialized or hang detection is
@@ -366,9 +369,9 @@ WRENFALL_API void wrenfall_unwatch_thread(void);
  * reports */
 
 /*
- * The outcome of an upload. The caller provides the record and sets `size` to
- * sizeof(wrenfall_upload_result); a record with a smaller size is left untouched. `info_url` is to
- * be released with wrenfall_upload_result_free.
+ * The outcome of an upload. The caller provides the record and sets `size`, and need set no more,
+ * to sizeof(wrenfall_upload_result): each call fills all of it, whatever it returns. A record with
+ * a smaller size is left untouched. `info_url` is to be released with wrenfall_upload_result_free.
  */
 typedef struct wrenfall_upload_result {
   uint32_t size;          /* sizeof(wrenfall_upload_result), set by the caller. */
@@ -400,7 +403,7 @@ WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
  * The wait ends when the handler or the monitor does, and after two minutes without an answer (125
  * seconds at the most). The call then fails, and so does every later one, at once: until the
  * library is shut down and initialized again, or the slow handler has answered after all.
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ *   WRENFALL_OK once the dump is on disk, WRENFALL_ERROR_NOT_INITIALIZED
  *   WRENFALL_ERROR_HANDLER_START_FAILED  the handler or the monitor has ended or does not answer,
  *                                        as the log says, or there was not enough memory
  */
@@ -410,7 +413,8 @@ WRENFALL_API wrenfall_result wrenfall_capture_report(void);
  * Uploads one report folder and applies the retry rule: the folder is deleted after success and
  * after every failure but HTTP 500, 502, 503 and 504, which keep it for two more attempts. In
  * particular a service that cannot be reached at all costs the report: a host that must not lose
- * reports sends when it knows that it is online.
+ * reports sends when it knows that it is online. A folder that is kept is no pending report any
+ * more: only this call, or a person with wrenfallctl, sends it again.
  *
  * `user`, `email` and `description`, where not NULL, replace those of the report first; an empty
  * text clears. `result`, where not NULL, receives the outcome. A folder that holds no record, or

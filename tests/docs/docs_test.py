@@ -21,6 +21,19 @@ def code_blocks(page, language):
     return re.findall(rf"^```{language}\n(.*?)^```", page.read_text("utf-8"), re.MULTILINE | re.DOTALL)
 
 
+def explained_levels(page, text):
+    """The levels of the log lines in a page that hold a text. In a table a line without one has that before it."""
+    levels = set()
+    for row in page.splitlines():
+        level = None if row.startswith("|") else "INFO"
+        for line in re.findall(r"`([^`]*)`", row):
+            named = re.match("(INFO|WARN|ERROR) ", line)
+            level = named.group(1) if named else level
+            if text in line:
+                levels.add(level)
+    return levels
+
+
 def anchors(page):
     headings = re.findall(r"^#+ (.*)", page.read_text("utf-8"), re.MULTILINE)
     return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}
@@ -76,18 +89,20 @@ class DocsTest(unittest.TestCase):
             self.assertIn(name, page)
 
     def test_log_lines_are_explained(self):
-        """The longest fixed part of each line that the library or a companion can log stands in the page about them."""
+        """The longest fixed part of each line that can be logged stands in the page about them, with its level."""
         page = (ROOT / "docs/troubleshooting.md").read_text("utf-8")
         lines, missing = 0, []
+        texts = r'((?:"[^"]*"\s*)+)'
+        call = re.compile(rf"(?:logger|log)\w*(?:\.|->)(info|warn|error)\(\s*(?:\w+ \? {texts}: )?{texts}")
         for source in [*ROOT.glob("src/**/*.cpp"), *ROOT.glob("companions/**/*.cpp")]:
-            calls = re.findall(r'(?:logger|log)\w*(?:\.|->)(?:info|warn|error)\(\s*((?:"[^"]*"\s*)+)',
-                               source.read_text("utf-8"))
-            for call in calls:
-                text = "".join(re.findall(r'"([^"]*)"', call))
+            calls = call.findall(source.read_text("utf-8"))
+            for level, literals in [(level, one) for level, *both in calls for one in both if one]:
+                text = "".join(re.findall(r'"([^"]*)"', literals))
                 fixed = max(re.split(r"%[\w*.]+|[():'\[\]]", text), key=len).strip()
                 lines += 1
-                if fixed not in page:
-                    missing.append(f"{source.name}: {text}")
+                levels = explained_levels(page, fixed)
+                if level.upper() not in levels:
+                    missing.append(f"{source.name}: {level} {text}; explained: {levels}")
         self.assertEqual("", "\n".join(missing))
         self.assertGreater(lines, 40)
 

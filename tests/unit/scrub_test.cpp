@@ -28,7 +28,7 @@ TEST(Scrub, TakesTheNameAfterAHomeFolder) {
   for (const auto& [text, clean] : cases) EXPECT_EQ(scrub_user_names(text), clean) << text;
 }
 
-TEST(Scrub, GivesWhatTheDocumentedExpressionGives) {
+TEST(Scrub, GivesWhatTheExpressionOfTheHeaderGives) {
   const std::regex expression(R"(([\\/](?:Users|home)[\\/])[^\\/]+)",
                               std::regex::ECMAScript | std::regex::icase);
   // Whole words most of the time, or hardly any text would hold a match.
