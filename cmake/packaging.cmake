@@ -37,8 +37,28 @@ endif()
 install(FILES $<TARGET_LINKER_FILE:Wrenfall> ${wrenfall_msvc_library} ${wrenfall_def}
         DESTINATION lib COMPONENT SDK)
 install(DIRECTORY include/wrenfall DESTINATION include COMPONENT SDK)
-install(FILES README.md CHANGELOG.md docs/abi.md DESTINATION share/doc/Wrenfall COMPONENT SDK)
 install(DIRECTORY ${wrenfall_notices}/ DESTINATION share/doc/Wrenfall/third-party COMPONENT SDK)
+
+# The pages lie as in the source tree, with what they link to, so that their links hold. The header alone is elsewhere.
+set(wrenfall_pages share/doc/Wrenfall)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${wrenfall_pages} COMPONENT SDK)
+install(DIRECTORY docs DESTINATION ${wrenfall_pages} COMPONENT SDK
+        FILES_MATCHING REGEX "\\.(md|png|svg)$")
+install(DIRECTORY examples DESTINATION ${wrenfall_pages} COMPONENT SDK
+        FILES_MATCHING REGEX "\\.(c|cpp|h)$")
+install(FILES scripts/register-wer-helper.ps1 scripts/wrenfall-wer.reg
+        DESTINATION ${wrenfall_pages}/scripts COMPONENT SDK)
+install(DIRECTORY tools/crash_service DESTINATION ${wrenfall_pages}/tools COMPONENT SDK
+        FILES_MATCHING REGEX "\\.(md|py|cpp)$" PATTERN "test_*" EXCLUDE PATTERN __pycache__ EXCLUDE)
+install(FILES fallback/crashpad/README.md DESTINATION ${wrenfall_pages}/fallback/crashpad COMPONENT SDK)
+install(CODE [[
+  set(pages "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/doc/Wrenfall")
+  foreach(page IN ITEMS README.md docs/integration.md)
+    file(READ "${pages}/${page}" text)
+    string(REGEX REPLACE "\\]\\(((\\.\\./)*)include/" "](\\1../../../include/" text "${text}")
+    file(WRITE "${pages}/${page}" "${text}")
+  endforeach()
+]] COMPONENT SDK)
 
 # find_package(Wrenfall CONFIG) and pkg-config.
 set(wrenfall_config ${PROJECT_BINARY_DIR}/package)

@@ -19,8 +19,12 @@ PROGRAMS = {"Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "cras
 OPTIONAL_PROGRAMS = {"WrenfallWer.dll", "wrenfallctl.exe"}
 FILES = {"lib/libWrenfall.dll.a", "lib/Wrenfall.lib", "lib/Wrenfall.def", "include/wrenfall/wrenfall.h",
          "lib/cmake/Wrenfall/WrenfallConfig.cmake", "lib/cmake/Wrenfall/WrenfallConfigVersion.cmake",
-         "lib/pkgconfig/wrenfall.pc", "share/doc/Wrenfall/README.md", "share/doc/Wrenfall/CHANGELOG.md",
-         "share/doc/Wrenfall/abi.md", "share/doc/Wrenfall/third-party/THIRD-PARTY.md"}
+         "lib/pkgconfig/wrenfall.pc"}
+# These lie below the pages' folder as in the source tree.
+PAGES = "share/doc/Wrenfall"
+SOURCES = ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "docs/*.md", "docs/images/*", "examples/*.[ch]*",
+           "scripts/*.ps1", "scripts/*.reg", "tools/crash_service/[!t]*.*", "tools/crash_service/trust*.cpp",
+           "fallback/crashpad/README.md")
 # A sentence of each licence.
 LICENCES = {"nlohmann-json": "MIT", "zlib": "Jean-loup Gailly", "gcc": "GCC RUNTIME LIBRARY EXCEPTION",
             "mingw-w64": "winpthreads"}
@@ -67,16 +71,23 @@ class ContentsTest(PackageTest):
 
     def test_files(self):
         files = {path.relative_to(self.root).as_posix() for path in self.root.rglob("*") if path.is_file()}
-        licences = {f"share/doc/Wrenfall/third-party/{name}.txt" for name in LICENCES}
+        pages = {f"{PAGES}/{path.relative_to(ROOT)}" for pattern in SOURCES for path in ROOT.glob(pattern)}
+        licences = {f"{PAGES}/third-party/{name}" for name in ["THIRD-PARTY.md", *(f"{one}.txt" for one in LICENCES)]}
         programs = {f"bin/{name}" for name in PROGRAMS}
-        self.assertEqual(programs | licences | FILES, files - {f"bin/{name}" for name in OPTIONAL_PROGRAMS})
+        self.assertEqual(programs | licences | pages | FILES, files - {f"bin/{name}" for name in OPTIONAL_PROGRAMS})
         symbols = self.folder / f"{NAME}-symbols" / f"{NAME}"
         self.assertEqual({path.name + ".debug" for path in (self.root / "bin").iterdir()},
                          {path.name for path in symbols.rglob("*") if path.is_file()})
-        notices = self.root / "share" / "doc" / "Wrenfall" / "third-party"
+        notices = self.root / PAGES / "third-party"
         for name, sentence in LICENCES.items():
             self.assertIn(f"{name}.txt", (notices / "THIRD-PARTY.md").read_text("utf-8"))
             self.assertIn(sentence, (notices / f"{name}.txt").read_text("utf-8"))
+
+    def test_links(self):
+        links = [(page, link) for page in self.root.rglob("*.md")
+                 for link in re.findall(r"\]\(([^)#\s]+)", page.read_text("utf-8")) if not link.startswith("http")]
+        self.assertEqual([], [(page.name, link) for page, link in links if not (page.parent / link).exists()])
+        self.assertGreater(len(links), 30)
 
     def test_no_path_of_this_machine(self):
         for path in [*self.root.glob("lib/**/*.cmake"), *self.root.glob("lib/pkgconfig/*")]:
