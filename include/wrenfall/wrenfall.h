@@ -418,13 +418,14 @@ WRENFALL_API wrenfall_result wrenfall_capture_report(void);
  *
  * `user`, `email` and `description`, where not NULL, replace those of the report first; an empty
  * text clears. `result`, where not NULL, receives the outcome. A folder that holds no record, or
- * whose record cannot be opened just now, is left as it is.
+ * whose record is damaged or cannot be opened just now, is left as it is; so is one whose upload
+ * breaks off for lack of memory or because a folder could not be listed.
  *
  * Blocks for the whole upload (connecting up to 60 s, each single send or receive up to 300 s), and
  * before that for as long as another thread or process sends or discards the same folder.
  *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty folder, no report there, or one without the data
- *                                    that the service requires
+ *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty folder, no report or a damaged record there, or
+ *                                    one without the data that the service requires
  *   WRENFALL_ERROR_FILE              the report could not be read or packed
  *   WRENFALL_ERROR_TRANSPORT, WRENFALL_ERROR_SERVICE, WRENFALL_ERROR_REJECTED
  */
@@ -490,8 +491,8 @@ WRENFALL_API void wrenfall_report_list_free(wrenfall_report_list* list);
  *
  * Texts that are not UTF-8 lose nothing but their bad sequences, each of which becomes U+FFFD in
  * JSON; XML and the AddressSanitizer text keep the bytes as they are. Attachments are copied into
- * the report folder; of two with the same file name the later one gets a number ("log.txt", "log
- * (2).txt"), and one that cannot be copied costs a warning in the log, not the report.
+ * the report folder; of two with the same file name the later one counts, and one that cannot be
+ * copied costs a warning in the log, not the report.
  *
  * The posting calls block for the whole upload. wrenfall_post_feedback and
  * wrenfall_post_asan_report hold the lock of the run-time metadata for that long: they wait for
