@@ -22,6 +22,22 @@ double processor_time() {
   return static_cast<double>(kernel.dwLowDateTime) + static_cast<double>(user.dwLowDateTime);
 }
 
+DWORD WINAPI wait_for_event(void* event) { return WaitForSingleObject(event, INFINITE); }
+
+// What the system takes for threads like the library's two, that for dumps and that for hangs.
+double two_threads_mib() {
+  const double before = private_mib();
+  const HANDLE end = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  const HANDLE threads[] = {CreateThread(nullptr, 256 * 1024, wait_for_event, end,
+                                         STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr),
+                            CreateThread(nullptr, 0, wait_for_event, end, 0, nullptr)};
+  const double added = private_mib() - before;
+  SetEvent(end);
+  WaitForMultipleObjects(2, threads, TRUE, INFINITE);
+  for (const HANDLE handle : {threads[0], threads[1], end}) CloseHandle(handle);
+  return added;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -30,6 +46,8 @@ int main(int argc, char** argv) {
   GetModuleFileNameW(GetModuleHandleW(L"Wrenfall.dll"), library, MAX_PATH);
   bench::print_figure("size of Wrenfall.dll",
                       static_cast<double>(std::filesystem::file_size(library)) / kMiB, "MiB", 1.5);
+  bench::print_figure("private bytes of two threads that do nothing", two_threads_mib(), "MiB",
+                      bench::kNoBudget);
   const double before = private_mib();
   bench::Library running("idle", 1000);
   bench::print_figure("private bytes added by wrenfall_init", private_mib() - before, "MiB", 4);

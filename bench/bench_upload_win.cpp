@@ -60,6 +60,9 @@ void deflate_bare(const std::string& bytes, const fs::path& file) {
   std::fclose(stream);
 }
 
+// What the deflate library works in, whatever the size.
+constexpr double kCompressorMiB = 0.5;
+
 void bench_archive(const fs::path& folder) {
   for (const size_t mib : {2, 20, 200}) {
     const fs::path report = folder / "report";
@@ -78,7 +81,7 @@ void bench_archive(const fs::path& folder) {
     const double peak = peak_mib() - before;
     const double packed = static_cast<double>(wrenfall::size_of_file(archive).value_or(0)) / kMiB;
     bench::print_figure("peak memory of packing " + std::to_string(mib) + " MiB, added", peak,
-                        "MiB", static_cast<double>(mib) + packed);
+                        "MiB", static_cast<double>(mib) + packed + kCompressorMiB);
     wrenfall::read_file(report / "minidump.dmp", bytes);
     bench::compare(
         "archive and MD5, MiB", static_cast<double>(mib), 1.05, {mib == 200 ? 3 : 7, 1},
