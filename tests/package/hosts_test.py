@@ -7,10 +7,9 @@ import subprocess
 import unittest
 
 from package import PackageTest, run
-from harness import BUILD, RECORD, ROOT, SERVICE_PORT, wait_for, windows_path, wine
+from harness import RECORD, ROOT, start_service, wait_for, windows_path, wine
 
 from dialog_driver import CLOSE, DESCRIPTION, DialogDriver
-from service import CrashService
 
 COMPILER = "x86_64-w64-mingw32-gcc"
 CMAKE_PROJECT = """
@@ -75,10 +74,7 @@ class HostsTest(DialogDriver, PackageTest):
     def setUp(self):
         name = self.id().rsplit(".", 1)[-1]
         self.store = self.folder / f"store {name}"
-        self.service = CrashService(self.folder / f"service {name}", port=SERVICE_PORT,
-                                    certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
+        self.service = start_service(self, self.folder / f"service {name}")
 
     def run_host(self, program, *arguments):
         """The exit code of a host, and what it said. Into a file: a dialog that outlives the host holds a pipe open."""

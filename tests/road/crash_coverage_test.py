@@ -7,8 +7,6 @@ import unittest
 
 from harness import BIN, ROOT, RoadTest, processes, wait_for, windows_path, wine
 
-import minidump  # of the crash service
-
 DOCUMENT = ROOT / "docs" / "crash-coverage.md"
 # The last is no failure of the runtime with MinGW, whose handlers then change nothing.
 RUNTIME_FAILURE_CODES = {"abort": 0xE0000001, "terminate": 0xE0000002, "pure-virtual": 0xC0000005}
@@ -63,9 +61,7 @@ class CrashCoverageTest(RoadTest):
         return host.process.returncode, [int(word) for word in output.split()]
 
     def dumps(self, kind):
-        records = [(folder, self.record(folder)) for folder in self.report_folders()]
-        return [minidump.Minidump((folder / record["dumpFile"]).read_bytes())
-                for folder, record in records if record["reportKind"] == kind]
+        return [self.dump(folder) for folder in self.report_folders() if self.record(folder)["reportKind"] == kind]
 
     def test_example_reports_failures_of_its_runtime(self):
         for kind, code in RUNTIME_FAILURE_CODES.items():

@@ -5,8 +5,6 @@ import unittest
 
 from harness import RoadTest, alive, processes, wait_for, windows_path
 
-import minidump  # of the crash service
-
 THEME_DIR = 'C:\\my "folder", a=b €\\'  # nothing that a command line could change
 STARTUP = {
     "database": "127",
@@ -14,7 +12,7 @@ STARTUP = {
     "version": "1.2/3",
     "wrenfall.policy": "manual",
     "wrenfall.dumpType": "normal",
-    "wrenfall.minidumpFlags": "0",
+    "wrenfall.minidumpFlags": "4096",
     "wrenfall.themeDir": THEME_DIR,
     "wrenfall.openSupportUrl": "1",
     "wrenfall.crashTypeId": "7",
@@ -26,8 +24,8 @@ class CrashTest(RoadTest):
     def test_crash_becomes_report(self):
         attachment = self.folder / "notes ü.txt"
         attachment.write_text("attached")
-        host = self.host(crash_type_id=7, user="Jürgen", notes="n" * 5000, key="K", theme_dir=THEME_DIR,
-                         attachment=[windows_path(attachment), windows_path(self.folder / "no")])
+        host = self.host(crash_type_id=7, minidump_flags=4096, user="Jürgen", notes="n" * 5000, key="K",
+                         theme_dir=THEME_DIR, attachment=[windows_path(attachment), windows_path(self.folder / "no")])
         pid = int(host.do("pid"))
         self.assertNotEqual(0, host.crash("exception"))
         folder = self.only_report()
@@ -37,16 +35,16 @@ class CrashTest(RoadTest):
             "user": "Jürgen", "notes": "n" * 5000, "key": "K", "email": "",
             "captureBackend": "crashpad", "reportKind": "crash", "dumpFormat": "minidump",
             "dumpType": "normal", "uploadPolicy": "manual", "quietMode": False,
-            "platform": "windows", "sdkVersion": "9.0.0-dev", "ownerPid": 0,
+            "platform": "windows", "arch": "x64", "sdkVersion": "9.0.0-dev", "ownerPid": 0,
             "processId": pid, "attachments": ["notes ü.txt"], "retryCount": 0,
             "signalOrExceptionCode": "0xE0000042",
         }
         self.assertEqual(expected, {key: record[key] for key in expected})
+        self.assertRegex(record["osVersion"], r"^Windows .* x64$")
         self.assertEqual("attached", (folder / "notes ü.txt").read_text())
-        self.check_dump(folder / record["dumpFile"], 0xE0000042, pid)
+        self.check_dump(self.dump(folder), 0xE0000042, pid)
 
-    def check_dump(self, path, code, pid):
-        dump = minidump.Minidump(path.read_bytes())
+    def check_dump(self, dump, code, pid):
         self.assertEqual(code, dump.exception_code)
         self.assertGreaterEqual(dump.thread_count, 1)
         modules = [name.replace("\\", "/").split("/")[-1].lower() for name in dump.module_names]
@@ -67,8 +65,8 @@ class CrashTest(RoadTest):
 
     def test_larger_dump_types_hold_more(self):
         sizes = []  # the stand-in's writer under Wine knows no type between a small and a full dump
-        for number, name in enumerate(("normal", "heap", "full")):
-            self.store = self.folder / name
+        for number, name in ((0, "normal"), (1, "heap"), (2, "full"), (3, "normal")):
+            self.store = self.folder / str(number)
             self.assertEqual("0", self.host(dump_type=number).do("capture"))
             folder = self.only_report()
             record = self.record(folder)
@@ -121,13 +119,6 @@ class CrashTest(RoadTest):
         host.do("shutdown")
         self.assertFalse(session.exists())
 
-    def test_session_of_a_crashed_run_is_swept(self):
-        self.host().crash("access-violation")
-        (stale,) = (self.store / "sessions").iterdir()
-        self.host()
-        self.assertFalse(stale.exists())
-        self.assertEqual(1, len(list((self.store / "sessions").iterdir())))
-
     def test_dead_handler_blocks_nobody(self):
         for executable in ("crashpad_handler.exe", "WrenfallMonitor.exe"):
             with self.subTest(executable=executable):
@@ -159,16 +150,6 @@ class CrashTest(RoadTest):
         self.assertEqual(
             [("capture", "one"), ("capture", "two"), ("crash", "one"), ("crash", "two")],
             sorted((record["reportKind"], record["user"]) for record in records))
-
-    def test_very_long_store_path(self):
-        self.store = self.folder.joinpath(*["d" * 60] * 5)
-        host = self.host(init=False)
-        result = host.do("init")
-        # Where the system takes such a path it works; otherwise init says that it did not start.
-        self.assertIn(result, ("0", "5"))
-        if result == "0":
-            self.assertEqual("0", host.do("capture"))
-            self.only_report()
 
 
 def subprocess_kill(pid):

@@ -5,22 +5,17 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, BUILD, RECORD, SERVICE_PORT, RoadTest, wait_for, windows_path, wine
+from harness import BIN, RECORD, ServiceTest, wait_for, windows_path, wine
 
-from service import CrashService
 
 REPORT_KEYS = {"folder", "path", "state", "kind", "time", "application", "version", "uploadPolicy", "retryCount",
                "ownerPid", "size", "result"}
 
 
-class CtlTest(RoadTest):
+class CtlTest(ServiceTest):
     def setUp(self):
         super().setUp()
         self.store.mkdir()
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
-                                    certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
 
     def start(self, *arguments):
         return wine(BIN / "wrenfallctl.exe", *arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -113,15 +108,17 @@ class CtlTest(RoadTest):
                     (listed,) = self.ctl_json("list")["reports"]
                     self.assertEqual(2, listed["retryCount"])
                     self.assertEqual(("failed", 503), (listed["result"]["status"], listed["result"]["httpStatus"]))
-                    self.assertEqual(0, self.ctl("discard", "a b ü")[0])
+                    self.assertIn("third attempt", self.ctl("send", "a b ü")[2])
+                    self.assertIn("INFO Report exceeded max retries (3/3): ", self.log())
+                    self.assertEqual({}, self.states())
 
     def test_one_failure_does_not_stop_the_others(self):
         for name in ("r1", "r2", "r3"):
             self.make_report(name)
         (self.store / "r2" / RECORD).write_text("{")
-        answer = self.ctl_json("send", "r1", "r2", "missing", "r3", code=7)
-        self.assertEqual(7, answer["exitCode"])
-        self.assertEqual([("r1", 0, False), ("r2", 7, True), ("missing", 1, False), ("r3", 0, False)],
+        answer = self.ctl_json("send", "r1", "missing", "r2", "r3", code=1)
+        self.assertEqual(1, answer["exitCode"])  # that of the first failure
+        self.assertEqual([("r1", 0, False), ("missing", 1, False), ("r2", 7, True), ("r3", 0, False)],
                          [(one["folder"], one["result"], one["kept"]) for one in answer["reports"]])
         self.assertEqual({"r2": "damaged"}, self.states())
 
@@ -141,22 +138,25 @@ class CtlTest(RoadTest):
 
     def test_discard(self):
         elsewhere = self.folder / "elsewhere"
-        elsewhere.mkdir()
-        (elsewhere / "kept.txt").write_text("mine")
-        (self.store / "sessions").mkdir()
+        kept = [elsewhere / "kept.txt",
+                *(self.store / name for name in ("sessions/1", "crashpad/1", "deep/inner/1", "file"))]
+        store = windows_path(self.store)
         self.make_report("one")
         self.make_report("two")
-        for name, code in (("sessions", 7), (windows_path(self.store) + "\\..\\elsewhere", 7),
-                           (windows_path(elsewhere), 7), (".", 7), ("missing", 1)):
+        for name in ("sessions", "SESSIONS\\", "crashpad", windows_path(elsewhere), store + "\\..\\elsewhere", store,
+                     ".", store + "\\..", store + "\\deep\\..", store + "\\deep\\inner", "file", "missing"):
             with self.subTest(name=name):
-                self.assertEqual(code, self.ctl("discard", name)[0])
+                for path in kept:
+                    path.parent.mkdir(parents=True, exist_ok=True)
+                    path.write_text("mine")
+                self.assertEqual(1 if name == "missing" else 7, self.ctl("discard", name)[0])
+                self.assertEqual([], [path for path in kept if not path.exists()])
         # Without a store only what holds a record is a report.
         self.assertEqual(7, self.bare("discard", windows_path(elsewhere))[0])
         self.assertEqual((0, "one: discarded\n", ""), self.bare("discard", windows_path(self.store / "one") + "\\"))
         self.assertEqual([("two", 0, False)], [(one["folder"], one["result"], one["kept"])
                                                for one in self.ctl_json("discard", "two")["reports"]])
-        self.assertEqual({}, self.states())
-        self.assertTrue((elsewhere / "kept.txt").exists())
+        self.assertEqual({"deep": "incomplete"}, self.states())
 
     def test_tail(self):
         log = self.store / "Wrenfall.log"
@@ -178,12 +178,14 @@ class CtlTest(RoadTest):
             time.sleep(0.5)
             file.write(" and half\n")
         self.assertEqual("half and half", json.loads(follower.stdout.readline())["message"])
-        log.write_text("\x1b]0;title\x07\n")  # begun anew
-        self.assertEqual({"time": "", "pid": "", "level": "", "message": "\x1b]0;title\x07"},
-                         json.loads(follower.stdout.readline()))
+        odd = ["\x1b]0;title\x07", "[t] [1] SHOUT x", "[t] no"]
+        log.write_text("\n".join(odd) + "\n")  # begun anew
+        for line in odd:
+            self.assertEqual({"time": "", "pid": "", "level": "", "message": line},
+                             json.loads(follower.stdout.readline()))
 
     def test_damaged_and_foreign_folders(self):
-        self.make_report("healthy", reportKind="\x9b31mred", crashTime=5)
+        self.make_report("healthy", reportKind="\x9b31m\u2069red\x7f", crashTime=5)
         self.make_report("owner gone", ownerPid=4294967288)
         self.make_report("owned", ownerPid=int(self.host(init=False).do("pid")))
         self.make_report("truncated dump")
@@ -204,7 +206,7 @@ class CtlTest(RoadTest):
         for command in (["list"], ["list", "--json"], ["show", "healthy"], ["show", "healthy", "--json"]):
             status, out, _ = self.ctl(*command)
             self.assertEqual(0, status)
-            self.assertNotRegex(out, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")
+            self.assertNotRegex(out, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e\u2069]")
         dump = self.ctl_json("show", "truncated dump")["dump"]
         self.assertEqual({"file": "minidump.dmp", "readable": False}, dump)
         self.assertIn("damaged", self.ctl("show", "truncated dump")[1])

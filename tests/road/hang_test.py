@@ -1,13 +1,12 @@
 """Hangs of a real process, with a window under a virtual display and without, up to the report folder."""
 
 import os
+import signal
 import subprocess
 import time
 import unittest
 
-from harness import BIN, RoadTest, wait_for, windows_path, wine
-
-import minidump  # of the crash service
+from harness import BIN, RoadTest, processes, wait_for, windows_path, wine
 
 
 class HangingHost:
@@ -59,7 +58,7 @@ class HangTest(RoadTest):
         self.assertGreater(record["hangDurationMs"], least_ms)
         self.assertEqual("", record["signalOrExceptionCode"])
         self.assertEqual({"wrenfall.hangThread": thread, "wrenfall.hangPolicy": policy}, record["attributes"])
-        live = minidump.Minidump((folder / record["dumpFile"]).read_bytes()).live_annotations
+        live = self.dump(folder).live_annotations
         self.assertEqual((thread, str(record["hangDurationMs"]), policy, "hang"),
                          (live["wrenfall.hangThread"], live["wrenfall.hangDurationMs"],
                           live["wrenfall.hangPolicy"], live["wrenfall.reportKind"]))
@@ -110,6 +109,29 @@ class HangTest(RoadTest):
         host.say("hang main 2.5")
         host.wait_for_line("main goes on")
         self.check_report("main", 600, "report")
+
+    def test_what_a_hang_leaves_behind(self):
+        """Of a hang's annotations only the policy stays, and a capture that fails is not told as one."""
+        host = self.host(init=False)
+        host.do("hang_detection", 500, 0)
+        host.do("init")
+        captured = "INFO hang report captured"
+        wait_for(lambda: captured in self.log(), what="the hang report of a host that nobody talks to")
+        self.assertEqual("0", host.do("capture"))
+        (folder,) = [path for path in self.wait_for_reports(2) if self.record(path)["reportKind"] == "capture"]
+        live = self.dump(folder).live_annotations
+        self.assertEqual({"wrenfall.hangPolicy": "report"}, {key: live[key] for key in live if "hang" in key})
+        host.do("shutdown")
+
+        host.do("options", "127", "Road Test", "2")
+        host.do("set", "store_dir", windows_path(self.store))
+        host.do("hang_detection", 3000, 0)
+        self.assertEqual("0", host.do("init"))
+        for pid in processes("crashpad_handler.exe", self.folder.name):
+            os.kill(pid, signal.SIGKILL)
+        wait_for(lambda: "ERROR Capture failed" in self.log(), what="the capture that fails")
+        host.do("shutdown")
+        self.assertEqual(1, self.log().count(captured))
 
     def test_off(self):
         host = self.host()

@@ -17,6 +17,9 @@ SERVICE_PORT = 18443  # what development builds of the library reach as database
 
 sys.path.insert(0, str(ROOT / "tools" / "crash_service"))
 
+import minidump
+from service import CrashService
+
 RECORD = "WrenfallCrashData.json"
 
 
@@ -102,6 +105,14 @@ class Host:
             self.process.stdout.close()
 
 
+def start_service(test, folder):
+    """A crash-collection service where the library of this build looks for it, until the test ends."""
+    service = CrashService(folder, port=SERVICE_PORT, certificates=BUILD / "certificates")
+    service.start()
+    test.addCleanup(service.stop)
+    return service
+
+
 class RoadTest(unittest.TestCase):
     """A test with a store of its own, in a folder with blanks and letters beyond ASCII."""
 
@@ -147,6 +158,9 @@ class RoadTest(unittest.TestCase):
     def record(folder):
         return json.loads((folder / RECORD).read_text("utf-8"))
 
+    def dump(self, folder):
+        return minidump.Minidump((folder / self.record(folder)["dumpFile"]).read_bytes())
+
     def make_report(self, name="report", **fields):
         """Puts a report folder of one small file into the store, as the monitor would."""
         folder = self.store / name
@@ -156,3 +170,11 @@ class RoadTest(unittest.TestCase):
                   **fields}
         (folder / RECORD).write_text(json.dumps(record), "utf-8")
         return folder
+
+
+class ServiceTest(RoadTest):
+    """With a crash-collection service as well."""
+
+    def setUp(self):
+        super().setUp()
+        self.service = start_service(self, self.folder / "service")

@@ -3,7 +3,7 @@
 import json
 import unittest
 
-from harness import RoadTest, windows_path
+from harness import BIN, RoadTest, windows_path
 
 import minidump  # of the crash service
 
@@ -25,7 +25,7 @@ class MetadataTest(RoadTest):
         attachment = self.folder / "extra ü.txt"
         attachment.write_text("extra")
         host = self.host(user="first", key="K")
-        values = {"user": "Jürgen 中", "email": "a@b", "notes": "n" * 25000, "userDescription": "d" * 20480,
+        values = {"user": "Jürgen 中", "email": "a@b", "notes": "n" * 25000, "userDescription": "d" * 25000,
                   "key": "", "environment": "staging"}
         for name, value in values.items():
             setter = {"userDescription": "set_user_description"}.get(name, "set_" + name)
@@ -43,7 +43,7 @@ class MetadataTest(RoadTest):
         self.assertEqual({"capture", "crash"}, {self.record(folder)["reportKind"] for folder in folders})
         for folder in folders:
             record = self.record(folder)
-            expected = {**values, "notes": "n" * 20480, "attachments": ["extra ü.txt"],
+            expected = {**values, "notes": "n" * 20480, "userDescription": "d" * 20480, "attachments": ["extra ü.txt"],
                         "attributes": {"größe": "v" * 4096, "k" * 250: "long name"}}
             self.assertEqual(expected, {key: record[key] for key in expected})
             self.assertEqual("extra", (folder / "extra ü.txt").read_text())
@@ -94,16 +94,6 @@ class MetadataTest(RoadTest):
         self.assertEqual("8", host.do("add_attachment", "Z:\\one too many"))
         self.assertEqual(24, len(listed()))
 
-    def test_session_file_that_cannot_be_written(self):
-        host = self.host()
-        for path in (self.store / "sessions").iterdir():
-            path.unlink()
-        (self.store / "sessions").rmdir()
-        (self.store / "sessions").write_text("in the way")
-        self.assertEqual("7", host.do("add_attachment", "Z:\\a"))
-        self.assertEqual("0", host.do("add_attachment", "Z:\\a"))
-        self.assertEqual("7", host.do("remove_attachment", "Z:\\a"))
-
     def test_environment_default(self):
         host = self.host(environment="given")
         default = None
@@ -114,28 +104,23 @@ class MetadataTest(RoadTest):
         self.assertTrue(default.startswith("Windows"))
 
     def test_quiet_mode(self):
-        rows = [(2, [1, 0], ["quiet", "manual"]), (0, [1, 0], ["quiet", "dialog"]), (1, [0], ["dialog"])]
-        for policy, flags, expected in rows:
+        rows = [(2, [1, 0], ["quiet", "manual"], "manual"), (0, [1, 0], ["quiet", "dialog"], "dialog"),
+                (1, [0], ["dialog"], "quiet"), (3, [0], ["dialog"], "dialog")]
+        for policy, flags, expected, at_start in rows:
             with self.subTest(policy=policy):
                 # The dumps alone: with a monitor that does not take them.
-                host = self.host(upload_policy=policy, monitor_path=windows_path(self.handler()))
+                host = self.host(upload_policy=policy, monitor_path=windows_path(BIN / "crashpad_handler.exe"))
                 for flag in flags:
                     host.do("quiet", flag)
                     host.do("capture")
                 host.close()
                 dumps = sorted((self.store / "crashpad" / "reports").glob("*.dmp"),
                                key=lambda path: path.stat().st_mtime_ns)
-                policies = [minidump.Minidump(dump.read_bytes()).live_annotations["wrenfall.policy"]
-                            for dump in dumps]
-                self.assertEqual(expected, policies)
+                found = [minidump.Minidump(dump.read_bytes()) for dump in dumps]
+                self.assertEqual(expected, [dump.live_annotations["wrenfall.policy"] for dump in found])
+                self.assertEqual({at_start}, {dump.startup_annotations["wrenfall.policy"] for dump in found})
                 for dump in dumps:
                     dump.unlink()
-
-    @staticmethod
-    def handler():
-        from harness import BIN
-
-        return BIN / "crashpad_handler.exe"
 
 
 if __name__ == "__main__":

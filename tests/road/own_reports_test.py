@@ -7,9 +7,7 @@ import unittest
 import xml.etree.ElementTree as ElementTree
 import zipfile
 
-from harness import BIN, BUILD, SERVICE_PORT, RoadTest, wait_for, windows_path, wine
-
-from service import CrashService
+from harness import BIN, ServiceTest, wait_for, windows_path, wine
 
 EMPTY_HASH = hashlib.sha256(b"").hexdigest()
 XML = """<report>
@@ -63,14 +61,7 @@ XML = """<report>
 """
 
 
-class OwnReportsTest(RoadTest):
-    def setUp(self):
-        super().setUp()
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
-                                    certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
-
+class OwnReportsTest(ServiceTest):
     @staticmethod
     def build(host, kind):
         host.do("report", "new", kind)
@@ -97,19 +88,20 @@ class OwnReportsTest(RoadTest):
         attachment.write_text("first")
         other = self.folder / "other"
         other.mkdir()
-        (other / "log ü.txt").write_text("second")
+        # To the file system the same name.
+        (other / "LOG Ü.txt").write_text("second")
         host = self.host(upload_policy=1, user="Jürgen", environment="E")
         for kind, name in ((0, "wfCrashReport.xml"), (1, "wfCrashReport.json")):
             with self.subTest(name=name):
                 self.build(host, kind)
-                for path in (attachment, other / "log ü.txt", self.folder / "missing"):
+                for path in (attachment, other / "LOG Ü.txt", self.folder / "missing"):
                     host.do("report", "attachment", windows_path(path))
                 words = host.do("post", "report", "40").split()
                 self.assertEqual(["0", "0", "200"], words[:3])
                 report, files = self.archive()
                 self.assertEqual([str(report.number), words[4]], words[3:5])
-                self.assertEqual({name, "log ü.txt", "log ü (2).txt"}, set(files))
-                self.assertEqual((b"first", b"second"), (files["log ü.txt"], files["log ü (2).txt"]))
+                self.assertEqual({name, "log ü.txt"}, set(files))
+                self.assertEqual(b"second", files["log ü.txt"])
                 self.check_main_file(files[name], kind)
                 self.assertEqual("21", report.query["first"]["crashTypeId"])
                 signature = "f<int>|a.cpp|12\ng||-3"
@@ -208,27 +200,6 @@ class OwnReportsTest(RoadTest):
         self.assertEqual("-1", host.do("report", "thread", "t"))
         self.assertEqual("1", host.do("post", "report").split()[0])
 
-    def test_hostile_text(self):
-        host = self.host(upload_policy=2)
-        host.do("report", "new", "1")
-        host.process.stdin.write(b"report\texception\t\xff\xfe bad\x01\t]]>&\"\n")
-        host.process.stdin.flush()
-        host.process.stdout.readline()
-        host.do("report", "thread", "t", "1")
-        host.do("report", "frame", "0", "a]]>b" + "x" * 60000, "", "0", "", "0")
-        self.assertEqual("0", host.do("post", "report", "40").split()[0])
-        folder = self.only_report()
-        report = json.loads((folder / "wfCrashReport.json").read_text("utf-8"))
-        self.assertEqual("\ufffd\ufffd bad\x01", report["exception"]["code"])
-        self.assertEqual("a]]>b" + "x" * 60000, report["threads"][0]["frames"][0]["function"])
-        host.do("discard", windows_path(folder))
-        host.do("report", "new", "0")
-        host.do("report", "thread", "t", "1")
-        host.do("report", "frame", "0", "a]]>b]]>", "", "0", "", "0")
-        host.do("post", "report", "40")
-        tree = ElementTree.parse(self.only_report() / "wfCrashReport.xml")
-        self.assertEqual("a]]>b]]>", tree.find("process/threads/thread/frame/symbol").text)
-
     def test_failures(self):
         rows = [("first", {"status": 429}, 12, 429, False), ("commit", {"status": 503}, 11, 503, True),
                 ("put", {"reset": "before"}, 10, 0, False)]
@@ -248,26 +219,20 @@ class OwnReportsTest(RoadTest):
                     self.assertEqual("failed", json.loads((folder / "result.json").read_text())["status"])
                     self.assertEqual("0", host.do("discard", windows_path(folder)))
 
-    def test_store_that_cannot_be_written(self):
-        host = self.host(upload_policy=1)
-        moved = self.folder / "moved"
-        self.store.rename(moved)
-        self.store.write_text("in the way")
-        self.assertEqual("7 7 0 0 0 -", host.do("post", "feedback", "t", "d"))
-        self.store.unlink()
-        moved.rename(self.store)
-        self.assertEqual([], self.service.requests)
-
     def test_captures_heartbeats_and_shutdown_do_not_wait_for_a_post(self):
+        """On a busy machine they may take longer than the service that answers late, but not every time."""
         self.service.fail("put", delay=12)
-        host = self.host(upload_policy=1)
-        self.assertEqual("0", host.do("post_in_background"))
-        wait_for(lambda: self.service.requests, what="the first request")
-        feedback = self.service.reports[0]
-        self.assertEqual(["0", "0", "0"], [host.do(word) for word in ("heartbeat", "capture", "shutdown")])
-        self.assertFalse(feedback.committed)
-        wait_for(lambda: feedback.committed, what="the commit of the feedback")
-        self.assertEqual("background", self.feedback_title(feedback))
+        for attempt in range(5):
+            host = self.host(upload_policy=1)
+            self.assertEqual("0", host.do("post_in_background"))
+            feedback = wait_for(lambda number=attempt: self.feedbacks()[number:], what="the first request")[0]
+            self.assertEqual(["0", "0", "0"], [host.do(word) for word in ("heartbeat", "capture", "shutdown")])
+            were_first = not feedback.committed
+            wait_for(lambda report=feedback: report.committed, what="the commit of the feedback")
+            self.assertEqual("background", self.feedback_title(feedback))
+            if were_first:
+                return
+        self.fail("the post came first each time")
 
     def test_post_of_a_host_that_is_killed_waits_for_the_next(self):
         """Its record is there before the first call; while the host lives nobody else takes it for pending."""
@@ -294,6 +259,9 @@ class OwnReportsTest(RoadTest):
     def feedback_title(report):
         with zipfile.ZipFile(report.archive_path) as opened:
             return json.loads(opened.read("feedback.json"))["title"]
+
+    def feedbacks(self):
+        return [report for report in self.service.reports if report.query.get("first", {}).get("crashTypeId") == "36"]
 
     def test_examples(self):
         store = windows_path(self.store)

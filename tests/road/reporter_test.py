@@ -5,20 +5,15 @@ import signal
 import subprocess
 import unittest
 
-from harness import BIN, BUILD, RECORD, SERVICE_PORT, RoadTest, processes, wait_for, windows_path, wine
+from harness import BIN, RECORD, SERVICE_PORT, ServiceTest, processes, wait_for, windows_path, wine
 
 from dialog_driver import (CLOSE, DESCRIPTION, DETAILS, EMAIL, FILES_LABEL, HEADING, MESSAGE, PATIENCE, SEND, SUPPORT,
                            TRY_AGAIN, DialogDriver, windows)
-from service import CrashService
 
 
-class ReporterTest(DialogDriver, RoadTest):
+class ReporterTest(DialogDriver, ServiceTest):
     def setUp(self):
         super().setUp()
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
-                                    certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
         self.addCleanup(self.end_reporters)
 
     def reporters(self):

@@ -6,21 +6,13 @@ import shutil
 import subprocess
 import unittest
 
-from harness import BIN, BUILD, RECORD, SERVICE_PORT, RoadTest, wait_for, windows_path, wine
-
-from service import CrashService
+from harness import BIN, RECORD, ServiceTest, wait_for, windows_path, wine
 
 SECRETS = {name: f"secret-of-{name}" for name in
            ("key", "user", "email", "notes", "user_description", "environment")}
 
 
-class SecurityTest(RoadTest):
-    def setUp(self):
-        super().setUp()
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT, certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
-
+class SecurityTest(ServiceTest):
     def logs(self):
         return "".join(path.read_text("utf-8") for path in self.store.rglob("Wrenfall.log"))
 

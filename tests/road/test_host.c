@@ -222,8 +222,8 @@ static void post_in_background(void) {
   answer(thread == NULL);
 }
 
-/* "report" and then: new FORMAT, platform, exception, register, thread, frame, module, attachment,
- * many, free */
+/* "report" and then: new FORMAT, platform, exception, register, thread, frame, module,
+ * attachment */
 static void edit_report(char** word, int count) {
   const char* const what = count > 0 ? word[0] : "";
   const char* text[7] = {NULL, NULL, NULL, NULL, NULL, NULL, NULL};
@@ -233,9 +233,6 @@ static void edit_report(char** word, int count) {
   if (strcmp(what, "new") == 0) {
     wrenfall_report_free(report);
     report = wrenfall_report_new((uint32_t)atoi(text[0]));
-  } else if (strcmp(what, "free") == 0) {
-    wrenfall_report_free(report);
-    report = NULL;
   } else if (strcmp(what, "platform") == 0) {
     wrenfall_report_set_platform(report, text[0], text[1]);
   } else if (strcmp(what, "exception") == 0) {

@@ -9,8 +9,6 @@ import unittest
 
 from harness import BIN, ROOT, RoadTest, processes, wait_for, windows_path, wine
 
-import minidump  # of the crash service
-
 KEY = (r"HKLM\SOFTWARE\Microsoft\Windows\Windows Error Reporting"
        r"\RuntimeExceptionHelperModules")
 NO_CLAIM, CLAIMED, E_FAIL = "0x00000000 0", "0x80004005 1", "0x80004005"
@@ -109,7 +107,7 @@ class HelperTest(RoadTest):
                 expected = {"reportKind": "crash", "signalOrExceptionCode": f"0x{code:08X}", "processId": pid,
                             "user": "Jürgen", "notes": "set while it ran", "attachments": ["notes ü.txt"]}
                 self.assertEqual(expected, {key: record[key] for key in expected})
-                dump = minidump.Minidump((folder / record["dumpFile"]).read_bytes())
+                dump = self.dump(folder)
                 self.assertEqual(code, dump.exception_code)
                 self.assertIn("Wrenfall.dll", " ".join(dump.module_names))
                 shutil.rmtree(folder)
