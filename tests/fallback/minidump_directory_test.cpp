@@ -1,54 +1,14 @@
-#include "handler/annotation_stream.h"
+#include "handler/minidump_directory.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
 #include <vector>
-
-#include "dump_reader.h"
-#include "handler/minidump_directory.h"
 
 namespace {
 
 using namespace crashpad::internal;
-
-TEST(AnnotationStream, ReadsBackAtAnyOffset) {
-  AnnotationStreamContent content;
-  for (size_t i = 0; i < 16; ++i) content.report_id[i] = static_cast<uint8_t>(i + 1);
-  const std::string binary("a\0b", 3);
-  const Pairs start_up = {{"key", "value"}, {"", ""}, {"utf-8", "gr\xC3\xBC\xC3\x9F"}};
-  const std::vector<LiveAnnotation> live = {{"newest", 1, "x"}, {"oldest", 0x8001, binary}};
-  const struct {
-    const char* what;
-    Pairs start_up;
-    std::vector<LiveAnnotation> live;
-  } cases[] = {{"both", start_up, live},
-               {"start-up only", start_up, {}},
-               {"live only", {}, live},
-               {"none", {}, {}}};
-  for (const auto& test : cases) {
-    content.start_up = test.start_up;
-    content.live = test.live;
-    const size_t size = build_annotation_stream(content, 0).size();
-    for (const uint32_t offset : {0u, 32u, 70001u}) {
-      SCOPED_TRACE(std::string(test.what) + " at " + std::to_string(offset));
-      const Bytes stream = build_annotation_stream(content, offset);
-      EXPECT_EQ(stream.size(), size);
-      Bytes file(offset, 0xEE);
-      file.insert(file.end(), stream.begin(), stream.end());
-      const AnnotationContent read =
-          parse_annotation_stream(file, offset, kAnnotationStreamHeaderSize);
-      EXPECT_EQ(read.report_id, Bytes(content.report_id.begin(), content.report_id.end()));
-      EXPECT_EQ(read.start_up, test.start_up);
-      ASSERT_EQ(read.live.size(), test.live.size());
-      for (size_t i = 0; i < read.live.size(); ++i) {
-        EXPECT_EQ(read.live[i], std::make_pair(test.live[i].name, test.live[i].value));
-        EXPECT_EQ(read.live_types[i], test.live[i].type);
-      }
-    }
-  }
-}
+using Bytes = std::vector<uint8_t>;
 
 // A dump of two streams: a memory list with one range of 100 bytes, a 64-bit one with two of 50.
 Bytes dump_with_memory() {
