@@ -11,7 +11,6 @@
 #include "support/logger.h"
 #include "support/win_handle.h"
 #include "tests/support/temp_dir.h"
-#include "tests/support/zip_reader.h"
 #include "upload/report_archive.h"
 
 namespace wrenfall {
@@ -95,18 +94,6 @@ TEST(FilesWin, LoggersShareAFile) {
   EXPECT_LE(lines, 2 * kLines);
 }
 
-TEST(FilesWin, ArchiveOrderIsThatOfUtf16) {
-  const TempDir dir;
-  // By UTF-8 the last two would stand the other way round.
-  const std::string names[] = {"B", "a", "é", "😀", "～"};
-  for (const std::string& name : names) put_file(dir / utf8_to_path(name), "x");
-  ASSERT_TRUE(write_report_archive(dir.path(), dir / "a.zip", {"a.zip"}));
-  const auto entries = read_zip(file_text(dir / "a.zip"));
-  ASSERT_TRUE(entries);
-  ASSERT_EQ(entries->size(), std::size(names));
-  for (size_t i = 0; i < std::size(names); ++i) EXPECT_EQ((*entries)[i].name, names[i]);
-}
-
 TEST(FilesWin, ReadingWaitsForWhoHoldsTheFileForAMoment) {
   const TempDir dir;
   put_file(dir / "f", "x");
@@ -142,21 +129,6 @@ TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
   SetFileAttributesW((read_only / "sub" / "file").c_str(), FILE_ATTRIBUTE_READONLY);
   EXPECT_TRUE(remove_folder(read_only));
   EXPECT_FALSE(path_exists(read_only));
-}
-
-TEST(FilesWin, Md5OfFilesAroundTheReadSize) {
-  const TempDir dir;
-  std::string bytes(40000, '\0');
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + 3);
-  const std::pair<size_t, const char*> cases[] = {{0, "d41d8cd98f00b204e9800998ecf8427e"},
-                                                  {16384, "239c55b0c6dcac81344234ca75b93e54"},
-                                                  {16385, "24f56994f6cb15127416e68eeba1402c"},
-                                                  {40000, "18b0899f31c3d879c3457a4e7e82e51e"}};
-  for (const auto& [size, digest] : cases) {
-    put_file(dir / "f", bytes.substr(0, size));
-    EXPECT_EQ(md5_file_hex(dir / "f"), digest) << size;
-  }
-  EXPECT_EQ(md5_file_hex(dir / "missing"), "");
 }
 
 }  // namespace

@@ -5,22 +5,6 @@
 namespace wrenfall {
 namespace {
 
-TEST(TextWin, ConvertsBothWays) {
-  const std::pair<std::string, std::wstring> cases[] = {
-      {"", L""},
-      {"plain", L"plain"},
-      {"é試", L"\u00E9\u8A66"},
-      {"😀", L"\xD83D\xDE00"},
-      {std::string("a\0b", 3), std::wstring(L"a\0b", 3)}};
-  for (const auto& [text, wide] : cases) {
-    EXPECT_EQ(utf8_to_wide(text), wide) << text;
-    EXPECT_EQ(wide_to_utf8(wide), text);
-    EXPECT_EQ(path_to_utf8(utf8_to_path(text)), text);
-  }
-  const std::string large(100000, 'x');
-  EXPECT_EQ(wide_to_utf8(utf8_to_wide(large)), large);
-}
-
 TEST(TextWin, BadSequencesAreReplaced) {
   // One replacement at least, and what stands around it stays. How many the system writes for one
   // sequence is its own.
