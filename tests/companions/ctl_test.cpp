@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "ctl/ctl_options.h"
-#include "ctl/ctl_output.h"
 #include "ctl/log_tail.h"
 #include "ctl/output_text.h"
 #include "ctl/progress_text.h"
@@ -58,33 +57,6 @@ TEST(CtlOptions, Commands) {
   }
 }
 
-TEST(OutputText, HoldsNoCharacterThatMovesTheTerminal) {
-  const struct {
-    std::string text;
-    const char* shown;
-  } rows[] = {
-      {"plain \xC3\xBC \xE2\x82\xAC \xF0\x9F\x98\x80",
-       "plain \xC3\xBC \xE2\x82\xAC \xF0\x9F\x98\x80"},
-      {"\x1B[2J", "\\u001b[2J"},
-      {"a\r\nb\tc\x7F", "a\\u000d\\u000ab\\u0009c\\u007f"},
-      {"\xC2\x9B"
-       "31m\xC2\xA0",
-       "\\u009b31m\xC2\xA0"},
-      {"\xE2\x80\xAE"
-       "abc\xE2\x81\xA9",
-       "\\u202eabc\\u2069"},
-      {"bad \xFF\xC3", "bad \xEF\xBF\xBD\xEF\xBF\xBD"},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(shown(row.text), row.shown);
-    const std::string line = json_line({{"k", row.text}});
-    EXPECT_EQ(line.find_first_of("\x1B\x7F\r\t"), std::string::npos) << line;
-    EXPECT_EQ(line.find("\xC2\x9B"), std::string::npos) << line;
-    // It still says what it said.
-    EXPECT_EQ(shown(nlohmann::json::parse(line)["k"].get<std::string>()), row.shown);
-  }
-}
-
 TEST(OutputText, Tables) {
   EXPECT_EQ(table({{"A", "BB", "C"}, {"\xC3\xBC\xC3\xBC", "b", "c"}, {"x"}}),
             "A   BB  C\n\xC3\xBC\xC3\xBC  b   c\nx\n");
@@ -102,26 +74,6 @@ TEST(ProgressText, SpeaksInSteps) {
   EXPECT_EQ(console.update("r", 0, 0), "\rr: 100 % of 0 bytes (0 bytes)   \n");
   EXPECT_EQ(console.update("r", 1, ~uint64_t{0}), "\rr: 0 % of 16777216.0 TB (1 bytes)   ");
   EXPECT_EQ(console.update("r", 2, ~uint64_t{0}), "");
-}
-
-TEST(LogTail, TakesLinesApart) {
-  const struct {
-    const char* line;
-    LogLine parts;
-  } rows[] = {
-      {"[2026-01-31 23:59:59] [12] WARN a [b] c", {"2026-01-31 23:59:59", "12", "WARN", "a [b] c"}},
-      {"[t] [1] INFO \r", {"t", "1", "INFO", ""}},
-      {"[t] [1] SHOUT x", {"", "", "", "[t] [1] SHOUT x"}},
-      {"[t] no", {"", "", "", "[t] no"}},
-      {"", {}},
-  };
-  for (const auto& row : rows) {
-    const LogLine parts = parse_log_line(row.line);
-    EXPECT_EQ(parts.time, row.parts.time) << row.line;
-    EXPECT_EQ(parts.pid, row.parts.pid) << row.line;
-    EXPECT_EQ(parts.level, row.parts.level) << row.line;
-    EXPECT_EQ(parts.message, row.parts.message) << row.line;
-  }
 }
 
 TEST(LogTail, FindsTheLastLines) {
@@ -162,36 +114,6 @@ TEST(LogTail, PutsPiecesTogether) {
   }
   EXPECT_EQ(lengths, (std::vector<size_t>{65536, 65536}));
   EXPECT_EQ(splitter.rest().size(), 160000u - 2 * 65536);
-}
-
-ActionOutcome outcome_of(const char* name, wrenfall_result result, int32_t http, bool kept) {
-  ActionOutcome outcome;
-  outcome.folder = name;
-  outcome.upload.result = result;
-  outcome.upload.httpStatus = http;
-  outcome.kept = kept;
-  return outcome;
-}
-
-TEST(CtlOutput, TheExitCodeIsTheFirstFailure) {
-  const auto good = outcome_of("a", WRENFALL_OK, 200, false);
-  const auto rejected = outcome_of("b", WRENFALL_ERROR_REJECTED, 429, false);
-  const auto down = outcome_of("c", WRENFALL_ERROR_SERVICE, 503, true);
-  EXPECT_EQ(result_of({}), WRENFALL_OK);
-  EXPECT_EQ(result_of({good, good}), WRENFALL_OK);
-  EXPECT_EQ(result_of({good, rejected, down}), WRENFALL_ERROR_REJECTED);
-  EXPECT_EQ(result_of({down, rejected}), WRENFALL_ERROR_SERVICE);
-}
-
-TEST(CtlOutput, SaysWhetherAReportIsKept) {
-  for (const wrenfall_result result :
-       {WRENFALL_ERROR_INVALID_ARGUMENT, WRENFALL_ERROR_FILE, WRENFALL_ERROR_TRANSPORT,
-        WRENFALL_ERROR_SERVICE, WRENFALL_ERROR_REJECTED}) {
-    const std::string deleted = advice_after_send(outcome_of("r", result, 0, false));
-    const std::string kept = advice_after_send(outcome_of("r", result, 503, true));
-    EXPECT_NE(deleted.find("was deleted"), std::string::npos) << deleted;
-    EXPECT_NE(kept.find("is kept"), std::string::npos) << kept;
-  }
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include "reporter/file_listing.h"
 #include "reporter/outcome_text.h"
 #include "reporter/theme.h"
-#include "temporary_folder.h"
+#include "tests/support/temp_dir.h"
 
 namespace wrenfall {
 namespace {
@@ -139,7 +139,7 @@ TEST(FieldText, IsCutBetweenCharactersAndKeepsItsLines) {
 }
 
 TEST(FileListing, HoldsWhatIsSentWithReadableSizes) {
-  const TemporaryFolder folder;
+  const TempDir folder;
   for (const char* name :
        {"b.txt", "WrenfallCrashData.json", "result.json", "WrenfallCrash.zip", "ü.dmp"}) {
     folder.add(name, "12345");
@@ -210,7 +210,7 @@ TEST(ThemeLogo, IsTakenWhenItsImagesAreSmall) {
 }
 
 TEST(Theme, LeavesAloneWhatIsNotThereOrTooLarge) {
-  const TemporaryFolder folder;
+  const TempDir folder;
   Logger logger(folder.path() / "log");
   EXPECT_EQ(load_theme_texts("", logger)[Text::kSend], DialogTexts()[Text::kSend]);
   EXPECT_TRUE(find_theme_logo(folder.path() / "none", logger).empty());

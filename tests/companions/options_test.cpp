@@ -9,20 +9,6 @@ namespace {
 using MonitorRequest = MonitorOptions::Request;
 using ReporterRequest = ReporterOptions::Request;
 
-TEST(MonitorOptions, TakesWhatItNeedsFromTheHandlersArguments) {
-  const MonitorOptions options = parse_monitor_options(
-      {"--database=C:\\st ore\\crashpad", "--metrics-dir=C:\\m",
-       "--annotation=wrenfall.store=C:\\st ore", "--annotation=wrenfall.reporter=C:\\r=1.exe",
-       "--annotation=wrenfall.session=42-130000000000000000", "--annotation=prod=App",
-       "--annotation=odd", "--no-rate-limit", "--initial-client-data=0x1,0x2"});
-  EXPECT_EQ(options.request, MonitorRequest::kMonitor);
-  EXPECT_EQ(options.database, "C:\\st ore\\crashpad");
-  EXPECT_EQ(options.store, "C:\\st ore");
-  EXPECT_EQ(options.reporter, "C:\\r=1.exe");
-  EXPECT_EQ(options.session.process_id, 42u);
-  EXPECT_EQ(options.session.start_time, 130000000000000000u);
-}
-
 TEST(MonitorOptions, RefusesIncompleteArguments) {
   const std::string database = "--database=d";
   const std::string store = "--annotation=wrenfall.store=s";

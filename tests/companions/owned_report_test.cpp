@@ -5,58 +5,34 @@
 #include "report/report_result.h"
 #include "support/files.h"
 #include "support/process.h"
-#include "temporary_folder.h"
+#include "tests/support/fake_http_client.h"
+#include "tests/support/temp_dir.h"
 
 namespace wrenfall {
 namespace {
 
-// Answers every request with one status, and looks at the record while a request runs.
-class OneAnswer : public HttpClient {
- public:
-  OneAnswer(int32_t status, std::string body, std::filesystem::path folder)
-      : status_(status), body_(std::move(body)), folder_(std::move(folder)) {}
-
-  HttpResponse request(const std::string&, const std::string&, const HttpHeaders&,
-                       const std::string&) override {
-    CrashData record;
-    if (load(folder_, record)) owner_seen_ = record.ownerPid;
-    HttpResponse response;
-    response.result = WRENFALL_OK;
-    response.status = status_;
-    response.body = body_;
-    return response;
-  }
-  HttpResponse request_file(const std::string& method, const std::string& url,
-                            const HttpHeaders& headers, const std::filesystem::path&) override {
-    return request(method, url, headers, "");
-  }
-
-  uint64_t owner_seen_ = 0;
-
- private:
-  const int32_t status_;
-  const std::string body_;
-  const std::filesystem::path folder_;
-};
-
 TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
-  constexpr char kSuccess[] = R"({"status":"success","url":"https://127.0.0.1/x","crashId":7})";
+  const HttpResponse located = answer(200, R"({"status":"success","url":"https://127.0.0.1/x"})");
   const struct {
-    int32_t status;
-    const char* body;
+    std::vector<HttpResponse> answers;
     wrenfall_result result;
     bool kept;
     const char* log;
   } rows[] = {
-      {200, kSuccess, WRENFALL_OK, false, "Report sent"},
-      {503, "", WRENFALL_ERROR_SERVICE, true, "Incremented retry count to 1"},
-      {400, "", WRENFALL_ERROR_REJECTED, false, "Permanent HTTP error 400"},
+      {{located, answer(200, ""), answer(200, R"({"status":"success"})")},
+       WRENFALL_OK,
+       false,
+       "Report sent"},
+      {{answer(503, "")}, WRENFALL_ERROR_SERVICE, true, "Incremented retry count to 1"},
+      {{located, answer(404, "")}, WRENFALL_ERROR_SERVICE, false, "Permanent HTTP error 404"},
       // An id that is no number leaves the upload as an exception, which becomes a result.
-      {200, R"({"status":"success","url":"u","crashId":"x"})", WRENFALL_ERROR_SERVICE, false,
+      {{located, answer(200, ""), answer(200, R"({"status":"success","crashId":"x"})")},
+       WRENFALL_ERROR_SERVICE,
+       false,
        "Permanent HTTP error 200"},
   };
   for (const auto& row : rows) {
-    const TemporaryFolder store;
+    const TempDir store;
     const std::filesystem::path folder = store.path() / utf8_to_path("r\xC3\xA9port 1");
     Logger logger(store.path() / "Wrenfall.log");
     CrashData record;
@@ -64,18 +40,25 @@ TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
     record.ownerPid = 4;  // as if another process had it
     ASSERT_TRUE(save(folder, record));
 
-    OneAnswer http(row.status, row.body, folder);
+    uint64_t owner_seen = 0;
+    FakeHttpClient http(row.answers, [&] {
+      CrashData seen;
+      if (load(folder, seen)) owner_seen = seen.ownerPid;
+    });
     {
       auto report = OwnedReport::take(folder, logger);
       ASSERT_TRUE(report.has_value());
       const SendOutcome outcome = report->send(&http);
-      EXPECT_EQ(outcome.upload.result, row.result) << row.status;
-      EXPECT_EQ(outcome.kept, row.kept) << row.status;
+      EXPECT_EQ(outcome.upload.result, row.result) << row.log;
+      EXPECT_EQ(outcome.kept, row.kept) << row.log;
     }
-    EXPECT_EQ(http.owner_seen_, current_process_id()) << row.status;
-    EXPECT_EQ(path_exists(folder), row.kept) << row.status;
-    EXPECT_NE(file_text(store.path() / "Wrenfall.log").find(row.log), std::string::npos)
-        << row.status << file_text(store.path() / "Wrenfall.log");
+    EXPECT_EQ(owner_seen, current_process_id()) << row.log;
+    EXPECT_EQ(path_exists(folder), row.kept) << row.log;
+    const std::string log = file_text(store.path() / "Wrenfall.log");
+    EXPECT_NE(log.find(row.log), std::string::npos) << log;
+    EXPECT_EQ(log.find("Permanent HTTP error") == std::string::npos,
+              row.kept || row.result == WRENFALL_OK)
+        << log;
     if (row.kept) {
       ASSERT_TRUE(load(folder, record));
       EXPECT_EQ(record.ownerPid, 0u);
@@ -85,7 +68,7 @@ TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
 }
 
 TEST(OwnedReport, SavesWhatFitsAndNeverMakesAFolderAnew) {
-  const TemporaryFolder store;
+  const TempDir store;
   const std::filesystem::path folder = store.path() / "r";
   Logger logger(store.path() / "Wrenfall.log");
   EXPECT_FALSE(OwnedReport::take(folder, logger).has_value());

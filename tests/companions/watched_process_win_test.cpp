@@ -6,10 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "minidump_builder.h"
-#include "monitor/dump_collector.h"
 #include "support/win_handle.h"
-#include "temporary_folder.h"
 
 namespace wrenfall {
 namespace {
@@ -87,42 +84,6 @@ TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   EXPECT_FALSE(resume_frozen_session(earlier));
   EXPECT_TRUE(resume_frozen_session(process.session()));
   EXPECT_EQ(process.exit_code(10000), 0u);
-}
-
-TEST(WatchedProcess, EndsAfterItsHangIsReportedWhenThePolicySaysSo) {
-  const struct {
-    const char* kind;
-    const char* hang_policy;
-    DWORD exit_code;
-  } rows[] = {
-      {"hang", "report", STILL_ACTIVE},
-      {"crash", "terminate", STILL_ACTIVE},
-      {"hang", "terminate", 1},
-  };
-  for (const auto& row : rows) {
-    const SuspendedProcess process;
-    const TemporaryFolder store;
-    Logger logger(store.path() / "Wrenfall.log");
-    MinidumpBuilder builder;
-    builder.startup = {{"wrenfall.session", process.session().text()},
-                       {"wrenfall.policy", "quiet"}};
-    builder.live = {{"wrenfall.reportKind", row.kind}, {"wrenfall.hangPolicy", row.hang_policy}};
-    store.add("reports/x.dmp", builder.build());
-    // The process is ended before the reporter takes its time.
-    bool running_when_handed_on = false;
-    DumpCollector collecting(
-        {store.path() / "reports", store.path()}, process.session(),
-        [&](const std::filesystem::path& folder) {
-          CrashData record;
-          EXPECT_TRUE(load(folder, record));
-          running_when_handed_on = process.exit_code(100) == STILL_ACTIVE;
-          return true;
-        },
-        logger);
-    collecting.collect();
-    EXPECT_EQ(process.exit_code(100), row.exit_code) << row.kind << " " << row.hang_policy;
-    EXPECT_EQ(running_when_handed_on, row.exit_code == STILL_ACTIVE) << row.kind;
-  }
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <fstream>
 #include <iterator>
 
 #include "support/files.h"
-#include "tests/native/file_descriptor_posix.h"
 
 namespace wrenfall {
 
@@ -63,9 +61,8 @@ bool replace_file(const fs::path& from, const fs::path& to) {
 }
 
 bool append_to_file(const fs::path& path, std::string_view bytes) {
-  const ScopedDescriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
-  return file &&
-         write(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+  std::ofstream stream(path, std::ios::binary | std::ios::app);
+  return stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush().good();
 }
 
 std::FILE* open_for_writing(const fs::path& path) { return std::fopen(path.c_str(), "wb"); }

@@ -1,14 +1,8 @@
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <chrono>
-#include <string>
-#include <thread>
-
 #include "report/folder_claim.h"
-#include "tests/native/file_descriptor_posix.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <set>
 
 namespace wrenfall {
 
@@ -16,56 +10,43 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string claim_file(const fs::path& folder) {
-  std::error_code error;
-  const fs::path absolute = fs::weakly_canonical(folder, error);
-  const fs::path& path = error ? folder : absolute;
-  return (path.has_filename() ? path : path.parent_path()).native() + ".sending";
-}
+// What this process's threads have claimed: no test has the store to share with another process.
+std::mutex claims_mutex;
+std::condition_variable claims_changed;
+std::set<fs::path> claims;
 
-bool is_still_named(int descriptor, const std::string& path) {
-  struct stat held {};
-  struct stat named {};
-  return fstat(descriptor, &held) == 0 && stat(path.c_str(), &named) == 0 &&
-         held.st_ino == named.st_ino;
+fs::path plain_path(const fs::path& folder) {
+  const fs::path plain = fs::absolute(folder).lexically_normal();
+  return plain.has_filename() ? plain : plain.parent_path();
 }
 
 }  // namespace
 
 struct FolderClaim::Lock {
-  std::string path;
-  ScopedDescriptor file;
+  fs::path folder;
 
-  explicit Lock(std::string claimed) : path(std::move(claimed)) {}
   ~Lock() {
-    if (file) unlink(path.c_str());
-  }
-
-  // False while somebody else holds the claim.
-  bool take() {
-    for (;;) {
-      ScopedDescriptor opened(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
-      if (!opened) return true;
-      if (flock(opened.get(), LOCK_EX | LOCK_NB) != 0) return false;
-      // The holder before may have removed the file in the meantime.
-      if (!is_still_named(opened.get(), path)) continue;
-      file = std::move(opened);
-      return true;
-    }
+    const std::lock_guard<std::mutex> lock(claims_mutex);
+    claims.erase(folder);
+    claims_changed.notify_all();
   }
 };
 
 FolderClaim::FolderClaim() = default;
 
-FolderClaim::FolderClaim(const fs::path& folder)
-    : lock_(std::make_unique<Lock>(claim_file(folder))) {
-  while (!lock_->take()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+FolderClaim::FolderClaim(const fs::path& folder) {
+  std::unique_lock<std::mutex> lock(claims_mutex);
+  const fs::path claimed = plain_path(folder);
+  claims_changed.wait(lock, [&claimed] { return claims.insert(claimed).second; });
+  lock_.reset(new Lock{claimed});
 }
 
 std::optional<FolderClaim> FolderClaim::try_take(const fs::path& folder) {
+  const std::lock_guard<std::mutex> lock(claims_mutex);
+  const fs::path claimed = plain_path(folder);
+  if (!claims.insert(claimed).second) return std::nullopt;
   FolderClaim claim;
-  claim.lock_ = std::make_unique<Lock>(claim_file(folder));
-  if (!claim.lock_->take()) return std::nullopt;
+  claim.lock_.reset(new Lock{claimed});
   return claim;
 }
 

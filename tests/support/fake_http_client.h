@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "tests/support/temp_dir.h"
 #include "upload/http_client.h"
 
 namespace wrenfall {
@@ -21,40 +21,29 @@ inline HttpResponse no_answer(std::string error) {
   return {WRENFALL_ERROR_TRANSPORT, 0, "", std::move(error)};
 }
 
-// Gives the scripted answers one after the other and keeps what it was asked.
+// Gives the scripted answers one after the other, and may be looked in upon by the test meanwhile.
 class FakeHttpClient : public HttpClient {
  public:
-  struct Request {
-    std::string method;
-    std::string url;
-    HttpHeaders headers;
-    std::string body;            // for a file body, the file's bytes at the time of the request
-    std::filesystem::path file;  // empty for a body in memory
-  };
+  explicit FakeHttpClient(
+      std::vector<HttpResponse> answers, std::function<void()> look = [] {})
+      : answers_(std::move(answers)), look_(std::move(look)) {}
 
-  explicit FakeHttpClient(std::vector<HttpResponse> answers) : answers_(std::move(answers)) {}
-
-  HttpResponse request(const std::string& method, const std::string& url,
-                       const HttpHeaders& headers, const std::string& body) override {
-    return take({method, url, headers, body, {}});
-  }
-  HttpResponse request_file(const std::string& method, const std::string& url,
-                            const HttpHeaders& headers,
-                            const std::filesystem::path& file_path) override {
-    return take({method, url, headers, file_text(file_path), file_path});
-  }
-
-  std::vector<Request> requests;
-
- private:
-  HttpResponse take(Request request) {
-    requests.push_back(std::move(request));
-    if (requests.size() <= answers_.size()) return answers_[requests.size() - 1];
-    ADD_FAILURE() << "unexpected request: " << requests.back().method << " " << requests.back().url;
+  HttpResponse request(const std::string& method, const std::string& url, const HttpHeaders&,
+                       const std::string&) override {
+    look_();
+    if (made_ < answers_.size()) return answers_[made_++];
+    ADD_FAILURE() << "unexpected request: " << method << " " << url;
     return no_answer("no answer is scripted");
   }
+  HttpResponse request_file(const std::string& method, const std::string& url,
+                            const HttpHeaders& headers, const std::filesystem::path&) override {
+    return request(method, url, headers, "");
+  }
 
+ private:
   const std::vector<HttpResponse> answers_;
+  const std::function<void()> look_;
+  size_t made_ = 0;
 };
 
 }  // namespace wrenfall

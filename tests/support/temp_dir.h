@@ -11,6 +11,12 @@
 
 namespace wrenfall {
 
+// Plain file access that does not go through the code under test. Parent folders are made.
+inline void put_file(const std::filesystem::path& path, const std::string& bytes) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
 // A folder of the test's own under the system's temporary folder, deleted with its contents at the
 // end. Its name has blanks and letters that no single code page holds, so that every test is one of
 // paths as well.
@@ -36,15 +42,16 @@ class TempDir {
     return path_ / name;
   }
 
+  // Writes a file below the folder and returns its path.
+  std::filesystem::path add(const std::string& name, const std::string& bytes) const {
+    const std::filesystem::path file = path_ / utf8_to_path(name);
+    put_file(file, bytes);
+    return file;
+  }
+
  private:
   const std::filesystem::path path_;
 };
-
-// Plain file access that does not go through the code under test. Parent folders are made.
-inline void put_file(const std::filesystem::path& path, const std::string& bytes) {
-  std::filesystem::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 // "<missing>" when there is no such file.
 inline std::string file_text(const std::filesystem::path& path) {

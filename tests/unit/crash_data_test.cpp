@@ -72,16 +72,6 @@ void expect_equal(const CrashData& a, const CrashData& b) {
   EXPECT_EQ(a.processId, b.processId);
 }
 
-TEST(CrashData, SurvivesSavingAndLoading) {
-  const TempDir dir;
-  for (const CrashData& saved : {full_record(), CrashData()}) {
-    ASSERT_TRUE(save(dir / "report", saved));
-    CrashData loaded = full_record();
-    ASSERT_TRUE(load(dir / "report", loaded));
-    expect_equal(loaded, saved);
-  }
-}
-
 TEST(CrashData, TextHasEveryMemberSortedAndIndented) {
   CrashData data;
   std::map<std::string, std::string> members = {
@@ -108,6 +98,9 @@ TEST(CrashData, TextHasEveryMemberSortedAndIndented) {
   const TempDir dir;
   ASSERT_TRUE(save(dir.path(), data));
   EXPECT_EQ(file_text(dir / "WrenfallCrashData.json"), expected + "\n}");
+  CrashData loaded = full_record();
+  ASSERT_TRUE(load(dir.path(), loaded));
+  expect_equal(loaded, data);
 }
 
 TEST(CrashData, QuietModeFollowsThePolicyAlone) {
@@ -166,19 +159,6 @@ TEST(CrashData, MistypedMembersKeepTheirDefaults) {
     CrashData data = full_record();
     ASSERT_TRUE(parse(text, data));
     expect_equal(data, expected);
-  }
-}
-
-TEST(CrashData, WhatIsNoObjectLeavesTheRecordAlone) {
-  std::vector<std::string> texts = {
-      "[]", "[{}]", "null", "1", "\"{}\"", "{} {}", "{\"user\":\"x\",}", "// c\n{}", "\xFF"};
-  const std::string whole = serialize(full_record());
-  for (size_t length = 0; length < whole.size(); ++length) texts.push_back(whole.substr(0, length));
-  for (const std::string& text : texts) {
-    CrashData data;
-    data.user = "kept";
-    EXPECT_FALSE(parse(text, data)) << text;
-    EXPECT_EQ(data.user, "kept") << text;
   }
 }
 

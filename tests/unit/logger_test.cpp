@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <sstream>
 #include <stdexcept>
-#include <thread>
 
 #include "support/process.h"
 #include "tests/support/capture_log.h"
@@ -102,44 +100,6 @@ TEST(Logger, StaysUsableAfterAThrowingCallback) {
   // With the mutex still held this would never return.
   logger.info("two");
   EXPECT_NE(file_text(dir / "a.log").find("INFO two\n"), std::string::npos);
-}
-
-TEST(Logger, ThreadsDoNotMixLinesOrEnterTheCallbackTwice) {
-  constexpr int kThreads = 8;
-  constexpr int kLines = 40;
-  const TempDir dir;
-  Lines heard;  // Not guarded: the logger's own mutex has to do.
-  int inside = 0;
-  bool entered_twice = false;
-  Logger logger(dir / "a.log", [&](wrenfall_log_level, const std::string& message) {
-    entered_twice |= ++inside > 1;
-    std::this_thread::yield();
-    heard.push_back(message);
-    --inside;
-  });
-  const auto line = [](int thread, int number) {
-    const std::string tail(500, static_cast<char>('a' + thread));
-    return std::to_string(thread) + " " + std::to_string(number) + " " + tail;
-  };
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&logger, &line, thread] {
-      for (int i = 0; i < kLines; ++i) logger.info("%s", line(thread, i).c_str());
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-
-  EXPECT_FALSE(entered_twice);
-  ASSERT_EQ(heard.size(), size_t{kThreads * kLines});
-  std::istringstream file(file_text(dir / "a.log"));
-  std::vector<int> next(kThreads, 0);
-  for (const std::string& message : heard) {
-    const auto thread = static_cast<size_t>(message[0] - '0');
-    ASSERT_EQ(message, line(message[0] - '0', next[thread]++));
-    std::string written;
-    ASSERT_TRUE(std::getline(file, written));
-    ASSERT_EQ(written.substr(written.find("INFO ")), "INFO " + message);
-  }
 }
 
 }  // namespace

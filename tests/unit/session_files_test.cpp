@@ -9,39 +9,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(SessionFiles, HaveThisNameAndText) {
-  const TempDir dir;
-  const SessionTag tag{1234, 133500000000000007u};
-  const fs::path path = dir.path() / "sessions" / "1234-133500000000000007.json";
-  const std::vector<std::string> attachments = {"C:\\z", "é 試", "a"};
-  ASSERT_TRUE(write_session(dir.path(), {tag, attachments}));
-  EXPECT_EQ(file_text(path),
-            R"({"attachments":["C:\\z","é 試","a"],"pid":1234,"startTime":133500000000000007})");
-  const auto read = read_session(path);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(read->session.text(), tag.text());
-  EXPECT_EQ(read->attachments, attachments);
-
-  ASSERT_TRUE(write_session(dir.path(), {tag, {}}));
-  EXPECT_EQ(file_text(path), R"({"attachments":[],"pid":1234,"startTime":133500000000000007})");
-  remove_session(dir.path(), {1234, 0});
-  EXPECT_TRUE(fs::exists(path)) << "another session's file was removed";
-  remove_session(dir.path(), tag);
-  EXPECT_FALSE(fs::exists(path));
-}
-
-TEST(SessionFiles, ParseTakesOnlySessions) {
-  for (const char* text :
-       {R"({"pid":"7"})", R"({"pid":-7})", R"({"startTime":8})", "{}", "[7]", "", R"({"pid":7)"}) {
-    EXPECT_FALSE(parse_session(text)) << text;
-  }
-  const auto odd = parse_session(
-      R"({"pid":18446744073709551615,"startTime":"8","attachments":["a",1,null,"b"]})");
-  ASSERT_TRUE(odd);
-  EXPECT_EQ(odd->session.text(), "18446744073709551615-0");
-  EXPECT_EQ(odd->attachments, (std::vector<std::string>{"a", "b"}));
-}
-
 TEST(SessionFiles, SweepLeavesWhatRunningProcessesOwn) {
   const TempDir dir;
   sweep_sessions(dir.path());
