@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
 #include "report/report_result.h"
+#include "report/report_store.h"
 #include "support/files.h"
 #include "support/process.h"
 #include "tests/support/fake_http_client.h"
@@ -10,6 +13,19 @@
 
 namespace wrenfall {
 namespace {
+
+TEST(OwnedReport, MissingMemoryIsNoVerdictOnTheReport) {
+  const TempDir store;
+  const std::filesystem::path folder = store.path() / "report";
+  Logger logger(store.path() / "Wrenfall.log");
+  CrashData record;
+  record.database = record.appName = record.appVersion = record.crashTypeId = "1";
+  ASSERT_TRUE(save(folder, record));
+  FakeHttpClient http({}, [] { throw std::bad_alloc(); });
+  const SendOutcome outcome = OwnedReport::take(folder, logger)->send(&http);
+  EXPECT_EQ(outcome.upload.result, WRENFALL_ERROR_FILE);
+  EXPECT_EQ(report_state(folder, record), ReportState::kPending);
+}
 
 TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
   const HttpResponse located = answer(200, R"({"status":"success","url":"https://127.0.0.1/x"})");

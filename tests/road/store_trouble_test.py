@@ -297,13 +297,12 @@ class StoreTrouble(RoadTest):
         self.assertEqual(["n" * 255], self.pending(host))
         self.assertEqual((0, 200), self.send(host, folder))
         # Attachments of one long name, which a number must not make too long.
-        paths = []
         for number in range(3):
             path = self.folder / str(number) / ("a" * 251 + ".txt")
             path.parent.mkdir()
             path.write_text(str(number))
-            paths.append(windows_path(path))
-        self.assertEqual("0 0 0 0 0 -", host.do("post", "feedback", "title", "text", *paths))
+            self.assertEqual("0", host.do("add_attachment", windows_path(path)))
+        host.do("capture")
         folder = self.only_report()
         names = self.record(folder)["attachments"]
         self.assertEqual(["0", "1", "2"], [(folder / name).read_text() for name in names])

@@ -159,7 +159,8 @@ static void set_and_remove_attributes(int count) {
 static void send_report(const char* folder, const char* user) {
   wrenfall_upload_result outcome;
   wrenfall_result result;
-  memset(&outcome, 0, sizeof outcome);
+  /* A host need set the size alone: every call fills the rest. */
+  memset(&outcome, 0x5A, sizeof outcome);
   outcome.size = sizeof outcome;
   result = wrenfall_send_report(folder, user, NULL, NULL, &outcome);
   printf("%d %d %lld %lld %s\n", (int)result, (int)outcome.http_status, (long long)outcome.crash_id,

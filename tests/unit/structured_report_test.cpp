@@ -19,23 +19,28 @@ TEST(StructuredReport, EmptyXml) {
       "        <threads count=\"0\">\n        </threads>\n    </process>\n</report>\n");
 }
 
-TEST(StructuredReport, SignatureIsOfTheFirstCrashingThread) {
+TEST(StructuredReport, NamesTheFirstCrashingThread) {
   const ReportFrame f{"f", "a", 12, "", 0};
   const ReportFrame g{"g", "", 0xFFFFFFFF, "m", 1};
   const struct {
     std::vector<ReportThread> threads;
-    const char* expected;
+    const char* signature;
+    bool has_function;
   } rows[] = {
-      {{}, ""},
-      {{{"t", false, {f}}}, ""},
-      {{{"t", true, {}}, {"u", true, {f}}}, ""},
-      {{{"t", false, {g}}, {"u", true, {f}}, {"v", true, {g}}}, "f|a|12"},
-      {{{"t", true, {f, g}}}, "f|a|12\ng||-1"},
+      {{}, "", false},
+      {{{"t", false, {f}}}, "", false},
+      // The signature is of the first thread, whether it has frames or not.
+      {{{"t", true, {}}, {"u", true, {f}}}, "", true},
+      {{{"t", false, {g}}, {"u", true, {f}}, {"v", true, {g}}}, "f|a|12", true},
+      {{{"t", true, {f, g}}}, "f|a|12\ng||-1", true},
   };
   for (const auto& row : rows) {
     StructuredReport report;
     report.threads = row.threads;
-    EXPECT_EQ(crash_signature(report), row.expected);
+    EXPECT_EQ(crash_signature(report), row.signature);
+    std::ostringstream xml;
+    write_structured_report_xml(report, xml);
+    EXPECT_EQ(xml.str().find("<func><![CDATA[f]]></func>") != std::string::npos, row.has_function);
   }
 }
 
