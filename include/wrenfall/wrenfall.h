@@ -396,15 +396,15 @@ typedef char wrenfall_upload_result_has_40_bytes[sizeof(wrenfall_upload_result) 
 WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
 
 /*
- * Takes a report of the running process, which goes on afterwards. Blocks until the handler
- * has written the dump; several calls at once take their turns. The monitor makes the report folder from the dump a
- * moment later, and sends it by the upload policy.
+ * Takes a report of the running process, which goes on afterwards. Blocks until the handler has
+ * written the dump; several calls at once take their turns. The monitor makes the report folder
+ * from the dump a moment later, and sends it by the upload policy.
  *
  * The wait ends when the handler or the monitor does, and after two minutes without an answer (125
  * seconds at the most). The call then fails, and so does every later one, at once: until the
  * library is shut down and initialized again, or the slow handler has answered after all.
- *   WRENFALL_OK also where the handler could not write it (a full disk), of which the
- *                                        log tells; WRENFALL_ERROR_NOT_INITIALIZED
+ *   WRENFALL_OK, also where the handler could not write the dump (a full disk): the log tells
+ *   WRENFALL_ERROR_NOT_INITIALIZED
  *   WRENFALL_ERROR_HANDLER_START_FAILED  the handler or the monitor has ended or does not answer,
  *                                        as the log says, or there was not enough memory
  */
