@@ -7,7 +7,7 @@ namespace wrenfall {
 namespace {
 
 // A dump asks another process and waits: hosts with large stacks need not pay for one more.
-constexpr SIZE_T kStackBytes = 256 * 1024;
+constexpr SIZE_T kStackBytes = 0x40000;
 
 }  // namespace
 
