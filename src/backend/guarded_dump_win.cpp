@@ -9,6 +9,8 @@ namespace {
 // A dump asks another process and waits: hosts with large stacks need not pay for one more.
 constexpr SIZE_T kStackBytes = 0x40000;
 
+constexpr DWORD kPieceMs = 500;
+
 }  // namespace
 
 // Shared by the object and the thread; whoever is later frees it.
@@ -64,9 +66,11 @@ GuardedDump::Outcome GuardedDump::run(std::function<void()> dump,
   const auto count = static_cast<DWORD>(objects.size());
   DWORD result = WAIT_TIMEOUT;
   for (const std::chrono::milliseconds patience : {bound, kGrace}) {
-    if (result != WAIT_TIMEOUT) break;
-    result =
-        WaitForMultipleObjects(count, objects.data(), FALSE, static_cast<DWORD>(patience.count()));
+    const auto end = std::chrono::steady_clock::now() + patience;
+    // In pieces: a wait in which the thread is suspended may begin anew when it goes on.
+    while (result == WAIT_TIMEOUT && std::chrono::steady_clock::now() < end) {
+      result = WaitForMultipleObjects(count, objects.data(), FALSE, kPieceMs);
+    }
   }
   if (result == WAIT_OBJECT_0) return Outcome::kReturned;
   return result == WAIT_TIMEOUT ? Outcome::kOverdue : Outcome::kAbandoned;
