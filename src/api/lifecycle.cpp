@@ -186,6 +186,15 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   return WRENFALL_OK;
 }
 
+wrenfall_result initialize(const wrenfall_options& options) {
+  const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
+  if (peek_state() != nullptr) return WRENFALL_ERROR_ALREADY_INITIALIZED;
+  if (options.database.empty() || options.application.empty() || options.version.empty()) {
+    return WRENFALL_ERROR_INVALID_ARGUMENT;
+  }
+  return start(std::make_shared<State>(options));
+}
+
 // Uploads that go on after a shutdown use the state; what the host gave for its callback may be gone
 // by then, whatever else becomes of the shutdown.
 class CallbackEnd {
@@ -198,15 +207,6 @@ class CallbackEnd {
  private:
   Logger& logger_;
 };
-
-wrenfall_result initialize(const wrenfall_options& options) {
-  const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
-  if (peek_state() != nullptr) return WRENFALL_ERROR_ALREADY_INITIALIZED;
-  if (options.database.empty() || options.application.empty() || options.version.empty()) {
-    return WRENFALL_ERROR_INVALID_ARGUMENT;
-  }
-  return start(std::make_shared<State>(options));
-}
 
 }  // namespace
 }  // namespace wrenfall

@@ -13,9 +13,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from harness import BIN, BUILD, ROOT, SERVICE_PORT, RoadTest, unix_path, wait_for, windows_path, wine
-
-from service import CrashService
+from harness import BIN, BUILD, ROOT, ServiceTest, unix_path, wait_for, windows_path, wine
 
 INSIDE = "WRENFALL_TEST_MOUNTS"
 SKIPPED = 77
@@ -25,12 +23,9 @@ def mount(*arguments):
     subprocess.run(["mount", *map(str, arguments)], check=True)
 
 
-class MountedStore(RoadTest):
+class MountedStore(ServiceTest):
     def setUp(self):
         super().setUp()
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT, certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
         self.store.mkdir()
 
     def mount_store(self, megabytes):

@@ -9,20 +9,12 @@ import threading
 import time
 import unittest
 
-from harness import BUILD, RECORD, SERVICE_PORT, RoadTest, unix_path, wait_for, windows_path
-
-from service import CrashService
+from harness import RECORD, ServiceTest, unix_path, wait_for, windows_path
 
 DEAD = 4294967288  # no process has this id
 
 
-class StoreTrouble(RoadTest):
-    def setUp(self):
-        super().setUp()
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT, certificates=BUILD / "certificates")
-        self.service.start()
-        self.addCleanup(self.service.stop)
-
+class StoreTrouble(ServiceTest):
     @staticmethod
     def limit_files(host, size):
         """From now on the process can write no file beyond the size, as on a full disk. -1: no limit."""
