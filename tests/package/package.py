@@ -8,7 +8,7 @@ import unittest
 import zipfile
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "road"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "end_to_end"))
 
 from harness import BUILD
 

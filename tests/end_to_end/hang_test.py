@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, RoadTest, processes, wait_for, windows_path, wine
+from harness import BIN, EndToEndTest, processes, wait_for, windows_path, wine
 
 
 class HangingHost:
@@ -45,7 +45,7 @@ class HangingHost:
         return self.process.returncode
 
 
-class HangTest(RoadTest):
+class HangTest(EndToEndTest):
     def hanging_host(self, *arguments):
         host = HangingHost("--store", windows_path(self.store), *arguments)
         self.addCleanup(host.close)
@@ -123,7 +123,7 @@ class HangTest(RoadTest):
         self.assertEqual({"wrenfall.hangPolicy": "report"}, {key: live[key] for key in live if "hang" in key})
         host.do("shutdown")
 
-        host.do("options", "127", "Road Test", "2")
+        host.do("options", "127", "Test Host", "2")
         host.do("set", "store_dir", windows_path(self.store))
         host.do("hang_detection", 3000, 0)
         self.assertEqual("0", host.do("init"))

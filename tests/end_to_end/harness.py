@@ -1,4 +1,4 @@
-"""What the tests of the whole road share: a host process under Wine, its store, and the crash-collection service."""
+"""What the end-to-end tests share: a host process under Wine, its store, and the crash-collection service."""
 
 import json
 import os
@@ -113,13 +113,13 @@ def start_service(test, folder):
     return service
 
 
-class RoadTest(unittest.TestCase):
+class EndToEndTest(unittest.TestCase):
     """A test with a store of its own, in a folder with blanks and letters beyond ASCII."""
 
     maxDiff = None
 
     def setUp(self):
-        self.folder = Path(tempfile.mkdtemp(prefix="wrenfall röad ", dir=BUILD))
+        self.folder = Path(tempfile.mkdtemp(prefix="wrenfall tést ", dir=BUILD))
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.store = self.folder / "störe"
 
@@ -127,7 +127,7 @@ class RoadTest(unittest.TestCase):
         """A running host; options go to the setters. With `init` the library is initialized."""
         host = Host(folder)
         self.addCleanup(host.close)
-        host.do("options", "127", "Road Test", "1.2/3")
+        host.do("options", "127", "Test Host", "1.2/3")
         host.do("set", "store_dir", windows_path(self.store))
         for name, value in {"upload_policy": 2, **options}.items():
             for one in value if isinstance(value, list) else [value]:
@@ -166,13 +166,13 @@ class RoadTest(unittest.TestCase):
         folder = self.store / name
         folder.mkdir(parents=True)
         (folder / "data.txt").write_text("some data")
-        record = {"database": "127", "appName": "Road Test", "appVersion": "1.2/3", "crashTypeId": "1",
+        record = {"database": "127", "appName": "Test Host", "appVersion": "1.2/3", "crashTypeId": "1",
                   **fields}
         (folder / RECORD).write_text(json.dumps(record), "utf-8")
         return folder
 
 
-class ServiceTest(RoadTest):
+class ServiceTest(EndToEndTest):
     """With a crash-collection service as well."""
 
     def setUp(self):

@@ -5,7 +5,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, ROOT, RoadTest, processes, wait_for, windows_path, wine
+from harness import BIN, ROOT, EndToEndTest, processes, wait_for, windows_path, wine
 
 DOCUMENT = ROOT / "docs" / "crash-coverage.md"
 # The last is no failure of the runtime with MinGW, whose handlers then change nothing.
@@ -30,7 +30,7 @@ def rows():
     return [(test, outcome, int(code or "0", 16), int(seconds)) for test, outcome, code, seconds in found]
 
 
-class CrashCoverageTest(RoadTest):
+class CrashCoverageTest(EndToEndTest):
     def test_table(self):
         self.assertGreater(len(rows()), 25)
         self.assertLessEqual(set(STORIES), {test for test, *_ in rows()})

@@ -3,12 +3,12 @@
 import json
 import unittest
 
-from harness import BIN, RoadTest, windows_path
+from harness import BIN, EndToEndTest, windows_path
 
 import minidump  # of the crash service
 
 
-class MetadataTest(RoadTest):
+class MetadataTest(EndToEndTest):
     def test_before_init(self):
         host = self.host(init=False)
         for name in ("set_key", "set_user", "set_email", "set_user_description", "set_notes", "set_environment",

@@ -7,7 +7,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, ROOT, RoadTest, processes, wait_for, windows_path, wine
+from harness import BIN, ROOT, EndToEndTest, processes, wait_for, windows_path, wine
 
 KEY = (r"HKLM\SOFTWARE\Microsoft\Windows\Windows Error Reporting"
        r"\RuntimeExceptionHelperModules")
@@ -24,7 +24,7 @@ def registry(*words):
     return wine(*words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).wait(60)
 
 
-class AllowListTest(RoadTest):
+class AllowListTest(EndToEndTest):
     def setUp(self):
         super().setUp()
         self.library = self.folder / "bin"
@@ -66,7 +66,7 @@ class AllowListTest(RoadTest):
                 host.close()
 
 
-class HelperTest(RoadTest):
+class HelperTest(EndToEndTest):
     """A process of ours takes the part of Windows Error Reporting, which Wine does not have."""
 
     def fail_fast(self, host, context, code=0):
@@ -115,7 +115,7 @@ class HelperTest(RoadTest):
     def test_second_run_is_registered_with_the_first(self):
         host, context = self.registered_host(user="first")
         host.do("shutdown")
-        host.do("options", "127", "Road Test", "1.2/3")
+        host.do("options", "127", "Test Host", "1.2/3")
         for name, value in (("store_dir", windows_path(self.store)), ("upload_policy", 2), ("user", "second")):
             host.do("set", name, value)
         self.assertEqual("0", host.do("init"))

@@ -3,12 +3,12 @@
 import json
 import unittest
 
-from harness import RoadTest, alive, processes, wait_for, windows_path
+from harness import EndToEndTest, alive, processes, wait_for, windows_path
 
 THEME_DIR = 'C:\\my "folder", a=b €\\'  # nothing that a command line could change
 STARTUP = {
     "database": "127",
-    "prod": "Road Test",
+    "prod": "Test Host",
     "version": "1.2/3",
     "wrenfall.policy": "manual",
     "wrenfall.dumpType": "normal",
@@ -20,7 +20,7 @@ STARTUP = {
 }
 
 
-class CrashTest(RoadTest):
+class CrashTest(EndToEndTest):
     def test_crash_becomes_report(self):
         attachment = self.folder / "notes ü.txt"
         attachment.write_text("attached")
@@ -31,7 +31,7 @@ class CrashTest(RoadTest):
         folder = self.only_report()
         record = self.record(folder)
         expected = {
-            "appName": "Road Test", "appVersion": "1.2/3", "database": "127", "crashTypeId": "7",
+            "appName": "Test Host", "appVersion": "1.2/3", "database": "127", "crashTypeId": "7",
             "user": "Jürgen", "notes": "n" * 5000, "key": "K", "email": "",
             "captureBackend": "crashpad", "reportKind": "crash", "dumpFormat": "minidump",
             "dumpType": "normal", "uploadPolicy": "manual", "quietMode": False,
@@ -89,7 +89,7 @@ class CrashTest(RoadTest):
     def test_second_run_in_one_process(self):
         host = self.host(user="first", notes="only in the first")
         host.do("shutdown")
-        host.do("options", "127", "Road Test", "2")
+        host.do("options", "127", "Test Host", "2")
         host.do("set", "store_dir", windows_path(self.store))
         host.do("set", "upload_policy", 2)
         host.do("set", "user", "second")

@@ -7,7 +7,7 @@ import threading
 import time
 import unittest
 
-from harness import Host, RoadTest, alive, processes, wait_for, windows_path
+from harness import Host, EndToEndTest, alive, processes, wait_for, windows_path
 
 HANDLER, MONITOR = "crashpad_handler.exe", "WrenfallMonitor.exe"
 LOST = "ERROR Capture failed: the capture handler "
@@ -120,7 +120,7 @@ class Case:
         assert time.monotonic() - started > 115
 
 
-class GuardTest(RoadTest):
+class GuardTest(EndToEndTest):
     def test_every_wait_has_an_end(self):
         # All at once: most of the time is waiting.
         def play(case, action, *arguments):

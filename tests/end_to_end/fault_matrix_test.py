@@ -16,7 +16,7 @@ import time
 import unittest
 from pathlib import Path
 
-from harness import BUILD, SERVICE_PORT, RoadTest, wait_for, windows_path
+from harness import BUILD, SERVICE_PORT, EndToEndTest, wait_for, windows_path
 
 from service import CrashService
 
@@ -174,11 +174,11 @@ def faults_met(service):
     return len([request for request in service.requests if request.fault])
 
 
-class FaultMatrix(RoadTest):
+class FaultMatrix(EndToEndTest):
     @classmethod
     def setUpClass(cls):
         """Connections that are not taken are given up after a minute: the last test looks at these."""
-        cls.slow = RoadTest()
+        cls.slow = EndToEndTest()
         cls.slow.setUp()
         cls.addClassCleanup(cls.slow.doCleanups)
         service = start_service(cls.slow)
@@ -308,7 +308,7 @@ class FaultMatrix(RoadTest):
         self.assertLess(peak, 6 * 64)
 
 
-class TimeLimits(RoadTest):
+class TimeLimits(EndToEndTest):
     def test_silences(self):
         """All at once. Where the system has no limit, the wait ends with the service."""
         service = start_service(self)

@@ -48,7 +48,7 @@ class CtlTest(ServiceTest):
         self.assertEqual(REPORT_KEYS, set(report))
         record = self.record(folder)
         expected = {"folder": folder.name, "path": windows_path(folder), "state": "pending", "kind": "crash",
-                    "time": record["crashTime"], "application": "Road Test", "version": "1.2/3",
+                    "time": record["crashTime"], "application": "Test Host", "version": "1.2/3",
                     "uploadPolicy": "manual", "retryCount": 0, "ownerPid": 0, "result": None,
                     "size": sum(path.stat().st_size for path in folder.iterdir())}
         self.assertEqual(expected, report)
@@ -61,7 +61,7 @@ class CtlTest(ServiceTest):
         dump = details["dump"]
         self.assertTrue(dump["readable"])
         self.assertEqual("0xC0000005", dump["exceptionCode"])
-        self.assertEqual("Road Test", dump["startupAnnotations"]["prod"])
+        self.assertEqual("Test Host", dump["startupAnnotations"]["prod"])
         self.assertEqual("Jürgen", dump["liveAnnotations"]["user"])
         status, text, _ = self.ctl("show", folder.name)
         self.assertEqual(0, status)

@@ -42,8 +42,8 @@ class ReporterTest(DialogDriver, ServiceTest):
     def test_a_crash_is_asked_about_and_sent(self):
         host = self.host(upload_policy=0, email="old@example.org", open_support_url=0)
         host.crash("access-violation")
-        shown = self.wait_for_window("Road Test - Problem report", DESCRIPTION)
-        self.assertEqual("Road Test has stopped working", shown[HEADING])
+        shown = self.wait_for_window("Test Host - Problem report", DESCRIPTION)
+        self.assertEqual("Test Host has stopped working", shown[HEADING])
         self.assertRegex(shown[FILES_LABEL], r"\(1, [\d.]+ [KM]B\)")
         self.assertEqual("old@example.org", shown[EMAIL])
         # While it asks it is nobody else's.
@@ -164,7 +164,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         (theme / "logo.ico").write_bytes(b"no icon")
         self.service.fail("commit", status=200, body=b'{"status":"success","crashId":7,"infoUrl":"file:///c:/x"}')
         shown = self.start(themeDir=windows_path(theme), openSupportUrl=True)
-        self.assertEqual(("Problem report ✓ Road Test", "&Send report"), (shown.title, shown[SEND]))
+        self.assertEqual(("Problem report ✓ Test Host", "&Send report"), (shown.title, shown[SEND]))
         self.press("Problem report", "alt+s")
         self.assertEqual("file:///c:/x", self.wait_for_window("Report sent", CLOSE)[SUPPORT])
         self.press("Report sent", "Escape")

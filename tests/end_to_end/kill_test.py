@@ -34,7 +34,7 @@ import unittest
 import uuid
 from pathlib import Path
 
-from harness import BIN, BUILD, RECORD, SERVICE_PORT, Host, RoadTest, processes, wait_for, windows_path, wine
+from harness import BIN, BUILD, RECORD, SERVICE_PORT, Host, EndToEndTest, processes, wait_for, windows_path, wine
 
 from service import CrashService
 
@@ -167,7 +167,7 @@ def received(request):
     return datetime.datetime.fromisoformat(request.received).timestamp()
 
 
-class KillTest(RoadTest):
+class KillTest(EndToEndTest):
     def setUp(self):
         super().setUp()
         self.random = random.Random(SEED)

@@ -83,7 +83,7 @@ class StoreTrouble(ServiceTest):
                 self.assertEqual(["5", "", "3"], [host.do("init"), host.do("pending"), host.do("capture")])
                 self.assertEqual("x", (self.folder / "file").read_text())
                 # The process can start over with a better one.
-                host.do("options", "127", "Road Test", "1.2/3")
+                host.do("options", "127", "Test Host", "1.2/3")
                 host.do("set", "store_dir", windows_path(self.store))
                 self.assertEqual("0", host.do("init"))
 
