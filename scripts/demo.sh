@@ -36,7 +36,7 @@ store=$work/store
 printf 'What the program did last.\n' >"$work/protocol.txt"
 
 step "A crash-collection service on 127.0.0.1"
-python3 tools/crash_service/crash_service.py --dir "$work/service" --certificates build/mingw/certificates \
+python3 tools/crash_service/crash_service.py --dir "$work/service" --build build/mingw \
   --ready-file "$work/ready" --lifetime 300 >"$work/service.log" 2>&1 &
 service_pid=$!
 for _ in $(seq 100); do

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Makes the local service's certificates (build/mingw/certificates) and lets the Wine prefix of the build tree trust
-# their authority, once. Nothing outside the build tree changes.
+# Makes the local service's certificates in a build tree and lets the Wine prefix trust their authority, once:
+# scripts/trust-service.sh [BUILD], where BUILD is build/mingw unless given. Nothing outside the build trees changes.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-certificates=build/mingw/certificates
-python3 tools/crash_service/crash_service.py --certificates "$certificates" --make-certificates >/dev/null
-authority=$certificates/ca.der
+build=${1:-build/mingw}
+python3 tools/crash_service/crash_service.py --certificates "$build/certificates" --make-certificates >/dev/null
+authority=$build/certificates/ca.der
 trusted="${WRENFALL_WINEPREFIX:-build/mingw/wineprefix}/.wrenfall-trusts"
 cmp -s "$authority" "$trusted" && exit 0
-scripts/wine.sh build/mingw/bin/trust_certificate.exe "$authority" >/dev/null
+scripts/wine.sh "$build/bin/trust_certificate.exe" "$authority" >/dev/null
 cp "$authority" "$trusted"

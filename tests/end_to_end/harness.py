@@ -13,7 +13,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 BIN = Path(os.environ.get("WRENFALL_BIN", ROOT / "build" / "mingw" / "bin"))
 BUILD = BIN.parent
-SERVICE_PORT = 18443  # what development builds of the library reach as database "127"
+SERVICE_PORT = int((BUILD / "service-port").read_text())  # what the library reaches as database "127"
 
 sys.path.insert(0, str(ROOT / "tools" / "crash_service"))
 

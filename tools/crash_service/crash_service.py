@@ -56,8 +56,8 @@ faults: --fail CALL:SETTING,SETTING,... with CALL first, put or commit
 Several --fail of one call follow each other.
 
 examples:
-  crash_service.py --dir /tmp/reports
-  crash_service.py --dir /tmp/reports --port 0 --ready-file /tmp/port --max-reports 1
+  crash_service.py --dir /tmp/reports --build build/mingw
+  crash_service.py --dir /tmp/reports --ready-file /tmp/port --max-reports 1
   crash_service.py --dir /tmp/reports --fail first:status=503 --fail put:delay=2,times=1
   crash_service.py --dir /tmp/reports --fail 'commit:body={"status":"failure"}'
   crash_service.py --dir /tmp/reports --variant expired
@@ -76,8 +76,10 @@ def main(arguments: Optional[List[str]] = None) -> int:
     options = _parser().parse_args(arguments)
     if options.summary is not None:
         return _print_summary(options.summary, options.json)
-    certificates = options.certificates or options.dir / "certificates"
+    certificates = options.certificates or (options.build or options.dir) / "certificates"
     try:
+        if options.port is None:
+            options.port = int((options.build / "service-port").read_text()) if options.build else 0
         if options.make_certificates:
             return _make_certificates(certificates, options.variant, options.json)
         return _serve(options, certificates)
@@ -100,11 +102,13 @@ def _parser() -> argparse.ArgumentParser:
     add = parser.add_argument
     add("--dir", type=Path, default=Path("crash_service_reports"), metavar="DIR",
         help="where reports are kept; an existing folder is continued (default: %(default)s)")
-    add("--port", type=int, default=18443, metavar="N",
-        help="port to listen on, 0 for any free one (default: %(default)s)")
+    add("--build", type=Path, metavar="DIR",
+        help="be the service of this build tree: at the port that its programs look for, with its certificates")
+    add("--port", type=int, metavar="N",
+        help="port to listen on, 0 for any free one (default: that of --build, else 0)")
     add("--certificates", type=Path, metavar="DIR",
         help="folder of the test CA and the server certificate, made when missing or expiring "
-             "(default: certificates in --dir)")
+             "(default: certificates in --build, else in --dir)")
     add("--variant", choices=VARIANTS, default="good",
         help="serve with this certificate (default: %(default)s)")
     add("--fail", action="append", default=[], metavar="FAULT",
