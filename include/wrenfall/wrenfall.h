@@ -1,28 +1,55 @@
-/*
+/**
+ * @file
  * Wrenfall: crash reporting for native 64-bit Windows applications.
  *
- * Conventions that hold for every function below:
+ * @code{.c}
+ * #include <wrenfall/wrenfall.h>
  *
- *  1. Text is NUL-terminated UTF-8 in both directions, paths included. Text that is not valid
- *     UTF-8 is taken as it is; where it ends up in a path or in a JSON file, each bad sequence is
- *     replaced by U+FFFD.
- *  2. The library copies every string it is given. A `const char*` that it returns stays owned by
- *     the library, for as long as the function's comment says. What it allocates for the caller is
- *     freed by the matching `_free` function, or by wrenfall_free.
- *  3. NULL objects are tolerated: setters on NULL do nothing, free functions ignore NULL.
- *  4. Any thread may call any function, with two exceptions: an options record belongs to the
- *     thread that builds it, and a string that the library owns must not be in use when another
- *     thread calls wrenfall_shutdown. "Blocks" says what a call waits for; a call without that word
- *     returns at once.
- *  5. Failures are wrenfall_result values; lack of memory is WRENFALL_ERROR_FILE where the
- *     function's comment names no other. Only failures of the operating system's locks and threads,
- *     and of listing a directory that breaks off in the middle, leave a function as C++ exceptions
- *     (std::system_error).
- *  6. wrenfall_abi_version() changes when an existing function or record changes. New functions do
- *     not change it.
+ * int main(void) {
+ *   wrenfall_options* options = wrenfall_options_new("my-database", "My Application", "1.0");
+ *   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
+ *   wrenfall_result result = wrenfall_init(options);  // takes the options, whatever the result
+ *   if (result == WRENFALL_OK) wrenfall_post_pending_reports_async();
+ *   run_the_application();
+ *   wrenfall_shutdown();
+ * }
+ * @endcode
  *
  * The host ships, in one folder: Wrenfall.dll, WrenfallMonitor.exe, WrenfallReporter.exe and
  * crashpad_handler.exe.
+ *
+ * Each comment says, in this order: what the function does, whether it blocks, which threads may
+ * call it, who owns what, and what it returns. Where a comment leaves one of these out, the
+ * introduction of its section says it, or these conventions do:
+ *
+ *  1. Text is NUL-terminated UTF-8 in both directions, paths included. Text that is not valid UTF-8
+ *     is accepted; where it becomes part of a path or of a JSON file, each invalid sequence is
+ *     replaced by U+FFFD.
+ *  2. Blocking: a function does not block. It may wait for short locks of the library, and for the
+ *     writing of a log line, which includes the host's logging callback.
+ *  3. Threads: any thread may call any function, with these exceptions. An options record and a
+ *     structured report belong to one thread at a time. A string that the library owns must not be
+ *     in use when another thread ends its life, by wrenfall_shutdown for example. From DllMain,
+ *     call nothing but wrenfall_is_initialized, wrenfall_version_string, wrenfall_abi_version and
+ *     wrenfall_get_environment: the others may wait for threads and processes that cannot go on
+ *     while the loader's lock is held.
+ *  4. Ownership: the library copies every string that it is given. A `const char*` that it returns
+ *     belongs to the library, and is valid for as long as the function's comment says. What it
+ *     allocates for the caller is freed by the matching `_free` function. NULL objects are
+ *     tolerated: setters on NULL do nothing, free functions ignore NULL.
+ *  5. Results: failures are wrenfall_result values. Lack of memory is WRENFALL_ERROR_FILE unless
+ *     the comment names another result. A setter that returns nothing drops the value when there is
+ *     no memory for it.
+ *
+ * C++ exceptions can leave a function in two cases, always as std::system_error or as a class
+ * derived from it. First, when the operating system fails to provide a lock or a thread: in
+ * practice in wrenfall_init with hang detection, and in wrenfall_post_pending_reports_async.
+ * Second, when the listing of a folder breaks off in the middle: in wrenfall_init and
+ * wrenfall_pending_reports. A host written in C cannot catch them; the process then ends, as with
+ * any exception that nobody catches.
+ *
+ * wrenfall_abi_version() changes when an existing function or record changes. New functions do not
+ * change it.
  */
 #ifndef WRENFALL_WRENFALL_H_
 #define WRENFALL_WRENFALL_H_
@@ -30,6 +57,7 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+/** Marks the functions that Wrenfall.dll exports. */
 #if defined(_WIN32) && defined(WRENFALL_BUILDING_DLL)
 #define WRENFALL_API __declspec(dllexport)
 #elif defined(_WIN32) && !defined(WRENFALL_STATIC)
@@ -45,341 +73,515 @@ extern "C" {
 /* ------------------------------------------------------------------------------------------------
  * results */
 
-/* What a function that can fail returns: one of the constants below, always 32 bits wide. */
+/** What a function that can fail returns: one of the constants below, always 32 bits wide. */
 typedef int32_t wrenfall_result;
 
+/** The values of wrenfall_result. */
 enum {
+  /** Success. */
   WRENFALL_OK = 0,
-  /* A NULL or empty argument that is required, or report data without a required field. */
+  /** A required argument is NULL or empty, or report data lacks a required field. */
   WRENFALL_ERROR_INVALID_ARGUMENT = 1,
-  /* wrenfall_init while the library is initialized. */
+  /** wrenfall_init was called while the library is initialized. */
   WRENFALL_ERROR_ALREADY_INITIALIZED = 2,
-  /* The library is not initialized (any more). */
+  /** The library is not initialized, or not any more. */
   WRENFALL_ERROR_NOT_INITIALIZED = 3,
-  /* WrenfallMonitor.exe was not found. */
+  /** WrenfallMonitor.exe was not found. */
   WRENFALL_ERROR_MONITOR_NOT_FOUND = 4,
-  /* The out-of-process capture handler could not be started. */
+  /** The capture handler did not start, has ended or does not answer. */
   WRENFALL_ERROR_HANDLER_START_FAILED = 5,
-  /* WrenfallReporter.exe was not found. */
+  /** WrenfallReporter.exe was not found. */
   WRENFALL_ERROR_REPORTER_NOT_FOUND = 6,
-  /* A file could not be written, copied or removed. */
+  /** A file could not be read, written, copied or removed; also lack of memory. */
   WRENFALL_ERROR_FILE = 7,
-  /* A limit was reached: 64 attributes, 24 attachments. */
+  /** A limit was reached: 64 attributes, 24 attachments. */
   WRENFALL_ERROR_LIMIT_REACHED = 8,
-  /* Hang detection is not on. */
+  /** Hang detection is not on. */
   WRENFALL_ERROR_HANG_DETECTION_OFF = 9,
-  /* The service gave no HTTP answer at all. */
+  /** The service gave no HTTP answer at all. */
   WRENFALL_ERROR_TRANSPORT = 10,
-  /* The service answered with an unexpected status or with an answer that cannot be used. */
+  /** The service answered with an unexpected status, or with an answer that cannot be used. */
   WRENFALL_ERROR_SERVICE = 11,
-  /* The service rejected the report, or asked to slow down. */
+  /** The service rejected the report, or asked to slow down. */
   WRENFALL_ERROR_REJECTED = 12
-};
-
-/* How serious a log message is. */
-typedef int32_t wrenfall_log_level;
-
-enum {
-  WRENFALL_LOG_DEBUG = 0,
-  WRENFALL_LOG_INFO = 1,
-  WRENFALL_LOG_WARN = 2,
-  WRENFALL_LOG_ERROR = 3
-};
-
-/* Who sends a captured report. */
-enum {
-  WRENFALL_UPLOAD_DIALOG =
-      0, /* The reporter asks the user. Any value not listed here counts as this one. */
-  WRENFALL_UPLOAD_QUIET = 1, /* The reporter sends without asking. */
-  WRENFALL_UPLOAD_MANUAL = 2 /* The report stays in the store until the host sends it. */
-};
-
-/* How much memory a dump holds. Any value not listed here counts as normal. */
-enum { WRENFALL_DUMP_NORMAL = 0, WRENFALL_DUMP_HEAP = 1, WRENFALL_DUMP_FULL = 2 };
-
-/* What happens to a process that hangs. Any value not listed here counts as report only. */
-enum { WRENFALL_HANG_REPORT = 0, WRENFALL_HANG_REPORT_AND_TERMINATE = 1 };
-
-/* What wrenfall_has_capability can be asked. */
-enum {
-  WRENFALL_CAPABILITY_CRASH_CAPTURE = 1,
-  /* Crashes that never reach an exception filter are captured through Windows Error Reporting. */
-  WRENFALL_CAPABILITY_WER_COVERAGE = 2,
-  WRENFALL_CAPABILITY_HANG_DETECTION = 3,
-  WRENFALL_CAPABILITY_REPORTER = 4,
-  WRENFALL_CAPABILITY_ON_DEMAND_CAPTURE = 5,
-  WRENFALL_CAPABILITY_LIVE_METADATA = 6,
-  WRENFALL_CAPABILITY_ATTACHMENTS = 7,
-  WRENFALL_CAPABILITY_OUT_OF_PROCESS_CAPTURE = 8
 };
 
 /* ------------------------------------------------------------------------------------------------
  * options */
 
-/* Every start-up setting, gathered before wrenfall_init. Contents are validated by wrenfall_init
- * alone. */
+/**
+ * @name Options
+ *
+ * Every start-up setting, gathered in a record before wrenfall_init. The setters only store what
+ * they are given; wrenfall_init checks it.
+ *
+ * Blocking: none of these functions blocks, and none needs wrenfall_init.
+ *
+ * Threads: a record belongs to the thread that builds it.
+ *
+ * Ownership: the caller owns the record until it passes it to wrenfall_init or
+ * wrenfall_options_free. The library copies all texts.
+ *
+ * Results: the setters return nothing. They do nothing for a NULL record, and leave the setting as
+ * it was when there is no memory for its new value.
+ *
+ * A relative path counts from the current directory of the wrenfall_init call: the companions start
+ * there. Give absolute paths where the host changes its directory, or where a later run may have to
+ * finish a report of this one.
+ *
+ * @{
+ */
+
+/** A record of start-up settings. */
 typedef struct wrenfall_options wrenfall_options;
 
-/*
+/** How serious a log message is: one of the constants below. */
+typedef int32_t wrenfall_log_level;
+
+/** The values of wrenfall_log_level. */
+enum {
+  WRENFALL_LOG_DEBUG = 0, /**< Not used by this version. */
+  WRENFALL_LOG_INFO = 1,  /**< What normally happens. */
+  WRENFALL_LOG_WARN = 2,  /**< Something is missing, but the work goes on. */
+  WRENFALL_LOG_ERROR = 3  /**< Something failed. */
+};
+
+/** Who sends a captured report. A value that is not listed here counts as dialog. */
+enum {
+  WRENFALL_UPLOAD_DIALOG = 0, /**< The reporter asks the user. */
+  WRENFALL_UPLOAD_QUIET = 1,  /**< The reporter sends without asking. */
+  WRENFALL_UPLOAD_MANUAL = 2  /**< The report stays in the store until the host sends it. */
+};
+
+/** How much memory a dump holds. A value that is not listed here counts as normal. */
+enum {
+  WRENFALL_DUMP_NORMAL = 0, /**< Stacks, and what is needed to read them. */
+  WRENFALL_DUMP_HEAP = 1,   /**< Also the private memory that the process can write to. */
+  WRENFALL_DUMP_FULL = 2    /**< All memory of the process. */
+};
+
+/** What happens to a process that hangs. A value that is not listed here counts as report only. */
+enum {
+  WRENFALL_HANG_REPORT = 0,              /**< The hang is reported; the process goes on. */
+  WRENFALL_HANG_REPORT_AND_TERMINATE = 1 /**< Once the report is complete, the process is ended. */
+};
+
+/**
  * Receives each log message of the library, with the user names in paths already replaced by "...".
- * Called on the thread that logs, one call at a time; `message` is valid during the call only. The
- * callback must not throw, and must call no function of the library but wrenfall_is_initialized,
- * wrenfall_version_string, wrenfall_abi_version, wrenfall_get_environment and
- * wrenfall_log_file_path: others may wait for the thread that is logging.
+ *
+ * Blocking: the thread that logs waits for the callback, and so does every other thread that wants
+ * to log meanwhile.
+ *
+ * Threads: called on the thread that logs, one call at a time, and not any more once
+ * wrenfall_shutdown has returned. The callback must call no function of the library but
+ * wrenfall_is_initialized, wrenfall_version_string, wrenfall_abi_version, wrenfall_get_environment
+ * and wrenfall_log_file_path: others may wait for the thread that is logging. It must not throw.
+ *
+ * Ownership: `message` is valid during the call only.
  */
 typedef void (*wrenfall_log_callback)(wrenfall_log_level level, const char* message,
                                       void* user_data);
 
-/* Carried with the options; the present capture backend never calls it. */
-typedef void (*wrenfall_crash_callback)(void* user_data);
-
-/*
- * Creates a record for the service database, application name and application version, each
- * required by wrenfall_init. NULL counts as empty. Owned by the caller until it is passed to
- * wrenfall_init or wrenfall_options_free.
+/**
+ * Creates a record for the service database, application name and application version, each of
+ * which wrenfall_init requires. NULL counts as empty.
+ *
+ * Ownership: the caller's, until it is passed to wrenfall_init or wrenfall_options_free.
+ *
+ * @return the record; NULL when there is no memory. Passing that NULL on to the setters and to
+ * wrenfall_init is harmless. When only the memory for a text is missing, that text is empty.
  */
 WRENFALL_API wrenfall_options* wrenfall_options_new(const char* database, const char* application,
                                                     const char* version);
 
-/* Frees a record that was not passed to wrenfall_init. */
+/** Frees a record that was not passed to wrenfall_init. */
 WRENFALL_API void wrenfall_options_free(wrenfall_options* options);
 
-/* Sets a text; NULL clears it. The default of each is the empty text, which means:
- *   store_dir         <local application data>\Wrenfall\<application>-<version>
- *   monitor_path      WrenfallMonitor.exe beside the host executable, else beside Wrenfall.dll
- *   reporter_path     WrenfallReporter.exe, looked for in the same way
- *   theme_dir         the reporter's own look
- *   environment       a line about the operating system, for example "Windows 11 10.0.22631 x64"
- *   the others        nothing is sent for them
- * A relative store_dir counts from the current directory of the wrenfall_init call. */
+/** The folder for reports and the log. NULL or empty, the default, is
+ * `%LOCALAPPDATA%\Wrenfall\<application>-<version>`. */
 WRENFALL_API void wrenfall_options_set_store_dir(wrenfall_options* options, const char* value);
+
+/** The path of WrenfallMonitor.exe. NULL or empty, the default, looks for it beside the host's
+ * executable, then beside Wrenfall.dll. */
 WRENFALL_API void wrenfall_options_set_monitor_path(wrenfall_options* options, const char* value);
+
+/** The path of WrenfallReporter.exe. NULL or empty, the default, looks for it in the same places.
+ * */
 WRENFALL_API void wrenfall_options_set_reporter_path(wrenfall_options* options, const char* value);
+
+/** The folder with the texts and the logo of the reporter's dialog. NULL or empty, the default, is
+ * the reporter's own look. */
 WRENFALL_API void wrenfall_options_set_theme_dir(wrenfall_options* options, const char* value);
+
+/** The first value of what wrenfall_set_key changes. NULL or empty, the default, sends none. */
 WRENFALL_API void wrenfall_options_set_key(wrenfall_options* options, const char* value);
+
+/** The first value of what wrenfall_set_user changes. NULL or empty, the default, sends none. */
 WRENFALL_API void wrenfall_options_set_user(wrenfall_options* options, const char* value);
+
+/** The first value of what wrenfall_set_email changes. NULL or empty, the default, sends none. */
 WRENFALL_API void wrenfall_options_set_email(wrenfall_options* options, const char* value);
+
+/** The first value of what wrenfall_set_user_description changes. NULL or empty, the default, sends
+ * none. */
 WRENFALL_API void wrenfall_options_set_user_description(wrenfall_options* options,
                                                         const char* value);
+
+/** The first value of what wrenfall_set_notes changes. NULL or empty, the default, sends none. */
 WRENFALL_API void wrenfall_options_set_notes(wrenfall_options* options, const char* value);
+
+/** The first value of what wrenfall_set_environment changes. NULL or empty, the default, is a line
+ * about the operating system, for example "Windows 11 10.0.22631 x64". */
 WRENFALL_API void wrenfall_options_set_environment(wrenfall_options* options, const char* value);
 
-/*
- * Appends an attribute; a NULL name does nothing, a NULL value counts as empty. wrenfall_init takes
- * over the first 64 distinct names; of one name given twice the later value wins, as long as fewer
- * than 64 names are held by then.
- */
+/** Appends an attribute, see wrenfall_set_attribute. A NULL name does nothing, a NULL value counts
+ * as empty. wrenfall_init takes the first 64 distinct names. When a name is given twice, the later
+ * value counts, unless 64 names are held before it is reached. */
 WRENFALL_API void wrenfall_options_set_attribute(wrenfall_options* options, const char* name,
                                                  const char* value);
 
-/* Appends the path of a file that is to travel with each report; NULL does nothing. wrenfall_init
- * takes the first 24. */
+/** Appends the path of a file, see wrenfall_add_attachment; NULL does nothing. wrenfall_init takes
+ * the first 24. */
 WRENFALL_API void wrenfall_options_add_attachment(wrenfall_options* options, const char* path);
 
-/* WRENFALL_UPLOAD_...; default dialog. */
+/** Who sends reports: a WRENFALL_UPLOAD_... value. Default: dialog. */
 WRENFALL_API void wrenfall_options_set_upload_policy(wrenfall_options* options, uint32_t policy);
 
-/* The crash type under which the service files the reports; default 0, which counts as 1. */
+/** The crash type under which the service files crashes, hangs and captures. Default: 0, which
+ * counts as 1. */
 WRENFALL_API void wrenfall_options_set_crash_type_id(wrenfall_options* options,
                                                      uint32_t crash_type_id);
 
-/* WRENFALL_DUMP_...; default normal. */
+/** How much memory dumps hold: a WRENFALL_DUMP_... value. Default: normal. Only the stand-in for
+ * Crashpad acts on it. An installed Crashpad decides itself what its dumps hold; the record of a
+ * report names the type that was asked for in either case. */
 WRENFALL_API void wrenfall_options_set_dump_type(wrenfall_options* options, uint32_t dump_type);
 
-/* MINIDUMP_TYPE bits (minidumpapiset.h) that the dump is to be written with; default 0, which
- * leaves it to dump_type. */
+/** The MINIDUMP_TYPE bits (minidumpapiset.h) to write dumps with. Default: 0, which leaves it to
+ * the dump type. Only the stand-in for Crashpad acts on it. */
 WRENFALL_API void wrenfall_options_set_minidump_flags(wrenfall_options* options, uint32_t flags);
 
-/* Reserved for backends that act on it; the present one does not. Default 0. */
-WRENFALL_API void wrenfall_options_set_crash_completion(wrenfall_options* options,
-                                                        uint32_t completion);
-
-/*
- * Turns hang detection on: a thread that gives no sign of life for more than `threshold_ms`
- * milliseconds is hung. See "hangs" below. 0, and any value above INT32_MAX, leave it off, which is
- * the default. `policy` is WRENFALL_HANG_....
- */
+/** Turns hang detection on, see the section on hangs: a thread that gives no sign of life for more
+ * than `threshold_ms` milliseconds is hung. 0, the default, and values above INT32_MAX leave it
+ * off. `policy` is a WRENFALL_HANG_... value. */
 WRENFALL_API void wrenfall_options_set_hang_detection(wrenfall_options* options,
                                                       uint32_t threshold_ms, uint32_t policy);
 
-/* Flags: 0 is off, every other value on. Defaults: exception filter protected (no later
- * SetUnhandledExceptionFilter of the process has an effect), support page opened, crash signature
- * derived, previous handlers not chained (reserved: the present backend takes no action on that
- * one). */
+/** Whether other code of the process is kept from replacing the exception filter: 0 is off, any
+ * other value, and the default, is on. A later call of SetUnhandledExceptionFilter in kernel32.dll
+ * then has no effect and returns NULL, until the process ends. That entry alone is guarded: code
+ * that calls the function in kernelbase.dll directly still replaces the filter. */
 WRENFALL_API void wrenfall_options_set_protect_exception_filter(wrenfall_options* options,
                                                                 int flag);
-WRENFALL_API void wrenfall_options_set_open_support_url(wrenfall_options* options, int flag);
-WRENFALL_API void wrenfall_options_set_crash_signature(wrenfall_options* options, int flag);
-WRENFALL_API void wrenfall_options_set_chain_previous_signal_handlers(wrenfall_options* options,
-                                                                      int flag);
 
-/* Stores a callback and the pointer that it is given; NULL, the default, is none. */
-WRENFALL_API void wrenfall_options_set_on_crash(wrenfall_options* options,
-                                                wrenfall_crash_callback callback, void* user_data);
+/** Whether the reporter opens the support page that the service names: 0 is off, any other value,
+ * and the default, is on. */
+WRENFALL_API void wrenfall_options_set_open_support_url(wrenfall_options* options, int flag);
+
+/** Whether structured reports (wrenfall_report_post) carry a crash signature, by which the service
+ * groups them: 0 is off, any other value, and the default, is on. The signature has one line
+ * `function|file|line` for each frame of the first thread marked as crashing. Reports with a dump
+ * never have one. */
+WRENFALL_API void wrenfall_options_set_crash_signature(wrenfall_options* options, int flag);
+
+/** The callback for log messages, and the pointer that it is given. NULL, the default, is none. */
 WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
                                               wrenfall_log_callback callback, void* user_data);
+
+/** @} */
 
 /* ------------------------------------------------------------------------------------------------
  * lifecycle */
 
-/*
+/**
+ * @name Lifecycle
+ * Start and end of the library's work, and what can be asked of it meanwhile.
+ * @{
+ */
+
+/** What wrenfall_has_capability can be asked. */
+enum {
+  /** Crashes become reports. */
+  WRENFALL_CAPABILITY_CRASH_CAPTURE = 1,
+  /** Crashes that never reach an exception filter are captured through Windows Error Reporting. */
+  WRENFALL_CAPABILITY_WER_COVERAGE = 2,
+  /** Hang detection is on. */
+  WRENFALL_CAPABILITY_HANG_DETECTION = 3,
+  /** The reporter was found. */
+  WRENFALL_CAPABILITY_REPORTER = 4,
+  /** wrenfall_capture_report works. */
+  WRENFALL_CAPABILITY_ON_DEMAND_CAPTURE = 5,
+  /** What is set at run time travels with a crash. */
+  WRENFALL_CAPABILITY_LIVE_METADATA = 6,
+  /** Files travel with reports. */
+  WRENFALL_CAPABILITY_ATTACHMENTS = 7,
+  /** Dumps are written by another process. */
+  WRENFALL_CAPABILITY_OUT_OF_PROCESS_CAPTURE = 8
+};
+
+/**
  * Starts the library: creates the store, starts WrenfallMonitor.exe and installs the crash handling
- * of this process. Always takes ownership of `options` and frees them, whatever the result. Blocks
- * until the handler has started (with the stand-in for Crashpad two minutes at the most). A failed
- * call leaves the library not initialized, and may be repeated at once. After a successful call
- * Wrenfall.dll stays loaded until the process ends.
- *   WRENFALL_OK                         initialized
- *   WRENFALL_ERROR_INVALID_ARGUMENT     NULL options, or an empty database, application or version
- *   WRENFALL_ERROR_ALREADY_INITIALIZED  it was initialized before; nothing changed
- *   WRENFALL_ERROR_MONITOR_NOT_FOUND, WRENFALL_ERROR_REPORTER_NOT_FOUND
- *   WRENFALL_ERROR_HANDLER_START_FAILED the handler did not start, or there was not enough memory;
- *                                       the store may not be writable. The log says more
- *   WRENFALL_ERROR_FILE                 no folder could be found for the default store
+ * of this process. A failed call leaves the library not initialized, and may be repeated at once.
+ * After a successful call Wrenfall.dll stays loaded until the process ends.
+ *
+ * Blocking: until the handler has started; with the stand-in for Crashpad two minutes at most.
+ *
+ * Threads: any, but not from DllMain. Calls of wrenfall_init and wrenfall_shutdown wait for each
+ * other.
+ *
+ * Ownership: takes the options and frees them, whatever the result.
+ *
+ * @retval WRENFALL_OK initialized
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL options, or an empty database, application or
+ * version
+ * @retval WRENFALL_ERROR_ALREADY_INITIALIZED it was initialized before; nothing changed
+ * @retval WRENFALL_ERROR_MONITOR_NOT_FOUND WrenfallMonitor.exe is not where it was looked for
+ * @retval WRENFALL_ERROR_REPORTER_NOT_FOUND WrenfallReporter.exe is not where it was looked for
+ * @retval WRENFALL_ERROR_HANDLER_START_FAILED the handler did not start, or there was not enough
+ * memory; the store may not be writable. The log says more
+ * @retval WRENFALL_ERROR_FILE no folder was found for the default store
  */
 WRENFALL_API wrenfall_result wrenfall_init(wrenfall_options* options);
 
-/*
- * Ends the library's work. Does nothing when it is not initialized. Waits for a hang report that is
- * being taken, which has the bound of wrenfall_capture_report, but neither for a tick of the hang
- * detection nor for uploads that are under way in other threads: those run to their end. The
- * logging callback is not called any more after it. A crash after this call is still captured by
- * the handler of this run.
+/**
+ * Ends the library's work, and does nothing when it is not initialized. What was set at run time is
+ * cleared, and so are the facts of the options that it changes. A crash after this call is still
+ * captured by the handler of this run, without them. The logging callback is not called any more
+ * after it.
+ *
+ * Blocking: waits for a hang report that is being taken, which has the bound of
+ * wrenfall_capture_report. It waits neither for the next tick of the hang detection nor for uploads
+ * in other threads, which run to their end.
+ *
+ * Threads: any, but not from DllMain.
+ *
+ * Ownership: ends the life of what wrenfall_get_environment returned.
  */
 WRENFALL_API void wrenfall_shutdown(void);
 
-/* Whether the library is initialized. Takes no lock. */
+/** Whether the library is initialized. Takes no lock. */
 WRENFALL_API bool wrenfall_is_initialized(void);
 
-/* "9.0.0-dev"; static. */
+/** The library's version, for example "9.0.0-dev". Takes no lock. The text is static. */
 WRENFALL_API const char* wrenfall_version_string(void);
 
-/* 1. See convention 6. */
+/** The version of the binary interface: 1. Takes no lock. */
 WRENFALL_API uint32_t wrenfall_abi_version(void);
 
-/* The environment text in force, valid until wrenfall_shutdown; NULL when not initialized. Takes no
- * lock. */
+/** The environment text in force. Takes no lock. The text is valid until wrenfall_shutdown; NULL
+ * when not initialized. */
 WRENFALL_API const char* wrenfall_get_environment(void);
 
-/* Whether a WRENFALL_CAPABILITY_... is there; false for unknown numbers and when not initialized.
+/** Whether a WRENFALL_CAPABILITY_... is there; false for unknown numbers and when not initialized.
  */
 WRENFALL_API bool wrenfall_has_capability(uint32_t capability);
 
-/* Frees a buffer that the library allocated for the caller. */
+/**
+ * The path of the store's log file.
+ *
+ * Threads: one at a time, as all calls share one buffer.
+ *
+ * Ownership: the library's, valid until the next call of this function.
+ *
+ * @return the path; NULL when not initialized, or when there is no memory
+ */
+WRENFALL_API const char* wrenfall_log_file_path(void);
+
+/**
+ * Frees a single buffer that the library allocated for the caller and for which there is no `_free`
+ * function of its own. In this version there is none but the `info_url` of a
+ * wrenfall_upload_result, if the host has taken it out of the record. Records, lists and reports
+ * have functions of their own; a `const char*` is never freed.
+ */
 WRENFALL_API void wrenfall_free(void* buffer);
+
+/** @} */
 
 /* ------------------------------------------------------------------------------------------------
  * run-time metadata */
 
-/*
- * What is set here travels with every report from then on, with a crash at the very next moment
- * too. Values that were set while a dump is being written are in the next one. What is set is good
- * until wrenfall_shutdown: a later wrenfall_init starts again from its options. NULL counts as
- * empty. Blocks while another thread posts feedback or an AddressSanitizer text, see below.
+/**
+ * @name Run-time metadata
+ *
+ * What is set here travels with every report from then on, also with a crash that follows at once.
+ * A value that is set while a dump is being written is in the next one. Values last until
+ * wrenfall_shutdown; a later wrenfall_init starts again from its options. NULL counts as empty.
  *
  * In dumps, and in the reports made of them, a value is cut silently after 4096 bytes, notes and
- * the description after 20480; an attribute's name, with "attr." before it, after 255 bytes. A dump
- * holds all values set here, up to the 64 attributes, however many names were used before: the
- * capture reads at most 200 values, and the library keeps below that.
+ * the description after 20480, and the name of an attribute, with "attr." before it, after 255. A
+ * dump holds all values set here, however many names were used before.
  *
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+ * Blocking: while another thread posts feedback or an AddressSanitizer text, see the section on
+ * host-made reports; otherwise for short locks only.
+ *
+ * Threads: any.
+ *
+ * Ownership: the library copies all texts.
+ *
+ * Results: WRENFALL_OK; WRENFALL_ERROR_NOT_INITIALIZED; WRENFALL_ERROR_FILE without memory, when
+ * the change may have been made in part; and what a function names itself.
+ *
+ * @{
  */
+
+/** Sets the key, which the service gets as `appKey`. */
 WRENFALL_API wrenfall_result wrenfall_set_key(const char* value);
+
+/** Sets the name of the user. */
 WRENFALL_API wrenfall_result wrenfall_set_user(const char* value);
+
+/** Sets the e-mail address of the user. */
 WRENFALL_API wrenfall_result wrenfall_set_email(const char* value);
+
+/** Sets the description of the problem in the user's words. */
 WRENFALL_API wrenfall_result wrenfall_set_user_description(const char* value);
+
+/** Sets the host's notes. */
 WRENFALL_API wrenfall_result wrenfall_set_notes(const char* value);
 
-/* The same for the environment; NULL and the empty text restore the line that describes the
- * operating system. Each distinct text stays in memory until wrenfall_shutdown. */
+/** Sets the environment. NULL and the empty text restore the line that describes the operating
+ * system. Each distinct text stays in memory until wrenfall_shutdown. */
 WRENFALL_API wrenfall_result wrenfall_set_environment(const char* value);
 
-/*
+/**
  * Sets a named attribute, or removes it when `value` is NULL.
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED,
- *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty name
- *   WRENFALL_ERROR_LIMIT_REACHED     64 other names are held; nothing changed
+ *
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty name
+ * @retval WRENFALL_ERROR_LIMIT_REACHED 64 other names are held; nothing changed
  */
 WRENFALL_API wrenfall_result wrenfall_set_attribute(const char* name, const char* value);
 
-/*
- * Turns quiet sending on or off for the reports from now on. Off means the dialog again, also in a
- * library that was started quiet; one that was started with WRENFALL_UPLOAD_MANUAL goes back to
- * manual. Does nothing when not initialized.
- */
+/** Turns quiet sending on (not 0) or off (0) for the crashes, hangs and captures from now on. Off
+ * means dialog, also when the library was started quiet; when it was started manual, off means
+ * manual. Does nothing when not initialized. */
 WRENFALL_API void wrenfall_set_quiet_mode(int flag);
 
-/*
- * Adds or removes a file that is to travel with each report of a crash, a hang or a capture. It is
- * copied when the report is made, as it is then. Paths are compared byte for byte; adding one twice
- * and removing one that is not there change nothing. Blocks for the disk.
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL path; also an empty one to add
- *   WRENFALL_ERROR_LIMIT_REACHED     24 paths are held
- *   WRENFALL_ERROR_FILE              the list could not be written for the monitor; it is kept here
- *                                    all the same
+/**
+ * Adds a file that is to travel with each report of a crash, a hang or a capture. The monitor
+ * copies it when it makes the report, as it is then. Paths are compared byte for byte; adding one
+ * twice changes nothing. A relative path counts from the current directory of the wrenfall_init
+ * call.
+ *
+ * Blocking: for the disk too.
+ *
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty path
+ * @retval WRENFALL_ERROR_LIMIT_REACHED 24 paths are held
+ * @retval WRENFALL_ERROR_FILE the list could not be written for the monitor; the library holds the
+ * path all the same, and the next call that can write the list includes it
  */
 WRENFALL_API wrenfall_result wrenfall_add_attachment(const char* path);
+
+/**
+ * Removes a file that was added; a path that is not held changes nothing.
+ *
+ * Blocking: for the disk too.
+ *
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL path
+ * @retval WRENFALL_ERROR_FILE the list could not be written for the monitor; the library has
+ * dropped the path all the same
+ */
 WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
+
+/** @} */
 
 /* ------------------------------------------------------------------------------------------------
  * hangs */
 
-/*
- * With a threshold set in the options a thread of the library looks, every quarter of the threshold
- * but no more often than every 100 ms, for threads that have given no sign of life for more than
- * the threshold:
+/**
+ * @name Hangs
  *
- *  - "main": every wrenfall_heartbeat, of whichever thread, is a sign of its life. So is any
- *    visible top-level window of the process that answers a message within 50 ms: a program whose
- *    windows are served needs no heartbeats, and "main" is never reported while one answers. A
- *    program without a visible window relies on heartbeats alone: call wrenfall_heartbeat in the
- *    main loop.
- *  - threads that called wrenfall_watch_thread: their own heartbeats. Such a heartbeat refreshes
- *    "main" too, so a program without a window that watches threads notices a hang of its main
- *    thread only once they are all silent.
+ * With a threshold in the options, a thread of the library looks every quarter of the threshold, at
+ * most every 100 ms, for threads that have given no sign of life for longer than the threshold:
  *
- * A hang becomes a report of kind "hang", once, until the thread's next sign of life; the process
- * is stopped while the dump is written and goes on. The wait for that dump has the bound of
- * wrenfall_capture_report. With WRENFALL_HANG_REPORT_AND_TERMINATE the monitor then ends it. After
- * a report there is no other for five minutes (the cool-down), whichever thread hangs.
+ *  - "main": every wrenfall_heartbeat, of any thread, is a sign of its life, and so is a visible
+ *    top-level window of the process that answers a message within 50 ms.
+ *  - each thread that called wrenfall_watch_thread: its own heartbeats.
  *
- * The threshold should be well above the longest pause that is normal, and above what a user puts
- * up with: 5000 to 30000 ms for a program with windows. A debugger that stops the process looks
- * like a hang, and so may, of watched threads and of a program without windows, a standby of the
- * system or a capture that stopped all threads for longer than the threshold: they are reported,
- * and with the policy to terminate the process is ended. The cost is one wake-up a tick, a message
- * to each visible window, and a lock and a clock read a heartbeat.
+ * A hang becomes a report of kind "hang", once until the thread's next sign of life. After a report
+ * there is no other for five minutes, whichever thread hangs. With
+ * WRENFALL_HANG_REPORT_AND_TERMINATE the monitor then ends the process. The integration guide says
+ * how to choose the threshold, and what else looks like a hang.
+ *
+ * Blocking: none of these functions blocks.
+ *
+ * Threads: any; a watch is that of the calling thread.
+ *
+ * @{
  */
 
-/* A sign of life, see above. Does nothing when the library is not initialized or hang detection is
- * off. */
+/** Gives a sign of life of "main", and of the calling thread if it is watched. Does nothing when
+ * the library is not initialized or hang detection is off. */
 WRENFALL_API void wrenfall_heartbeat(void);
 
-/*
- * Watches the calling thread under a name (NULL counts as empty) from now on, or gives it a new
- * name. A watched thread unwatches itself before it ends.
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED, WRENFALL_ERROR_HANG_DETECTION_OFF
+/**
+ * Watches the calling thread under a name from now on, or gives it a new name; NULL counts as
+ * empty. The thread ends its watch itself before it ends.
+ *
+ * @retval WRENFALL_OK watched
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_HANG_DETECTION_OFF the options gave no threshold
+ * @retval WRENFALL_ERROR_FILE there is no memory
  */
 WRENFALL_API wrenfall_result wrenfall_watch_thread(const char* name);
 
-/* Ends the watch of the calling thread; does nothing when there is none. */
+/** Ends the watch of the calling thread; does nothing when there is none. */
 WRENFALL_API void wrenfall_unwatch_thread(void);
 
-/* ------------------------------------------------------------------------------------------------
- * reports */
+/** @} */
 
-/*
- * The outcome of an upload. The caller provides the record and sets `size`, and need set no more,
- * to sizeof(wrenfall_upload_result): each call fills all of it, whatever it returns. A record with
- * a smaller size is left untouched. `info_url` is to be released with wrenfall_upload_result_free.
+/* ------------------------------------------------------------------------------------------------
+ * capture */
+
+/**
+ * @name Capture
+ * @{
+ */
+
+/**
+ * Takes a report of the running process, which is stopped while the dump is written and goes on
+ * afterwards. The dump's exception names the calling thread; that of a hang report names the thread
+ * that hangs. The monitor makes the report folder from the dump a moment later, and sends it by the
+ * upload policy.
+ *
+ * Blocking: until the handler has written the dump. The wait ends early when the handler or the
+ * monitor ends, and after two minutes without an answer (125 seconds at most). Then the call fails,
+ * and every later one fails at once, until the slow handler has answered after all or the library
+ * has been shut down and initialized again.
+ *
+ * Threads: any; several calls at once take their turns.
+ *
+ * @retval WRENFALL_OK the handler has answered, also when it could not write the dump (a full
+ * disk): the log tells
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_HANDLER_START_FAILED the handler or the monitor has ended or does not
+ * answer, as the log says, or there was not enough memory
+ */
+WRENFALL_API wrenfall_result wrenfall_capture_report(void);
+
+/** @} */
+
+/* ------------------------------------------------------------------------------------------------
+ * send and discard */
+
+/**
+ * @name Send and discard
+ * @{
+ */
+
+/**
+ * The outcome of an upload. The caller provides the record and sets `size` to
+ * sizeof(wrenfall_upload_result), and need set no more: each call that takes a record fills all of
+ * it, whatever it returns. A record with a smaller size is left untouched.
  */
 typedef struct wrenfall_upload_result {
-  uint32_t size;          /* sizeof(wrenfall_upload_result), set by the caller. */
-  wrenfall_result result; /* What the call that filled the record returned. */
-  int32_t http_status;    /* The last HTTP status, 0 when there was no answer. */
-  int64_t crash_id;       /* The report's id at the service, 0 when it gave none. */
-  int64_t stack_key_id;   /* The id of the group of reports with the same stack, or 0. */
-  char* info_url;         /* The address of the support page, NULL when there is none. */
+  uint32_t size;          /**< sizeof(wrenfall_upload_result), set by the caller. */
+  wrenfall_result result; /**< What the call that filled the record returned. */
+  int32_t http_status;    /**< The last HTTP status, 0 when there was no answer. */
+  int64_t crash_id;       /**< The report's id at the service, 0 when it gave none. */
+  int64_t stack_key_id;   /**< The id of the group of reports with the same stack, or 0. */
+  /** The address of the support page; NULL when there is none, or no memory for it. The caller's:
+   * free it with wrenfall_upload_result_free. */
+  char* info_url;
 } wrenfall_upload_result;
 
 #ifdef __cplusplus
@@ -391,180 +593,277 @@ _Static_assert(sizeof(wrenfall_upload_result) == 40,
 typedef char wrenfall_upload_result_has_40_bytes[sizeof(wrenfall_upload_result) == 40 ? 1 : -1];
 #endif
 
-/* Frees `info_url` and sets it to NULL; the record itself stays the caller's. Works without
+/** Frees `info_url` and sets it to NULL; the record itself stays the caller's. Works without
  * wrenfall_init. */
 WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
 
-/*
- * Takes a report of the running process, which goes on afterwards. Blocks until the handler has
- * written the dump; several calls at once take their turns. The monitor makes the report folder
- * from the dump a moment later, and sends it by the upload policy.
+/**
+ * Uploads one report folder. `user`, `email` and `description`, where not NULL, replace those of
+ * the report first, in its record too; an empty text clears. `result`, where not NULL, receives the
+ * outcome.
  *
- * The wait ends when the handler or the monitor does, and after two minutes without an answer (125
- * seconds at the most). The call then fails, and so does every later one, at once: until the
- * library is shut down and initialized again, or the slow handler has answered after all.
- *   WRENFALL_OK, also where the handler could not write the dump (a full disk): the log tells
- *   WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_HANDLER_START_FAILED  the handler or the monitor has ended or does not answer,
- *                                        as the log says, or there was not enough memory
- */
-WRENFALL_API wrenfall_result wrenfall_capture_report(void);
-
-/*
- * Uploads one report folder and applies the retry rule: the folder is deleted after success and
- * after every failure but HTTP 500, 502, 503 and 504, which keep it for two more attempts. In
- * particular a service that cannot be reached at all costs the report: a host that must not lose
- * reports sends when it knows that it is online. A folder that is kept is no pending report any
- * more: only this call, or a person with wrenfallctl, sends it again.
+ * The retry rule: the folder is deleted after success, and after every failure but HTTP 500, 502,
+ * 503 and 504, which keep it for two more attempts. So a service that cannot be reached costs the
+ * report: a host that must not lose reports sends when it knows that it is online. A folder that is
+ * kept is no longer pending: only this call, or a person with wrenfallctl, sends it again.
  *
- * `user`, `email` and `description`, where not NULL, replace those of the report first; an empty
- * text clears. `result`, where not NULL, receives the outcome. A folder that holds no record, or
- * whose record is damaged or cannot be opened just now, is left as it is; so is one whose upload
- * breaks off for lack of memory or because a folder could not be listed.
+ * The rule does not apply, and the folder stays, where no attempt came to an end: it holds no
+ * record, its record is damaged or cannot be opened at present, its files could not be listed, or
+ * the library ran out of memory. Where memory runs out after the service took the report, the next
+ * attempt delivers it twice. Lack of memory within the packing of the archive or within the
+ * system's HTTP client is a failed attempt like any other, and deletes the report.
  *
- * Blocks for the whole upload (connecting up to 60 s, each single send or receive up to 300 s), and
- * before that for as long as another thread or process sends or discards the same folder.
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty folder, no report or a damaged record there, or
- *                                    one without the data that the service requires
- *   WRENFALL_ERROR_FILE              the report could not be read or packed
- *   WRENFALL_ERROR_TRANSPORT, WRENFALL_ERROR_SERVICE, WRENFALL_ERROR_REJECTED
+ * Blocking: for the whole upload (connecting up to 60 s, each single send or receive up to 300 s),
+ * and before that for as long as another thread or process sends or discards the same folder.
+ *
+ * Threads: any; calls for different folders run side by side.
+ *
+ * Ownership: `result` stays the caller's; free its `info_url` with wrenfall_upload_result_free.
+ *
+ * @retval WRENFALL_OK the service has the report
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty folder, no report or a damaged record
+ * there, or one without the data that the service requires
+ * @retval WRENFALL_ERROR_FILE the report could not be read or packed, or there is no memory
+ * @retval WRENFALL_ERROR_TRANSPORT the service gave no answer
+ * @retval WRENFALL_ERROR_SERVICE its answer was a failure, or cannot be used
+ * @retval WRENFALL_ERROR_REJECTED it rejected the report, or asked to slow down
  */
 WRENFALL_API wrenfall_result wrenfall_send_report(const char* report_folder, const char* user,
                                                   const char* email, const char* description,
                                                   wrenfall_upload_result* result);
 
-/*
+/**
  * Deletes a report folder with all its files. Only a folder that lies directly in the store or that
  * holds a report is deleted.
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL or empty folder
- *   WRENFALL_ERROR_FILE              nothing was there, it is no report folder, it is just being
- *                                    sent, or a file could not be removed; then it is not pending
- *                                    any more all the same
+ *
+ * Blocking: for the disk; never for a thread or process that sends the report.
+ *
+ * Threads: any.
+ *
+ * @retval WRENFALL_OK deleted
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty folder
+ * @retval WRENFALL_ERROR_FILE there is no such folder, it is no report folder, it is being sent, or
+ * a file could not be removed; in the last case it is no longer pending all the same
  */
 WRENFALL_API wrenfall_result wrenfall_discard_report(const char* report_folder);
 
-/*
- * Sends every pending report of the store, oldest first, on a thread of its own, like
- * wrenfall_send_report does. Returns at once; the outcome is in each report's log. After
- * wrenfall_shutdown the upload that is under way ends, and no further one starts.
- *   WRENFALL_OK, WRENFALL_ERROR_NOT_INITIALIZED
+/**
+ * Sends every pending report of the store, oldest first, as wrenfall_send_report does. Reports that
+ * a living process owns are skipped: another one's, for example while its reporter asks the user,
+ * and those that this process is posting itself.
+ *
+ * A report that was sent is gone, with its own log; one that could not be sent leaves a line
+ * "Report not sent: ..." in the log of the store.
+ *
+ * Blocking: no, the work is done on a thread of the library. After wrenfall_shutdown the upload in
+ * progress runs to its end, and no further one starts. When the process ends, the report that is
+ * being sent stays in the store.
+ *
+ * Threads: any; several calls at once send no report twice.
+ *
+ * @retval WRENFALL_OK the thread was started
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_FILE there is no memory
  */
 WRENFALL_API wrenfall_result wrenfall_post_pending_reports_async(void);
 
-/* The path of the log file; NULL when not initialized. Valid until the next call of this function:
- * calls of several threads at once share one buffer. */
-WRENFALL_API const char* wrenfall_log_file_path(void);
+/** @} */
 
-/* The pending reports of the store at one moment. */
+/* ------------------------------------------------------------------------------------------------
+ * pending list */
+
+/**
+ * @name Pending list
+ *
+ * Threads: any may read a list; none may use it when it is freed.
+ *
+ * @{
+ */
+
+/** The pending reports of the store at one moment. */
 typedef struct wrenfall_report_list wrenfall_report_list;
 
-/*
- * Lists the reports that wait to be sent, oldest first: folders without a result that no other
- * running process owns. Reads the store; blocks for that. Returns a list to be freed with
- * wrenfall_report_list_free, or NULL when the library is not initialized. The list may be empty.
+/**
+ * Lists the reports that wait to be sent, oldest first: folders with a readable record and without
+ * a result that no other running process owns.
+ *
+ * Blocking: for the disk; each record is read.
+ *
+ * Threads: any.
+ *
+ * Ownership: the caller's, to be freed with wrenfall_report_list_free.
+ *
+ * @return the list, which may be empty; NULL when the library is not initialized, or when there is
+ * no memory. When memory runs out in the middle, the list ends there.
  */
 WRENFALL_API wrenfall_report_list* wrenfall_pending_reports(void);
 
-/* The number of entries; 0 for NULL. */
+/** The number of entries; 0 for NULL. */
 WRENFALL_API uint32_t wrenfall_report_list_count(const wrenfall_report_list* list);
 
-/* The folder of an entry, and the text of its WrenfallCrashData.json as it was stored; owned by the
- * list. NULL when the index is not below the count. */
+/** The folder of an entry. The list owns the text. NULL when the index is not below the count. */
 WRENFALL_API const char* wrenfall_report_list_folder(const wrenfall_report_list* list,
                                                      uint32_t index);
+
+/** The text of an entry's WrenfallCrashData.json, as it was stored. The list owns the text. NULL
+ * when the index is not below the count. */
 WRENFALL_API const char* wrenfall_report_list_json(const wrenfall_report_list* list,
                                                    uint32_t index);
 
-/* Frees a list with everything that it owns. */
+/** Frees a list with everything that it owns. */
 WRENFALL_API void wrenfall_report_list_free(wrenfall_report_list* list);
 
-/* ------------------------------------------------------------------------------------------------
- * reports of the host's own making */
+/** @} */
 
-/*
- * Three kinds of report that the host makes itself: a structured report of crash facts that it has
+/* ------------------------------------------------------------------------------------------------
+ * host-made reports */
+
+/**
+ * @name Host-made reports
+ *
+ * The host makes three kinds of report itself: a structured report of crash facts that it has
  * collected, user feedback, and the text of an AddressSanitizer report. Posting one writes a report
- * folder with the facts of wrenfall_options and of the setters above, and treats it by the upload
- * policy of the options: with WRENFALL_UPLOAD_MANUAL it waits as a pending report, else it is sent
- * at once, on the calling thread, with the retry rule of wrenfall_send_report.
+ * folder with the facts of the options and of the run-time metadata. With WRENFALL_UPLOAD_MANUAL in
+ * the options it then waits as a pending report; otherwise it is sent at once, on the calling
+ * thread, with the retry rule of wrenfall_send_report.
  *
- * Texts that are not UTF-8 lose nothing but their bad sequences, each of which becomes U+FFFD in
- * JSON; XML and the AddressSanitizer text keep the bytes as they are. Attachments are copied into
- * the report folder; of two with the same file name the later one counts, and one that cannot be
- * copied costs a warning in the log, not the report.
+ * In JSON each invalid UTF-8 sequence becomes U+FFFD; XML and the AddressSanitizer text keep the
+ * bytes as they are. Attachments are copied into the report folder during the call, and relative
+ * paths count from the current directory at that time. Of two with the same file name the later one
+ * counts. One that cannot be copied costs a warning in the log, not the report.
  *
- * The posting calls block for the whole upload. wrenfall_post_feedback and
+ * Blocking: the posting calls block for the whole upload. wrenfall_post_feedback and
  * wrenfall_post_asan_report hold the lock of the run-time metadata for that long: they wait for
- * each other, and the setters above and wrenfall_report_post, which reads what was set, wait for
- * them. wrenfall_capture_report, wrenfall_heartbeat and wrenfall_shutdown do not wait.
+ * each other, and the functions of that section and wrenfall_report_post wait for them.
+ * wrenfall_capture_report, wrenfall_heartbeat and wrenfall_shutdown do not. The functions that
+ * build a report do not block, and work without wrenfall_init.
  *
- * `result`, where not NULL and large enough, receives the outcome; with WRENFALL_UPLOAD_MANUAL it
- * is all zero. The results are those of wrenfall_send_report, and
- *   WRENFALL_ERROR_NOT_INITIALIZED
- *   WRENFALL_ERROR_FILE  the report could not be written; nothing stays in the store
+ * Threads: any may post; one thread at a time may use a structured report.
+ *
+ * Ownership: `result`, where not NULL, stays the caller's, as in wrenfall_send_report.
+ *
+ * Results of the posting calls: those of wrenfall_send_report, with WRENFALL_ERROR_FILE also when
+ * the report could not be written; nothing then stays in the store. With WRENFALL_UPLOAD_MANUAL the
+ * record of the outcome is all zero.
+ *
+ * @{
  */
 
-/* The formats of a structured report. Any value not listed here counts as XML. */
-enum { WRENFALL_REPORT_XML = 0, WRENFALL_REPORT_JSON = 1 };
+/** The formats of a structured report. A value that is not listed here counts as XML. */
+enum {
+  WRENFALL_REPORT_XML = 0, /**< wfCrashReport.xml */
+  WRENFALL_REPORT_JSON = 1 /**< wfCrashReport.json */
+};
 
-/* A structured report while it is built, by one thread at a time. Works without wrenfall_init. */
+/** A structured report while it is built. */
 typedef struct wrenfall_report wrenfall_report;
 
-/* An empty report in one of the formats, to be freed with wrenfall_report_free; NULL when there is
- * no memory. Adding to NULL does nothing. NULL texts count as empty. */
+/**
+ * Makes an empty report in a WRENFALL_REPORT_... format.
+ *
+ * Ownership: the caller's, to be freed with wrenfall_report_free.
+ *
+ * @return the report; NULL when there is no memory. Adding to NULL does nothing. In all functions
+ * that add, NULL texts count as empty, and what there is no memory for is dropped.
+ */
 WRENFALL_API wrenfall_report* wrenfall_report_new(uint32_t format);
+
+/** Frees a report. */
 WRENFALL_API void wrenfall_report_free(wrenfall_report* report);
 
-/* What the report says of the machine and of the exception; each call replaces the one before. */
+/** Sets what the report says of the machine; each call replaces the one before. */
 WRENFALL_API void wrenfall_report_set_platform(wrenfall_report* report, const char* platform,
                                                const char* os);
+
+/** Sets what the report says of the exception; each call replaces the one before. */
 WRENFALL_API void wrenfall_report_set_exception(wrenfall_report* report, const char* code,
                                                 const char* explanation);
 
-/* In XML the name becomes the name of an element: anything but a letter followed by letters and
- * digits makes a document that strict parsers refuse. In JSON the last register of a name counts.
- * */
+/** Adds a register. In XML the name becomes that of an element: anything but a letter followed by
+ * letters and digits makes a document that strict parsers refuse. In JSON the last register of a
+ * name counts. */
 WRENFALL_API void wrenfall_report_add_register(wrenfall_report* report, const char* name,
                                                const char* value);
 
-/* Returns the thread's index, counted from 0; -1 for a NULL report and when there is no memory.
- * `crashing` is a flag; the first thread that is marked so is the one that crashed. */
+/** Adds a thread. `crashing` is a flag; the first thread for which it is not 0 is the one that
+ * crashed.
+ * @return the thread's index, counted from 0; -1 for NULL, and when there is no memory */
 WRENFALL_API int32_t wrenfall_report_add_thread(wrenfall_report* report, const char* name,
                                                 int32_t crashing);
 
-/* Adds a frame to a thread, the innermost first; nothing for an index that
+/** Adds a frame to a thread, the innermost first; does nothing for an index that
  * wrenfall_report_add_thread has not returned. `line` is read as signed; an `address` of 0 is
  * unknown. */
 WRENFALL_API void wrenfall_report_add_frame(wrenfall_report* report, int32_t thread,
                                             const char* function, const char* file, uint32_t line,
                                             const char* module, uint64_t address);
 
-/* `base` is the address that the module is loaded at, `size` its size in memory in bytes. */
+/** Adds a module: `base` is the address that it is loaded at, `size` its size in memory in bytes.
+ * */
 WRENFALL_API void wrenfall_report_add_module(wrenfall_report* report, const char* name,
                                              const char* path, uint64_t base, uint64_t size,
                                              const char* file_version, const char* product_version);
 
-/* The path of a file that is to travel with the report; NULL does nothing. */
+/** Adds the path of a file that is to travel with the report; NULL does nothing. */
 WRENFALL_API void wrenfall_report_add_attachment(wrenfall_report* report, const char* path);
 
-/* Posts the report, which stays the caller's and may be posted again.
- *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL report */
+/**
+ * Posts a structured report.
+ *
+ * Ownership: the report stays the caller's, and may be posted again.
+ *
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL report
+ */
 WRENFALL_API wrenfall_result wrenfall_report_post(const wrenfall_report* report,
                                                   wrenfall_upload_result* result);
 
-/* Posts user feedback. NULL texts count as empty; `attachments` is an array of `attachment_count`
+/** Posts user feedback. NULL texts count as empty; `attachments` is an array of `attachment_count`
  * paths and may be NULL, as may its entries. */
 WRENFALL_API wrenfall_result wrenfall_post_feedback(const char* title, const char* description,
                                                     const char* const* attachments,
                                                     uint32_t attachment_count,
                                                     wrenfall_upload_result* result);
 
-/* Posts the text of an AddressSanitizer report.
- *   WRENFALL_ERROR_INVALID_ARGUMENT  NULL text */
+/**
+ * Posts the text of an AddressSanitizer report.
+ *
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL text
+ */
 WRENFALL_API wrenfall_result wrenfall_post_asan_report(const char* text,
                                                        wrenfall_upload_result* result);
+
+/** @} */
+
+/* ------------------------------------------------------------------------------------------------
+ * reserved */
+
+/**
+ * @name Reserved
+ *
+ * Settings that the library stores and nothing in it acts on. They are options like those above:
+ * the same rules hold for blocking, threads, ownership and results.
+ *
+ * @{
+ */
+
+/** A function of the host for the moment of a crash. The library never calls it. */
+typedef void (*wrenfall_crash_callback)(void* user_data);
+
+/** Reserved. Default: 0. */
+WRENFALL_API void wrenfall_options_set_crash_completion(wrenfall_options* options,
+                                                        uint32_t completion);
+
+/** Reserved: a flag, by default off. */
+WRENFALL_API void wrenfall_options_set_chain_previous_signal_handlers(wrenfall_options* options,
+                                                                      int flag);
+
+/** Reserved: a callback, and the pointer that it would be given. NULL, the default, is none. */
+WRENFALL_API void wrenfall_options_set_on_crash(wrenfall_options* options,
+                                                wrenfall_crash_callback callback, void* user_data);
+
+/** @} */
 
 #ifdef __cplusplus
 }

@@ -75,7 +75,9 @@ class DocsTest(unittest.TestCase):
     def test_readme_code(self):
         blocks = code_blocks(ROOT / "README.md", "c")
         self.assertTrue(blocks)
+        header = (ROOT / "include/wrenfall/wrenfall.h").read_text("utf-8")
         for block in blocks:
+            self.assertIn(block.rstrip(), re.sub(r"^ \* ?", "", header, flags=re.MULTILINE), "the header opens with it")
             with tempfile.TemporaryDirectory() as folder:
                 source = Path(folder) / "host.c"
                 source.write_text("void run_the_application(void);\n" + block, "utf-8")
