@@ -41,7 +41,7 @@ def verdict(value, budget):
 
 
 def tables(rows, figures):
-    lines = ["| road | size | limit | road | ratio | budget | |", "|---|--:|--:|--:|--:|--:|---|"]
+    lines = ["| operation | size | limit | library | ratio | budget | |", "|---|--:|--:|--:|--:|--:|---|"]
     for road, size, limit, took, ratio, budget in rows:
         shown = f"{budget:g}" if budget else ""
         lines.append(f"| {road} | {size} | {time_text(limit)} | {time_text(took)} | {ratio:.3g} | {shown} | "
