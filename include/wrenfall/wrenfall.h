@@ -198,7 +198,7 @@ WRENFALL_API wrenfall_options* wrenfall_options_new(const char* database, const 
 WRENFALL_API void wrenfall_options_free(wrenfall_options* options);
 
 /** The folder for reports and the log. NULL or empty, the default, is
- * `%LOCALAPPDATA%\Wrenfall\<application>-<version>`. */
+ * `<local application data>\Wrenfall\<application>-<version>`. */
 WRENFALL_API void wrenfall_options_set_store_dir(wrenfall_options* options, const char* value);
 
 /** The path of WrenfallMonitor.exe. NULL or empty, the default, looks for it beside the host's
@@ -696,7 +696,7 @@ typedef struct wrenfall_report_list wrenfall_report_list;
  * Ownership: the caller's, to be freed with wrenfall_report_list_free.
  *
  * @return the list, which may be empty; NULL when the library is not initialized, or when there is
- * no memory. When memory runs out in the middle, the list ends there.
+ * no memory. When memory runs out in the middle, reports are missing from the list.
  */
 WRENFALL_API wrenfall_report_list* wrenfall_pending_reports(void);
 
