@@ -8,8 +8,8 @@
 
 #include "bench/bench.h"
 #include "bench/library.h"
-#include "report/crash_data.h"
-#include "report/report_store.h"
+#include "report/store/crash_data.h"
+#include "report/store/report_store.h"
 #include "report/structured_report_json.h"
 #include "report/structured_report_xml.h"
 #include "support/files.h"

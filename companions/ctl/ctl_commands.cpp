@@ -15,15 +15,15 @@
 #include "ctl/report_details.h"
 #include "ctl/shared_file.h"
 #include "ctl/store_scan.h"
-#include "report/report_store.h"
-#include "report/result_names.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
+#include "support/result_names.h"
 #include "support/text.h"
 #include "support/version.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 namespace fs = std::filesystem;
 
@@ -256,4 +256,4 @@ int run_ctl(const CtlOptions& options) {
   }
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -5,7 +5,7 @@
 
 #include "ctl/ctl_options.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // Does what the options say, prints it, and returns the exit code. Throws filesystem_error when a
 // folder can no longer be listed.
@@ -14,6 +14,6 @@ int run_ctl(const CtlOptions& options);
 // Tells on the error stream what went wrong, and returns the exit code.
 int report_failure(int result, const std::string& explanation);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_CTL_COMMANDS_H_

@@ -4,7 +4,7 @@
 
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 namespace {
 
 using Command = CtlOptions::Command;
@@ -188,4 +188,4 @@ std::filesystem::path report_folder_of(const std::filesystem::path& store, std::
   return is_name && !store.empty() ? store / folder : folder;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // What the tool was asked to do.
 struct CtlOptions {
@@ -37,6 +37,6 @@ std::filesystem::path report_folder_of(const std::filesystem::path& store, std::
 // The text of --help.
 extern const char kCtlHelp[];
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_CTL_OPTIONS_H_

@@ -11,7 +11,7 @@
 #include "ctl/report_details.h"
 #include "ctl/store_scan.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // What the commands print, as text for people and as JSON for programs. docs/wrenfallctl.md
 // documents the JSON's keys: they stay.
@@ -34,6 +34,6 @@ wrenfall_result result_of(const std::vector<ActionOutcome>& outcomes);
 
 nlohmann::json log_line_json(const LogLine& line);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_CTL_OUTPUT_H_

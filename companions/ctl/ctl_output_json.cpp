@@ -2,12 +2,12 @@
 #include <cstdio>
 
 #include "ctl/ctl_output.h"
-#include "report/report_files.h"
-#include "report/result_names.h"
+#include "report/store/layout.h"
 #include "support/json_text.h"
+#include "support/result_names.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 namespace {
 
 using nlohmann::json;
@@ -43,7 +43,7 @@ json dump_json(const ReportDetails& details) {
   if (!details.has_dump) return nullptr;
   json dump = {{"file", kReportDumpFile}, {"readable", details.dump.has_value()}};
   if (!details.dump) return dump;
-  const DumpFacts& facts = *details.dump;
+  const minidump::DumpFacts& facts = *details.dump;
   dump["timeStamp"] = facts.time_stamp;
   dump["exceptionCode"] = nullptr;
   if (facts.exception_code) {
@@ -71,10 +71,10 @@ json outcome_json(Action action, const ActionOutcome& outcome) {
   };
   if (action == Action::kDiscard) return object;
   object["advice"] = failed ? advice_after_send(outcome) : "";
-  object["httpStatus"] = upload.httpStatus;
-  object["crashId"] = upload.crashId;
-  object["stackKeyId"] = upload.stackKeyId;
-  object["infoUrl"] = upload.infoUrl;
+  object["httpStatus"] = upload.http_status;
+  object["crashId"] = upload.crash_id;
+  object["stackKeyId"] = upload.stack_key_id;
+  object["infoUrl"] = upload.info_url;
   return object;
 }
 
@@ -114,4 +114,4 @@ json log_line_json(const LogLine& line) {
   return {{"time", line.time}, {"pid", line.pid}, {"level", line.level}, {"message", line.message}};
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -5,11 +5,11 @@
 #include "common/size_text.h"
 #include "ctl/ctl_output.h"
 #include "ctl/output_text.h"
-#include "report/report_files.h"
-#include "report/result_names.h"
+#include "report/store/layout.h"
+#include "support/result_names.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 namespace {
 
 std::string name_of(const std::filesystem::path& folder) {
@@ -83,7 +83,7 @@ std::string section(const std::string& title, const Rows& rows) {
   return rows.empty() ? "" : title + "\n" + table(rows);
 }
 
-std::string dump_text(const DumpFacts& dump) {
+std::string dump_text(const minidump::DumpFacts& dump) {
   std::string text = "Dump\n";
   if (dump.exception_code) {
     char code[32];
@@ -130,16 +130,16 @@ std::string outcome_text(Action action, const ActionOutcome& outcome) {
   const std::string name = name_of(outcome.folder);
   if (upload.result != WRENFALL_OK) {
     std::string text = name + ": " + describe_result(upload.result);
-    if (upload.httpStatus != 0) text += " (http " + std::to_string(upload.httpStatus) + ")";
+    if (upload.http_status != 0) text += " (http " + std::to_string(upload.http_status) + ")";
     if (!upload.error.empty()) text += "\n  " + shown(upload.error);
     return text + (action == Action::kSend ? "\n  " + advice_after_send(outcome) : "") + "\n";
   }
   if (action == Action::kDiscard) return name + ": discarded\n";
-  std::string text = name + ": sent, crash " + std::to_string(upload.crashId) + ", stack key " +
-                     std::to_string(upload.stackKeyId);
-  if (!upload.infoUrl.empty()) text += ", " + shown(upload.infoUrl);
+  std::string text = name + ": sent, crash " + std::to_string(upload.crash_id) + ", stack key " +
+                     std::to_string(upload.stack_key_id);
+  if (!upload.info_url.empty()) text += ", " + shown(upload.info_url);
   if (outcome.kept) text += "\n  Not all files of the folder could be deleted: discard it later.";
   return text + "\n";
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

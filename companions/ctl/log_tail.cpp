@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 namespace {
 
 constexpr size_t kPiece = size_t{64} * 1024;
@@ -41,7 +41,7 @@ LogLine parse_log_line(const std::string& line) {
   return {"", "", "", std::string(whole)};
 }
 
-uint64_t start_of_last_lines(const ReadAt& read, uint64_t size, uint64_t lines) {
+uint64_t start_of_last_lines(const minidump::ReadAt& read, uint64_t size, uint64_t lines) {
   if (lines == 0) return size;
   std::vector<char> piece(kPiece);
   uint64_t breaks = 0;
@@ -78,4 +78,4 @@ std::vector<std::string> LineSplitter::add(const std::string& bytes) {
 
 std::string LineSplitter::rest() { return std::exchange(rest_, {}); }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "monitor/minidump_layout.h"
+#include "minidump/minidump_layout.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // A line of the library's log, taken apart. A line that is none has nothing but its message.
 struct LogLine {
@@ -22,7 +22,7 @@ LogLine parse_log_line(const std::string& line);
 // The offset in a file of `size` bytes at which its last `lines` lines begin; the start of the file
 // when it has fewer, or when it cannot be read. A line break at the end begins no line. Reads
 // backwards, piece by piece.
-uint64_t start_of_last_lines(const ReadAt& read, uint64_t size, uint64_t lines);
+uint64_t start_of_last_lines(const minidump::ReadAt& read, uint64_t size, uint64_t lines);
 
 // Puts the pieces of a growing file together to lines. The log holds no line of more than some
 // kilobytes: what is longer comes in pieces.
@@ -37,6 +37,6 @@ class LineSplitter {
   std::string rest_;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_LOG_TAIL_H_

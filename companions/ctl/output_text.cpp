@@ -5,7 +5,7 @@
 
 #include "support/json_text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 namespace {
 
 // One character of valid UTF-8 text.
@@ -85,4 +85,4 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
   return text;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // Names and texts come out of a store that anybody may have written to. Printed as they are, control
 // characters could move the cursor, clear the screen, or turn the direction of writing around.
@@ -20,6 +20,6 @@ std::string json_line(const nlohmann::json& object);
 // Rows under their headings; each column as wide as its longest entry, the last one as it is.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_OUTPUT_TEXT_H_

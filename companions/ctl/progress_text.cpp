@@ -3,7 +3,7 @@
 #include "common/size_text.h"
 #include "ctl/output_text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 std::string ProgressText::update(const std::string& name, uint64_t sent, uint64_t total) {
   if (sent == 0) last_ = -1;  // the next upload
@@ -18,4 +18,4 @@ std::string ProgressText::update(const std::string& name, uint64_t sent, uint64_
   return "\r" + text + "   " + (sent >= total ? "\n" : "");
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // Turns what the HTTP client tells into what is printed: on a console one line that is written over
 // and over, elsewhere a line every ten percent.
@@ -21,6 +21,6 @@ class ProgressText {
   int last_ = -1;  // the last step printed
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_PROGRESS_TEXT_H_

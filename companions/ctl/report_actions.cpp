@@ -2,14 +2,14 @@
 
 #include <optional>
 
-#include "report/crash_data.h"
 #include "report/delivery.h"
-#include "report/folder_claim.h"
-#include "report/report_store.h"
+#include "report/store/crash_data.h"
+#include "report/store/folder_claim.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 namespace fs = std::filesystem;
 
@@ -38,10 +38,10 @@ void log_outcome(const ActionOutcome& outcome, Logger& logger) {
   const std::string name = path_to_utf8(outcome.folder);
   if (outcome.upload.result == WRENFALL_OK) {
     logger.info("Report sent by hand: %s (crash %lld)", name.c_str(),
-                static_cast<long long>(outcome.upload.crashId));
+                static_cast<long long>(outcome.upload.crash_id));
   } else {
     logger.error("Report not sent by hand: %s: %s (http %d)", name.c_str(),
-                 outcome.upload.error.c_str(), outcome.upload.httpStatus);
+                 outcome.upload.error.c_str(), outcome.upload.http_status);
   }
 }
 
@@ -115,7 +115,7 @@ std::string advice_after_send(const ActionOutcome& outcome) {
              ", as always without an answer. Check the network, the proxy and the "
              "service's certificate before sending others.";
     case WRENFALL_ERROR_REJECTED:
-      return advice + (outcome.upload.httpStatus == kTooManyRequests
+      return advice + (outcome.upload.http_status == kTooManyRequests
                            ? ". The service wants fewer reports: wait before sending others."
                            : ". The service does not want it: check that it knows the database, "
                              "the application and the version.");
@@ -130,4 +130,4 @@ std::string advice_after_send(const ActionOutcome& outcome) {
   }
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -5,11 +5,11 @@
 #include <functional>
 #include <string>
 
+#include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
-#include "upload/upload_result.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // What became of one folder that was to be sent or discarded.
 struct ActionOutcome {
@@ -35,6 +35,6 @@ ActionOutcome discard_folder(const std::filesystem::path& store,
 // sentence or two.
 std::string advice_after_send(const ActionOutcome& outcome);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_REPORT_ACTIONS_H_

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "ctl/shared_file.h"
-#include "report/report_files.h"
+#include "report/store/layout.h"
 #include "support/files.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 namespace {
 
 std::vector<ReportDetails::File> files_of(const std::filesystem::path& folder) {
@@ -35,11 +35,11 @@ std::optional<ReportDetails> read_report_details(const std::filesystem::path& fo
   const SharedFile file(dump);
   if (file.is_open()) {
     details.dump =
-        read_minidump([&file](uint64_t offset, void* buffer,
-                              size_t size) { return file.read_at(offset, buffer, size); },
-                      file.size());
+        minidump::read_minidump([&file](uint64_t offset, void* buffer,
+                                        size_t size) { return file.read_at(offset, buffer, size); },
+                                file.size());
   }
   return details;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

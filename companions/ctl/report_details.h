@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "ctl/store_scan.h"
-#include "monitor/minidump_reader.h"
-#include "report/crash_data.h"
+#include "minidump/minidump_reader.h"
+#include "report/store/crash_data.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // Everything that can be said about one report.
 struct ReportDetails {
@@ -24,12 +24,12 @@ struct ReportDetails {
   std::optional<CrashData> record;
   std::vector<File> files;  // in the order of their names
   bool has_dump = false;
-  std::optional<DumpFacts> dump;  // nothing when there is none, or it cannot be read
+  std::optional<minidump::DumpFacts> dump;  // nothing when there is none, or it cannot be read
 };
 
 // Nothing when there is no such folder.
 std::optional<ReportDetails> read_report_details(const std::filesystem::path& folder);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_REPORT_DETAILS_H_

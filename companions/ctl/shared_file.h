@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <memory>
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // A file open for reading, piece by piece, that others may write, replace and remove meanwhile.
 class SharedFile {
@@ -29,6 +29,6 @@ class SharedFile {
   std::unique_ptr<void, Closer> file_;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_SHARED_FILE_H_

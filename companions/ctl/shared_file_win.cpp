@@ -2,7 +2,7 @@
 
 #include "ctl/shared_file.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 void SharedFile::Closer::operator()(void* file) const { CloseHandle(file); }
 
@@ -27,4 +27,4 @@ bool SharedFile::read_at(uint64_t offset, void* buffer, size_t size) const {
   return ReadFile(file_.get(), buffer, static_cast<DWORD>(size), &got, &position) && got == size;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

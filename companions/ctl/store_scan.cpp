@@ -3,13 +3,13 @@
 #include <set>
 #include <utility>
 
-#include "report/folder_claim.h"
-#include "report/report_store.h"
-#include "report/session_files.h"
+#include "report/store/folder_claim.h"
+#include "report/store/report_store.h"
+#include "report/store/session_files.h"
 #include "support/files.h"
 #include "support/paths.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 namespace fs = std::filesystem;
 
@@ -110,4 +110,4 @@ std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
   return summaries;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "report/crash_data.h"
-#include "report/report_result.h"
+#include "report/store/crash_data.h"
+#include "report/store/report_result.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 // How a report folder stands, in the tool's own words:
 //   pending     waits to be sent
@@ -42,6 +42,6 @@ std::optional<ReportSummary> summarize_report(const std::filesystem::path& folde
 // Nothing when the store cannot be opened. Throws DirectoryIterationError.
 std::optional<std::vector<ReportSummary>> scan_store(const std::filesystem::path& store);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl
 
 #endif  // WRENFALL_COMPANIONS_CTL_STORE_SCAN_H_

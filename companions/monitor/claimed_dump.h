@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <memory>
 
-#include "monitor/minidump_layout.h"
+#include "minidump/minidump_layout.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // A finished dump that no other monitor can take, for as long as this object holds the file open.
 // The hold ends with the process too: a dump that a killed monitor had claimed can be claimed
@@ -31,7 +31,7 @@ class ClaimedDump {
 
   uint64_t size() const;
   bool read_at(uint64_t offset, void* buffer, size_t size) const;
-  ReadAt reader() const;  // valid as long as this object
+  minidump::ReadAt reader() const;  // valid as long as this object
 
   // Since the dump was written last; 0 when the system does not tell. A time to come counts like one
   // that is past: the clock was set back since.
@@ -54,6 +54,6 @@ class ClaimedDump {
   std::unique_ptr<void, Closer> file_;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_CLAIMED_DUMP_H_

@@ -6,7 +6,7 @@
 
 #include "monitor/claimed_dump.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 ClaimedDump::State state_after(DWORD error) {
@@ -62,7 +62,7 @@ bool ClaimedDump::read_at(uint64_t offset, void* buffer, size_t size) const {
          ReadFile(file_.get(), buffer, static_cast<DWORD>(size), &done, nullptr) && done == size;
 }
 
-ReadAt ClaimedDump::reader() const {
+minidump::ReadAt ClaimedDump::reader() const {
   return [this](uint64_t offset, void* buffer, size_t count) {
     return read_at(offset, buffer, count);
   };
@@ -95,4 +95,4 @@ bool ClaimedDump::move_to(const std::filesystem::path& target) {
   return false;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

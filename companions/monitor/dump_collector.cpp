@@ -7,13 +7,13 @@
 #include "monitor/record_from_annotations.h"
 #include "monitor/report_folder.h"
 #include "monitor/watched_process.h"
-#include "report/folder_claim.h"
+#include "report/store/folder_claim.h"
 #include "support/clock.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 namespace fs = std::filesystem;
 
@@ -27,8 +27,9 @@ constexpr std::chrono::seconds kHalfMadeAge(60);
 constexpr std::chrono::seconds kBusyPatience(30);
 
 // The facts of a dump that says whose it is. Otherwise nothing, with an error logged.
-std::optional<DumpFacts> read_facts(const ClaimedDump& dump, const fs::path& file, Logger& logger) {
-  auto facts = read_minidump(dump.reader(), dump.size());
+std::optional<minidump::DumpFacts> read_facts(const ClaimedDump& dump, const fs::path& file,
+                                              Logger& logger) {
+  auto facts = minidump::read_minidump(dump.reader(), dump.size());
   if (!facts) {
     logger.error("Dump not readable, damaged or no minidump: %s", path_to_utf8(file).c_str());
   } else if (!session_of(*facts)) {
@@ -40,8 +41,8 @@ std::optional<DumpFacts> read_facts(const ClaimedDump& dump, const fs::path& fil
 
 }  // namespace
 
-DumpCollector::DumpCollector(Places places, const SessionTag& session, StartReporter start_reporter,
-                             Logger& logger)
+DumpCollector::DumpCollector(Places places, const ProcessIdentity& session,
+                             StartReporter start_reporter, Logger& logger)
     : places_(std::move(places)),
       session_(session),
       start_reporter_(std::move(start_reporter)),
@@ -50,12 +51,12 @@ DumpCollector::DumpCollector(Places places, const SessionTag& session, StartRepo
       os_version_(describe(query_platform_facts())),
       memory_(places_.store, session) {}
 
-bool DumpCollector::is_own(const SessionTag& session) const {
+bool DumpCollector::is_own(const ProcessIdentity& session) const {
   return session.process_id == session_.process_id && session.start_time == session_.start_time;
 }
 
-bool DumpCollector::is_for_us(const SessionTag& session, bool adoptable) const {
-  return is_own(session) || (adoptable && !is_session_running(session));
+bool DumpCollector::is_for_us(const ProcessIdentity& session, bool adoptable) const {
+  return is_own(session) || (adoptable && !is_still_running(session));
 }
 
 bool DumpCollector::collect() {
@@ -127,7 +128,7 @@ void DumpCollector::finish_half_made_folder(const fs::path& folder) {
   if (facts) finish(folder, dump, *facts, facts->annotations.report_id, false);
 }
 
-std::vector<std::string> DumpCollector::attachments_of(const SessionTag& session) {
+std::vector<std::string> DumpCollector::attachments_of(const ProcessIdentity& session) {
   if (is_own(session)) {
     memory_.refresh();
     return memory_.attachments();
@@ -137,9 +138,10 @@ std::vector<std::string> DumpCollector::attachments_of(const SessionTag& session
   return record ? record->attachments : std::vector<std::string>();
 }
 
-void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump, const DumpFacts& facts,
-                           const std::string& report_id, bool may_terminate) {
-  const SessionTag session = *session_of(facts);
+void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
+                           const minidump::DumpFacts& facts, const std::string& report_id,
+                           bool may_terminate) {
+  const ProcessIdentity session = *session_of(facts);
   RecordContext context;
   context.crashpad_report_id = report_id;
   context.now = utc_timestamp();
@@ -151,19 +153,19 @@ void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump, const Dump
   if (!record) return;
   // An old hang is no reason to end a process that has come back to life.
   if (may_terminate && is_own(session) && asks_for_termination(facts)) terminate(session);
-  hand_on(folder, std::move(*record));
+  start_reporter_or_release(folder, std::move(*record));
 }
 
-void DumpCollector::terminate(const SessionTag& session) {
+void DumpCollector::terminate(const ProcessIdentity& session) {
   const auto pid = static_cast<unsigned long long>(session.process_id);
-  if (terminate_session(session)) {
+  if (terminate_process(session)) {
     logger_.info("Hung process %llu ended, as its hang policy says", pid);
   } else {
     logger_.warn("Hung process %llu not ended: it is gone or may not be ended", pid);
   }
 }
 
-void DumpCollector::hand_on(const fs::path& folder, CrashData record) {
+void DumpCollector::start_reporter_or_release(const fs::path& folder, CrashData record) {
   if (record.uploadPolicy == "manual" || start_reporter_(folder)) return;
   // Nobody's, so that the host finds it pending. Unless somebody has it already: saving beside him
   // could make a folder anew that he has deleted.
@@ -175,4 +177,4 @@ void DumpCollector::hand_on(const fs::path& folder, CrashData record) {
   }
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

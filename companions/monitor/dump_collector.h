@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "minidump/minidump_reader.h"
 #include "monitor/claimed_dump.h"
-#include "monitor/minidump_reader.h"
 #include "monitor/session_memory.h"
-#include "report/crash_data.h"
+#include "report/store/crash_data.h"
 #include "support/logger.h"
 #include "support/process.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // Starts the reporter on a report folder; false, with an error logged, when it cannot be started.
 using StartReporter = std::function<bool(const std::filesystem::path& folder)>;
@@ -32,7 +32,7 @@ class DumpCollector {
   };
 
   // The logger outlives the collector.
-  DumpCollector(Places places, const SessionTag& session, StartReporter start_reporter,
+  DumpCollector(Places places, const ProcessIdentity& session, StartReporter start_reporter,
                 Logger& logger);
 
   // Finishes the report folders that a killed monitor left half-made.
@@ -61,17 +61,17 @@ class DumpCollector {
   };
 
   bool settle(const std::filesystem::path& file, bool adoptable);
-  bool is_for_us(const SessionTag& session, bool adoptable) const;
-  bool is_own(const SessionTag& session) const;
+  bool is_for_us(const ProcessIdentity& session, bool adoptable) const;
+  bool is_own(const ProcessIdentity& session) const;
   void finish_half_made_folder(const std::filesystem::path& folder);
-  void finish(const std::filesystem::path& folder, ClaimedDump& dump, const DumpFacts& facts,
-              const std::string& report_id, bool may_terminate);
-  std::vector<std::string> attachments_of(const SessionTag& session);
-  void terminate(const SessionTag& session);
-  void hand_on(const std::filesystem::path& folder, CrashData record);
+  void finish(const std::filesystem::path& folder, ClaimedDump& dump,
+              const minidump::DumpFacts& facts, const std::string& report_id, bool may_terminate);
+  std::vector<std::string> attachments_of(const ProcessIdentity& session);
+  void terminate(const ProcessIdentity& session);
+  void start_reporter_or_release(const std::filesystem::path& folder, CrashData record);
 
   const Places places_;
-  const SessionTag session_;
+  const ProcessIdentity session_;
   const StartReporter start_reporter_;
   Logger& logger_;
   const std::string architecture_;
@@ -83,6 +83,6 @@ class DumpCollector {
   bool has_seen_crash_ = false;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_DUMP_COLLECTOR_H_

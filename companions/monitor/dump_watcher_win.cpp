@@ -1,6 +1,6 @@
 #include "monitor/dump_watcher_win.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 constexpr DWORD kUnfinishedDumpMs = 20;
@@ -25,13 +25,15 @@ void DumpWatcher::arm() {
   all_armed_ = reports && sessions;
 }
 
-bool DumpWatcher::wait(bool hurry) const {
+bool DumpWatcher::wait(bool dump_expected) const {
   HANDLE handles[3] = {handler_};
   DWORD count = 1;
   for (const FolderWatch* watch : {&reports_, &sessions_}) {
     if (watch->handle() != INVALID_HANDLE_VALUE) handles[count++] = watch->handle();
   }
-  const DWORD milliseconds = hurry ? kUnfinishedDumpMs : all_armed_ ? kQuietMs : kMissingFolderMs;
+  const DWORD milliseconds = dump_expected ? kUnfinishedDumpMs
+                             : all_armed_  ? kQuietMs
+                                           : kMissingFolderMs;
   const DWORD result = WaitForMultipleObjects(count, handles, FALSE, milliseconds);
   // A failed wait returns at once; the handler alone can always be waited for.
   if (result == WAIT_FAILED) {
@@ -40,4 +42,4 @@ bool DumpWatcher::wait(bool hurry) const {
   return result != WAIT_OBJECT_0;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

@@ -7,7 +7,7 @@
 
 #include "support/win_handle.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 struct ChangeHandleTraits {
   using Handle = HANDLE;
@@ -44,9 +44,9 @@ class DumpWatcher {
   // To be called before each look.
   void arm();
 
-  // Blocks; for a moment only when `hurry` says that a dump is about to be finished. False when the
+  // Blocks; for a moment only when `dump_expected` says that a dump is about to be finished. False when the
   // handler has ended.
-  bool wait(bool hurry) const;
+  bool wait(bool dump_expected) const;
 
  private:
   const HANDLE handler_;
@@ -55,6 +55,6 @@ class DumpWatcher {
   bool all_armed_ = false;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_DUMP_WATCHER_WIN_H_

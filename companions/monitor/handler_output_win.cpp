@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 // A handler that says more between two looks has to wait for the next one.
@@ -53,4 +53,4 @@ void HandlerOutput::pass_on(Logger& logger, bool at_end) {
   }
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

@@ -8,7 +8,7 @@
 #include "support/logger.h"
 #include "support/win_handle.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // What the capture handler says on its standard error output: why a dump could not be written,
 // above all. Used by one thread. Where no pipe can be made nothing is ever said.
@@ -32,6 +32,6 @@ class HandlerOutput {
   std::string text_;  // what was not logged yet
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_HANDLER_OUTPUT_WIN_H_

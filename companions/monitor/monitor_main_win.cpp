@@ -7,12 +7,12 @@
 #include "common/program_io.h"
 #include "monitor/dump_collector.h"
 #include "monitor/dump_watcher_win.h"
+#include "monitor/exit_code.h"
 #include "monitor/handler_output_win.h"
-#include "monitor/lost_crash.h"
 #include "monitor/monitor_options.h"
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
-#include "report/session_files.h"
+#include "report/store/session_files.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
@@ -20,7 +20,7 @@
 #include "support/version.h"
 #include "support/win_handle.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 namespace fs = std::filesystem;
@@ -48,9 +48,9 @@ constexpr DWORD kLastSweepPauseMs = 20;
 
 // Runs one step. What goes wrong in it must not end the watch: it is logged, once as long as it
 // stays the same.
-class GuardedSteps {
+class LoggedSteps {
  public:
-  explicit GuardedSteps(Logger& logger) : logger_(logger) {}
+  explicit LoggedSteps(Logger& logger) : logger_(logger) {}
 
   template <typename Step>
   bool run(Step step) {
@@ -90,8 +90,8 @@ StartReporter reporter_starter(const std::string& reporter, Logger& logger) {
 
 // A report that never comes is told of at least: for want of disk space, because the handler was
 // ended, or because it never saw the crash.
-void tell_of_lost_crash(const SessionEnd& host, const SessionTag& session, const fs::path& store,
-                        Logger& logger) {
+void tell_of_lost_crash(const ProcessExit& host, const ProcessIdentity& session,
+                        const fs::path& store, Logger& logger) {
   const auto code = host.exit_code();
   if (!code || !is_crash_code(*code)) return;
   std::error_code error;
@@ -107,8 +107,8 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
   DumpCollector collector({reports, store}, options.session,
                           reporter_starter(options.reporter, logger), logger);
   DumpWatcher watcher(handler, reports, store / kSessionsFolder);
-  const SessionEnd host(options.session);
-  GuardedSteps steps(logger);
+  const ProcessExit host(options.session);
+  LoggedSteps steps(logger);
   const auto look = [&] {
     output.pass_on(logger, false);
     collector.refresh_session();
@@ -116,17 +116,17 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
   };
 
   watcher.arm();
-  bool hurry = steps.run(look);
+  bool dump_expected = steps.run(look);
   steps.run([&collector] {
     collector.finish_half_made_folders();
     return false;
   });
-  while (watcher.wait(hurry)) {
+  while (watcher.wait(dump_expected)) {
     watcher.arm();
-    hurry = steps.run(look);
+    dump_expected = steps.run(look);
   }
   // Nobody else could: a handler that was killed while it wrote a dump leaves the host standing.
-  if (resume_frozen_session(options.session)) {
+  if (resume_frozen_process(options.session)) {
     logger.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
                 static_cast<unsigned long long>(options.session.process_id));
   }
@@ -188,6 +188,6 @@ int run() {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
-int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int) { return wrenfall::run(); }
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int) { return wrenfall::monitor::run(); }

@@ -5,7 +5,7 @@
 
 #include "backend/annotation_keys.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 // The rest of a text that begins with `prefix`.
@@ -41,7 +41,7 @@ MonitorOptions parse_monitor_options(const std::vector<std::string>& arguments) 
   }
   if (options.request != MonitorOptions::Request::kMonitor) return options;
 
-  const auto tag = SessionTag::parse(session);
+  const auto tag = ProcessIdentity::parse(session);
   if (options.database.empty()) {
     options.error = missing("--database");
   } else if (options.store.empty()) {
@@ -55,4 +55,4 @@ MonitorOptions parse_monitor_options(const std::vector<std::string>& arguments) 
   return options;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

@@ -6,7 +6,7 @@
 
 #include "support/process.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // What the monitor takes from the command line that the capture client gives to its handler. Texts
 // are UTF-8.
@@ -14,17 +14,17 @@ struct MonitorOptions {
   enum class Request { kMonitor, kHelp, kVersion, kUnusable };
 
   Request request = Request::kMonitor;
-  std::string error;     // why the arguments are unusable
-  std::string database;  // the capture database's folder
-  std::string store;     // set also for unusable arguments, when they name one
-  std::string reporter;  // may be empty
-  SessionTag session;    // the process that is watched
+  std::string error;        // why the arguments are unusable
+  std::string database;     // the capture database's folder
+  std::string store;        // set also for unusable arguments, when they name one
+  std::string reporter;     // may be empty
+  ProcessIdentity session;  // the process that is watched
 };
 
 // `arguments` without the program's name. Arguments that only the handler understands are passed
 // over.
 MonitorOptions parse_monitor_options(const std::vector<std::string>& arguments);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_MONITOR_OPTIONS_H_

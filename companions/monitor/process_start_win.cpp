@@ -4,7 +4,7 @@
 
 #include "monitor/command_line.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 constexpr int kStartAttempts = 4;
@@ -12,7 +12,7 @@ constexpr DWORD kStartPauseMs = 100;
 
 // Whether the system may have been short of something for a moment only. Wine's internal error is
 // of this kind: it comes once in some hundred starts on a machine that is busy.
-bool may_pass(DWORD error) {
+bool is_transient(DWORD error) {
   return error == ERROR_INTERNAL_ERROR || error == ERROR_NO_SYSTEM_RESOURCES ||
          error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_COMMITMENT_LIMIT;
 }
@@ -33,7 +33,7 @@ ScopedKernelHandle start(const std::filesystem::path& program, const std::wstrin
       CloseHandle(process.hThread);
       return ScopedKernelHandle(process.hProcess);
     }
-    if (!may_pass(GetLastError()) || attempt == kStartAttempts) return ScopedKernelHandle();
+    if (!is_transient(GetLastError()) || attempt == kStartAttempts) return ScopedKernelHandle();
     Sleep(kStartPauseMs);
   }
 }
@@ -50,4 +50,4 @@ ScopedKernelHandle start_reporter(const std::filesystem::path& reporter,
                false, nullptr);
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

@@ -5,7 +5,7 @@
 
 #include "support/win_handle.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // Both return an empty handle when the program does not start; the last error then says why. No
 // console appears.
@@ -18,6 +18,6 @@ ScopedKernelHandle start_handler(const std::filesystem::path& handler, HANDLE er
 ScopedKernelHandle start_reporter(const std::filesystem::path& reporter,
                                   const std::filesystem::path& folder);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_PROCESS_START_WIN_H_

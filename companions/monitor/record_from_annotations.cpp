@@ -8,7 +8,7 @@
 #include "backend/annotation_keys.h"
 #include "support/version.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 // The exception code of a dump that was asked for, by the client library's definition. Every other
@@ -20,12 +20,12 @@ std::string find_text(const std::map<std::string, std::string>& texts, const cha
   return found == texts.end() ? std::string() : found->second;
 }
 
-std::string value_of(const DumpAnnotations& annotations, const char* key) {
+std::string value_of(const minidump::DumpAnnotations& annotations, const char* key) {
   const auto live = annotations.live.find(key);
   return live != annotations.live.end() ? live->second : find_text(annotations.startup, key);
 }
 
-std::string kind_of(const DumpFacts& facts) {
+std::string kind_of(const minidump::DumpFacts& facts) {
   // A process may crash while a dump of another kind is asked for, whose mark then stands in both.
   if (facts.exception_code && *facts.exception_code != kSimulatedExceptionCode) {
     return kReportKindCrash;
@@ -82,7 +82,7 @@ std::string code_text(uint32_t code) {
   return text;
 }
 
-void fill_host_facts(const DumpAnnotations& annotations, CrashData& record) {
+void fill_host_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {
   record.database = value_of(annotations, annotation::kDatabase);
   record.appName = value_of(annotations, annotation::kProduct);
   record.appVersion = value_of(annotations, annotation::kVersion);
@@ -102,7 +102,7 @@ void fill_host_facts(const DumpAnnotations& annotations, CrashData& record) {
   record.sdkVersion = value_of(annotations, annotation::kSdkVersion);
 }
 
-void fill_hang_facts(const DumpAnnotations& annotations, CrashData& record) {
+void fill_hang_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {
   record.hangDurationMs = duration_from(value_of(annotations, annotation::kHangDurationMs));
   for (const char* const key : {annotation::kHangThread, annotation::kHangPolicy}) {
     const std::string value = value_of(annotations, key);
@@ -112,18 +112,18 @@ void fill_hang_facts(const DumpAnnotations& annotations, CrashData& record) {
 
 }  // namespace
 
-std::optional<SessionTag> session_of(const DumpFacts& facts) {
-  return SessionTag::parse(find_text(facts.annotations.startup, annotation::kSession));
+std::optional<ProcessIdentity> session_of(const minidump::DumpFacts& facts) {
+  return ProcessIdentity::parse(find_text(facts.annotations.startup, annotation::kSession));
 }
 
-bool is_crash(const DumpFacts& facts) { return kind_of(facts) == kReportKindCrash; }
+bool is_crash(const minidump::DumpFacts& facts) { return kind_of(facts) == kReportKindCrash; }
 
-bool asks_for_termination(const DumpFacts& facts) {
+bool asks_for_termination(const minidump::DumpFacts& facts) {
   return kind_of(facts) == kReportKindHang &&
          find_text(facts.annotations.live, annotation::kHangPolicy) == kHangPolicyTerminate;
 }
 
-CrashData record_from_annotations(const DumpFacts& facts, const RecordContext& context) {
+CrashData record_from_annotations(const minidump::DumpFacts& facts, const RecordContext& context) {
   CrashData record;
   fill_host_facts(facts.annotations, record);
   record.captureBackend = "crashpad";
@@ -147,4 +147,4 @@ CrashData record_from_annotations(const DumpFacts& facts, const RecordContext& c
   return record;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

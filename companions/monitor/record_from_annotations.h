@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "monitor/minidump_reader.h"
-#include "report/crash_data.h"
-#include "report/report_files.h"
+#include "minidump/minidump_reader.h"
+#include "report/store/crash_data.h"
+#include "report/store/layout.h"
 #include "support/process.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // What the record says that does not come from the dump.
 struct RecordContext {
@@ -25,19 +25,19 @@ struct RecordContext {
 
 // The session that the dump is of. Nothing when it does not say. Taken from what the handler was
 // started with alone, so that damage in the crashed process cannot change whose dump it is.
-std::optional<SessionTag> session_of(const DumpFacts& facts);
+std::optional<ProcessIdentity> session_of(const minidump::DumpFacts& facts);
 
 // Whether the dump is of a crash, and was not asked for.
-bool is_crash(const DumpFacts& facts);
+bool is_crash(const minidump::DumpFacts& facts);
 
 // Whether the dump is of a hang after which the process is to be ended.
-bool asks_for_termination(const DumpFacts& facts);
+bool asks_for_termination(const minidump::DumpFacts& facts);
 
 // The crash-data record for a dump. Live annotations win over those from the start; unknown ones
 // are ignored. The monitor owns a report that it hands to the reporter, and nobody one that waits
 // for the host.
-CrashData record_from_annotations(const DumpFacts& facts, const RecordContext& context);
+CrashData record_from_annotations(const minidump::DumpFacts& facts, const RecordContext& context);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_RECORD_FROM_ANNOTATIONS_H_

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "report/attachments.h"
+#include "report/store/attachments.h"
 #include "support/files.h"
 #include "support/identifiers.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 namespace fs = std::filesystem;
 
@@ -59,7 +59,8 @@ std::optional<fs::path> move_into_new_folder(const fs::path& store, ClaimedDump&
 }
 
 std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDump& dump,
-                                              const DumpFacts& facts, RecordContext context,
+                                              const minidump::DumpFacts& facts,
+                                              RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger) {
   context.attachments = copy_attachments(folder, attachment_paths, SameName::kGetsANumber, &logger);
@@ -79,4 +80,4 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
   return record;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

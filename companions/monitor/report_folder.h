@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "minidump/minidump_reader.h"
 #include "monitor/claimed_dump.h"
-#include "monitor/minidump_reader.h"
 #include "monitor/record_from_annotations.h"
-#include "report/crash_data.h"
+#include "report/store/crash_data.h"
 #include "support/logger.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // A dump becomes a report folder in these steps, each of which a killed monitor may have been the
 // last to take:
@@ -28,11 +28,11 @@ std::optional<std::filesystem::path> move_into_new_folder(const std::filesystem:
 // Steps 3 and 4, and the end of the claim. `context` need not name attachments. Nothing, with an
 // error logged, when the record could not be written.
 std::optional<CrashData> finish_report_folder(const std::filesystem::path& folder,
-                                              ClaimedDump& dump, const DumpFacts& facts,
+                                              ClaimedDump& dump, const minidump::DumpFacts& facts,
                                               RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_REPORT_FOLDER_H_

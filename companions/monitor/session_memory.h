@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "report/session_files.h"
+#include "report/store/session_files.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // What the session file of a process said last. The file may go at any time: the process shuts the
 // library down, or the next one cleans up behind a crash, before the dump is looked at.
 class SessionMemory {
  public:
-  SessionMemory(const std::filesystem::path& store, const SessionTag& session)
+  SessionMemory(const std::filesystem::path& store, const ProcessIdentity& session)
       : file_(session_file(store, session)) {}
 
   // Looks at the file again. Keeps what is known when there is none.
@@ -28,6 +28,6 @@ class SessionMemory {
   std::vector<std::string> attachments_;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_SESSION_MEMORY_H_

@@ -7,15 +7,15 @@
 
 #include "support/process.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 
 // Remembers the process of a session, so that its exit code can be read after its end.
-class SessionEnd {
+class ProcessExit {
  public:
-  explicit SessionEnd(const SessionTag& session);
-  ~SessionEnd();
-  SessionEnd(const SessionEnd&) = delete;
-  SessionEnd& operator=(const SessionEnd&) = delete;
+  explicit ProcessExit(const ProcessIdentity& session);
+  ~ProcessExit();
+  ProcessExit(const ProcessExit&) = delete;
+  ProcessExit& operator=(const ProcessExit&) = delete;
 
   // Nothing while it runs, or when it may not be queried.
   std::optional<uint32_t> exit_code() const;
@@ -27,16 +27,16 @@ class SessionEnd {
 
 // Whether the process of that session runs; a later process with the same id does not count. One
 // that may not be queried counts as running.
-bool is_session_running(const SessionTag& session);
+bool is_still_running(const ProcessIdentity& session);
 
 // Ends the process of that session, with exit code 1. False when it is not running, cannot be told
 // from another with the same id, or may not be ended.
-bool terminate_session(const SessionTag& session);
+bool terminate_process(const ProcessIdentity& session);
 
 // Lets the process of that session run again when every thread of it is suspended, as a capture
 // handler that was killed in the middle of a dump may leave it. True when it was.
-bool resume_frozen_session(const SessionTag& session);
+bool resume_frozen_process(const ProcessIdentity& session);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_WATCHED_PROCESS_H_

@@ -8,7 +8,7 @@
 #include "monitor/watched_process.h"
 #include "support/win_handle.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 constexpr UINT kTerminatedExitCode = 1;
@@ -69,11 +69,11 @@ bool is_frozen(DWORD process_id) {
 
 }  // namespace
 
-struct SessionEnd::Process {
+struct ProcessExit::Process {
   ScopedKernelHandle handle;
 };
 
-SessionEnd::SessionEnd(const SessionTag& session)
+ProcessExit::ProcessExit(const ProcessIdentity& session)
     : process_(std::make_unique<Process>(Process{
           open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE)})) {
   // Another process with the same id.
@@ -82,9 +82,9 @@ SessionEnd::SessionEnd(const SessionTag& session)
   }
 }
 
-SessionEnd::~SessionEnd() = default;
+ProcessExit::~ProcessExit() = default;
 
-std::optional<uint32_t> SessionEnd::exit_code() const {
+std::optional<uint32_t> ProcessExit::exit_code() const {
   DWORD code = 0;
   if (!process_->handle || WaitForSingleObject(process_->handle.get(), 0) != WAIT_OBJECT_0 ||
       !GetExitCodeProcess(process_->handle.get(), &code)) {
@@ -93,7 +93,7 @@ std::optional<uint32_t> SessionEnd::exit_code() const {
   return code;
 }
 
-bool is_session_running(const SessionTag& session) {
+bool is_still_running(const ProcessIdentity& session) {
   if (!is_process_running(session.process_id)) return false;
   const ScopedKernelHandle process =
       open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION);
@@ -102,7 +102,7 @@ bool is_session_running(const SessionTag& session) {
   return start_time == 0 || session.start_time == 0 || start_time == session.start_time;
 }
 
-bool terminate_session(const SessionTag& session) {
+bool terminate_process(const ProcessIdentity& session) {
   const ScopedKernelHandle process =
       open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE);
   if (!process || session.start_time == 0) return false;
@@ -110,7 +110,7 @@ bool terminate_session(const SessionTag& session) {
   return TerminateProcess(process.get(), kTerminatedExitCode) != FALSE;
 }
 
-bool resume_frozen_session(const SessionTag& session) {
+bool resume_frozen_process(const ProcessIdentity& session) {
   const ScopedKernelHandle process =
       open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_SUSPEND_RESUME);
   if (!process || session.start_time == 0) return false;
@@ -120,4 +120,4 @@ bool resume_frozen_session(const SessionTag& session) {
   return resume != nullptr && resume(process.get()) >= 0;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

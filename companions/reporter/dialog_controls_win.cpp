@@ -11,7 +11,7 @@
 #include "reporter/field_text.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 struct ControlKind {
@@ -173,4 +173,4 @@ void DialogControls::fit_columns() const {
   SendMessageW(get(kFiles), LVM_SETCOLUMNWIDTH, kSizeColumnIndex, area.right - name);
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

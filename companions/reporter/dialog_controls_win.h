@@ -10,7 +10,7 @@
 #include "reporter/dialog_look_win.h"
 #include "reporter/file_listing.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 // IDOK and IDCANCEL are what the dialog manager makes of Enter and Escape.
 enum ControlId : int {
@@ -68,6 +68,6 @@ class DialogControls {
   HWND dialog_ = nullptr;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_CONTROLS_WIN_H_

@@ -11,7 +11,7 @@
 
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 // A dialog without controls, the form that the system wants it in: header, no menu, the standard
@@ -240,4 +240,4 @@ INT_PTR DialogFrame::handle(UINT message, WPARAM wparam, LPARAM lparam) {
   }
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -11,7 +11,7 @@
 #include "reporter/dialog_look_win.h"
 #include "reporter/dialog_pages_win.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 class DialogEvents {
  public:
@@ -80,6 +80,6 @@ class DialogFrame {
   bool hidden_ = true;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_FRAME_WIN_H_

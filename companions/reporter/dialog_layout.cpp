@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 // Takes up to `wanted` and then up to `gap` from `available`.
@@ -50,4 +50,4 @@ Box FreeSpace::take_right(int width, int gap) {
 
 int scale_to_dpi(int length, unsigned dpi) { return (length * static_cast<int>(dpi) + 48) / 96; }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -1,7 +1,7 @@
 #ifndef WRENFALL_COMPANIONS_REPORTER_DIALOG_LAYOUT_H_
 #define WRENFALL_COMPANIONS_REPORTER_DIALOG_LAYOUT_H_
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 struct Box {
   int left = 0;
@@ -31,6 +31,6 @@ class FreeSpace {
 // Pixels for a length at 96 dots an inch, rounded to the nearest.
 int scale_to_dpi(int length, unsigned dpi);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_LAYOUT_H_

@@ -5,7 +5,7 @@
 #include <commctrl.h>
 // clang-format on
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 template <typename Function>
@@ -93,4 +93,4 @@ ScopedIcon load_dialog_icon(const std::filesystem::path& logo, const wchar_t* sy
   return ScopedIcon(icon);
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -7,7 +7,7 @@
 
 #include "support/win_handle.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 struct FontTraits {
   using Handle = HFONT;
@@ -43,6 +43,6 @@ void take_over_scaling(HWND dialog);
 ScopedIcon load_dialog_icon(const std::filesystem::path& logo, const wchar_t* system_icon,
                             int size);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_LOOK_WIN_H_

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 // Lengths at 96 dots an inch.
@@ -150,4 +150,4 @@ void lay_out_page(const DialogControls& controls, Page page, int width, int heig
   PageLayout(controls, dpi).lay_out(page, width, height);
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

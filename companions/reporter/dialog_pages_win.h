@@ -4,7 +4,7 @@
 #include "reporter/dialog_controls_win.h"
 #include "reporter/dialog_layout.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 // What the dialog shows, one after the other; from kResult back to kSending with another attempt.
 enum class Page { kAsk, kSending, kResult };
@@ -26,6 +26,6 @@ inline constexpr int kDialogWidth = 520;
 inline constexpr int kSmallestWidth = 400;
 int page_height(Page page);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_PAGES_WIN_H_

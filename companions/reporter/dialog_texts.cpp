@@ -2,7 +2,7 @@
 
 #include "support/json_text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 struct Entry {
@@ -110,4 +110,4 @@ std::string DialogTexts::filled(Text text, const std::map<std::string, std::stri
   return result;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

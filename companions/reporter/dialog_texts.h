@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 // Everything that the dialog says. The order is that of the table in dialog_texts.cpp.
 enum class Text {
@@ -77,6 +77,6 @@ class DialogTexts {
   std::array<std::string, static_cast<size_t>(Text::kCount)> texts_;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_TEXTS_H_

@@ -1,6 +1,6 @@
 #include "reporter/field_text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 std::string cut_text(std::string_view text, size_t bytes) {
   if (text.size() <= bytes) return std::string(text);
@@ -31,4 +31,4 @@ std::string from_field(std::string_view text) {
   return plain;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 // As much as the library takes for the same facts, in bytes of UTF-8.
 inline constexpr size_t kMaxEmailBytes = 4096;
@@ -18,6 +18,6 @@ std::string cut_text(std::string_view text, size_t bytes);
 std::string to_field(std::string_view text);
 std::string from_field(std::string_view text);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_FIELD_TEXT_H_

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "report/crash_data.h"
-#include "report/report_result.h"
+#include "report/store/crash_data.h"
+#include "report/store/report_result.h"
 #include "support/files.h"
 #include "support/text.h"
 #include "upload/report_archive.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 namespace fs = std::filesystem;
 
@@ -35,4 +35,4 @@ uint64_t total_size(const std::vector<ListedFile>& files) {
   return total;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

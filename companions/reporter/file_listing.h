@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 struct ListedFile {
   std::string name;
@@ -19,6 +19,6 @@ std::vector<ListedFile> list_files_to_send(const std::filesystem::path& folder);
 
 uint64_t total_size(const std::vector<ListedFile>& files);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_FILE_LISTING_H_

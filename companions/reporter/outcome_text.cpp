@@ -4,7 +4,7 @@
 
 #include "reporter/field_text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 constexpr int32_t kHttpTooManyRequests = 429;
@@ -23,16 +23,16 @@ Text reason_for(const SendOutcome& outcome) {
     case WRENFALL_ERROR_SERVICE:
       return Text::kServiceFailed;
     case WRENFALL_ERROR_REJECTED:
-      return outcome.upload.httpStatus == kHttpTooManyRequests ? Text::kSlowDown : Text::kRejected;
+      return outcome.upload.http_status == kHttpTooManyRequests ? Text::kSlowDown : Text::kRejected;
     default:
       return Text::kFailedOtherwise;
   }
 }
 
 std::string details_of(const UploadResult& upload) {
-  if (upload.result == WRENFALL_OK) return "crash " + std::to_string(upload.crashId);
+  if (upload.result == WRENFALL_OK) return "crash " + std::to_string(upload.crash_id);
   std::string details = result_name(upload.result);
-  if (upload.httpStatus != 0) details += ", HTTP " + std::to_string(upload.httpStatus);
+  if (upload.http_status != 0) details += ", HTTP " + std::to_string(upload.http_status);
   if (!upload.error.empty()) details += "\n" + cut_text(upload.error, kMaxErrorBytes);
   return details;
 }
@@ -77,7 +77,7 @@ OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts
     shown.explanation = texts[Text::kSent];
   } else {
     shown.explanation =
-        texts.filled(reason_for(outcome), {{"status", std::to_string(outcome.upload.httpStatus)}});
+        texts.filled(reason_for(outcome), {{"status", std::to_string(outcome.upload.http_status)}});
     if (!outcome.gone) {
       shown.explanation += "\n" + texts[outcome.kept ? Text::kKept : Text::kDeleted];
     }
@@ -99,4 +99,4 @@ SupportPage support_page_for(const std::string& address, bool may_open) {
                                                                               : SupportPage::kShow;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -6,7 +6,7 @@
 #include "reporter/dialog_texts.h"
 #include "reporter/owned_report.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 // What the last page of the dialog says about an attempt to send.
 struct OutcomeText {
@@ -33,6 +33,6 @@ enum class SupportPage {
 // other scheme.
 SupportPage support_page_for(const std::string& address, bool may_open);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_OUTCOME_TEXT_H_

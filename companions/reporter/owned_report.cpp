@@ -3,14 +3,14 @@
 #include <utility>
 
 #include "report/delivery.h"
-#include "report/folder_claim.h"
-#include "report/report_store.h"
+#include "report/store/folder_claim.h"
+#include "report/store/report_store.h"
 #include "reporter/field_text.h"
 #include "support/files.h"
 #include "support/process.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 namespace fs = std::filesystem;
 
@@ -71,10 +71,10 @@ SendOutcome OwnedReport::send(HttpClient* http) {
   outcome.kept = path_exists(folder_ / kCrashDataFile);
   if (outcome.upload.result == WRENFALL_OK) {
     logger_->info("Report sent: %s (crash %lld)", name.c_str(),
-                  static_cast<long long>(outcome.upload.crashId));
+                  static_cast<long long>(outcome.upload.crash_id));
   } else {
     logger_->error("Report not sent: %s: %s (http %d)", name.c_str(), outcome.upload.error.c_str(),
-                   outcome.upload.httpStatus);
+                   outcome.upload.http_status);
   }
   return outcome;
 }
@@ -101,4 +101,4 @@ void OwnedReport::give_back() {
   folder_.clear();
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -7,12 +7,12 @@
 #include <optional>
 #include <string>
 
-#include "report/crash_data.h"
+#include "report/store/crash_data.h"
+#include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
-#include "upload/upload_result.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 struct SendOutcome {
   UploadResult upload;
@@ -64,6 +64,6 @@ class OwnedReport {
   Logger* logger_;
 };
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_OWNED_REPORT_H_

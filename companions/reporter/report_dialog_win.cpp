@@ -17,7 +17,7 @@
 #include <memory>
 #include <thread>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 constexpr UINT kSendingEnded = WM_APP;
@@ -108,15 +108,15 @@ class ReportDialog : private DialogEvents {
     const OutcomeText shown = explain_outcome(outcome_, texts_, report_.record().appName);
     const bool sent = !outcome_.gone && outcome_.upload.result == WRENFALL_OK;
     const SupportPage page =
-        support_page_for(outcome_.upload.infoUrl, report_.record().openSupportUrl);
+        support_page_for(outcome_.upload.info_url, report_.record().openSupportUrl);
     controls().set_text(kHeading, shown.heading);
     controls().set_text(kMessage, shown.explanation);
-    controls().set_text(kSupport, outcome_.upload.infoUrl);
+    controls().set_text(kSupport, outcome_.upload.info_url);
     controls().set_text(kDetails, shown.details);
     frame_.show(Page::kResult, shown.title, sent ? IDI_INFORMATION : IDI_ERROR, kCloseButton,
                 optional_controls(sent, page, shown));
-    if (page == SupportPage::kOpenIt && !open_web_page(frame_.window(), outcome_.upload.infoUrl)) {
-      logger_.warn("Support page not opened: %s", outcome_.upload.infoUrl.c_str());
+    if (page == SupportPage::kOpenIt && !open_web_page(frame_.window(), outcome_.upload.info_url)) {
+      logger_.warn("Support page not opened: %s", outcome_.upload.info_url.c_str());
     }
   }
 
@@ -210,4 +210,4 @@ wrenfall_result run_report_dialog(OwnedReport& report, const DialogTexts& texts,
   return ReportDialog(report, texts, logo, logger).run();
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -9,7 +9,7 @@
 #include "reporter/owned_report.h"
 #include "support/logger.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 // Asks the user about the report and does what they say; returns when the window is gone.
 //
@@ -22,6 +22,6 @@ namespace wrenfall {
 wrenfall_result run_report_dialog(OwnedReport& report, const DialogTexts& texts,
                                   const std::filesystem::path& logo, Logger& logger);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_REPORT_DIALOG_WIN_H_

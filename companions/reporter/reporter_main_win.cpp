@@ -21,7 +21,7 @@
 #include "support/version.h"
 #include "upload/http_client.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 namespace fs = std::filesystem;
@@ -99,6 +99,6 @@ int run() {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
-int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int) { return wrenfall::run(); }
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int) { return wrenfall::reporter::run(); }

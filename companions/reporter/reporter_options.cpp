@@ -1,6 +1,6 @@
 #include "reporter/reporter_options.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments) {
   ReporterOptions options;
@@ -26,4 +26,4 @@ ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments
   return options;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 struct ReporterOptions {
   enum class Request { kSend, kHelp, kVersion, kUnusable };
@@ -18,6 +18,6 @@ struct ReporterOptions {
 // `arguments` without the program's name.
 ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_REPORTER_OPTIONS_H_

@@ -7,7 +7,7 @@
 
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 // Values above this are success.
@@ -37,4 +37,4 @@ bool has_visible_desktop() {
          (flags.dwFlags & WSF_VISIBLE) != 0;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 // Shows the folder in the file manager; false when there is none that does.
 bool open_folder(HWND owner, const std::filesystem::path& folder);
@@ -17,6 +17,6 @@ bool open_web_page(HWND owner, const std::string& address);
 // Whether this process has a desktop that a user sees; a service has none.
 bool has_visible_desktop();
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_SHELL_WIN_H_

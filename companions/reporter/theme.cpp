@@ -5,7 +5,7 @@
 #include "support/files.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 namespace fs = std::filesystem;
 
@@ -106,4 +106,4 @@ fs::path find_theme_logo(const fs::path& folder, Logger& logger) {
   return {};
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -8,7 +8,7 @@
 #include "reporter/dialog_texts.h"
 #include "support/logger.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 
 inline constexpr char kThemeTextsFile[] = "strings.json";
 inline constexpr char kThemeLogoFile[] = "logo.ico";
@@ -26,6 +26,6 @@ std::filesystem::path find_theme_logo(const std::filesystem::path& folder, Logge
 // looked at.
 bool is_harmless_icon(std::string_view bytes);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_THEME_H_

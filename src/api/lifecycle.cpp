@@ -10,7 +10,7 @@
 #include "backend/platform_facts.h"
 #include "hang/hang_report.h"
 #include "hang/window_probe.h"
-#include "report/session_files.h"
+#include "report/store/session_files.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/text.h"
@@ -76,7 +76,7 @@ void collect_facts(State& state) {
   facts.open_support_url = options.open_support_url != 0;  // not set counts as set
   facts.theme_dir = options.theme_dir;
   state.crash_type = options.crash_type_id == 0 ? 1 : static_cast<int32_t>(options.crash_type_id);
-  state.session = current_session();
+  state.session = current_process();
   for (const std::string& path : options.attachments) {
     if (state.attachments.size() >= kMaxAttachments) break;
     state.attachments.push_back(path);

@@ -6,8 +6,8 @@
 
 #include "api/boundary.h"
 #include "api/state.h"
-#include "report/crash_data.h"
-#include "report/report_store.h"
+#include "report/store/crash_data.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/text.h"
 

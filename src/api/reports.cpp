@@ -7,11 +7,11 @@
 #include "api/boundary.h"
 #include "api/state.h"
 #include "backend/annotation_keys.h"
-#include "report/crash_data.h"
 #include "report/delivery.h"
-#include "report/folder_claim.h"
-#include "report/report_result.h"
-#include "report/report_store.h"
+#include "report/store/crash_data.h"
+#include "report/store/folder_claim.h"
+#include "report/store/report_result.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/text.h"
@@ -67,7 +67,7 @@ UploadResult send_claimed(State& state, const fs::path& folder, const Amendments
   // The folder's own log may be gone with it.
   if (outcome.result != WRENFALL_OK) {
     state.logger.error("Report not sent: %s: %s (http %d)", path_to_utf8(folder).c_str(),
-                       outcome.error.c_str(), outcome.httpStatus);
+                       outcome.error.c_str(), outcome.http_status);
   }
   return outcome;
 }

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "report/session_files.h"
+#include "report/store/session_files.h"
 #include "support/paths.h"
 #include "support/text.h"
 

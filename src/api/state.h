@@ -38,7 +38,7 @@ struct State : std::enable_shared_from_this<State> {
   std::filesystem::path monitor_path;
   std::filesystem::path reporter_path;
   std::string platform_description;
-  SessionTag session;
+  ProcessIdentity session;
   int32_t crash_type = 1;
   std::unique_ptr<Backend> backend;
 

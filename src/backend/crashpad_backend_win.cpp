@@ -11,8 +11,8 @@
 #include "backend/annotation_keys.h"
 #include "backend/annotation_table.h"
 #include "backend/backend.h"
+#include "backend/dump_thread_win.h"
 #include "backend/filter_guard_win.h"
-#include "backend/guarded_dump_win.h"
 #include "backend/handler_watch_win.h"
 #include "backend/scoped_annotation.h"
 #include "backend/startup_annotations.h"
@@ -62,8 +62,8 @@ class CrashpadBackend : public Backend {
   std::atomic<bool> started_{false};
   bool wer_coverage_ = false;
   AnnotationTable annotations_;
-  HandlerWatch watch_;        // after start guarded by the capture mutex
-  GuardedDump guarded_dump_;  // guarded by the capture mutex
+  HandlerWatch watch_;      // after start guarded by the capture mutex
+  DumpThread dump_thread_;  // guarded by the capture mutex
 };
 
 bool CrashpadBackend::start_handler() {
@@ -83,7 +83,7 @@ bool CrashpadBackend::start_handler() {
   // Without an upload URL the handler never sends anything itself.
   const bool started = client_.StartHandler(
       base::FilePath(configuration_.handler_path.wstring()), base::FilePath(database),
-      base::FilePath(database), "", startup_annotations(configuration_, current_session()),
+      base::FilePath(database), "", startup_annotations(configuration_, current_process()),
       {"--no-periodic-tasks", "--no-rate-limit"}, restartable, asynchronous_start);
   if (!started) {
     // Whatever filter a failed start has left behind would wait for a handler that does not exist.
@@ -110,9 +110,9 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
         return client_.RegisterWerModule(module.wstring());
       },
       logger_);
-  if (configuration_.protect_exception_filter) guard_exception_filter(logger_);
+  if (configuration_.protect_exception_filter) protect_exception_filter(logger_);
   watch_.find();
-  guarded_dump_.prepare();
+  dump_thread_.prepare();
   started_.exchange(true);
   return WRENFALL_OK;
 }
@@ -141,7 +141,7 @@ bool CrashpadBackend::can_answer() {
     if (logger_ != nullptr) logger_->error("Capture failed: the capture handler has ended");
     return false;
   }
-  if (guarded_dump_.is_under_way()) {
+  if (dump_thread_.is_under_way()) {
     if (logger_ != nullptr) {
       logger_->error("Capture failed: the capture handler still owes an earlier dump");
     }
@@ -151,16 +151,16 @@ bool CrashpadBackend::can_answer() {
 }
 
 bool CrashpadBackend::dump(const CONTEXT& context) {
-  const GuardedDump::Outcome outcome =
-      guarded_dump_.run([context] { crashpad::CrashpadClient::DumpWithoutCrash(context); },
-                        watch_.processes(), kDumpBound);
+  const DumpThread::Outcome outcome =
+      dump_thread_.run([context] { crashpad::CrashpadClient::DumpWithoutCrash(context); },
+                       watch_.processes(), kDumpBound);
   // A client may return without a dump when it sees the handler end.
-  if (outcome == GuardedDump::Outcome::kReturned && !watch_.has_ended()) return true;
+  if (outcome == DumpThread::Outcome::kReturned && !watch_.has_ended()) return true;
   if (logger_ == nullptr) return false;
-  if (outcome == GuardedDump::Outcome::kOverdue) {
+  if (outcome == DumpThread::Outcome::kOverdue) {
     logger_->error("Capture failed: the capture handler has not answered for %lld s",
                    static_cast<long long>(kDumpBound.count()));
-  } else if (outcome == GuardedDump::Outcome::kNotStarted) {
+  } else if (outcome == DumpThread::Outcome::kNotStarted) {
     logger_->error("Capture failed: no thread for it");
   } else {
     logger_->error("Capture failed: the capture handler ended before the dump was written");

@@ -6,7 +6,7 @@
 
 namespace wrenfall {
 
-void guard_exception_filter(Logger* logger) {
+void protect_exception_filter(Logger* logger) {
   // nop; xor eax, eax; nop; ret: returns null, the absence of a previous filter.
   static constexpr unsigned char kReturnNull[] = {0x90, 0x33, 0xC0, 0x90, 0xC3};
   static constexpr size_t kFirstStore = 4;

@@ -9,7 +9,7 @@ namespace wrenfall {
 // whoever calls it later, another library or a runtime, cannot replace the crash filter that is
 // installed. Never undone. Does nothing, silently, where the function or the right to patch it is
 // missing. `logger` may be null.
-void guard_exception_filter(Logger* logger);
+void protect_exception_filter(Logger* logger);
 
 }  // namespace wrenfall
 

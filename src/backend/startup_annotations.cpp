@@ -28,7 +28,7 @@ const char* dump_type_text(uint32_t dump_type) {
 }
 
 std::map<std::string, std::string> startup_annotations(const BackendConfiguration& configuration,
-                                                       const SessionTag& session) {
+                                                       const ProcessIdentity& session) {
   return {
       {annotation::kDatabase, configuration.database},
       {annotation::kProduct, configuration.application},

@@ -16,7 +16,7 @@ const char* dump_type_text(uint32_t dump_type);   // "full", "heap", else "norma
 
 // What the handler is told when it starts, for every dump of that session.
 std::map<std::string, std::string> startup_annotations(const BackendConfiguration& configuration,
-                                                       const SessionTag& session);
+                                                       const ProcessIdentity& session);
 
 }  // namespace wrenfall
 

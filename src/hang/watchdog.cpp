@@ -18,7 +18,7 @@ constexpr std::chrono::milliseconds kLongestWait{86400000};
 // Goes without what there is no memory for. Nothing above the watchdog's thread could take the
 // exception: it would end the host.
 template <typename Step>
-void ride_out(Step step) {
+void ignore_out_of_memory(Step step) {
   try {
     step();
   } catch (const std::bad_alloc&) {
@@ -94,17 +94,17 @@ bool Watchdog::wait_for_tick(std::unique_lock<std::mutex>& lock) {
 
 void Watchdog::report(const Hang& hang) {
   if (logger_ != nullptr) {
-    ride_out([&] {
+    ignore_out_of_memory([&] {
       logger_->warn("hang detected on thread '%s' after %lld ms", hang.thread_name.c_str(),
                     static_cast<long long>(hang.duration_ms));
     });
   }
-  if (on_hang_) ride_out([&] { on_hang_(hang.thread_name, hang.duration_ms); });
+  if (on_hang_) ignore_out_of_memory([&] { on_hang_(hang.thread_name, hang.duration_ms); });
 }
 
 std::optional<Hang> Watchdog::due_hang() {
   std::optional<Hang> hang;
-  if (!stopping_) ride_out([&] { hang = tracker_.check(Clock::now()); });
+  if (!stopping_) ignore_out_of_memory([&] { hang = tracker_.check(Clock::now()); });
   return hang;
 }
 

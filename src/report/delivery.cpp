@@ -5,8 +5,8 @@
 #include <new>
 #include <nlohmann/json.hpp>
 
-#include "report/report_result.h"
-#include "report/retry_policy.h"
+#include "report/store/report_result.h"
+#include "report/store/retry_policy.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "upload/uploader.h"
@@ -21,7 +21,7 @@ UploadResult failed_upload(Logger& logger, wrenfall_result result, int32_t http_
                            const char* error) {
   UploadResult outcome;
   outcome.result = result;
-  outcome.httpStatus = http_status;
+  outcome.http_status = http_status;
   outcome.error = error;
   logger.error("Upload failed: %s (http %d)", error, http_status);
   return outcome;
@@ -67,7 +67,7 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   if (!is_folder(folder)) return outcome;
   // Where the result cannot be written, the retry rule still decides.
   write_result(folder, make_report_result(outcome));
-  apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.httpStatus,
+  apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.http_status,
                      retry_logger == nullptr ? &folder_logger : retry_logger);
   return outcome;
 }
@@ -79,10 +79,10 @@ bool can_be_filled(const wrenfall_upload_result* result) {
 void fill_upload_result(const UploadResult& upload, wrenfall_upload_result* result) {
   if (!can_be_filled(result)) return;
   result->result = upload.result;
-  result->http_status = upload.httpStatus;
-  result->crash_id = upload.crashId;
-  result->stack_key_id = upload.stackKeyId;
-  result->info_url = copy_for_host(upload.infoUrl);
+  result->http_status = upload.http_status;
+  result->crash_id = upload.crash_id;
+  result->stack_key_id = upload.stack_key_id;
+  result->info_url = copy_for_host(upload.info_url);
 }
 
 }  // namespace wrenfall

@@ -5,10 +5,10 @@
 
 #include <filesystem>
 
-#include "report/crash_data.h"
+#include "report/store/crash_data.h"
+#include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
-#include "upload/upload_result.h"
 
 namespace wrenfall {
 

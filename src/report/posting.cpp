@@ -5,7 +5,7 @@
 #include "backend/platform_facts.h"
 #include "backend/startup_annotations.h"
 #include "report/delivery.h"
-#include "report/folder_claim.h"
+#include "report/store/folder_claim.h"
 #include "support/clock.h"
 #include "support/files.h"
 #include "support/process.h"

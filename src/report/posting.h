@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <string>
 
-#include "report/crash_data.h"
 #include "report/report_facts.h"
+#include "report/store/crash_data.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
 

@@ -4,12 +4,12 @@
 
 namespace wrenfall {
 
-std::string SessionTag::text() const {
+std::string ProcessIdentity::text() const {
   return std::to_string(process_id) + "-" + std::to_string(start_time);
 }
 
-std::optional<SessionTag> SessionTag::parse(const std::string& text) {
-  SessionTag tag;
+std::optional<ProcessIdentity> ProcessIdentity::parse(const std::string& text) {
+  ProcessIdentity tag;
   const char* const end = text.data() + text.size();
   const auto pid = std::from_chars(text.data(), end, tag.process_id);
   if (pid.ec != std::errc() || pid.ptr == end || *pid.ptr != '-') return std::nullopt;
@@ -18,6 +18,6 @@ std::optional<SessionTag> SessionTag::parse(const std::string& text) {
   return tag;
 }
 
-SessionTag current_session() { return {current_process_id(), current_process_start_time()}; }
+ProcessIdentity current_process() { return {current_process_id(), current_process_start_time()}; }
 
 }  // namespace wrenfall

@@ -18,16 +18,16 @@ uint64_t current_process_start_time();
 bool is_process_running(uint64_t process_id);
 
 // A run of a process, told apart from a later process with the same id by its creation time.
-struct SessionTag {
+struct ProcessIdentity {
   uint64_t process_id = 0;
   uint64_t start_time = 0;
 
   // "<process id>-<start time>", both in decimal.
   std::string text() const;
-  static std::optional<SessionTag> parse(const std::string& text);
+  static std::optional<ProcessIdentity> parse(const std::string& text);
 };
 
-SessionTag current_session();
+ProcessIdentity current_process();
 
 // Keeps the module that holds this code mapped until the process ends.
 void keep_library_loaded();

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "report/crash_data.h"
+#include "report/store/crash_data.h"
 
 namespace wrenfall {
 

@@ -1,12 +1,12 @@
 #include "upload/uploader.h"
 
-#include "report/report_result.h"
+#include "report/store/report_result.h"
 #include "support/digest.h"
 #include "support/files.h"
 #include "support/json_text.h"
 #include "upload/multipart_form.h"
 #include "upload/report_archive.h"
-#include "upload/service_answers.h"
+#include "upload/service_responses.h"
 #include "upload/service_urls.h"
 
 namespace wrenfall {
@@ -70,22 +70,25 @@ bool deliver_archive(HttpClient& http, const CrashData& data, const Archive& arc
                      UploadResult& outcome) {
   const std::string agent = make_user_agent();
   std::string upload_url;
-  if (!judge_upload_location(http.request("POST", build_upload_url_request(data, archive.size),
-                                          {{"User-Agent", agent}}, ""),
-                             upload_url, outcome)) {
+  if (!parse_upload_location_response(
+          http.request("POST", build_upload_url_request(data, archive.size),
+                       {{"User-Agent", agent}}, ""),
+          upload_url, outcome)) {
     return false;
   }
   const HttpHeaders put_headers = {{"User-Agent", agent},
                                    {"Content-Type", "application/zip"},
                                    {"Content-Length", std::to_string(archive.size)}};
-  if (!judge_put(http.request_file("PUT", upload_url, put_headers, archive.path), outcome)) {
+  if (!parse_put_response(http.request_file("PUT", upload_url, put_headers, archive.path),
+                          outcome)) {
     return false;
   }
   const MultipartForm form = commit_form(data);
   const HttpHeaders commit_headers = {{"User-Agent", agent}, {"Content-Type", form.content_type()}};
-  return judge_commit(http.request("POST", build_commit_url(data, upload_url, archive.md5_hex),
-                                   commit_headers, form.body()),
-                      outcome);
+  return parse_commit_response(
+      http.request("POST", build_commit_url(data, upload_url, archive.md5_hex), commit_headers,
+                   form.body()),
+      outcome);
 }
 
 }  // namespace
@@ -100,14 +103,14 @@ UploadResult upload_report(const UploadContext& context, const CrashData& data,
   if (!delivered) {
     if (context.logger != nullptr) {
       context.logger->error("Upload failed: %s (http %d)", outcome.error.c_str(),
-                            outcome.httpStatus);
+                            outcome.http_status);
     }
     return outcome;
   }
   if (context.logger != nullptr) {
     context.logger->info("Crash uploaded: crashId=%lld stackKeyId=%lld infoUrl=%s",
-                         static_cast<long long>(outcome.crashId),
-                         static_cast<long long>(outcome.stackKeyId), outcome.infoUrl.c_str());
+                         static_cast<long long>(outcome.crash_id),
+                         static_cast<long long>(outcome.stack_key_id), outcome.info_url.c_str());
   }
   remove_file(archive.path);
   return outcome;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 TEST(CommandLine, ReplacesTheProgramAlone) {
@@ -26,4 +26,4 @@ TEST(CommandLine, ReplacesTheProgramAlone) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

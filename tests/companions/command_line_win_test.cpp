@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 std::vector<std::wstring> split(const std::wstring& command_line) {
@@ -47,4 +47,4 @@ TEST(CommandLine, QuotedArgumentComesBackFromTheSystem) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

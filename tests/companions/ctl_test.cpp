@@ -8,7 +8,7 @@
 #include "ctl/progress_text.h"
 #include "support/text.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 namespace {
 
 using Command = CtlOptions::Command;
@@ -117,4 +117,4 @@ TEST(LogTail, PutsPiecesTogether) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -9,7 +9,7 @@
 #include "reporter/theme.h"
 #include "tests/support/temp_dir.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 TEST(DialogTexts, AreFilledOnce) {
@@ -70,7 +70,7 @@ TEST(OutcomeText, ExplainsEveryResult) {
     for (const bool kept : {false, true}) {
       SendOutcome outcome;
       outcome.upload.result = row.result;
-      outcome.upload.httpStatus = row.status;
+      outcome.upload.http_status = row.status;
       outcome.upload.error = "why";
       outcome.kept = kept;
       const OutcomeText shown = explain_outcome(outcome, texts, "App");
@@ -83,7 +83,7 @@ TEST(OutcomeText, ExplainsEveryResult) {
   }
   SendOutcome outcome;
   outcome.upload.result = WRENFALL_ERROR_SERVICE;
-  outcome.upload.httpStatus = 503;
+  outcome.upload.http_status = 503;
   outcome.upload.error = std::string(1999, 'x') + "\xC3\xBC" + std::string(1 << 20, 'y');
   OutcomeText shown = explain_outcome(outcome, texts, "App");
   EXPECT_NE(shown.explanation.find("HTTP status 503"), std::string::npos);
@@ -240,4 +240,4 @@ TEST(FreeSpace, GivesWhatThereIs) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -3,22 +3,22 @@
 #include <gtest/gtest.h>
 
 #include "minidump_builder.h"
-#include "report/report_store.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "tests/support/temp_dir.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 namespace fs = std::filesystem;
 
 // No process of this id ever runs: ids are multiples of four.
-const SessionTag kGoneSession = {4294967280u, 99};
+const ProcessIdentity kGoneSession = {4294967280u, 99};
 
 class DumpCollectorTest : public ::testing::Test {
  protected:
   std::string dump_of(const std::string& session) const {
-    MinidumpBuilder builder;
+    minidump::MinidumpBuilder builder;
     builder.startup = {{"wrenfall.session", session}, {"wrenfall.policy", "manual"}};
     return builder.build();
   }
@@ -54,7 +54,7 @@ class DumpCollectorTest : public ::testing::Test {
   }
 
   const TempDir store_{};
-  const SessionTag own_ = current_session();
+  const ProcessIdentity own_ = current_process();
   Logger logger_{store_.path() / "Wrenfall.log"};
   bool handed_on_ = false;
 };
@@ -93,10 +93,10 @@ TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
 }
 
 TEST_F(DumpCollectorTest, FirstLookAdoptsDumpsOfProcessesThatAreGone) {
-  const SessionTag reused_id = {own_.process_id, own_.start_time + 1};
+  const ProcessIdentity reused_id = {own_.process_id, own_.start_time + 1};
   add_dump("gone.dmp", dump_of(kGoneSession.text()));
   add_dump("reused.dmp", dump_of(reused_id.text()));
-  const SessionTag watched = {kGoneSession.process_id, 1};
+  const ProcessIdentity watched = {kGoneSession.process_id, 1};
   DumpCollector collecting(
       {store_.path() / "crashpad" / "reports", store_.path()}, watched,
       [](const fs::path&) { return true; }, logger_);
@@ -132,4 +132,4 @@ TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

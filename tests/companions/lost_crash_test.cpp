@@ -1,8 +1,8 @@
-#include "monitor/lost_crash.h"
+#include "monitor/exit_code.h"
 
 #include <gtest/gtest.h>
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 TEST(LostCrash, ExitCodesThatTellOfAnException) {
@@ -17,4 +17,4 @@ TEST(LostCrash, ExitCodesThatTellOfAnException) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

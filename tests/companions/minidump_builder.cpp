@@ -1,6 +1,6 @@
 #include "minidump_builder.h"
 
-namespace wrenfall {
+namespace wrenfall::minidump {
 namespace {
 
 constexpr uint32_t kStreams = 4;
@@ -145,4 +145,4 @@ std::string MinidumpBuilder::build() {
   return bytes_;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::minidump

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace wrenfall {
+namespace wrenfall::minidump {
 
 // Builds a small minidump, in this order: header, directory, exception, memory lists with their
 // memory, annotation stream with its texts. The offsets that tests damage are noted while building.
@@ -45,6 +45,6 @@ struct MinidumpBuilder {
 // The dump with a number put in at an offset.
 std::string with32(std::string dump, size_t offset, uint32_t value);
 
-}  // namespace wrenfall
+}  // namespace wrenfall::minidump
 
 #endif  // WRENFALL_TESTS_COMPANIONS_MINIDUMP_BUILDER_H_

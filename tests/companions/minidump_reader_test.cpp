@@ -1,4 +1,4 @@
-#include "monitor/minidump_reader.h"
+#include "minidump/minidump_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 
 #include "minidump_builder.h"
 
-namespace wrenfall {
+namespace wrenfall::minidump {
 namespace {
 
 // Reads a dump in memory, and fails the test on a read beyond it or on reading unreasonably much.
@@ -125,4 +125,4 @@ TEST(MinidumpReader, LimitsTextThatIsNamedAgainAndAgain) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::minidump

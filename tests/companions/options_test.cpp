@@ -6,6 +6,10 @@
 namespace wrenfall {
 namespace {
 
+using monitor::MonitorOptions;
+using monitor::parse_monitor_options;
+using reporter::parse_reporter_options;
+using reporter::ReporterOptions;
 using MonitorRequest = MonitorOptions::Request;
 using ReporterRequest = ReporterOptions::Request;
 

@@ -4,14 +4,14 @@
 
 #include <new>
 
-#include "report/report_result.h"
-#include "report/report_store.h"
+#include "report/store/report_result.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/process.h"
 #include "tests/support/fake_http_client.h"
 #include "tests/support/temp_dir.h"
 
-namespace wrenfall {
+namespace wrenfall::reporter {
 namespace {
 
 TEST(OwnedReport, MissingMemoryIsNoVerdictOnTheReport) {
@@ -111,4 +111,4 @@ TEST(OwnedReport, SavesWhatFitsAndNeverMakesAFolderAnew) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::reporter

@@ -5,13 +5,13 @@
 #include "support/json_text.h"
 #include "support/version.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 using Texts = std::map<std::string, std::string>;
 
-DumpFacts facts_of(Texts startup, Texts live) {
-  DumpFacts facts;
+minidump::DumpFacts facts_of(Texts startup, Texts live) {
+  minidump::DumpFacts facts;
   facts.time_stamp = 1;
   // A dump that was asked for carries a code that the capture made up.
   facts.exception_code = live.count("wrenfall.reportKind") == 0 ? 0xE0000001 : 0x0517A7ED;
@@ -92,7 +92,7 @@ TEST(RecordFromAnnotations, JudgesTheOthers) {
 }
 
 TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
-  DumpFacts facts =
+  minidump::DumpFacts facts =
       facts_of({}, {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangPolicy", "terminate"}});
   facts.exception_code = 0xC0000005;
   const CrashData record = record_from_annotations(facts, context());
@@ -101,7 +101,7 @@ TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
   EXPECT_FALSE(asks_for_termination(facts));
 
   // A dump that was asked for is none, also when its mark is gone already.
-  DumpFacts unmarked = facts_of({}, {});
+  minidump::DumpFacts unmarked = facts_of({}, {});
   unmarked.exception_code = 0x0517A7ED;
   EXPECT_EQ(record_from_annotations(unmarked, context()).reportKind, "capture");
 }
@@ -122,7 +122,7 @@ TEST(RecordFromAnnotations, TellsTheTimeOfTheDump) {
       {0xFFFFFFFF, "2106-02-07T06:28:15Z"},
   };
   for (const auto& row : rows) {
-    DumpFacts facts;
+    minidump::DumpFacts facts;
     facts.time_stamp = row.seconds;
     EXPECT_EQ(record_from_annotations(facts, context()).crashTime, row.expected) << row.seconds;
   }
@@ -147,4 +147,4 @@ TEST(RecordFromAnnotations, EndsAProcessOnlyForItsOwnHang) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

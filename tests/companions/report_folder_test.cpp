@@ -5,11 +5,11 @@
 #include <fstream>
 
 #include "minidump_builder.h"
-#include "report/attachments.h"
+#include "report/store/attachments.h"
 #include "support/files.h"
 #include "tests/support/temp_dir.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 namespace fs = std::filesystem;
@@ -58,12 +58,12 @@ TEST(ReportFolder, SecondTryKeepsWhatTheFirstCopied) {
   const TempDir store;
   Logger logger;
   const fs::path folder = store.path() / "report";
-  MinidumpBuilder builder;
+  minidump::MinidumpBuilder builder;
   builder.startup = {{"wrenfall.session", "5-6"}};
   store.add("report/log.txt", "half");
   store.add("report/gone.txt", "only here");
   ClaimedDump dump(store.add("report/minidump.dmp", builder.build()));
-  const auto facts = read_minidump(dump.reader(), dump.size());
+  const auto facts = minidump::read_minidump(dump.reader(), dump.size());
   ASSERT_TRUE(facts);
   const auto record = finish_report_folder(
       folder, dump, *facts, {}, {path_to_utf8(files.add("log.txt", "all of it"))}, logger);
@@ -97,4 +97,4 @@ TEST(ClaimedDump, TellsWhyItCannotClaim) {
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

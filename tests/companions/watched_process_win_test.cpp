@@ -8,7 +8,7 @@
 
 #include "support/win_handle.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 // A process that does not run by itself: a second copy of this program whose first thread is
@@ -40,7 +40,7 @@ class SuspendedProcess {
   SuspendedProcess(const SuspendedProcess&) = delete;
   SuspendedProcess& operator=(const SuspendedProcess&) = delete;
 
-  const SessionTag& session() const { return session_; }
+  const ProcessIdentity& session() const { return session_; }
 
   // STILL_ACTIVE while it has not ended.
   DWORD exit_code(DWORD wait_ms) const {
@@ -53,38 +53,38 @@ class SuspendedProcess {
  private:
   ScopedKernelHandle process_;
   ScopedKernelHandle thread_;
-  SessionTag session_;
+  ProcessIdentity session_;
 };
 
 TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
   const SuspendedProcess process;
-  SessionTag earlier = process.session();
+  ProcessIdentity earlier = process.session();
   ASSERT_NE(earlier.process_id, 0u);
   --earlier.start_time;
-  EXPECT_FALSE(is_session_running(earlier));
-  EXPECT_FALSE(terminate_session(earlier));
-  EXPECT_FALSE(terminate_session({earlier.process_id, 0}));
+  EXPECT_FALSE(is_still_running(earlier));
+  EXPECT_FALSE(terminate_process(earlier));
+  EXPECT_FALSE(terminate_process({earlier.process_id, 0}));
   EXPECT_EQ(process.exit_code(0), static_cast<DWORD>(STILL_ACTIVE));
 
-  EXPECT_TRUE(is_session_running(process.session()));
-  const SessionEnd end(process.session());
-  const SessionEnd end_of_earlier(earlier);
+  EXPECT_TRUE(is_still_running(process.session()));
+  const ProcessExit end(process.session());
+  const ProcessExit end_of_earlier(earlier);
   EXPECT_FALSE(end.exit_code());
-  EXPECT_TRUE(terminate_session(process.session()));
+  EXPECT_TRUE(terminate_process(process.session()));
   EXPECT_EQ(process.exit_code(10000), 1u);
-  EXPECT_FALSE(is_session_running(process.session()));
+  EXPECT_FALSE(is_still_running(process.session()));
   EXPECT_EQ(end.exit_code(), 1u);
   EXPECT_FALSE(end_of_earlier.exit_code());
 }
 
 TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   const SuspendedProcess process;
-  SessionTag earlier = process.session();
+  ProcessIdentity earlier = process.session();
   --earlier.start_time;
-  EXPECT_FALSE(resume_frozen_session(earlier));
-  EXPECT_TRUE(resume_frozen_session(process.session()));
+  EXPECT_FALSE(resume_frozen_process(earlier));
+  EXPECT_TRUE(resume_frozen_process(process.session()));
   EXPECT_EQ(process.exit_code(10000), 0u);
 }
 
 }  // namespace
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

@@ -17,7 +17,7 @@ bool has_id_that_is_no_number(const nlohmann::json& answer) {
 }
 
 void require_ids(const nlohmann::json& answer, const UploadResult& outcome) {
-  const int64_t ids[] = {outcome.stackKeyId, outcome.crashId, outcome.messageId};
+  const int64_t ids[] = {outcome.stack_key_id, outcome.crash_id, outcome.message_id};
   for (size_t i = 0; i < std::size(kIds); ++i) {
     const auto id = answer.find(kIds[i]);
     const int64_t expected = id == answer.end() ? 0 : json_integer(*id).value_or(0);
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool ids_throw = response.status == 200 && has_id_that_is_no_number(answer);
   UploadResult outcome;
   try {
-    const bool committed = judge_commit(response, outcome);
+    const bool committed = parse_commit_response(response, outcome);
     require(!ids_throw, "an id that is no number throws");
     require(committed == (response.status == 200 && says_success(answer)),
             "nothing but success is a success");

@@ -1,7 +1,7 @@
 // A crash-data record of any text, and one of any fields.
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include "report/crash_data.h"
+#include "report/store/crash_data.h"
 #include "support/json_text.h"
 #include "tests/fuzz/property.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "monitor/minidump_reader.h"
+#include "minidump/minidump_reader.h"
 #include "monitor/record_from_annotations.h"
 #include "tests/companions/minidump_builder.h"
 #include "tests/fuzz/property.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tests/fuzz/property.h"
-#include "upload/service_answers.h"
+#include "upload/service_responses.h"
 
 namespace wrenfall {
 
@@ -25,7 +25,7 @@ inline void require_failure(const UploadResult& outcome, const HttpResponse& res
   require(outcome.result == WRENFALL_ERROR_REJECTED || outcome.result == WRENFALL_ERROR_SERVICE,
           "a refusal is the service's");
   require(!outcome.error.empty(), "a refusal has a text");
-  require(outcome.httpStatus == response.status, "a refusal has the status");
+  require(outcome.http_status == response.status, "a refusal has the status");
 }
 
 inline bool says_success(const nlohmann::json& answer) {

@@ -1,5 +1,5 @@
 // A session file, and the name of one, of any text.
-#include "report/session_files.h"
+#include "report/store/session_files.h"
 #include "support/json_text.h"
 #include "tests/fuzz/property.h"
 
@@ -7,10 +7,10 @@ namespace wrenfall {
 namespace {
 
 void read_tag(const std::string& text) {
-  const auto tag = SessionTag::parse(text);
+  const auto tag = ProcessIdentity::parse(text);
   if (!tag) return;
   require(text.find_first_not_of("0123456789-") == std::string::npos, "a tag is of digits alone");
-  const auto again = SessionTag::parse(tag->text());
+  const auto again = ProcessIdentity::parse(tag->text());
   require(again && again->process_id == tag->process_id && again->start_time == tag->start_time,
           "a tag survives being written and read");
 }

@@ -7,7 +7,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const HttpResponse response = answer_from(data, size);
   UploadResult outcome;
   std::string location = "unchanged";
-  const bool goes_on = judge_upload_location(response, location, outcome);
+  const bool goes_on = parse_upload_location_response(response, location, outcome);
   const nlohmann::json answer = parse_json(response.body);
   const auto url = answer.is_object() ? answer.find("url") : answer.end();
   const bool names_location = url != answer.end() && url->is_string();

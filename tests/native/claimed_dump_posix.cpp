@@ -12,7 +12,7 @@
 
 #include "monitor/claimed_dump.h"
 
-namespace wrenfall {
+namespace wrenfall::monitor {
 namespace {
 
 // Beside the descriptor the name, for renaming.
@@ -65,7 +65,7 @@ bool ClaimedDump::read_at(uint64_t offset, void* buffer, size_t size) const {
          static_cast<ssize_t>(size);
 }
 
-ReadAt ClaimedDump::reader() const {
+minidump::ReadAt ClaimedDump::reader() const {
   return [this](uint64_t offset, void* buffer, size_t count) {
     return read_at(offset, buffer, count);
   };
@@ -87,4 +87,4 @@ bool ClaimedDump::move_to(const std::filesystem::path& target) {
   return false;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::monitor

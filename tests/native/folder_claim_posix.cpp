@@ -1,4 +1,4 @@
-#include "report/folder_claim.h"
+#include "report/store/folder_claim.h"
 
 #include <condition_variable>
 #include <mutex>

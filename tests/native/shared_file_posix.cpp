@@ -2,7 +2,7 @@
 
 #include "ctl/shared_file.h"
 
-namespace wrenfall {
+namespace wrenfall::ctl {
 
 namespace {
 std::FILE* stream_of(void* file) { return static_cast<std::FILE*>(file); }
@@ -23,4 +23,4 @@ bool SharedFile::read_at(uint64_t offset, void* buffer, size_t size) const {
          std::fread(buffer, 1, size, stream_of(file_.get())) == size;
 }
 
-}  // namespace wrenfall
+}  // namespace wrenfall::ctl

@@ -7,7 +7,7 @@
 #include <set>
 #include <thread>
 
-#include "report/report_store.h"
+#include "report/store/report_store.h"
 #include "tests/support/temp_dir.h"
 
 namespace wrenfall {

@@ -1,4 +1,4 @@
-#include "report/attachments.h"
+#include "report/store/attachments.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "report/crash_data.h"
+#include "report/store/crash_data.h"
 
 #include <gtest/gtest.h>
 

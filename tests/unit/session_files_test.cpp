@@ -1,4 +1,4 @@
-#include "report/session_files.h"
+#include "report/store/session_files.h"
 
 #include <gtest/gtest.h>
 

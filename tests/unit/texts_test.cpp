@@ -45,10 +45,10 @@ TEST(Clock, TellsTheSystemsTime) {
 }
 
 // That its own texts are parsed back is a fuzzer's matter.
-TEST(SessionTag, OtherTextsAreNone) {
+TEST(ProcessIdentity, OtherTextsAreNone) {
   for (const char* text : {"", "-", "12", "12-", "-12", "12-3x", "12-3-", " 12-3", "12 -3", "+1-2",
                            "1--2", "12-3.json", "18446744073709551616-1", "x-1"}) {
-    EXPECT_FALSE(SessionTag::parse(text)) << '"' << text << '"';
+    EXPECT_FALSE(ProcessIdentity::parse(text)) << '"' << text << '"';
   }
 }
 

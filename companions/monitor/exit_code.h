@@ -1,0 +1,13 @@
+#ifndef WRENFALL_COMPANIONS_MONITOR_EXIT_CODE_H_
+#define WRENFALL_COMPANIONS_MONITOR_EXIT_CODE_H_
+
+#include <cstdint>
+
+namespace wrenfall::monitor {
+
+// Whether a process with this exit code was ended by an exception, as far as the code can tell.
+bool is_crash_code(uint32_t exit_code);
+
+}  // namespace wrenfall::monitor
+
+#endif  // WRENFALL_COMPANIONS_MONITOR_EXIT_CODE_H_

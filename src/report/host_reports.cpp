@@ -1,0 +1,146 @@
+#include "report/host_reports.h"
+
+#include <fstream>
+#include <functional>
+#include <new>
+#include <ostream>
+
+#include "report/crash_signature.h"
+#include "report/delivery.h"
+#include "report/store/attachments.h"
+#include "report/store/layout.h"
+#include "report/structured_report_json.h"
+#include "report/structured_report_xml.h"
+#include "support/clock.h"
+#include "support/digest.h"
+#include "support/files.h"
+#include "support/identifiers.h"
+#include "support/json_text.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uint32_t kFormatJson = WRENFALL_REPORT_JSON;
+
+// Under which the service files the kinds of report.
+constexpr char kCrashTypeStructured[] = "21";
+constexpr char kCrashTypeAsan[] = "25";
+constexpr char kCrashTypeFeedback[] = "36";
+
+constexpr char kKindStructured[] = "structured";
+constexpr char kKindFeedback[] = "feedback";
+
+// SHA-256 of nothing: reports without a signature of their own are all of one group.
+constexpr char kEmptySha256[] = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+
+using Write = std::function<void(std::ostream&)>;
+
+// What tells one kind of report from another.
+struct Contents {
+  CrashData record;
+  Write write_main_file;  // under the record's dumpFile
+  std::vector<std::string> attachments;
+};
+
+// By way of a temporary file, like every file of a report.
+bool write_file(const fs::path& path, const Write& write) {
+  fs::path temporary = path;
+  temporary += ".tmp";
+  std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
+  if (!stream) return false;
+  write(stream);
+  stream.close();
+  return !stream.fail() && replace_file(temporary, path);
+}
+
+// Puts everything but the record into the folder. False when the main file could not be written.
+bool fill_folder(const fs::path& folder, Contents& contents, Logger* logger) {
+  try {
+    if (!create_folders(folder) ||
+        !write_file(folder / contents.record.dumpFile, contents.write_main_file)) {
+      return false;
+    }
+    contents.record.attachments =
+        copy_attachments(folder, contents.attachments, SameName::kReplaces, logger);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+wrenfall_result post(const HostReportContext& context, Contents contents,
+                     wrenfall_upload_result* result) {
+  Logger* const logger = context.posting.logger;
+  const fs::path folder = context.store_dir / new_uuid();
+  if (!fill_folder(folder, contents, logger)) {
+    if (logger != nullptr) {
+      const fs::path main_file = folder / contents.record.dumpFile;
+      logger->error("Could not write %s", path_to_utf8(main_file).c_str());
+    }
+    remove_folder(folder);
+    UploadResult failed;
+    failed.result = WRENFALL_ERROR_FILE;
+    fill_upload_result(failed, result);
+    return failed.result;
+  }
+  return post_folder(context.posting, folder, contents.record, result);
+}
+
+}  // namespace
+
+wrenfall_result post_structured_report(const HostReportContext& context, const ReportFacts& facts,
+                                       const StructuredReport& report, bool with_signature,
+                                       wrenfall_upload_result* result) {
+  const bool is_json = report.format == kFormatJson;
+  Contents contents;
+  contents.record = make_record(facts, kKindStructured, kCrashTypeStructured);
+  contents.record.dumpFile = is_json ? kStructuredJsonFile : kStructuredXmlFile;
+  contents.record.dumpFormat = is_json ? "json" : "xml";
+  if (with_signature) {
+    // The service compares the hash with the text that it is sent.
+    contents.record.crashSignature = valid_utf8(crash_signature(report));
+    if (!contents.record.crashSignature.empty()) {
+      contents.record.crashSignatureHash = sha256_hex(contents.record.crashSignature);
+    }
+  }
+  contents.write_main_file = [&report, is_json](std::ostream& stream) {
+    is_json ? write_structured_report_json(report, stream)
+            : write_structured_report_xml(report, stream);
+  };
+  contents.attachments = report.attachments;
+  return post(context, std::move(contents), result);
+}
+
+wrenfall_result post_feedback(const HostReportContext& context, const ReportFacts& facts,
+                              const std::string& title, const std::string& description,
+                              const std::vector<std::string>& attachments,
+                              wrenfall_upload_result* result) {
+  Contents contents;
+  contents.record = make_record(facts, kKindFeedback, kCrashTypeFeedback);
+  contents.record.userDescription = description;
+  contents.record.dumpFile = kFeedbackFile;
+  contents.record.dumpFormat = "none";
+  contents.record.crashSignatureHash = kEmptySha256;
+  contents.write_main_file = [&, time = contents.record.crashTime](std::ostream& stream) {
+    stream << json_text({{"title", title}, {"description", description}, {"time", time}}, 2);
+  };
+  contents.attachments = attachments;
+  return post(context, std::move(contents), result);
+}
+
+wrenfall_result post_asan_report(const HostReportContext& context, const ReportFacts& facts,
+                                 const std::string& text, wrenfall_upload_result* result) {
+  Contents contents;
+  contents.record = make_record(facts, kKindStructured, kCrashTypeAsan);
+  contents.record.dumpFile = kAsanReportFile;
+  contents.record.dumpFormat = "asan";
+  contents.record.crashSignatureHash = kEmptySha256;
+  contents.write_main_file = [&text](std::ostream& stream) { stream << text; };
+  return post(context, std::move(contents), result);
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,79 @@
+#include <windows.h>
+
+#include <string>
+
+#include "report/store/folder_claim.h"
+#include "support/win_handle.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr DWORD kPollMs = 50;
+constexpr int kOtherAttempts = 10;
+
+// The folder under the one name that the file system has for it, whatever short name, case, link or
+// substituted drive the caller named it by. The given path where there is no such folder.
+std::wstring final_path(const fs::path& folder) {
+  const ScopedFile handle(CreateFileW(folder.c_str(), 0,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  if (handle) {
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+      const DWORD length = GetFinalPathNameByHandleW(
+          handle.get(), path.data(), static_cast<DWORD>(path.size()), FILE_NAME_NORMALIZED);
+      if (length == 0) break;
+      const bool fits = length < path.size();
+      path.resize(length);
+      if (fits) return path;
+    }
+  }
+  return folder.has_filename() ? folder.native() : folder.parent_path().native();
+}
+
+std::wstring claim_path(const fs::path& folder) {
+  return (fs::path(final_path(folder)) += kClaimSuffix).native();
+}
+
+}  // namespace
+
+struct FolderClaim::Lock {
+  ScopedFile file;
+
+  // The error of the attempt, ERROR_SUCCESS when the claim is held.
+  DWORD take(const std::wstring& path) {
+    file.reset(CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    return file ? ERROR_SUCCESS : GetLastError();
+  }
+};
+
+FolderClaim::FolderClaim() : lock_(std::make_unique<Lock>()) {}
+
+FolderClaim::FolderClaim(const fs::path& folder) : FolderClaim() {
+  const std::wstring path = claim_path(folder);
+  // A file that is just going denies access for a moment; a folder that may not be written to does
+  // so for good.
+  int patience = kOtherAttempts;
+  for (DWORD error = lock_->take(path); error != ERROR_SUCCESS; error = lock_->take(path)) {
+    if (error != ERROR_SHARING_VIOLATION && --patience == 0) return;
+    Sleep(kPollMs);
+  }
+}
+
+std::optional<FolderClaim> FolderClaim::try_take(const fs::path& folder) {
+  FolderClaim claim;
+  if (claim.lock_->take(claim_path(folder)) == ERROR_SHARING_VIOLATION) {
+    return std::nullopt;
+  }
+  return claim;
+}
+
+FolderClaim::FolderClaim(FolderClaim&& other) noexcept = default;
+
+FolderClaim::~FolderClaim() = default;
+
+}  // namespace wrenfall

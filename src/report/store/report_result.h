@@ -1,0 +1,39 @@
+#ifndef WRENFALL_REPORT_STORE_REPORT_RESULT_H_
+#define WRENFALL_REPORT_STORE_REPORT_RESULT_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "report/store/upload_result.h"
+
+namespace wrenfall {
+
+inline constexpr char kResultFile[] = "result.json";
+
+// What became of the last attempt to send a report; stored as "result.json" in its folder, one JSON
+// member a field. A folder that holds one is not pending any more.
+struct ReportResult {
+  int32_t schemaVersion = 2;
+  std::string status;  // "uploaded", "rejected" or "failed"
+  int32_t errorCode = 0;
+  int32_t httpStatus = 0;
+  int64_t crashId = 0;
+  int64_t stackKeyId = 0;
+  std::string infoUrl;
+  bool cancelled = false;  // the user called the send off
+};
+
+// The record of an upload's outcome, not cancelled.
+ReportResult make_report_result(const UploadResult& upload);
+
+// Replaces the folder's result record atomically; false when it could not be written.
+bool write_result(const std::filesystem::path& folder, const ReportResult& result);
+
+// False, with `result` untouched, when the folder holds no readable result record. Members that are
+// missing or of the wrong type stay at their defaults.
+bool read_result(const std::filesystem::path& folder, ReportResult& result);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_REPORT_STORE_REPORT_RESULT_H_

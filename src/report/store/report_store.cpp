@@ -1,0 +1,114 @@
+#include "report/store/report_store.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+#include "report/store/crash_data.h"
+#include "report/store/folder_claim.h"
+#include "report/store/report_result.h"
+#include "report/store/session_files.h"
+#include "support/files.h"
+#include "support/paths.h"
+#include "support/process.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool is_left_to_another_process(const CrashData& data) {
+  return data.ownerPid != 0 && data.ownerPid != current_process_id() &&
+         is_process_running(data.ownerPid);
+}
+
+bool is_pending(const fs::path& folder) {
+  CrashData data;
+  return report_state(folder, data) == ReportState::kPending;
+}
+
+bool is_same(const fs::path& a, const fs::path& b) {
+  std::error_code error;
+  return fs::equivalent(a, b, error) && !error;
+}
+
+// Whether the folder is a direct sub-folder of the root that may hold a report. The file system is
+// asked what is the same, as its rules of upper and lower case and of links are its own.
+bool lies_in_store(const fs::path& root, const fs::path& folder) {
+  return is_same(folder.parent_path(), root) && !is_same(folder, root / kSessionsFolder) &&
+         !is_same(folder, root / kHandlerFolder);
+}
+
+// The folder's absolute path without ".", ".." and a separator at the end.
+fs::path plain_path(const fs::path& folder) {
+  std::error_code error;
+  fs::path absolute = fs::absolute(folder, error);
+  const fs::path plain = (error ? folder : absolute).lexically_normal();
+  return plain.has_filename() ? plain : plain.parent_path();
+}
+
+}  // namespace
+
+ReportState report_state(const fs::path& folder, CrashData& record) {
+  if (!load(folder, record)) return ReportState::kUnreadable;
+  if (path_exists(folder / kResultFile)) return ReportState::kHasResult;
+  return is_left_to_another_process(record) ? ReportState::kOwned : ReportState::kPending;
+}
+
+std::vector<fs::path> list_report_folders(const fs::path& root) {
+  std::vector<std::pair<int64_t, fs::path>> found;
+  for (fs::path& entry : list_folder(root)) {
+    const auto time = file_write_time(entry / kCrashDataFile);
+    if (time) found.emplace_back(*time, std::move(entry));
+  }
+  std::stable_sort(found.begin(), found.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<fs::path> folders;
+  folders.reserve(found.size());
+  for (auto& [time, folder] : found) folders.push_back(std::move(folder));
+  return folders;
+}
+
+std::vector<fs::path> pending_report_folders(const fs::path& root) {
+  std::vector<fs::path> folders = list_report_folders(root);
+  folders.erase(std::remove_if(folders.begin(), folders.end(),
+                               [](const fs::path& folder) { return !is_pending(folder); }),
+                folders.end());
+  return folders;
+}
+
+bool remove_report_folder(const fs::path& folder) {
+  // What a link leads to is not the store's.
+  if (is_link(folder)) return remove_entry(folder);
+  const fs::path record = folder / kCrashDataFile;
+  const fs::path result = folder / kResultFile;
+  bool emptied = true;
+  try {
+    for (const fs::path& entry : list_folder(folder)) {
+      if (entry != record && entry != result) emptied = remove_entry(entry) && emptied;
+    }
+  } catch (const DirectoryIterationError&) {
+    return false;
+  }
+  return emptied && remove_entry(record) && remove_entry(result) && remove_folder(folder);
+}
+
+bool discard_report_folder(const fs::path& root, const fs::path& folder) {
+  const fs::path target = plain_path(folder);
+  if (!is_folder(target)) return false;
+  if (!lies_in_store(root, target) && !is_file(target / kCrashDataFile)) return false;
+  const auto claim = FolderClaim::try_take(target);
+  if (!claim) return false;
+  if (is_link(target)) return remove_report_folder(target);
+  // From here on it is not pending, even if not all of it can be deleted.
+  ReportResult given_up;
+  given_up.status = "failed";
+  given_up.cancelled = true;
+  if (is_file(target / kCrashDataFile) && !path_exists(target / kResultFile)) {
+    write_result(target, given_up);
+  }
+  return remove_report_folder(target);
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,45 @@
+#ifndef WRENFALL_REPORT_STORE_REPORT_STORE_H_
+#define WRENFALL_REPORT_STORE_REPORT_STORE_H_
+
+#include <filesystem>
+#include <vector>
+
+#include "report/store/crash_data.h"
+
+namespace wrenfall {
+
+// The store is a folder with one sub-folder, of any name, per report. A sub-folder counts as a
+// report once it holds the crash-data file. Several processes use a store at the same time without
+// a lock: files are replaced as a whole, and a report that a living process owns is left to it.
+
+enum class ReportState {
+  kPending,     // waits to be sent
+  kOwned,       // left to another living process, the record's owner
+  kHasResult,   // there was an attempt to send it, or somebody has given it up
+  kUnreadable,  // the record is damaged, or just not to be opened
+};
+
+// The state of a report folder; its record is read into `record` unless it is unreadable.
+ReportState report_state(const std::filesystem::path& folder, CrashData& record);
+
+// The report folders directly under the root, the one with the oldest crash-data file first; none
+// when the root cannot be opened. Throws DirectoryIterationError.
+std::vector<std::filesystem::path> list_report_folders(const std::filesystem::path& root);
+
+// Those that wait to be sent: no result yet, a readable record, and no other living process that
+// owns them. Throws DirectoryIterationError.
+std::vector<std::filesystem::path> pending_report_folders(const std::filesystem::path& root);
+
+// Deletes a report folder with its contents; false when it is still there. What makes it a report
+// goes last, and its result last of all: where a file cannot be deleted just now, what is left is
+// neither pending nor taken for a report that is only half made.
+bool remove_report_folder(const std::filesystem::path& folder);
+
+// Deletes a report folder that nobody wants sent. False when it is still there, while somebody
+// sends it, and for a folder that neither lies directly under the root nor holds a crash-data file:
+// a wrong path must not cost the host its own files.
+bool discard_report_folder(const std::filesystem::path& root, const std::filesystem::path& folder);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_REPORT_STORE_REPORT_STORE_H_

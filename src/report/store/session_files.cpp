@@ -1,0 +1,107 @@
+#include "report/store/session_files.h"
+
+#include <algorithm>
+
+#include "support/files.h"
+#include "support/json_text.h"
+#include "support/paths.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+namespace {
+
+// True as well where that cannot be found out.
+bool may_have_dumps(const fs::path& root) {
+  try {
+    const std::vector<fs::path> entries = list_folder(root / kHandlerFolder / "reports");
+    return std::any_of(entries.begin(), entries.end(),
+                       [](const fs::path& entry) { return entry.extension() == ".dmp"; });
+  } catch (const DirectoryIterationError&) {
+    return true;
+  }
+}
+
+// A file on its way to its place: being written right now, or left behind by a process that ended
+// while it wrote. The name tells whose it is.
+void sweep_temporary(const fs::path& file) {
+  const auto writer = ProcessIdentity::parse(path_to_utf8(file.stem().stem()));
+  if (!writer || !is_process_running(writer->process_id)) remove_file(file);
+}
+
+void sweep(const fs::path& root, const fs::path& file, bool keep_attachments) {
+  std::string text;
+  if (!read_file(file, text)) return;
+  const auto record = parse_session(text);
+  if (record && is_process_running(record->session.process_id)) return;
+  if (record && keep_attachments && !record->attachments.empty()) {
+    try_write_file_atomic(kept_session_file(root, record->session), text);
+  }
+  remove_file(file);
+}
+
+}  // namespace
+
+fs::path session_file(const fs::path& root, const ProcessIdentity& session) {
+  return root / kSessionsFolder / (session.text() + ".json");
+}
+
+bool write_session(const fs::path& root, const SessionRecord& record) {
+  const json object = {{"pid", record.session.process_id},
+                       {"startTime", record.session.start_time},
+                       {"attachments", record.attachments}};
+  return try_write_file_atomic(session_file(root, record.session), json_text(object));
+}
+
+std::optional<SessionRecord> parse_session(const std::string& text) {
+  const json object = parse_json(text);
+  if (!object.is_object()) return std::nullopt;
+  const auto pid = object.find("pid");
+  if (pid == object.end() || !pid->is_number_unsigned()) return std::nullopt;
+
+  SessionRecord record;
+  record.session.process_id = pid->get<uint64_t>();
+  if (const auto start = object.find("startTime");
+      start != object.end() && start->is_number_unsigned()) {
+    record.session.start_time = start->get<uint64_t>();
+  }
+  if (const auto paths = object.find("attachments"); paths != object.end() && paths->is_array()) {
+    for (const json& path : *paths) {
+      if (path.is_string()) record.attachments.push_back(path.get<std::string>());
+    }
+  }
+  return record;
+}
+
+std::optional<SessionRecord> read_session(const fs::path& file) {
+  std::string text;
+  if (!read_file(file, text)) return std::nullopt;
+  return parse_session(text);
+}
+
+void remove_session(const fs::path& root, const ProcessIdentity& session) {
+  remove_file(session_file(root, session));
+}
+
+fs::path kept_session_file(const fs::path& root, const ProcessIdentity& session) {
+  return root / kHandlerFolder / kSessionsFolder / (session.text() + ".json");
+}
+
+void sweep_sessions(const fs::path& root) {
+  // What a link leads to is not the store's.
+  if (is_link(root / kSessionsFolder)) return;
+  const bool keep_attachments = may_have_dumps(root);
+  for (const fs::path& file : list_folder(root / kSessionsFolder)) {
+    if (!is_file(file)) continue;
+    if (file.extension() == ".tmp") {
+      sweep_temporary(file);
+    } else {
+      sweep(root, file, keep_attachments);
+    }
+  }
+}
+
+}  // namespace wrenfall
