@@ -140,7 +140,7 @@ int send(const CtlOptions& options, const fs::path& store) {
       }
     };
     try {
-      outcomes.add(send_folder(http.get(), folder, options.all, waiting, logger));
+      outcomes.add(send_report(http.get(), folder, options.all, waiting, logger));
     } catch (const fs::filesystem_error& error) {
       outcomes.add(broken_off(folder, error));
     }

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "report/delivery.h"
+#include "report/sending.h"
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
 #include "report/store/report_store.h"
@@ -27,11 +27,19 @@ ActionOutcome refused(const fs::path& folder, wrenfall_result result, std::strin
   return outcome;
 }
 
-FolderClaim claim_of(const fs::path& folder, const std::function<void()>& waiting) {
-  auto claim = FolderClaim::try_take(folder);
-  if (claim) return std::move(*claim);
-  waiting();
-  return FolderClaim(folder);
+ActionOutcome not_sent(const fs::path& folder, NotSent reason, wrenfall_result result) {
+  switch (reason) {
+    case NotSent::kNoFolder:
+      return refused(folder, result, "no such folder");
+    case NotSent::kNoReport:
+      return refused(folder, result, "the folder holds no report");
+    case NotSent::kDamaged:
+      return refused(folder, result, "the record is damaged");
+    case NotSent::kUnreadable:
+      return refused(folder, result, "the record cannot be opened");
+    default:
+      return refused(folder, result, "");
+  }
 }
 
 void log_outcome(const ActionOutcome& outcome, Logger& logger) {
@@ -47,30 +55,25 @@ void log_outcome(const ActionOutcome& outcome, Logger& logger) {
 
 }  // namespace
 
-ActionOutcome send_folder(HttpClient* http, const fs::path& folder, bool only_pending,
+ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pending,
                           const std::function<void()>& waiting, Logger& logger) {
-  // A claim to a folder that is not there would leave a file beside it for a moment.
-  if (!is_folder(folder)) {
-    ActionOutcome outcome = refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, "no such folder");
+  SendRequest request;
+  request.folder = folder;
+  request.on_wait = waiting;
+  if (only_pending) {
+    request.is_wanted = [](ReportState state, const CrashData&) {
+      return state == ReportState::kPending;
+    };
+  }
+  const SendOutcome sent = send_folder(http, request, logger);
+  if (sent.not_sent) {
+    ActionOutcome outcome = not_sent(folder, *sent.not_sent, sent.upload.result);
     outcome.wanted = !only_pending;
     return outcome;
   }
-  const FolderClaim claim = claim_of(folder, waiting);
-  CrashData record;
-  const ReportState state = report_state(folder, record);
-  if (only_pending && state != ReportState::kPending) {
-    ActionOutcome outcome = refused(folder, WRENFALL_OK, "");
-    outcome.wanted = false;
-    return outcome;
-  }
-  if (state == ReportState::kUnreadable) {
-    return is_file(folder / kCrashDataFile)
-               ? refused(folder, WRENFALL_ERROR_FILE, "the record is damaged or cannot be opened")
-               : refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, "the folder holds no report");
-  }
   ActionOutcome outcome;
   outcome.folder = folder;
-  outcome.upload = deliver(http, folder, record, &logger);
+  outcome.upload = sent.upload;
   outcome.kept = is_folder(folder);
   log_outcome(outcome, logger);
   return outcome;

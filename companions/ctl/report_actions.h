@@ -24,7 +24,7 @@ struct ActionOutcome {
 // which `waiting` is told first. A folder without a readable record is left as it is. The retry
 // rule's lines and the outcome go to `logger`, which is the store's. With `only_pending` a folder
 // that is not pending any more is not wanted. `http` may be null, which is a transport failure.
-ActionOutcome send_folder(HttpClient* http, const std::filesystem::path& folder, bool only_pending,
+ActionOutcome send_report(HttpClient* http, const std::filesystem::path& folder, bool only_pending,
                           const std::function<void()>& waiting, Logger& logger);
 
 // Deletes one report folder. `store` may be empty: then only what holds a record is a report.

@@ -6,6 +6,8 @@
 #include <map>
 
 #include "backend/annotation_keys.h"
+#include "report/fact_annotations.h"
+#include "report/store/upload_policy.h"
 #include "support/version.h"
 
 namespace wrenfall::monitor {
@@ -34,10 +36,6 @@ std::string kind_of(const minidump::DumpFacts& facts) {
   if (!kind.empty()) return kind;
   // The mark of a capture that a shutdown overtook is gone already.
   return facts.exception_code ? kReportKindCapture : kReportKindCrash;
-}
-
-std::string known_policy(const std::string& policy) {
-  return policy == "quiet" || policy == "manual" ? policy : "dialog";
 }
 
 void copy_attributes(const std::map<std::string, std::string>& texts, CrashData& record) {
@@ -83,23 +81,13 @@ std::string code_text(uint32_t code) {
 }
 
 void fill_host_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {
-  record.database = value_of(annotations, annotation::kDatabase);
-  record.appName = value_of(annotations, annotation::kProduct);
-  record.appVersion = value_of(annotations, annotation::kVersion);
-  record.crashTypeId = value_of(annotations, annotation::kCrashTypeId);
-  record.key = value_of(annotations, annotation::kKey);
-  record.user = value_of(annotations, annotation::kUser);
-  record.email = value_of(annotations, annotation::kEmail);
-  record.userDescription = value_of(annotations, annotation::kDescription);
-  record.notes = value_of(annotations, annotation::kNotes);
-  record.environment = value_of(annotations, annotation::kEnvironment);
+  for (const FactAnnotation& fact : kFactAnnotations) {
+    record.*fact.field = value_of(annotations, fact.key);
+  }
+  record.uploadPolicy = known_upload_policy(record.uploadPolicy);
+  record.openSupportUrl = value_of(annotations, annotation::kOpenSupportUrl) != "0";
   copy_attributes(annotations.startup, record);
   copy_attributes(annotations.live, record);
-  record.dumpType = value_of(annotations, annotation::kDumpType);
-  record.uploadPolicy = known_policy(value_of(annotations, annotation::kPolicy));
-  record.openSupportUrl = value_of(annotations, annotation::kOpenSupportUrl) != "0";
-  record.themeDir = value_of(annotations, annotation::kThemeDir);
-  record.sdkVersion = value_of(annotations, annotation::kSdkVersion);
 }
 
 void fill_hang_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {
@@ -142,7 +130,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   record.arch = context.architecture;
   record.osVersion = context.os_version;
   record.monitorVersion = WRENFALL_VERSION_TEXT;
-  record.ownerPid = record.uploadPolicy == "manual" ? 0 : context.monitor_pid;
+  record.ownerPid = record.uploadPolicy == kPolicyManual ? 0 : context.monitor_pid;
   if (const auto session = session_of(facts)) record.processId = session->process_id;
   return record;
 }

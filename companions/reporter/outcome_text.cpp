@@ -12,7 +12,7 @@ constexpr size_t kMaxErrorBytes = 2000;  // a service answers with whole pages
 constexpr size_t kMaxAddressBytes = 2000;
 
 Text reason_for(const SendOutcome& outcome) {
-  if (outcome.gone) return Text::kGone;
+  if (outcome.not_sent) return Text::kGone;
   switch (outcome.upload.result) {
     case WRENFALL_ERROR_INVALID_ARGUMENT:
       return Text::kIncomplete;
@@ -68,7 +68,7 @@ std::string result_name(wrenfall_result result) {
 
 OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts,
                             const std::string& application) {
-  const bool sent = !outcome.gone && outcome.upload.result == WRENFALL_OK;
+  const bool sent = !outcome.not_sent && outcome.upload.result == WRENFALL_OK;
   OutcomeText shown;
   shown.title =
       texts.filled(sent ? Text::kTitleSent : Text::kTitleNotSent, {{"application", application}});
@@ -78,11 +78,11 @@ OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts
   } else {
     shown.explanation =
         texts.filled(reason_for(outcome), {{"status", std::to_string(outcome.upload.http_status)}});
-    if (!outcome.gone) {
+    if (!outcome.not_sent) {
       shown.explanation += "\n" + texts[outcome.kept ? Text::kKept : Text::kDeleted];
     }
   }
-  if (!outcome.gone) shown.details = details_of(outcome.upload);
+  if (!outcome.not_sent) shown.details = details_of(outcome.upload);
   return shown;
 }
 

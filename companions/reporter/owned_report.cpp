@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "report/delivery.h"
 #include "report/store/folder_claim.h"
 #include "report/store/report_store.h"
 #include "reporter/field_text.h"
@@ -57,19 +56,14 @@ OwnedReport::Saved OwnedReport::save_answers(const std::string& email,
 }
 
 SendOutcome OwnedReport::send(HttpClient* http) {
-  SendOutcome outcome;
-  const FolderClaim claim(folder_);
+  SendRequest request;
+  request.folder = folder_;
+  request.edits.owner_pid = current_process_id();
+  const SendOutcome outcome = send_folder(http, request, *logger_);
   const std::string name = path_to_utf8(folder_);
-  // An attempt of the host's may have changed it meanwhile.
-  if (!load(folder_, record_)) {
+  if (outcome.not_sent) {
     logger_->warn("Report not sent: %s is not there any more", name.c_str());
-    outcome.gone = true;
-    return outcome;
-  }
-  record_.ownerPid = current_process_id();
-  outcome.upload = deliver(http, folder_, record_, logger_);
-  outcome.kept = path_exists(folder_ / kCrashDataFile);
-  if (outcome.upload.result == WRENFALL_OK) {
+  } else if (outcome.upload.result == WRENFALL_OK) {
     logger_->info("Report sent: %s (crash %lld)", name.c_str(),
                   static_cast<long long>(outcome.upload.crash_id));
   } else {

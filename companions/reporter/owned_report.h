@@ -7,18 +7,12 @@
 #include <optional>
 #include <string>
 
+#include "report/sending.h"
 #include "report/store/crash_data.h"
-#include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
 
 namespace wrenfall::reporter {
-
-struct SendOutcome {
-  UploadResult upload;
-  bool kept = false;  // the folder is still there, for another attempt
-  bool gone = false;  // it was not there to begin with; `upload` says nothing then
-};
 
 // A report folder that this process owns, by the record in it, so that no other process takes it
 // for pending. Its states:

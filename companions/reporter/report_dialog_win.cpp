@@ -106,7 +106,7 @@ class ReportDialog : private DialogEvents {
 
   void show_result() {
     const OutcomeText shown = explain_outcome(outcome_, texts_, report_.record().appName);
-    const bool sent = !outcome_.gone && outcome_.upload.result == WRENFALL_OK;
+    const bool sent = !outcome_.not_sent && outcome_.upload.result == WRENFALL_OK;
     const SupportPage page =
         support_page_for(outcome_.upload.info_url, report_.record().openSupportUrl);
     controls().set_text(kHeading, shown.heading);
@@ -140,7 +140,7 @@ class ReportDialog : private DialogEvents {
         break;
       case OwnedReport::Saved::kGone:
         outcome_ = SendOutcome();
-        outcome_.gone = true;
+        outcome_.not_sent = NotSent::kNoReport;
         show_result();
         break;
       case OwnedReport::Saved::kFailed:
@@ -179,7 +179,7 @@ class ReportDialog : private DialogEvents {
     if (message != kSendingEnded) return;
     sender_.join();
     SendMessageW(controls().get(kProgress), PBM_SETMARQUEE, FALSE, 0);
-    const bool sent = !outcome_.gone && outcome_.upload.result == WRENFALL_OK;
+    const bool sent = !outcome_.not_sent && outcome_.upload.result == WRENFALL_OK;
     if (frame_.is_hidden() && sent) {
       frame_.close();
     } else {

@@ -13,11 +13,9 @@ void wrenfall_heartbeat(void) {
 }
 
 wrenfall_result wrenfall_watch_thread(const char* name) {
-  return guarded(WRENFALL_ERROR_FILE, [=]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    if (!state->watchdog) return WRENFALL_ERROR_HANG_DETECTION_OFF;
-    state->watchdog->watch(text_or_empty(name));
+  return with_state(WRENFALL_ERROR_FILE, [=](State& state) -> wrenfall_result {
+    if (!state.watchdog) return WRENFALL_ERROR_HANG_DETECTION_OFF;
+    state.watchdog->watch(text_or_empty(name));
     return WRENFALL_OK;
   });
 }

@@ -31,12 +31,17 @@ void change(wrenfall_report* report, Change apply) {
 
 // Runs `post` with what posting needs of the state.
 template <typename Post>
-wrenfall_result post_with(State& state, Post post) {
-  const bool sends = state.configuration.upload_policy != WRENFALL_UPLOAD_MANUAL;
-  const std::unique_ptr<HttpClient> http = sends ? make_http_client() : nullptr;
-  const HostReportContext context{{state.configuration.upload_policy, http.get(), &state.logger},
-                                  state.store_dir};
-  return post(context);
+UploadResult post_with(State& state, Post post) {
+  const uint32_t policy = state.configuration.upload_policy;
+  const std::unique_ptr<HttpClient> http =
+      policy == WRENFALL_UPLOAD_MANUAL ? nullptr : make_http_client();
+  return post(PostingContext{state.store_dir, policy, http.get(), state.logger});
+}
+
+UploadResult invalid_argument() {
+  UploadResult outcome;
+  outcome.result = WRENFALL_ERROR_INVALID_ARGUMENT;
+  return outcome;
 }
 
 }  // namespace
@@ -105,17 +110,15 @@ void wrenfall_report_add_attachment(wrenfall_report* report, const char* path) {
 
 wrenfall_result wrenfall_report_post(const wrenfall_report* report,
                                      wrenfall_upload_result* result) {
-  return guarded_upload(result, [=]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    if (report == nullptr) return WRENFALL_ERROR_INVALID_ARGUMENT;
-    const ReportFacts facts = [&state] {
-      const std::lock_guard<std::recursive_mutex> lock(state->metadata_lock);
-      return state->facts;
+  return with_state_for_upload(result, [=](State& state) {
+    if (report == nullptr) return invalid_argument();
+    const CrashData facts = [&state] {
+      const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
+      return state.facts;
     }();
-    return post_with(*state, [&](const HostReportContext& context) {
+    return post_with(state, [&](const PostingContext& context) {
       return post_structured_report(context, facts, report->contents,
-                                    state->configuration.crash_signature, result);
+                                    state.configuration.crash_signature);
     });
   });
 }
@@ -123,30 +126,26 @@ wrenfall_result wrenfall_report_post(const wrenfall_report* report,
 wrenfall_result wrenfall_post_feedback(const char* title, const char* description,
                                        const char* const* attachments, uint32_t attachment_count,
                                        wrenfall_upload_result* result) {
-  return guarded_upload(result, [=]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
+  return with_state_for_upload(result, [=](State& state) {
     std::vector<std::string> paths;
     for (uint32_t i = 0; attachments != nullptr && i < attachment_count; ++i) {
       if (attachments[i] != nullptr) paths.emplace_back(attachments[i]);
     }
     // For the whole run: posts of these two kinds go one after the other.
-    const std::lock_guard<std::recursive_mutex> lock(state->metadata_lock);
-    return post_with(*state, [&](const HostReportContext& context) {
-      return post_feedback(context, state->facts, text_or_empty(title), text_or_empty(description),
-                           paths, result);
+    const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
+    return post_with(state, [&](const PostingContext& context) {
+      return post_feedback(context, state.facts, text_or_empty(title), text_or_empty(description),
+                           paths);
     });
   });
 }
 
 wrenfall_result wrenfall_post_asan_report(const char* text, wrenfall_upload_result* result) {
-  return guarded_upload(result, [=]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    if (text == nullptr) return WRENFALL_ERROR_INVALID_ARGUMENT;
-    const std::lock_guard<std::recursive_mutex> lock(state->metadata_lock);
-    return post_with(*state, [&](const HostReportContext& context) {
-      return post_asan_report(context, state->facts, text, result);
+  return with_state_for_upload(result, [=](State& state) {
+    if (text == nullptr) return invalid_argument();
+    const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
+    return post_with(state, [&](const PostingContext& context) {
+      return post_asan_report(context, state.facts, text);
     });
   });
 }

@@ -1,7 +1,6 @@
 #include <wrenfall/wrenfall.h>
 
 #include <cstdlib>
-#include <map>
 
 #include "api/boundary.h"
 #include "api/options.h"
@@ -10,7 +9,9 @@
 #include "backend/platform_facts.h"
 #include "hang/hang_report.h"
 #include "hang/window_probe.h"
+#include "report/fact_annotations.h"
 #include "report/store/session_files.h"
+#include "report/store/upload_policy.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/text.h"
@@ -56,27 +57,22 @@ wrenfall_result find_companions(State& state) {
 void collect_facts(State& state) {
   const wrenfall_options& options = state.configuration;
   state.platform_description = describe(query_platform_facts());
-  ReportFacts& facts = state.facts;
-  facts.database = options.database;
-  facts.application = options.application;
-  facts.version = options.version;
-  state.set_environment(options.environment.empty() ? state.platform_description
-                                                    : options.environment);
-  facts.key = options.key;
-  facts.user = options.user;
-  facts.email = options.email;
-  facts.user_description = options.user_description;
-  facts.notes = options.notes;
+  CrashData& facts = state.facts;
+  facts = options.facts;
+  if (facts.environment.empty()) facts.environment = state.platform_description;
+  state.environment.set(facts.environment);
   for (const auto& [name, value] : options.attributes) {
     if (facts.attributes.size() >= kMaxAttributes) break;
     facts.attributes[name] = value;
   }
-  facts.upload_policy = options.upload_policy;
-  facts.quiet = options.upload_policy == WRENFALL_UPLOAD_QUIET;
-  facts.open_support_url = options.open_support_url != 0;  // not set counts as set
-  facts.theme_dir = options.theme_dir;
-  state.crash_type = options.crash_type_id == 0 ? 1 : static_cast<int32_t>(options.crash_type_id);
-  state.session = current_process();
+  facts.uploadPolicy = upload_policy_text(options.upload_policy);
+  facts.dumpType = dump_type_text(options.dump_type);
+  facts.openSupportUrl = options.open_support_url != 0;  // not set counts as set
+  facts.themeDir = path_to_utf8(utf8_to_path(options.theme_dir));
+  const uint32_t crash_type = options.crash_type_id == 0 ? 1 : options.crash_type_id;
+  facts.crashTypeId = std::to_string(static_cast<int32_t>(crash_type));
+  facts.sdkVersion = WRENFALL_VERSION_TEXT;
+  state.process = current_process();
   for (const std::string& path : options.attachments) {
     if (state.attachments.size() >= kMaxAttachments) break;
     state.attachments.push_back(path);
@@ -86,41 +82,25 @@ void collect_facts(State& state) {
 BackendConfiguration backend_configuration(State& state) {
   const wrenfall_options& options = state.configuration;
   BackendConfiguration configuration;
-  configuration.database = options.database;
-  configuration.application = options.application;
-  configuration.version = options.version;
   configuration.store_dir = state.store_dir;
+  configuration.database_dir = state.store_dir / kHandlerFolder;
   configuration.handler_path = state.monitor_path;
   configuration.reporter_path = state.reporter_path;
-  configuration.theme_dir = utf8_to_path(options.theme_dir);
-  configuration.upload_policy = options.upload_policy;
-  configuration.dump_type = options.dump_type;
-  configuration.minidump_flags = options.minidump_flags;
   configuration.protect_exception_filter = options.protect_exception_filter;
-  configuration.chain_previous_signal_handlers = options.chain_previous_signal_handlers;
-  configuration.open_support_url = state.facts.open_support_url;
-  configuration.crash_type_id = state.crash_type;
-  configuration.crash_completion = options.crash_completion;
-  configuration.on_crash = options.on_crash;
-  configuration.on_crash_user_data = options.on_crash_user_data;
-  configuration.sdk_version = WRENFALL_VERSION_TEXT;
+  configuration.startup_annotations = startup_annotations(
+      state.facts, {state.store_dir, state.reporter_path, options.minidump_flags, state.process});
   configuration.environment = state.facts.environment;
   configuration.logger = &state.logger;
   return configuration;
 }
 
 void publish_annotations(State& state) {
-  const ReportFacts& facts = state.facts;
   Backend& backend = *state.backend;
-  backend.set_annotation(annotation::kKey, facts.key);
-  backend.set_annotation(annotation::kUser, facts.user);
-  backend.set_annotation(annotation::kEmail, facts.email);
-  backend.set_annotation(annotation::kDescription, facts.user_description);
-  backend.set_annotation(annotation::kNotes, facts.notes);
-  // In the order of their names.
-  const std::map<std::string, std::string> attributes(facts.attributes.begin(),
-                                                      facts.attributes.end());
-  for (const auto& [name, value] : attributes) {
+  for (const FactAnnotation& fact : kFactAnnotations) {
+    if (fact.when != FactAnnotation::When::kLive) continue;
+    backend.set_annotation(fact.key, state.facts.*fact.field);
+  }
+  for (const auto& [name, value] : state.facts.attributes) {
     backend.set_annotation(annotation::kAttributePrefix + name, value);
   }
 }
@@ -145,7 +125,7 @@ class PendingSession {
     sweep_sessions(state.store_dir);
     if (!state.update_session()) {
       state.logger.error("Could not write the session file %s",
-                         path_to_utf8(session_file(state.store_dir, state.session)).c_str());
+                         path_to_utf8(session_file(state.store_dir, state.process)).c_str());
     }
   }
   ~PendingSession() {
@@ -162,10 +142,10 @@ class PendingSession {
 };
 
 wrenfall_result start(const std::shared_ptr<State>& state) {
+  const CrashData& facts = state->configuration.facts;
   const bool has_store = create_folders(state->store_dir);
-  state->logger.info(
-      "wrenfall %s init: %s/%s/%s", WRENFALL_VERSION_TEXT, state->configuration.database.c_str(),
-      state->configuration.application.c_str(), state->configuration.version.c_str());
+  state->logger.info("wrenfall %s init: %s/%s/%s", WRENFALL_VERSION_TEXT, facts.database.c_str(),
+                     facts.appName.c_str(), facts.appVersion.c_str());
   if (!has_store) {
     state->logger.error("Could not create the store %s", path_to_utf8(state->store_dir).c_str());
   }
@@ -178,7 +158,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   keep_library_loaded();
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
   if (started != WRENFALL_OK) return started;
-  state->facts.capture_backend = state->backend->name();
+  state->facts.captureBackend = state->backend->name();
   publish_annotations(*state);
   start_watchdog(*state);
   session.keep();
@@ -189,7 +169,8 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
 wrenfall_result initialize(const wrenfall_options& options) {
   const std::lock_guard<std::recursive_mutex> lock(lifecycle_lock());
   if (peek_state() != nullptr) return WRENFALL_ERROR_ALREADY_INITIALIZED;
-  if (options.database.empty() || options.application.empty() || options.version.empty()) {
+  const CrashData& facts = options.facts;
+  if (facts.database.empty() || facts.appName.empty() || facts.appVersion.empty()) {
     return WRENFALL_ERROR_INVALID_ARGUMENT;
   }
   return start(std::make_shared<State>(options));
@@ -242,7 +223,7 @@ uint32_t wrenfall_abi_version(void) { return kAbiVersion; }
 
 const char* wrenfall_get_environment(void) {
   const State* const state = peek_state();
-  return state == nullptr ? nullptr : state->environment();
+  return state == nullptr ? nullptr : state->environment.get();
 }
 
 bool wrenfall_has_capability(uint32_t capability) {
@@ -254,3 +235,14 @@ bool wrenfall_has_capability(uint32_t capability) {
 }
 
 void wrenfall_free(void* buffer) { std::free(buffer); }
+
+const char* wrenfall_log_file_path(void) {
+  static std::string& buffer = *new std::string;
+  const wrenfall_result result =
+      with_state(WRENFALL_ERROR_FILE, [](State& state) -> wrenfall_result {
+        // Not asked of the logger, whose lock the caller holds when it is the logging callback.
+        buffer = path_to_utf8(state.store_dir / kLogFile);
+        return WRENFALL_OK;
+      });
+  return result == WRENFALL_OK ? buffer.c_str() : nullptr;
+}

@@ -5,7 +5,8 @@
 #include "api/boundary.h"
 #include "api/state.h"
 #include "backend/annotation_keys.h"
-#include "backend/startup_annotations.h"
+#include "report/fact_annotations.h"
+#include "report/store/upload_policy.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -15,28 +16,26 @@ namespace {
 // or not all of it, has happened.
 template <typename Change>
 wrenfall_result change_state(Change change) {
-  return guarded(WRENFALL_ERROR_FILE, [&]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    const std::lock_guard<std::recursive_mutex> lock(state->metadata_lock);
+  return with_state(WRENFALL_ERROR_FILE, [&](State& state) -> wrenfall_result {
+    const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
     // A shutdown may have come first while this call waited for the lock.
-    if (state->is_session_closed()) return WRENFALL_ERROR_NOT_INITIALIZED;
-    return change(*state);
+    return state.is_published() ? change(state) : WRENFALL_ERROR_NOT_INITIALIZED;
   });
 }
 
-wrenfall_result set_fact(std::string ReportFacts::*field, const char* key, const char* value) {
+template <std::string CrashData::*field>
+wrenfall_result set_fact(const char* value) {
+  static constexpr const char* kKey = annotation_key(field);
+  static_assert(kKey != nullptr, "the fact has no annotation");
   return change_state([=](State& state) -> wrenfall_result {
     std::string& fact = state.facts.*field;
     fact = value == nullptr ? "" : value;
-    state.backend->set_annotation(key, fact);
+    state.backend->set_annotation(kKey, fact);
     return WRENFALL_OK;
   });
 }
 
-bool is_empty(const char* text) { return text == nullptr || *text == '\0'; }
-
-// An argument that is wrong is told only by a library that is initialized.
+// Whether an argument is wrong matters only once the library is initialized.
 wrenfall_result invalid_argument() {
   return peek_state() == nullptr ? WRENFALL_ERROR_NOT_INITIALIZED : WRENFALL_ERROR_INVALID_ARGUMENT;
 }
@@ -50,26 +49,20 @@ wrenfall_result rewrite_session(State& state) {
 
 using namespace wrenfall;
 
-wrenfall_result wrenfall_set_key(const char* value) {
-  return set_fact(&ReportFacts::key, annotation::kKey, value);
-}
-wrenfall_result wrenfall_set_user(const char* value) {
-  return set_fact(&ReportFacts::user, annotation::kUser, value);
-}
-wrenfall_result wrenfall_set_email(const char* value) {
-  return set_fact(&ReportFacts::email, annotation::kEmail, value);
-}
+wrenfall_result wrenfall_set_key(const char* value) { return set_fact<&CrashData::key>(value); }
+wrenfall_result wrenfall_set_user(const char* value) { return set_fact<&CrashData::user>(value); }
+wrenfall_result wrenfall_set_email(const char* value) { return set_fact<&CrashData::email>(value); }
 wrenfall_result wrenfall_set_user_description(const char* value) {
-  return set_fact(&ReportFacts::user_description, annotation::kDescription, value);
+  return set_fact<&CrashData::userDescription>(value);
 }
-wrenfall_result wrenfall_set_notes(const char* value) {
-  return set_fact(&ReportFacts::notes, annotation::kNotes, value);
-}
+wrenfall_result wrenfall_set_notes(const char* value) { return set_fact<&CrashData::notes>(value); }
 
 wrenfall_result wrenfall_set_environment(const char* value) {
   return change_state([=](State& state) -> wrenfall_result {
-    state.set_environment(is_empty(value) ? state.platform_description : value);
-    state.backend->set_annotation(annotation::kEnvironment, state.facts.environment);
+    std::string& environment = state.facts.environment;
+    environment = is_empty(value) ? state.platform_description : value;
+    state.environment.set(environment);
+    state.backend->set_annotation(annotation::kEnvironment, environment);
     return WRENFALL_OK;
   });
 }
@@ -98,13 +91,14 @@ wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
 
 void wrenfall_set_quiet_mode(int flag) {
   change_state([=](State& state) -> wrenfall_result {
-    state.facts.quiet = flag != 0;
-    // A library that was started quiet and is told to be so no longer asks the user.
-    const uint32_t policy = state.facts.quiet ? uint32_t{WRENFALL_UPLOAD_QUIET}
-                            : state.facts.upload_policy == WRENFALL_UPLOAD_MANUAL
-                                ? uint32_t{WRENFALL_UPLOAD_MANUAL}
-                                : uint32_t{WRENFALL_UPLOAD_DIALOG};
-    state.backend->set_annotation(annotation::kPolicy, upload_policy_text(policy));
+    const uint32_t at_start = state.configuration.upload_policy;
+    // Host-made reports go back to the policy of the start. For captured ones, a library that was
+    // started quiet and no longer is asks the user.
+    state.facts.uploadPolicy = flag != 0 ? kPolicyQuiet : upload_policy_text(at_start);
+    const char* const captured = flag != 0                            ? kPolicyQuiet
+                                 : at_start == WRENFALL_UPLOAD_MANUAL ? kPolicyManual
+                                                                      : kPolicyDialog;
+    state.backend->set_annotation(annotation::kPolicy, captured);
     return WRENFALL_OK;
   });
 }

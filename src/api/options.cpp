@@ -4,12 +4,13 @@
 
 #include "support/text.h"
 
+using wrenfall::CrashData;
 using wrenfall::text_or_empty;
 
 namespace {
 
-// Changes a record, where there is one. Without memory for it the record stays as it was: a setter
-// has no result.
+// Changes a record, where there is one. Without memory for the change the record stays as it was: a
+// setter has no result.
 template <typename Change>
 void change(wrenfall_options* options, Change apply) {
   if (options == nullptr) return;
@@ -21,6 +22,10 @@ void change(wrenfall_options* options, Change apply) {
 
 void set_text(wrenfall_options* options, std::string wrenfall_options::*field, const char* value) {
   change(options, [=](wrenfall_options& o) { o.*field = text_or_empty(value); });
+}
+
+void set_fact(wrenfall_options* options, std::string CrashData::*field, const char* value) {
+  change(options, [=](wrenfall_options& o) { o.facts.*field = text_or_empty(value); });
 }
 
 void set_number(wrenfall_options* options, uint32_t wrenfall_options::*field, uint32_t value) {
@@ -36,9 +41,9 @@ void set_flag(wrenfall_options* options, bool wrenfall_options::*field, int flag
 wrenfall_options* wrenfall_options_new(const char* database, const char* application,
                                        const char* version) {
   auto* const options = new (std::nothrow) wrenfall_options;
-  set_text(options, &wrenfall_options::database, database);
-  set_text(options, &wrenfall_options::application, application);
-  set_text(options, &wrenfall_options::version, version);
+  set_fact(options, &CrashData::database, database);
+  set_fact(options, &CrashData::appName, application);
+  set_fact(options, &CrashData::appVersion, version);
   return options;
 }
 
@@ -57,22 +62,22 @@ void wrenfall_options_set_theme_dir(wrenfall_options* options, const char* value
   set_text(options, &wrenfall_options::theme_dir, value);
 }
 void wrenfall_options_set_key(wrenfall_options* options, const char* value) {
-  set_text(options, &wrenfall_options::key, value);
+  set_fact(options, &CrashData::key, value);
 }
 void wrenfall_options_set_user(wrenfall_options* options, const char* value) {
-  set_text(options, &wrenfall_options::user, value);
+  set_fact(options, &CrashData::user, value);
 }
 void wrenfall_options_set_email(wrenfall_options* options, const char* value) {
-  set_text(options, &wrenfall_options::email, value);
+  set_fact(options, &CrashData::email, value);
 }
 void wrenfall_options_set_user_description(wrenfall_options* options, const char* value) {
-  set_text(options, &wrenfall_options::user_description, value);
+  set_fact(options, &CrashData::userDescription, value);
 }
 void wrenfall_options_set_notes(wrenfall_options* options, const char* value) {
-  set_text(options, &wrenfall_options::notes, value);
+  set_fact(options, &CrashData::notes, value);
 }
 void wrenfall_options_set_environment(wrenfall_options* options, const char* value) {
-  set_text(options, &wrenfall_options::environment, value);
+  set_fact(options, &CrashData::environment, value);
 }
 
 void wrenfall_options_set_attribute(wrenfall_options* options, const char* name,

@@ -8,12 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "report/store/crash_data.h"
+
 // The host's start-up settings as they were given: nothing is checked, lists keep their order and
 // their duplicates.
 struct wrenfall_options {
-  std::string database;
-  std::string application;
-  std::string version;
+  // The texts that travel with each report, under the names that the record gives them. Attributes
+  // and attachments are below.
+  wrenfall::CrashData facts;
   std::string store_dir;
   std::string monitor_path;
   std::string reporter_path;
@@ -33,12 +35,6 @@ struct wrenfall_options {
   void* on_crash_user_data = nullptr;
   wrenfall_log_callback logger = nullptr;
   void* logger_user_data = nullptr;
-  std::string key;
-  std::string user;
-  std::string email;
-  std::string user_description;
-  std::string notes;
-  std::string environment;
   std::vector<std::pair<std::string, std::string>> attributes;
   std::vector<std::string> attachments;
 };

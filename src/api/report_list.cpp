@@ -21,11 +21,9 @@ using namespace wrenfall;
 
 wrenfall_report_list* wrenfall_pending_reports(void) {
   std::unique_ptr<wrenfall_report_list> list;
-  guarded(WRENFALL_ERROR_FILE, [&list]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
+  with_state(WRENFALL_ERROR_FILE, [&list](State& state) -> wrenfall_result {
     list = std::make_unique<wrenfall_report_list>();
-    for (const std::filesystem::path& folder : pending_report_folders(state->store_dir)) {
+    for (const std::filesystem::path& folder : pending_report_folders(state.store_dir)) {
       std::string record;
       if (!read_file(folder / kCrashDataFile, record)) continue;
       list->folders.push_back(path_to_utf8(folder));

@@ -7,10 +7,7 @@
 #include "api/boundary.h"
 #include "api/state.h"
 #include "backend/annotation_keys.h"
-#include "report/delivery.h"
-#include "report/store/crash_data.h"
-#include "report/store/folder_claim.h"
-#include "report/store/report_result.h"
+#include "report/sending.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/paths.h"
@@ -21,73 +18,43 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the host wants changed in a report before it is sent; null leaves the report's own.
-struct Amendments {
-  const char* user = nullptr;
-  const char* email = nullptr;
-  const char* description = nullptr;
-};
-
-void amend(CrashData& record, const Amendments& amendments) {
-  if (amendments.user != nullptr) record.user = amendments.user;
-  if (amendments.email != nullptr) record.email = amendments.email;
-  if (amendments.description != nullptr) record.userDescription = amendments.description;
-}
-
-// WRENFALL_OK, or why the folder cannot be sent.
-wrenfall_result load_for_sending(Logger& logger, const fs::path& folder, CrashData& record) {
-  const std::string name = path_to_utf8(folder);
-  // Read once: a record that is being replaced must not pass for a damaged one.
-  if (std::string text; read_file(folder / kCrashDataFile, text)) {
-    if (parse(text, record)) return WRENFALL_OK;
-    logger.warn("The record of %s is damaged", name.c_str());
-    return WRENFALL_ERROR_INVALID_ARGUMENT;
-  }
-  if (is_file(folder / kCrashDataFile)) {
-    logger.warn("The record of %s cannot be read", name.c_str());
-    return WRENFALL_ERROR_FILE;
-  }
-  logger.warn("%s holds no report", name.c_str());
-  return WRENFALL_ERROR_INVALID_ARGUMENT;
-}
-
-// Sends a folder to which the caller holds the claim. One without a record that can be used is left
-// as it is: the retry rule would delete what is not a report at all, a report whose record somebody
-// holds just now, or a dump that may be good.
-UploadResult send_claimed(State& state, const fs::path& folder, const Amendments& amendments) {
-  CrashData record;
-  UploadResult refusal;
-  refusal.result = load_for_sending(state.logger, folder, record);
-  if (refusal.result != WRENFALL_OK) return refusal;
-  amend(record, amendments);
-  if (!save(folder, record)) {
-    state.logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());
-  }
-  UploadResult outcome = deliver(make_http_client().get(), folder, record, nullptr);
+SendOutcome send(State& state, SendRequest request) {
+  request.retry_rule_logs_to_folder = true;
+  SendOutcome outcome = send_folder(make_http_client().get(), request, state.logger);
   // The folder's own log may be gone with it.
-  if (outcome.result != WRENFALL_OK) {
-    state.logger.error("Report not sent: %s: %s (http %d)", path_to_utf8(folder).c_str(),
-                       outcome.error.c_str(), outcome.http_status);
+  if (!outcome.not_sent && outcome.upload.result != WRENFALL_OK) {
+    state.logger.error("Report not sent: %s: %s (http %d)", path_to_utf8(request.folder).c_str(),
+                       outcome.upload.error.c_str(), outcome.upload.http_status);
   }
   return outcome;
 }
 
-bool is_owned_by_this_process(const fs::path& folder) {
-  CrashData record;
-  return !load(folder, record) || record.ownerPid == current_process_id();
+void log_refusal(NotSent reason, const fs::path& folder, Logger& logger) {
+  const std::string name = path_to_utf8(folder);
+  if (reason == NotSent::kDamaged) {
+    logger.warn("The record of %s is damaged", name.c_str());
+  } else if (reason == NotSent::kUnreadable) {
+    logger.warn("The record of %s cannot be read", name.c_str());
+  } else {
+    logger.warn("%s holds no report", name.c_str());
+  }
 }
 
 void send_one_pending(State& state, const fs::path& folder) {
-  const FolderClaim claim(folder);
-  // While this waited somebody may have sent the folder, or shut the library down.
-  if (peek_state() != &state) return;
-  if (path_exists(folder / kResultFile) || is_owned_by_this_process(folder)) return;
-  send_claimed(state, folder, {});
+  SendRequest request;
+  request.folder = folder;
+  request.is_wanted = [&state](ReportState report_state, const CrashData& record) {
+    // While this waited, another process may have sent the folder, or the host may have shut the
+    // library down.
+    return state.is_published() && report_state != ReportState::kHasResult &&
+           record.ownerPid != current_process_id();
+  };
+  send(state, std::move(request));
 }
 
 void send_pending(const std::shared_ptr<State>& state) {
   for (const fs::path& folder : pending_report_folders(state->store_dir)) {
-    if (peek_state() != state.get()) return;
+    if (!state->is_published()) return;
     try {
       send_one_pending(*state, folder);
     } catch (const std::exception& error) {
@@ -96,7 +63,7 @@ void send_pending(const std::shared_ptr<State>& state) {
   }
 }
 
-// The body of the worker thread. Whatever left it would end the host.
+// The body of the worker thread. An exception that left it would end the host.
 void run_pending_worker() {
   const std::shared_ptr<State> state = current_state();
   if (!state) return;
@@ -117,45 +84,40 @@ void run_pending_worker() {
 using namespace wrenfall;
 
 wrenfall_result wrenfall_capture_report(void) {
-  return guarded(WRENFALL_ERROR_HANDLER_START_FAILED, []() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    return state->backend->capture(kReportKindCapture);
-  });
+  return with_state(WRENFALL_ERROR_HANDLER_START_FAILED,
+                    [](State& state) { return state.backend->capture(kReportKindCapture); });
 }
 
 wrenfall_result wrenfall_send_report(const char* report_folder, const char* user, const char* email,
                                      const char* description, wrenfall_upload_result* result) {
-  return guarded_upload(result, [=]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    if (report_folder == nullptr || *report_folder == '\0') {
-      return WRENFALL_ERROR_INVALID_ARGUMENT;
+  return with_state_for_upload(result, [=](State& state) {
+    if (is_empty(report_folder)) {
+      UploadResult outcome;
+      outcome.result = WRENFALL_ERROR_INVALID_ARGUMENT;
+      return outcome;
     }
-    const fs::path folder = utf8_to_path(report_folder);
-    const FolderClaim claim(folder);
-    const UploadResult outcome = send_claimed(*state, folder, {user, email, description});
-    fill_upload_result(outcome, result);
-    return outcome.result;
+    SendRequest request;
+    request.folder = utf8_to_path(report_folder);
+    if (user != nullptr) request.edits.user = user;
+    if (email != nullptr) request.edits.email = email;
+    if (description != nullptr) request.edits.description = description;
+    const SendOutcome outcome = send(state, request);
+    if (outcome.not_sent) log_refusal(*outcome.not_sent, request.folder, state.logger);
+    return outcome.upload;
   });
 }
 
 wrenfall_result wrenfall_discard_report(const char* report_folder) {
-  return guarded(WRENFALL_ERROR_FILE, [=]() -> wrenfall_result {
-    const std::shared_ptr<State> state = current_state();
-    if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-    if (report_folder == nullptr || *report_folder == '\0') {
-      return WRENFALL_ERROR_INVALID_ARGUMENT;
-    }
-    return discard_report_folder(state->store_dir, utf8_to_path(report_folder))
+  return with_state(WRENFALL_ERROR_FILE, [=](State& state) -> wrenfall_result {
+    if (is_empty(report_folder)) return WRENFALL_ERROR_INVALID_ARGUMENT;
+    return discard_report_folder(state.store_dir, utf8_to_path(report_folder))
                ? WRENFALL_OK
                : WRENFALL_ERROR_FILE;
   });
 }
 
 wrenfall_result wrenfall_post_pending_reports_async(void) {
-  if (peek_state() == nullptr) return WRENFALL_ERROR_NOT_INITIALIZED;
-  return guarded(WRENFALL_ERROR_FILE, []() -> wrenfall_result {
+  return with_state(WRENFALL_ERROR_FILE, [](State&) -> wrenfall_result {
     std::thread(run_pending_worker).detach();
     return WRENFALL_OK;
   });
@@ -165,17 +127,4 @@ void wrenfall_upload_result_free(wrenfall_upload_result* result) {
   if (result == nullptr) return;
   std::free(result->info_url);
   result->info_url = nullptr;
-}
-
-const char* wrenfall_log_file_path(void) {
-  static std::string& buffer = *new std::string;
-  const bool known = guarded(WRENFALL_ERROR_FILE, []() -> wrenfall_result {
-                       const std::shared_ptr<State> state = current_state();
-                       if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
-                       // Not asked of the logger, whose lock the caller holds when it is the
-                       // logging callback.
-                       buffer = path_to_utf8(state->store_dir / kLogFile);
-                       return WRENFALL_OK;
-                     }) == WRENFALL_OK;
-  return known ? buffer.c_str() : nullptr;
 }

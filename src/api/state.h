@@ -6,14 +6,14 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <vector>
 
+#include "api/environment_text.h"
 #include "api/options.h"
 #include "backend/backend.h"
 #include "hang/watchdog.h"
-#include "report/report_facts.h"
+#include "report/store/crash_data.h"
 #include "support/logger.h"
 #include "support/process.h"
 
@@ -38,39 +38,32 @@ struct State : std::enable_shared_from_this<State> {
   std::filesystem::path monitor_path;
   std::filesystem::path reporter_path;
   std::string platform_description;
-  ProcessIdentity session;
-  int32_t crash_type = 1;
+  ProcessIdentity process;
   std::unique_ptr<Backend> backend;
 
-  // Held by whoever changes what follows, also while the change is handed to the backend.
+  // Taken before what follows is changed, and held while the change is handed to the backend.
   std::recursive_mutex metadata_lock;
-  ReportFacts facts;                     // guarded by metadata_lock
-  std::vector<std::string> attachments;  // guarded by metadata_lock
-  // The name of the attribute in hand, as the host and as a dump calls it. Kept for its memory, so
-  // that setting an attribute again allocates nothing. Guarded by metadata_lock.
+  // What every report of this process says, whichever program makes it. Guarded by metadata_lock.
+  CrashData facts;
+  std::vector<std::string> attachments;  // paths; guarded by metadata_lock
+  EnvironmentText environment;           // set under metadata_lock, read without
+  // The name of the attribute that is being set, as the host and as a dump calls it. Members so that
+  // setting an attribute again allocates nothing. Guarded by metadata_lock.
   std::string attribute_name;
   std::string attribute_key;
 
-  // Writes the session file with the present attachments: false when that fails, and nothing once
-  // it is closed. Under metadata_lock.
+  // Whether this state is the published one: false from the first step of shutdown on.
+  bool is_published() const;
+
+  // Writes the session file with the present attachments: false when that fails. Does nothing once
+  // the session is closed. Under metadata_lock.
   bool update_session();
-  // Removes the session file; it does not come back. Takes no other lock, so that it never waits
-  // for a post.
+  // Removes the session file for good. Takes no other lock, so that it never waits for a post.
   void close_session();
-  bool is_session_closed() const { return session_closed_; }
-
-  // Changes the environment among the facts. Under metadata_lock.
-  void set_environment(const std::string& value);
-
-  // The environment without a lock. Each text stays valid as long as the state: the host may still
-  // hold an earlier one.
-  const char* environment() const { return environment_text_; }
 
  private:
   std::mutex session_mutex_;
-  std::atomic<bool> session_closed_{false};  // changed under session_mutex_
-  std::set<std::string> environments_;       // every text so far; guarded by metadata_lock
-  std::atomic<const char*> environment_text_{""};
+  bool session_closed_ = false;  // guarded by session_mutex_
 
  public:
   // Null unless hang detection is on. Constant after init. Destroyed first: its thread uses the
@@ -82,10 +75,10 @@ struct State : std::enable_shared_from_this<State> {
 // initialized. Takes no lock.
 std::shared_ptr<State> current_state();
 
-// The same without a lock and without a share in it: good until shutdown only.
+// The same without a share in it: good until shutdown only.
 State* peek_state();
 
-// Null withdraws. Called by one thread at a time. Waits for those who are just taking a reference to
+// Null withdraws. Called by one thread at a time. Waits for threads that are taking a reference to
 // the previous state.
 void publish_state(std::shared_ptr<State> state);
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -14,25 +15,13 @@ namespace wrenfall {
 
 // What a backend is started with. Texts are UTF-8.
 struct BackendConfiguration {
-  std::string database;
-  std::string application;
-  std::string version;
   std::filesystem::path store_dir;
+  std::filesystem::path database_dir;   // the handler's own folder, where dumps are written
   std::filesystem::path handler_path;   // the program to start as the capture handler
   std::filesystem::path reporter_path;  // may be empty
-  std::filesystem::path theme_dir;      // may be empty
-  uint32_t upload_policy = WRENFALL_UPLOAD_DIALOG;
-  uint32_t dump_type = WRENFALL_DUMP_NORMAL;
-  uint32_t minidump_flags = 0;
   bool protect_exception_filter = true;
-  bool chain_previous_signal_handlers = false;
-  bool open_support_url = true;
-  int32_t crash_type_id = 1;
-  uint32_t crash_completion = 0;
-  wrenfall_crash_callback on_crash = nullptr;
-  void* on_crash_user_data = nullptr;
-  std::string sdk_version;
-  std::string environment;
+  std::map<std::string, std::string> startup_annotations;  // for every dump of this process
+  std::string environment;                                 // a live annotation from the start on
   Logger* logger = nullptr;  // not owned, outlives the backend; null logs nothing
 };
 

@@ -15,9 +15,7 @@
 #include "backend/filter_guard_win.h"
 #include "backend/handler_watch_win.h"
 #include "backend/scoped_annotation.h"
-#include "backend/startup_annotations.h"
 #include "backend/wer_module_win.h"
-#include "support/paths.h"
 #include "support/process.h"
 #include "support/text.h"
 
@@ -67,7 +65,7 @@ class CrashpadBackend : public Backend {
 };
 
 bool CrashpadBackend::start_handler() {
-  const std::wstring database = (configuration_.store_dir / kHandlerFolder).wstring();
+  const std::wstring database = configuration_.database_dir.wstring();
   const std::string handler = path_to_utf8(configuration_.handler_path);
   if (logger_ != nullptr) {
     logger_->info("Starting %s for pid %llu, store %s", handler.c_str(),
@@ -83,7 +81,7 @@ bool CrashpadBackend::start_handler() {
   // Without an upload URL the handler never sends anything itself.
   const bool started = client_.StartHandler(
       base::FilePath(configuration_.handler_path.wstring()), base::FilePath(database),
-      base::FilePath(database), "", startup_annotations(configuration_, current_process()),
+      base::FilePath(database), "", configuration_.startup_annotations,
       {"--no-periodic-tasks", "--no-rate-limit"}, restartable, asynchronous_start);
   if (!started) {
     // Whatever filter a failed start has left behind would wait for a handler that does not exist.

@@ -6,7 +6,6 @@
 #include <ostream>
 
 #include "report/crash_signature.h"
-#include "report/delivery.h"
 #include "report/store/attachments.h"
 #include "report/store/layout.h"
 #include "report/structured_report_json.h"
@@ -58,43 +57,37 @@ bool write_file(const fs::path& path, const Write& write) {
 }
 
 // Puts everything but the record into the folder. False when the main file could not be written.
-bool fill_folder(const fs::path& folder, Contents& contents, Logger* logger) {
+bool fill_folder(const fs::path& folder, Contents& contents, Logger& logger) {
   try {
     if (!create_folders(folder) ||
         !write_file(folder / contents.record.dumpFile, contents.write_main_file)) {
       return false;
     }
     contents.record.attachments =
-        copy_attachments(folder, contents.attachments, SameName::kReplaces, logger);
+        copy_attachments(folder, contents.attachments, SameName::kReplaces, &logger);
     return true;
   } catch (const std::bad_alloc&) {
     return false;
   }
 }
 
-wrenfall_result post(const HostReportContext& context, Contents contents,
-                     wrenfall_upload_result* result) {
-  Logger* const logger = context.posting.logger;
+UploadResult post(const PostingContext& context, Contents contents) {
   const fs::path folder = context.store_dir / new_uuid();
-  if (!fill_folder(folder, contents, logger)) {
-    if (logger != nullptr) {
-      const fs::path main_file = folder / contents.record.dumpFile;
-      logger->error("Could not write %s", path_to_utf8(main_file).c_str());
-    }
-    remove_folder(folder);
-    UploadResult failed;
-    failed.result = WRENFALL_ERROR_FILE;
-    fill_upload_result(failed, result);
-    return failed.result;
+  if (fill_folder(folder, contents, context.logger)) {
+    return post_folder(context, folder, contents.record);
   }
-  return post_folder(context.posting, folder, contents.record, result);
+  context.logger.error("Could not write %s",
+                       path_to_utf8(folder / contents.record.dumpFile).c_str());
+  remove_folder(folder);
+  UploadResult failed;
+  failed.result = WRENFALL_ERROR_FILE;
+  return failed;
 }
 
 }  // namespace
 
-wrenfall_result post_structured_report(const HostReportContext& context, const ReportFacts& facts,
-                                       const StructuredReport& report, bool with_signature,
-                                       wrenfall_upload_result* result) {
+UploadResult post_structured_report(const PostingContext& context, const CrashData& facts,
+                                    const StructuredReport& report, bool with_signature) {
   const bool is_json = report.format == kFormatJson;
   Contents contents;
   contents.record = make_record(facts, kKindStructured, kCrashTypeStructured);
@@ -112,13 +105,12 @@ wrenfall_result post_structured_report(const HostReportContext& context, const R
             : write_structured_report_xml(report, stream);
   };
   contents.attachments = report.attachments;
-  return post(context, std::move(contents), result);
+  return post(context, std::move(contents));
 }
 
-wrenfall_result post_feedback(const HostReportContext& context, const ReportFacts& facts,
-                              const std::string& title, const std::string& description,
-                              const std::vector<std::string>& attachments,
-                              wrenfall_upload_result* result) {
+UploadResult post_feedback(const PostingContext& context, const CrashData& facts,
+                           const std::string& title, const std::string& description,
+                           const std::vector<std::string>& attachments) {
   Contents contents;
   contents.record = make_record(facts, kKindFeedback, kCrashTypeFeedback);
   contents.record.userDescription = description;
@@ -129,18 +121,18 @@ wrenfall_result post_feedback(const HostReportContext& context, const ReportFact
     stream << json_text({{"title", title}, {"description", description}, {"time", time}}, 2);
   };
   contents.attachments = attachments;
-  return post(context, std::move(contents), result);
+  return post(context, std::move(contents));
 }
 
-wrenfall_result post_asan_report(const HostReportContext& context, const ReportFacts& facts,
-                                 const std::string& text, wrenfall_upload_result* result) {
+UploadResult post_asan_report(const PostingContext& context, const CrashData& facts,
+                              const std::string& text) {
   Contents contents;
   contents.record = make_record(facts, kKindStructured, kCrashTypeAsan);
   contents.record.dumpFile = kAsanReportFile;
   contents.record.dumpFormat = "asan";
   contents.record.crashSignatureHash = kEmptySha256;
   contents.write_main_file = [&text](std::ostream& stream) { stream << text; };
-  return post(context, std::move(contents), result);
+  return post(context, std::move(contents));
 }
 
 }  // namespace wrenfall

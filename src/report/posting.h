@@ -7,32 +7,33 @@
 #include <filesystem>
 #include <string>
 
-#include "report/report_facts.h"
 #include "report/store/crash_data.h"
+#include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
 
 namespace wrenfall {
 
-// How the host wants reports of its own making treated, and the means to do it.
+// How the host wants its own reports treated, and the means to do it.
 struct PostingContext {
-  uint32_t upload_policy = WRENFALL_UPLOAD_DIALOG;  // as the library was started
-  HttpClient* http = nullptr;                       // null is a transport failure
-  Logger* logger = nullptr;                         // the library's; may be null
+  std::filesystem::path store_dir;
+  uint32_t upload_policy;  // as the library was started
+  HttpClient* http;        // null is a transport failure
+  Logger& logger;          // the library's
 };
 
-// A record for a report of the host's own making, with the facts of this moment. Its dump fields
-// stay at their defaults.
-CrashData make_record(const ReportFacts& facts, const std::string& report_kind,
+// A record for a host-made report, with the facts of this moment. Its dump fields stay at their
+// defaults.
+CrashData make_record(const CrashData& facts, const std::string& report_kind,
                       const std::string& crash_type_id);
 
 // Posts a folder that holds all of a report but its record. With policy "manual" the record is
-// saved, owned by nobody, and the report waits as pending; `result` is then all zero. When it
+// saved, owned by nobody, and the report waits as pending; the result is then WRENFALL_OK. When it
 // cannot be saved the folder is removed again, and the result is WRENFALL_ERROR_FILE. Otherwise the
-// record is saved, owned by this process, and the folder is sent at once, like an exported send
-// does, but the retry rule logs to the library's log. Blocks for an upload.
-wrenfall_result post_folder(const PostingContext& context, const std::filesystem::path& folder,
-                            CrashData& record, wrenfall_upload_result* result);
+// record is saved, owned by this process, and the folder is sent at once; the retry rule logs to the
+// library's log. Blocks for an upload.
+UploadResult post_folder(const PostingContext& context, const std::filesystem::path& folder,
+                         CrashData& record);
 
 }  // namespace wrenfall
 

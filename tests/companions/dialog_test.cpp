@@ -90,7 +90,7 @@ TEST(OutcomeText, ExplainsEveryResult) {
   EXPECT_EQ(shown.details, "WRENFALL_ERROR_SERVICE (11), HTTP 503\n" + std::string(1999, 'x'));
   outcome.upload.result = WRENFALL_OK;
   EXPECT_EQ(explain_outcome(outcome, texts, "App").heading, texts[Text::kHeadingSent]);
-  outcome.gone = true;
+  outcome.not_sent = NotSent::kNoReport;
   shown = explain_outcome(outcome, texts, "App");
   EXPECT_EQ(shown.heading, texts[Text::kHeadingNotSent]);
   EXPECT_EQ(shown.explanation, texts[Text::kGone]);

@@ -104,7 +104,7 @@ TEST(OwnedReport, SavesWhatFitsAndNeverMakesAFolderAnew) {
     EXPECT_EQ(report->save_answers("", ""), OwnedReport::Saved::kFailed);
     std::filesystem::remove_all(folder);
     EXPECT_EQ(report->save_answers("", ""), OwnedReport::Saved::kGone);
-    EXPECT_TRUE(report->send(nullptr).gone);
+    EXPECT_TRUE(report->send(nullptr).not_sent.has_value());
     EXPECT_FALSE(report->discard());
   }
   EXPECT_FALSE(path_exists(folder));

@@ -50,10 +50,13 @@ fs::path plain_path(const fs::path& folder) {
 
 }  // namespace
 
-ReportState report_state(const fs::path& folder, CrashData& record) {
-  if (!load(folder, record)) return ReportState::kUnreadable;
+ReportState state_of_report(const fs::path& folder, const CrashData& record) {
   if (path_exists(folder / kResultFile)) return ReportState::kHasResult;
   return is_left_to_another_process(record) ? ReportState::kOwned : ReportState::kPending;
+}
+
+ReportState report_state(const fs::path& folder, CrashData& record) {
+  return load(folder, record) ? state_of_report(folder, record) : ReportState::kUnreadable;
 }
 
 std::vector<fs::path> list_report_folders(const fs::path& root) {

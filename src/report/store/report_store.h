@@ -19,6 +19,9 @@ enum class ReportState {
   kUnreadable,  // the record is damaged, or just not to be opened
 };
 
+// The state of a report folder whose record was read.
+ReportState state_of_report(const std::filesystem::path& folder, const CrashData& record);
+
 // The state of a report folder; its record is read into `record` unless it is unreadable.
 ReportState report_state(const std::filesystem::path& folder, CrashData& record);
 

@@ -1,0 +1,35 @@
+#include "report/fact_annotations.h"
+
+#include <wrenfall/wrenfall.h>
+
+#include "support/text.h"
+
+namespace wrenfall {
+
+std::map<std::string, std::string> startup_annotations(const CrashData& facts,
+                                                       const HandlerPlaces& places) {
+  std::map<std::string, std::string> annotations = {
+      {annotation::kStore, path_to_utf8(places.store_dir)},
+      {annotation::kReporter, path_to_utf8(places.reporter_path)},
+      {annotation::kMinidumpFlags, std::to_string(places.minidump_flags)},
+      {annotation::kOpenSupportUrl, facts.openSupportUrl ? "1" : "0"},
+      {annotation::kSession, places.process.text()},
+  };
+  for (const FactAnnotation& fact : kFactAnnotations) {
+    if (fact.when == FactAnnotation::When::kAtStart) annotations[fact.key] = facts.*fact.field;
+  }
+  return annotations;
+}
+
+const char* dump_type_text(uint32_t dump_type) {
+  switch (dump_type) {
+    case WRENFALL_DUMP_FULL:
+      return "full";
+    case WRENFALL_DUMP_HEAP:
+      return "heap";
+    default:
+      return "normal";
+  }
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,88 @@
+#include "report/sending.h"
+
+#include <utility>
+
+#include "report/delivery.h"
+#include "report/store/folder_claim.h"
+#include "report/store/layout.h"
+#include "support/files.h"
+#include "support/paths.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+FolderClaim wait_for_claim(const SendRequest& request) {
+  auto claim = FolderClaim::try_take(request.folder);
+  if (claim) return std::move(*claim);
+  if (request.on_wait) request.on_wait();
+  return FolderClaim(request.folder);
+}
+
+// Empty when the record was loaded.
+std::optional<NotSent> load_record(const fs::path& folder, CrashData& record) {
+  // Read once: a record that is being replaced must not pass for a damaged one.
+  if (std::string text; read_file(folder / kCrashDataFile, text)) {
+    if (parse(text, record)) return std::nullopt;
+    return NotSent::kDamaged;
+  }
+  if (is_file(folder / kCrashDataFile)) return NotSent::kUnreadable;
+  return is_folder(folder) ? NotSent::kNoReport : NotSent::kNoFolder;
+}
+
+wrenfall_result result_of(NotSent reason) {
+  switch (reason) {
+    case NotSent::kUnreadable:
+      return WRENFALL_ERROR_FILE;
+    case NotSent::kNotWanted:
+      return WRENFALL_OK;
+    default:
+      return WRENFALL_ERROR_INVALID_ARGUMENT;
+  }
+}
+
+SendOutcome refuse(const fs::path& folder, NotSent reason) {
+  SendOutcome outcome;
+  outcome.upload.result = result_of(reason);
+  outcome.not_sent = reason;
+  outcome.kept = path_exists(folder / kCrashDataFile);
+  return outcome;
+}
+
+void apply(const RecordEdits& edits, CrashData& record) {
+  if (edits.user) record.user = *edits.user;
+  if (edits.email) record.email = *edits.email;
+  if (edits.description) record.userDescription = *edits.description;
+  if (edits.owner_pid) record.ownerPid = *edits.owner_pid;
+}
+
+}  // namespace
+
+SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& logger) {
+  const fs::path& folder = request.folder;
+  // A claim to a folder that is not there would leave a file beside it for a moment.
+  if (!is_folder(folder)) return refuse(folder, NotSent::kNoFolder);
+  const FolderClaim claim = wait_for_claim(request);
+  CrashData record;
+  // A folder without a usable record is left alone: the retry rule would delete what is no report at
+  // all, a report whose record another program has open, or a dump that may be good.
+  if (const auto reason = load_record(folder, record)) return refuse(folder, *reason);
+  if (request.is_wanted && !request.is_wanted(state_of_report(folder, record), record)) {
+    return refuse(folder, NotSent::kNotWanted);
+  }
+  apply(request.edits, record);
+  if (!save(folder, record)) {
+    logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());
+  }
+  Logger folder_logger(folder / kLogFile);
+  SendOutcome outcome;
+  outcome.upload = deliver(http, folder, record, folder_logger,
+                           request.retry_rule_logs_to_folder ? folder_logger : logger);
+  outcome.kept = path_exists(folder / kCrashDataFile);
+  return outcome;
+}
+
+}  // namespace wrenfall

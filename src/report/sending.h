@@ -1,0 +1,60 @@
+#ifndef WRENFALL_REPORT_SENDING_H_
+#define WRENFALL_REPORT_SENDING_H_
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "report/store/crash_data.h"
+#include "report/store/report_store.h"
+#include "report/store/upload_result.h"
+#include "support/logger.h"
+#include "upload/http_client.h"
+
+namespace wrenfall {
+
+// What the sender wants changed in a record before it is sent; nothing leaves the record's own.
+struct RecordEdits {
+  std::optional<std::string> user;
+  std::optional<std::string> email;
+  std::optional<std::string> description;
+  std::optional<uint64_t> owner_pid;
+};
+
+// Why a folder was not sent at all. It is then left as it was.
+enum class NotSent {
+  kNoFolder,
+  kNoReport,    // there is no record in it: it is no report, or still being made
+  kDamaged,     // the record is not what a record looks like
+  kUnreadable,  // the record cannot be opened, for now at least
+  kNotWanted,   // it is not in the state any more that the sender asked for
+};
+
+struct SendRequest {
+  std::filesystem::path folder;
+  RecordEdits edits;
+  // Asked with the claim held, as the folder may have changed until then. Empty is always wanted.
+  std::function<bool(ReportState state, const CrashData& record)> is_wanted;
+  // Told once before the call waits for another thread or process that sends or deletes the folder.
+  std::function<void()> on_wait;
+  // Where the retry rule logs: the folder's own log, which goes with the folder, or the caller's.
+  bool retry_rule_logs_to_folder = false;
+};
+
+struct SendOutcome {
+  UploadResult upload;              // of a folder that was not sent, the result alone
+  std::optional<NotSent> not_sent;  // empty after an attempt
+  bool kept = false;                // the folder is still a report
+};
+
+// Sends one report folder: claims it, waiting for the present holder of the claim, applies the edits to the
+// record, writes that back, makes one attempt and applies the rules for what follows. Used by the
+// library, the reporter and the store tool alike. `http` may be null, which is a transport failure.
+// A record that could not be written back is logged to `logger`; what the outcome says is the
+// caller's to log. Blocks for the upload.
+SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& logger);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_REPORT_SENDING_H_
