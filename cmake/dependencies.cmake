@@ -1,4 +1,4 @@
-# What the library is built on: an installed package where there is one, the stand-in from fallback/ where one is provided.
+# The dependencies: the installed package where there is one, otherwise the stand-in from fallback/ if there is one.
 set(WRENFALL_DEPENDENCIES auto CACHE STRING
     "Where Crashpad and miniz come from: auto, installed, or fallback (the stand-ins)")
 set_property(CACHE WRENFALL_DEPENDENCIES PROPERTY STRINGS auto installed fallback)
@@ -23,8 +23,8 @@ function(wrenfall_dependency name target)
   endif()
 endfunction()
 
-# nlohmann/json is headers only. A cross build takes them from the build machine, but must not see the folder they lie
-# in, which holds that machine's C library as well: it is given a folder with a link to the one directory.
+# nlohmann/json consists of headers. A cross build takes them from the build machine, but must not see the C library's
+# headers in the same folder: it gets a folder that holds a link to the one directory.
 if(CMAKE_CROSSCOMPILING)
   set(wrenfall_json_headers /usr/include/nlohmann)
   if(NOT EXISTS ${wrenfall_json_headers}/json.hpp)
@@ -48,8 +48,8 @@ endif()
 wrenfall_dependency(miniz miniz::miniz)
 wrenfall_dependency(crashpad crashpad::crashpad)
 
-# The part of Crashpad for crashes that only Windows Error Reporting sees. Not every package of it has that part: then
-# crashpad::crashpad_wer is missing, and so is what is built on it.
+# The part of Crashpad for crashes that only Windows Error Reporting sees. Some packages of Crashpad lack it; then there
+# is no target crashpad::crashpad_wer, and WrenfallWer.dll is not built.
 if(WIN32 AND NOT TARGET crashpad::crashpad_wer)
   find_path(CRASHPAD_WER_INCLUDE_DIR handler/win/wer/crashpad_wer.h PATH_SUFFIXES crashpad)
   find_library(CRASHPAD_WER_LIBRARY NAMES crashpad_wer_handler crashpad_wer PATH_SUFFIXES crashpad)

@@ -1,5 +1,5 @@
-# Import libraries for the linkers other than the one that built the DLL. Their names come from the header, the one list
-# of what is exported; a test compares them with the DLL.
+# Import libraries for other linkers than the one that built the DLL. The names come from the header, the only list of
+# the exported functions; a test compares them with the DLL.
 set(wrenfall_header ${PROJECT_SOURCE_DIR}/include/wrenfall/wrenfall.h)
 set(wrenfall_def ${PROJECT_BINARY_DIR}/lib/Wrenfall.def)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${wrenfall_header})

@@ -1,5 +1,5 @@
-# What `cmake --install` lays out and cpack packs: the component SDK is all that a host ships and its developer links
-# against, the component Symbols the debug information, to be unpacked over it.
+# The contents of `cmake --install` and of the packages. The component SDK has all that a host ships and its developer
+# links with. The component Symbols has the debug information, to be unpacked over it.
 include(CMakePackageConfigHelpers)
 include(${CMAKE_CURRENT_LIST_DIR}/import_library.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/third_party.cmake)
@@ -39,7 +39,7 @@ install(FILES $<TARGET_LINKER_FILE:Wrenfall> ${wrenfall_msvc_library} ${wrenfall
 install(DIRECTORY include/wrenfall DESTINATION include COMPONENT SDK)
 install(DIRECTORY ${wrenfall_notices}/ DESTINATION share/doc/Wrenfall/third-party COMPONENT SDK)
 
-# The pages lie as in the source tree, with what they link to, so that their links hold. The header alone is elsewhere.
+# The pages and the files that they link to lie as in the source tree, so that the links work. Only the header does not.
 set(wrenfall_pages share/doc/Wrenfall)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${wrenfall_pages} COMPONENT SDK)
 install(DIRECTORY docs DESTINATION ${wrenfall_pages} COMPONENT SDK
@@ -49,7 +49,7 @@ install(DIRECTORY examples DESTINATION ${wrenfall_pages} COMPONENT SDK
 install(FILES scripts/register-wer-helper.ps1 scripts/wrenfall-wer.reg
         DESTINATION ${wrenfall_pages}/scripts COMPONENT SDK)
 install(DIRECTORY tools/crash_service DESTINATION ${wrenfall_pages}/tools COMPONENT SDK
-        FILES_MATCHING REGEX "\\.(md|py|cpp)$" PATTERN "test_*" EXCLUDE PATTERN __pycache__ EXCLUDE)
+        FILES_MATCHING REGEX "\\.(md|py|cpp)$" PATTERN __pycache__ EXCLUDE)
 install(FILES fallback/crashpad/README.md DESTINATION ${wrenfall_pages}/fallback/crashpad COMPONENT SDK)
 install(CODE [[
   set(pages "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/doc/Wrenfall")

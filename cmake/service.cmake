@@ -10,7 +10,7 @@ set(WRENFALL_SERVICE_PORT ${wrenfall_port} CACHE STRING "The local service's por
 set(WRENFALL_SERVICE_DOMAIN ".wrenfall.example" CACHE STRING
     "What follows the database name in the service's host name; \"local\": the local service, for database 127")
 if(WRENFALL_SERVICE_DOMAIN STREQUAL "local")
-  # Hides the cache variable, whose value stays as it was given.
+  # A normal variable that hides the cache variable; the value in the cache stays as the user gave it.
   set(WRENFALL_SERVICE_DOMAIN ".0.0.1:${WRENFALL_SERVICE_PORT}")
 elseif(WRENFALL_SERVICE_DOMAIN MATCHES "^\\.0\\.0\\.1:([0-9]+)$")
   # A port that was given with the domain.

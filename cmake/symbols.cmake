@@ -1,5 +1,5 @@
-# Symbols and debug information go into a file of its own, "<program>.debug", that the debugger finds by its name. What is shipped
-# stays small, and nothing that walks the loaded modules of a crashing process has to read through it.
+# Puts the symbols and debug information of a program into a file of their own, "<program>.debug", which debuggers find
+# by its name. The program stays small, and a walk over the modules of a crashing process reads less.
 function(wrenfall_split_symbols target)
   if(NOT MINGW OR NOT CMAKE_OBJCOPY OR NOT CMAKE_STRIP)
     return()

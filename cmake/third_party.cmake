@@ -1,4 +1,4 @@
-# The licences of what is linked into the binaries. The texts are those that the packages installed on this machine; the
+# The licences of the parts linked into the binaries. The texts come from the packages installed on this machine; the
 # notice that lists them is written here.
 set(wrenfall_notices ${PROJECT_BINARY_DIR}/third-party)
 set(wrenfall_notice_text

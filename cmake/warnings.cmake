@@ -1,4 +1,4 @@
-# Warnings for everything that is written here; each is an error.
+# Warnings for all code of this repository; each is an error.
 add_library(wrenfall_warnings INTERFACE)
 if(MSVC)
   target_compile_options(wrenfall_warnings INTERFACE /W4 /WX /utf-8 /permissive-)

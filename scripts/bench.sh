@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Measures each road of the library beside its limit, prints one table, and writes it, with a picture, into
+# Measures each operation of the library beside its limit, prints one table, and writes it, with a picture, into
 # docs/performance.md: scripts/bench.sh [PROGRAM ...], for example scripts/bench.sh setters store. Takes about ten
-# minutes; only the whole run changes the document.
+# minutes; only a run of all programs changes the document.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/build.sh

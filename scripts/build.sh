@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Sets the machine up and builds into build/mingw, with little output unless something goes wrong.
+# Installs what is missing and builds into build/mingw. Prints little unless something fails.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/setup.sh

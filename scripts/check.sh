@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Style and static analysis: scripts/check.sh [format|tidy]; without an argument both. Needs a configured build/mingw.
-# clang-tidy gets the cross compiler's own headers, so it sees what is built.
+# clang-tidy gets the headers of the cross compiler, so it sees the same code.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 what=${1:-all}

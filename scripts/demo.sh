@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The main job from end to end: a real host process crashes under Wine, the crash becomes a report folder, and the next
-# start of the host sends it to a local crash-collection service over HTTPS. Ends with 0 when all of that worked, else
-# with a line that says what did not.
+# The library's main job from end to end: a host process crashes under Wine, the crash becomes a report folder, and the
+# next start of the host sends it to a local crash-collection service over HTTPS. Ends with 0 when all of that worked;
+# otherwise prints a line that says what failed.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -24,9 +24,9 @@ stop_service() {
 finish() {
   status=$?
   stop_service
-  # Only what runs in the prefix of the build tree, and nothing that others use.
+  # Ends only what runs in the Wine prefix of this build tree.
   [ -n "${WRENFALL_WINE_IS_HELD:-}" ] || WINEPREFIX="$PWD/build/mingw/wineprefix" /usr/lib/wine/wineserver -k 2>/dev/null || true
-  if [ $status -eq 0 ]; then rm -rf "$work"; else echo "demo: what there was is in $work" >&2; fi
+  if [ $status -eq 0 ]; then rm -rf "$work"; else echo "demo: the files of this run are in $work" >&2; fi
 }
 trap finish EXIT
 trap 'exit 1' INT TERM

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Builds the portable parts for this machine, with sanitizers, and runs their tests and fuzzers. Arguments go to each
-# ctest.
+# Builds the portable parts for this machine with sanitizers, and runs their tests and fuzzers. The arguments are passed
+# to each ctest.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 mkdir -p build
 run=()
-# The Thread sanitizer knows where programs lie in memory, which newer kernels shift about more than it expects.
+# The Thread sanitizer expects programs at certain addresses; newer kernels place them at random over a wider range.
 if [ "$(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 28)" -gt 28 ]; then run=(setarch -R); fi
 status=0
 for preset in linux-asan linux-tsan linux-fuzz; do

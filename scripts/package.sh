@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and packs; prints the path of the ZIP. Usage: scripts/package.sh [SERVICE_DOMAIN]
-# Without an argument the development build is packed, which talks to the local service only. A release names the
-# domain of its service, for example ".crashes.example.com", and is built apart, in build/package.
+# Without an argument it packs the development build, which reaches only the local service. A release names the domain
+# of its service, for example ".crashes.example.com", and is built in a folder of its own, build/package.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/setup.sh >&2

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building and testing need, those that are missing. Does nothing the second time.
+# Installs the missing ones of the Debian packages that building and testing need.
 set -eu
 
 packages=(
@@ -7,7 +7,7 @@ packages=(
   g++-mingw-w64-x86-64-posix             # the cross compiler
   libz-mingw-w64-dev                     # deflate, for the stand-in of the ZIP library
   nlohmann-json3-dev googletest          # JSON; the test framework's sources
-  clang libclang-rt-dev                  # the native builds with sanitizers and fuzzers, and what they need:
+  clang libclang-rt-dev                  # the native builds with sanitizers and fuzzers, and their libraries:
   g++ zlib1g-dev libgtest-dev libssl-dev libexpat1-dev
   wine64                                 # runs what was built
   python3 openssl                        # the local crash-collection service and its certificates
@@ -23,7 +23,7 @@ for package in "${packages[@]}"; do
   state=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
   [ "$state" = installed ] || missing+=("$package")
 done
-# Another installation of these tools will do as well as Debian's.
+# These tools may be installed in another way.
 still_missing=()
 for package in "${missing[@]}"; do
   case $package in

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Looks for what grows with use, and for what breaks seldom: scripts/soak.sh [MINUTES]
+# Looks for leaks and for rare failures: scripts/soak.sh [MINUTES]
 # 1,000 cycles of init and shutdown, MINUTES (10) of mixed use from 16 threads, the time limits of five minutes, 200
 # rounds of kills, and a minute of each fuzzer. Takes about an hour; ends with 0 when all is well.
 set -u

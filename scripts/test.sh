@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs all tests: those with sanitizers and fuzzers on this machine, then those under Wine. Arguments go to
-# each ctest, for example: scripts/test.sh -R store
+# Builds and runs all tests: first the native ones with sanitizers and the fuzzers, then those under Wine. The arguments
+# are passed to each ctest, for example: scripts/test.sh -R store
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/setup.sh

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs a Windows program under Wine, in a prefix of the build tree's own: scripts/wine.sh PROGRAM [ARGUMENT ...]
+# Runs a Windows program under Wine, in the prefix of the build tree: scripts/wine.sh PROGRAM [ARGUMENT ...]
 # The user's own prefix is never touched.
 set -eu
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -138,7 +138,7 @@ class Minidump:
 
     def _read_annotations(self, stream: Stream) -> None:
         self._check_version("annotation stream", stream.offset)
-        # The two identifiers, 16 bytes each, stand between the version and the locations.
+        # The two identifiers, 16 bytes each, lie between the version and the locations.
         simple_size, simple, modules_size, modules = self._unpack("IIII", stream.offset + 36)
         if simple_size:
             for key, value in self._table(simple, simple_size, "II"):

@@ -20,7 +20,7 @@ COMMIT_PATH = "/api/commitS3CrashUpload"
 FIRST_PARTS = ("appName", "appVersion", "crashTypeId", "crashPostSize")
 COMMIT_PARTS = ("appName", "appVersion", "s3Key", "md5", "crashTypeId", "crashTime")
 _OPTIONAL_PARTS = ("crashTime",)
-# Clients percent-encode these two and insert every other value as it stands.
+# Clients percent-encode these two and insert every other value as it is.
 _ENCODED_PARTS = ("appName", "appVersion")
 
 FORM_FIELDS = (
@@ -52,7 +52,7 @@ def percent_encode(text: str) -> str:
 def percent_decode(text: str) -> str:
     """Decodes strictly; raises ValueError for a bad escape, a raw non-ASCII byte or bad UTF-8."""
     if re.search("%(?![0-9A-Fa-f]{2})|[^!-~]", text):
-        raise ValueError("a bad escape or a byte that may not stand in a URL")
+        raise ValueError("a bad escape or a byte that a URL may not hold")
     decoded = re.sub("%(..)", lambda escape: chr(int(escape[1], 16)), text)
     return decoded.encode("latin-1").decode("utf-8")
 
@@ -180,7 +180,7 @@ def parse_form(body: bytes, boundary: str) -> List[Tuple[str, bytes]]:
 
 
 def check_form(head: RequestHead, body: bytes) -> Tuple[Dict[str, str], List[Complaint]]:
-    """The commit's form fields as text (as far as readable), and what is wrong with the form."""
+    """The commit's form fields as text (those that can be read), and what is wrong with the form."""
     types = head.all("Content-Type")
     boundary = _FORM_TYPE.fullmatch(types[0]) if len(types) == 1 else None
     if boundary is None:

@@ -217,7 +217,7 @@ class ReportStore:
 
 
 def write_json(path: Path, value: Any) -> None:
-    """Writes the value as readable JSON; whoever reads the file sees it whole or not at all."""
+    """Writes the value as readable JSON; readers see the whole file or none."""
     temporary = path.with_name(f".{path.name}.{threading.get_ident()}")
     text = json.dumps(value, indent=2, ensure_ascii=False)
     temporary.write_text(text + "\n", encoding="utf-8", errors="replace")

@@ -147,7 +147,7 @@ class CrashService:
 
     @property
     def other(self) -> Report:
-        """A stand-in that holds the requests and problems that belong to no report."""
+        """Holds the requests and problems that belong to no report."""
         return self._store.other
 
     @property
