@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "common/size_text.h"
-#include "reporter/dialog_layout.h"
 #include "reporter/dialog_texts.h"
 #include "reporter/field_text.h"
 #include "reporter/file_listing.h"
@@ -222,21 +221,6 @@ TEST(Theme, LeavesAloneWhatIsNotThereOrTooLarge) {
   EXPECT_NE(file_text(folder.path() / "log").find("logo.ico is unreadable"), std::string::npos);
   folder.add("strings.json", "{\"send\": \"S\"}");
   EXPECT_EQ(load_theme_texts(folder.path(), logger)[Text::kSend], "S");
-}
-
-TEST(FreeSpace, GivesWhatThereIs) {
-  FreeSpace space({10, 20, 100, 50});
-  const Box top = space.take_top(30, 5);
-  const Box right = space.take_right(40, 10);
-  const Box bottom = space.take_bottom(100, 7);
-  EXPECT_EQ(top.height, 30);
-  EXPECT_EQ(right.left, 70);
-  EXPECT_EQ(right.top, 55);
-  EXPECT_EQ(bottom.width, 50);
-  EXPECT_EQ(bottom.height, 15);
-  EXPECT_EQ(space.rest().height, 0);
-  EXPECT_EQ(space.take_left(-5, 0).width, 0);
-  EXPECT_EQ(scale_to_dpi(9, 144), 14);
 }
 
 }  // namespace

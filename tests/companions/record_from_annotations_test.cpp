@@ -28,7 +28,7 @@ RecordContext context() {
   return context;
 }
 
-// The facts that are only handed on are compared where a real process crashes.
+// Facts that are only copied are compared in the end-to-end tests.
 TEST(RecordFromAnnotations, JudgesTheOthers) {
   const struct {
     Texts startup;

@@ -75,7 +75,7 @@ TEST(ReportFolder, SecondTryKeepsWhatTheFirstCopied) {
 TEST(ReportFolder, LeavesNoFolderBehindWhenTheDumpCannotBeMoved) {
   const TempDir store;
   Logger logger;
-  // A file stands where the store's folder would have to be.
+  // A file has the name of the store's folder.
   const fs::path no_store = store.add("file", "");
   ClaimedDump dump(store.add("x.dmp", "x"));
   EXPECT_FALSE(move_into_new_folder(no_store, dump, logger));

@@ -91,7 +91,7 @@ class DocsTest(unittest.TestCase):
             self.assertIn(name, page)
 
     def test_log_lines_are_explained(self):
-        """The longest fixed part of each line that can be logged stands in the page about them, with its level."""
+        """The page about log lines has the longest fixed part of each, with its level."""
         page = (ROOT / "docs/troubleshooting.md").read_text("utf-8")
         lines, missing = 0, []
         texts = r'((?:"[^"]*"\s*)+)'

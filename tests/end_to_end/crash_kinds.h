@@ -1,5 +1,5 @@
-#ifndef WRENFALL_TESTS_ROAD_CRASH_KINDS_H_
-#define WRENFALL_TESTS_ROAD_CRASH_KINDS_H_
+#ifndef WRENFALL_TESTS_END_TO_END_CRASH_KINDS_H_
+#define WRENFALL_TESTS_END_TO_END_CRASH_KINDS_H_
 
 #ifdef __cplusplus
 extern "C" {
@@ -13,4 +13,4 @@ void crash(const char* kind);
 }
 #endif
 
-#endif /* WRENFALL_TESTS_ROAD_CRASH_KINDS_H_ */
+#endif /* WRENFALL_TESTS_END_TO_END_CRASH_KINDS_H_ */

@@ -89,10 +89,7 @@ class CrashTest(EndToEndTest):
     def test_second_run_in_one_process(self):
         host = self.host(user="first", notes="only in the first")
         host.do("shutdown")
-        host.do("options", "127", "Test Host", "2")
-        host.do("set", "store_dir", windows_path(self.store))
-        host.do("set", "upload_policy", 2)
-        host.do("set", "user", "second")
+        host.set_options(self.store, version="2", user="second")
         self.assertEqual("0", host.do("init"))
         wait_for(lambda: len(processes("crashpad_handler.exe", self.folder.name)) == 1, what="the first handler's end")
         host.crash("access-violation")

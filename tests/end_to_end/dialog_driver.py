@@ -62,7 +62,7 @@ class DialogDriver:
                  f"'{text}' in {control}")
 
     def focus(self, title):
-        """Gives the keyboard to the window of that title, as far as the dialog's own thread knows of it."""
+        """Gives the keyboard to the window of that title; whether the window's own thread knows that it has it."""
         found = xdotool("search", "--onlyvisible", "--name", title)
         if not found:
             return False

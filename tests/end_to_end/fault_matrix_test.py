@@ -16,9 +16,7 @@ import time
 import unittest
 from pathlib import Path
 
-from harness import BUILD, SERVICE_PORT, EndToEndTest, wait_for, windows_path
-
-from service import CrashService
+from harness import EndToEndTest, start_service, wait_for, windows_path
 
 TRANSIENT = (500, 502, 503, 504)
 SENT = (0, 200)
@@ -163,13 +161,6 @@ class FullListener:
             one.close()
 
 
-def start_service(test):
-    service = CrashService(test.folder / "service", port=SERVICE_PORT, certificates=BUILD / "certificates")
-    service.start()
-    test.addCleanup(service.stop)
-    return service
-
-
 def faults_met(service):
     return len([request for request in service.requests if request.fault])
 
@@ -181,7 +172,7 @@ class FaultMatrix(EndToEndTest):
         cls.slow = EndToEndTest()
         cls.slow.setUp()
         cls.addClassCleanup(cls.slow.doCleanups)
-        service = start_service(cls.slow)
+        service = start_service(cls.slow, cls.slow.folder / "service")
         cls.connecting = []
         for number, scheme in enumerate(("http", "https"), 1):
             listener = FullListener()
@@ -194,7 +185,7 @@ class FaultMatrix(EndToEndTest):
 
     def setUp(self):
         super().setUp()
-        self.service = start_service(self)
+        self.service = start_service(self, self.folder / "service")
         self.sender = self.host()
 
     def send(self, call, **fault):
@@ -311,7 +302,7 @@ class FaultMatrix(EndToEndTest):
 class TimeLimits(EndToEndTest):
     def test_silences(self):
         """All at once. Where the system has no limit, the wait ends with the service."""
-        service = start_service(self)
+        service = start_service(self, self.folder / "service")
         sends = []
         for number, (call, fault, _, _) in enumerate(SILENCES, 1):
             service.fail(call, times=1, **fault)

@@ -40,9 +40,7 @@ class Case:
         self.error = None
 
     def init(self, application="Guard Test"):
-        self.host.do("options", "127", application, "1")
-        self.host.do("set", "store_dir", windows_path(self.store))
-        self.host.do("set", "upload_policy", 2)
+        self.host.set_options(self.store, application)
         assert self.host.do("init") == "0", self.log()
 
     def log(self):

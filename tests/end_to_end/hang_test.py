@@ -123,8 +123,7 @@ class HangTest(EndToEndTest):
         self.assertEqual({"wrenfall.hangPolicy": "report"}, {key: live[key] for key in live if "hang" in key})
         host.do("shutdown")
 
-        host.do("options", "127", "Test Host", "2")
-        host.do("set", "store_dir", windows_path(self.store))
+        host.set_options(self.store)
         host.do("hang_detection", 3000, 0)
         self.assertEqual("0", host.do("init"))
         for pid in processes("crashpad_handler.exe", self.folder.name):

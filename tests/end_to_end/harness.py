@@ -1,5 +1,6 @@
 """What the end-to-end tests share: a host process under Wine, its store, and the crash-collection service."""
 
+import contextlib
 import json
 import os
 import shutil
@@ -74,14 +75,37 @@ class Host:
     """A test_host process. `do` sends one command and returns its answer."""
 
     def __init__(self, folder=BIN):
-        # Signals stay as this process has them: beyond a limit of file sizes writes fail, and end nobody.
-        self.process = wine(Path(folder) / "test_host.exe", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                            stderr=subprocess.DEVNULL, restore_signals=False)
+        for _ in range(3):
+            # Keeps this process's signal settings: a write beyond the limit of file sizes fails, and does not end the host.
+            self.process = wine(Path(folder) / "test_host.exe", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                stderr=subprocess.DEVNULL, restore_signals=False)
+            # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1, which would pass for
+            # the host's exit code.
+            with contextlib.suppress(BrokenPipeError):
+                if self.do("pid"):
+                    return
+            self.close()
+        raise AssertionError(f"Wine did not start the host: exit code {self.process.returncode}")
 
     def do(self, *words):
         self.process.stdin.write(("\t".join(map(str, words)) + "\n").encode())
         self.process.stdin.flush()
         return self.process.stdout.readline().decode().rstrip("\r\n")
+
+    def set_options(self, store, name="Test Host", version="1.2/3", **options):
+        """Those of the next init. A list calls the setter for each of its values."""
+        self.do("options", "127", name, version)
+        for option, value in {"store_dir": windows_path(store), "upload_policy": 2, **options}.items():
+            for one in value if isinstance(value, list) else [value]:
+                self.do("set", option, one)
+
+    def send(self, folder):
+        """Result and HTTP status."""
+        return tuple(map(int, self.do("send", windows_path(folder)).split()[:2]))
+
+    def pending(self):
+        """The names of the pending reports' folders, sorted."""
+        return sorted(unix_path(path).name for path in filter(None, self.do("pending").split("\t")))
 
     def crash(self, kind, seconds=60):
         """Crashes; the exit code as Unix sees it (its low byte)."""
@@ -92,10 +116,8 @@ class Host:
     def close(self):
         """Lets the process end by itself; its exit code."""
         if not self.process.stdin.closed:
-            try:
+            with contextlib.suppress(BrokenPipeError):
                 self.process.stdin.close()
-            except BrokenPipeError:
-                pass
         try:
             return self.process.wait(60)
         finally:
@@ -127,11 +149,7 @@ class EndToEndTest(unittest.TestCase):
         """A running host; options go to the setters. With `init` the library is initialized."""
         host = Host(folder)
         self.addCleanup(host.close)
-        host.do("options", "127", "Test Host", "1.2/3")
-        host.do("set", "store_dir", windows_path(self.store))
-        for name, value in {"upload_policy": 2, **options}.items():
-            for one in value if isinstance(value, list) else [value]:
-                host.do("set", name, one)
+        host.set_options(self.store, **options)
         if init:
             self.assertEqual("0", host.do("init"), self.log())
         return host

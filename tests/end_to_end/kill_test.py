@@ -13,8 +13,8 @@ and sends what is pending. The service always answers well, so that no report ma
   not listed  wrenfallctl, which lists the store again and again meanwhile and after each round, ends with anything
               but 0, calls a report damaged, or leaves one out that waits.
 
-What a process that is ended inside that narrow window sends again, as nobody can know whether the service has it, is
-counted as "again".
+A report that is sent again after its sender was ended inside that narrow window is counted as "again": the next sender
+cannot know that the service has it.
 
     kill_test.py [--rounds N] [--seed S]
 """
@@ -34,9 +34,7 @@ import unittest
 import uuid
 from pathlib import Path
 
-from harness import BIN, BUILD, RECORD, SERVICE_PORT, Host, EndToEndTest, processes, wait_for, windows_path, wine
-
-from service import CrashService
+from harness import BIN, RECORD, EndToEndTest, Host, processes, start_service, wait_for, windows_path, wine
 
 PROGRAMS = {"host": "test_host.exe", "monitor": "WrenfallMonitor.exe", "handler": "crashpad_handler.exe",
             "reporter": "WrenfallReporter.exe"}
@@ -50,24 +48,36 @@ ROUNDS = 12
 SEED = 0
 
 
-class Watcher(threading.Thread):
-    """Reads every file of the store again and again, as another program might."""
+class Reader(threading.Thread):
+    """Does the same again and again until it is ended, beside all that happens to the store."""
+
+    def __init__(self, action, pause):
+        super().__init__(daemon=True)
+        self.action = action
+        self.pause = pause
+        self.rounds = 0
+        self.ended = threading.Event()
+
+    def run(self):
+        while not self.ended.wait(self.pause):
+            self.rounds += 1
+            self.action()
+
+    def end(self):
+        self.ended.set()
+        self.join()
+
+
+class Watcher:
+    """Reads every file of the store, as another program might."""
 
     def __init__(self, store):
-        super().__init__(daemon=True)
         self.store = store
         self.torn = []
         self.promised = set()
         self.marked = {}  # when a report was first seen marked as sent
-        self.looks = 0
-        self.ended = threading.Event()
-
-    def run(self):
-        while not self.ended.wait(0.02):
-            self.look()
 
     def look(self):
-        self.looks += 1
         for pattern in ("*/" + RECORD, "*/result.json", "sessions/*.json"):
             for path in self.store.glob(pattern):
                 try:
@@ -86,22 +96,15 @@ class Watcher(threading.Thread):
                         self.marked.setdefault(name, time.time())
 
 
-class Lister(threading.Thread):
-    """Has wrenfallctl list the store again and again, in both forms by turns."""
+class Lister:
+    """Has wrenfallctl list the store."""
 
     def __init__(self, store):
-        super().__init__(daemon=True)
         self.store = store
         self.faults = []
-        self.lists = 0
         self.not_started = 0
         self.listed = collections.Counter()
         self.lock = threading.Lock()
-        self.ended = threading.Event()
-
-    def run(self):
-        while not self.ended.wait(0.5):
-            self.list()
 
     def waiting(self):
         """The folders with a record and without a result."""
@@ -114,10 +117,8 @@ class Lister(threading.Thread):
             return self.list_once()
 
     def list_once(self):
-        self.lists += 1
-        form = ["--json"] if self.lists % 2 else []
         before = self.waiting()
-        process = wine(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), *form,
+        process = wine(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), "--json",
                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         try:
             out, err = process.communicate(timeout=120)
@@ -129,10 +130,14 @@ class Lister(threading.Thread):
             self.not_started += 1
             return self.list_once()
         always = before & self.waiting()  # no folder comes twice, so these waited all the time
+        states = {}
         try:
-            states = self.parse(out.decode("utf-8"), form)
-        except (ValueError, KeyError, IndexError) as error:
-            states = {}
+            for report in json.loads(out)["reports"]:
+                states[report["folder"]] = report["state"]
+                # One that is being sent may be on its way out, its record gone already.
+                if report["state"] in ("pending", "owned") and report["application"] != "Kill Test":
+                    self.faults.append(("half a report", report))
+        except (ValueError, KeyError) as error:
             self.faults.append(("unreadable", repr(error), out))
         if process.returncode != 0 or err:
             self.faults.append(("failed", process.returncode, out, err))
@@ -140,18 +145,6 @@ class Lister(threading.Thread):
         self.faults += [("torn", name, out) for name, state in states.items() if state == "damaged"]
         self.faults += [("left out", name, out) for name in always if states.get(name) not in WAITING]
         return states
-
-    @staticmethod
-    def parse(text, form):
-        if not form:
-            rows = [line.split() for line in text.splitlines()[1:]]
-            return {row[-1]: row[0] for row in rows}
-        reports = json.loads(text)["reports"]
-        for report in reports:
-            # One that is being sent may be on its way out, its record gone already.
-            if report["state"] in ("pending", "owned") and report["application"] != "Kill Test":
-                raise ValueError(f"half a report: {report}")
-        return {report["folder"]: report["state"] for report in reports}
 
 
 def runs(pid, program):
@@ -178,15 +171,13 @@ class KillTest(EndToEndTest):
         self.begun = threading.Event()
         self.policy = 0
         self.story = ""
-        self.service = CrashService(self.folder / "service", port=SERVICE_PORT,
-                                    certificates=BUILD / "certificates")
+        self.service = start_service(self, self.folder / "service")
         for call in ("first", "put", "commit"):
             self.service.fail(call, delay=0.15)  # leaves time to be ended in each of them
-        self.service.start()
-        self.addCleanup(self.service.stop)
         self.store.mkdir()
         self.watcher = Watcher(self.store)
         self.lister = Lister(self.store)
+        self.readers = [Reader(self.watcher.look, 0.02), Reader(self.lister.list, 0.5)]
 
     def living(self, program):
         if program == "host":
@@ -205,8 +196,8 @@ class KillTest(EndToEndTest):
                     self.kills.append(time.time())
 
     def end_half_started(self):
-        """Who is ended in the very middle of starting a process leaves it there before its first instruction, with the
-        output of the host open. That is between the system's own steps: neither of the two can do anything."""
+        """Ends companions that never ran their first instruction. A process that is ended while it starts another leaves
+        the other one so, with the host's output open. Neither can do anything about it: the system does it in steps."""
         for pid in self.living("monitor") + self.living("handler"):
             try:
                 if "kernel32.dll" not in Path(f"/proc/{pid}/maps").read_text():
@@ -218,9 +209,7 @@ class KillTest(EndToEndTest):
     def act(self, host, action, name):
         """Runs in a thread of its own; the host may end at any moment."""
         try:
-            host.do("options", "127", "Kill Test", "1")
-            host.do("set", "store_dir", windows_path(self.store))
-            host.do("set", "upload_policy", self.policy)
+            host.set_options(self.store, "Kill Test", upload_policy=self.policy)
             host.do("option_attribute", "id", name)
             if action == "start":
                 self.begun.set()
@@ -284,14 +273,12 @@ class KillTest(EndToEndTest):
         """A fresh host reads the store and sends what is pending. True when there was nothing."""
         host = Host()
         self.hosted = host
-        host.do("options", "127", "Kill Test", "1")
-        host.do("set", "store_dir", windows_path(self.store))
-        host.do("set", "upload_policy", 2)
+        host.set_options(self.store, "Kill Test")
         self.assertEqual("0", host.do("init"), self.log())
         pending = [path for path in host.do("pending").split("\t") if path]
         self.counts["found pending"] += len(pending)
         if not undisturbed:
-            # Nobody but the reporter of another process, which would own its report, sends now.
+            # Only reporters send now, and they own their reports.
             listed = self.lister.list()
             again = host.do("pending").split("\t")
             names = {path.split("\\")[-1] for path in pending if path in again}
@@ -335,7 +322,7 @@ class KillTest(EndToEndTest):
         self.assertEqual(set(), promised - set(committed), "lost")
         self.counts["reports committed"] = len(committed)
         self.counts["reports promised"] = len(promised)
-        self.counts["looks of the watcher"] = self.watcher.looks
+        self.counts["looks of the watcher"] = self.readers[0].rounds
         for name, reports in committed.items():
             # What is marked as sent is never sent again.
             marked = self.watcher.marked.get(name, time.time())
@@ -344,7 +331,7 @@ class KillTest(EndToEndTest):
                 self.counts["committed again"] += 1
                 self.assertTrue(self.was_cut_off(report), f"{name} sent twice")
         self.assertEqual([], self.watcher.torn)
-        self.counts["lists of the tool"] = self.lister.lists
+        self.counts["lists of the tool"] = self.readers[1].rounds
         self.counts["lists not started"] = self.lister.not_started
         for state, count in self.lister.listed.items():
             self.counts["listed as " + state] = count
@@ -358,8 +345,8 @@ class KillTest(EndToEndTest):
 
     def test_kills(self):
         print(f"seed {SEED}, {ROUNDS} rounds", flush=True)
-        self.watcher.start()
-        self.lister.start()
+        for reader in self.readers:
+            reader.start()
         try:
             for number in range(ROUNDS):
                 started = time.monotonic()
@@ -367,13 +354,12 @@ class KillTest(EndToEndTest):
                 if VERBOSE:
                     print(f"  round {number}: {self.story}, {time.monotonic() - started:.1f} s", flush=True)
             self.recover_all()
-            for reader in (self.watcher, self.lister):
-                reader.ended.set()
-                reader.join()
+            for reader in self.readers:
+                reader.end()
             self.check()
         finally:
-            self.watcher.ended.set()
-            self.lister.ended.set()
+            for reader in self.readers:
+                reader.ended.set()
             for name, count in sorted(self.counts.items()):
                 print(f"  {name:24} {count}")
 

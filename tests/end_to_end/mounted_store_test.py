@@ -13,7 +13,8 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from harness import BIN, BUILD, ROOT, ServiceTest, unix_path, wait_for, windows_path, wine
+from harness import BIN, BUILD, ROOT, ServiceTest, wait_for, windows_path, wine
+
 
 INSIDE = "WRENFALL_TEST_MOUNTS"
 SKIPPED = 77
@@ -35,12 +36,6 @@ class MountedStore(ServiceTest):
     def remount(self, how):
         mount("-o", f"remount,{how}", self.store)
 
-    def send(self, host, folder):
-        return tuple(map(int, host.do("send", windows_path(folder)).split()[:2]))
-
-    def pending(self, host):
-        return sorted(unix_path(path).name for path in filter(None, host.do("pending").split("\t")))
-
     def list(self):
         process = wine(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), stdin=subprocess.DEVNULL,
                        stdout=subprocess.PIPE)
@@ -52,8 +47,8 @@ class MountedStore(ServiceTest):
         """Every call says that it could not; what can be read is read, and nothing changes."""
         before = sorted(self.store.rglob("*"))
         host.do("messages")
-        self.assertEqual([report.name], self.pending(host))
-        self.assertEqual((7, 0), self.send(host, report))
+        self.assertEqual([report.name], host.pending())
+        self.assertEqual((7, 0), host.send(report))
         self.assertEqual("7", host.do("discard", windows_path(report)))
         self.assertEqual("7 7 0 0 0 -", host.do("post", "feedback", "title", "text"))
         self.assertEqual("7", host.do("add_attachment", windows_path(__file__)))
@@ -80,7 +75,7 @@ class MountedStore(ServiceTest):
         host.crash("access-violation")
         self.remount("rw")
         host = self.host()
-        self.assertEqual((0, 200), self.send(host, report))
+        self.assertEqual((0, 200), host.send(report))
         self.assertEqual([], self.report_folders())
 
     def test_read_only_since_the_start(self):
@@ -91,9 +86,9 @@ class MountedStore(ServiceTest):
         self.check_uses_of_a_read_only_store(host, report)
         self.remount("rw")
         # All is well again, without another init.
-        self.assertEqual((0, 200), self.send(host, report))
+        self.assertEqual((0, 200), host.send(report))
         self.assertEqual("0", host.do("capture"))
-        self.assertEqual((0, 200), self.send(host, self.only_report()))
+        self.assertEqual((0, 200), host.send(self.only_report()))
 
     def test_full_disk(self):
         """Half a dump makes room for the lines that tell of it, unless not even they fit."""
@@ -116,7 +111,7 @@ class MountedStore(ServiceTest):
                 self.assertEqual([], list(self.store.glob("crashpad/reports/*")))
                 host = self.host()
         self.assertEqual("0", host.do("capture"))
-        self.assertEqual((0, 200), self.send(host, self.only_report()))
+        self.assertEqual((0, 200), host.send(self.only_report()))
 
     @staticmethod
     def fill(path, left):
@@ -147,8 +142,8 @@ def run_inside():
             shutil.copy(registry, folder / "registry")
             os.replace(folder / "registry", registry)
         (copy / ".wrenfall-trusts").unlink(missing_ok=True)
-        inner = 'scripts/trust-service.sh && exec "$@"'
-        command = [*enter, "scripts/with-wine.sh", "sh", "-c", inner, "sh", sys.executable, __file__, *sys.argv[1:]]
+        inner = 'scripts/trust-service.sh "$0" && exec "$@"'
+        command = [*enter, "scripts/with-wine.sh", "sh", "-c", inner, BUILD, sys.executable, __file__, *sys.argv[1:]]
         environment = {**os.environ, INSIDE: "1", "WRENFALL_WINEPREFIX": str(copy)}
         return subprocess.run(command, cwd=ROOT, env=environment).returncode
     finally:

@@ -1,4 +1,4 @@
-"""Reports of the host's own making, compared with what reaches the service."""
+"""Host-made reports, compared with what reaches the service."""
 
 import hashlib
 import json
@@ -235,7 +235,7 @@ class OwnReportsTest(ServiceTest):
         self.fail("the post came first each time")
 
     def test_post_of_a_host_that_is_killed_waits_for_the_next(self):
-        """Its record is there before the first call; while the host lives nobody else takes it for pending."""
+        """Its record is written before the first call; it is not pending for others while the host lives."""
         for call in ("first", "put", "commit"):
             with self.subTest(call=call):
                 self.service.clear_faults()

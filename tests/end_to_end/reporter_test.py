@@ -28,7 +28,7 @@ class ReporterTest(DialogDriver, ServiceTest):
             os.kill(process, signal.SIGKILL)
 
     def start(self, **fields):
-        """The dialog on a report that is simply there, as far as asking."""
+        """Starts the dialog on a report of the store, and waits until it asks."""
         self.report = self.make_report(**{"uploadPolicy": "dialog", "openSupportUrl": False, **fields})
         self.process = wine(BIN / "WrenfallReporter.exe", windows_path(self.report),
                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -46,7 +46,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.assertEqual("Test Host has stopped working", shown[HEADING])
         self.assertRegex(shown[FILES_LABEL], r"\(1, [\d.]+ [KM]B\)")
         self.assertEqual("old@example.org", shown[EMAIL])
-        # While it asks it is nobody else's.
+        # While the reporter asks, no other process takes the report.
         self.assertEqual("", self.host().do("pending"))
         self.press("Problem report", text="it broke")
         self.press("Problem report", "Return")

@@ -75,7 +75,7 @@ class SecurityTest(ServiceTest):
         self.assertEqual([], self.service.problems)
 
     def test_attachments_stay_in_their_folder(self):
-        """The paths that a session file names are not the host's: somebody has written there."""
+        """A session file names paths that the host did not put there."""
         host = self.host()
         (self.folder / "good.txt").write_text("good")
         (self.folder / RECORD).write_text("{}")

@@ -126,7 +126,8 @@ class SendTest(ServiceTest):
         host, other = self.host(), self.host()
         owner = int(other.do("pid"))  # Wine's ids are its own
         now = time.time()
-        # Pending is what nobody, this process or nobody that runs has; the numbers beyond 32 bits are no process.
+        # Pending are reports without an owner, of this process, or of a process that has ended. Numbers beyond 32 bits
+        # are no process.
         owners = (0, 2**64 - 1, 2**32 + owner, 4294967288, int(host.do("pid")))
         names = [f"{number} é 試" for number in range(len(owners))]
         for age, (name, pid) in enumerate(zip(reversed(names), owners)):
@@ -199,7 +200,7 @@ class SendTest(ServiceTest):
         host = self.host(upload_policy=1, reporter_path=windows_path(__file__))
         host.do("capture")
         folder = self.only_report()
-        wait_for(lambda: self.record(folder)["ownerPid"] == 0, what="the report to be nobody's")
+        wait_for(lambda: self.record(folder)["ownerPid"] == 0, what="the report to have no owner")
         self.assertEqual(windows_path(folder), host.do("pending"))
 
 

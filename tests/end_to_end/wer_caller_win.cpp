@@ -1,5 +1,5 @@
-// Windows Error Reporting's part, which Wine does not play: waits at a running process for an
-// exception that no filter sees, and then gives it to the helper module.
+// Plays the part of Windows Error Reporting, which Wine does not have: waits for an exception of a
+// running process that no filter sees, and then gives it to the helper module.
 //   wer_caller MODULE PROCESS CONTEXT CODE
 // CONTEXT is what the process has registered the module with. With a CODE other than 0 the module
 // is told that one. One line for each call of the module: its name, the result, and whether it has
@@ -122,7 +122,7 @@ class Caller {
   uint32_t* const context_;
 };
 
-// The process stands still as long as its event is not continued, as it does for the system.
+// The process is suspended until its event is continued, as it is by the system.
 void report(HMODULE module, DWORD process_id, void* context, DWORD code, const DEBUG_EVENT& event) {
   Information information = {};
   information.dwSize = sizeof information;

@@ -67,7 +67,7 @@ class AllowListTest(EndToEndTest):
 
 
 class HelperTest(EndToEndTest):
-    """A process of ours takes the part of Windows Error Reporting, which Wine does not have."""
+    """wer_caller plays the part of Windows Error Reporting, which Wine does not have."""
 
     def fail_fast(self, host, context, code=0):
         """Lets the host fail fast under the eyes of the caller; what the module has answered there."""
@@ -77,7 +77,7 @@ class HelperTest(EndToEndTest):
         self.addCleanup(caller.wait, 60)
         self.addCleanup(caller.kill)
         self.assertEqual(b"waiting", caller.stdout.readline().strip())
-        # The exit status that Wine hands on for a process that another one ends is that of any of its threads.
+        # Wine gives the exit status of any thread for a process that another one ends.
         host.crash("fail-fast", 120)
         answers = [line.decode().strip().split(": ") for line in caller.stdout]
         self.assertEqual(0, caller.wait(60))
@@ -115,9 +115,7 @@ class HelperTest(EndToEndTest):
     def test_second_run_is_registered_with_the_first(self):
         host, context = self.registered_host(user="first")
         host.do("shutdown")
-        host.do("options", "127", "Test Host", "1.2/3")
-        for name, value in (("store_dir", windows_path(self.store)), ("upload_policy", 2), ("user", "second")):
-            host.do("set", name, value)
+        host.set_options(self.store, user="second")
         self.assertEqual("0", host.do("init"))
         self.assertEqual("1", host.do("wer_registrations"))
         self.assertEqual(CLAIMED, self.fail_fast(host, context))
@@ -130,7 +128,7 @@ class HelperTest(EndToEndTest):
         wait_for(lambda: not processes("--initial-client-data", windows_path(self.store)), what="the handler's end")
         start = time.monotonic()
         self.assertEqual(NO_CLAIM, self.fail_fast(host, context))
-        self.assertLess(time.monotonic() - start, 50)  # Nobody waits for an answer that cannot come.
+        self.assertLess(time.monotonic() - start, 50)  # It does not wait for an answer that cannot come.
         self.assertEqual([], self.report_folders())
 
 

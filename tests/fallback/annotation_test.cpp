@@ -1,111 +1,20 @@
-#include <client/annotation.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <cstring>
 #include <map>
-#include <memory>
-#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "client/annotation_list.h"
 #include "common/client_protocol.h"
 #include "handler/annotation_snapshot.h"
 
 namespace {
 
-using crashpad::Annotation;
 using crashpad::internal::AnnotationImage;
 using crashpad::internal::kMaxLiveAnnotations;
 using crashpad::internal::LiveAnnotation;
 using crashpad::internal::read_live_annotations;
-
-// An annotation with its buffers. The list keeps it for ever, so tests make it and never delete it.
-struct Holder {
-  explicit Holder(const std::string& text)
-      : annotation(Annotation::Type::kString, name.data(), value.data()) {
-    std::memcpy(name.data(), text.data(), text.size());
-  }
-  void set(const std::string& text) {
-    std::memcpy(value.data(), text.data(), text.size());
-    annotation.SetSize(static_cast<uint32_t>(text.size()));
-  }
-
-  std::array<char, Annotation::kNameMaxLength> name = {};
-  std::array<char, Annotation::kValueMaxSize> value = {};
-  Annotation annotation;
-};
-
-Holder* make_holder(const std::string& name) {
-  static std::vector<std::unique_ptr<Holder>>& kept = *new std::vector<std::unique_ptr<Holder>>;
-  kept.push_back(std::make_unique<Holder>(name));
-  return kept.back().get();
-}
-
-// Reads this process's own list as the handler reads the client's.
-std::vector<LiveAnnotation> snapshot() {
-  return read_live_annotations(
-      [](uint64_t address, void* buffer, size_t size) {
-        std::memcpy(buffer, reinterpret_cast<const void*>(static_cast<uintptr_t>(address)), size);
-        return true;
-      },
-      reinterpret_cast<uintptr_t>(crashpad::internal::annotation_list_head()));
-}
-
-TEST(Annotation, NewestFirstAndClearedOnesLeftOut) {
-  Holder* older = make_holder("older");
-  Holder* cleared = make_holder("cleared");
-  Holder* newer = make_holder("newer");
-  older->set("1");
-  cleared->set("2");
-  newer->set("3");
-  older->set("1, changed");
-  cleared->annotation.Clear();
-  EXPECT_FALSE(cleared->annotation.is_set());
-
-  const std::vector<LiveAnnotation> live = snapshot();
-  ASSERT_GE(live.size(), 2u);
-  EXPECT_EQ(live[0].name, "newer");
-  EXPECT_EQ(live[0].value, "3");
-  EXPECT_EQ(live[1].name, "older");
-  EXPECT_EQ(live[1].value, "1, changed");
-  EXPECT_EQ(live[1].type, 1u);
-}
-
-TEST(Annotation, SizeIsCut) {
-  Holder* holder = make_holder("long");
-  holder->annotation.SetSize(UINT32_MAX);
-  EXPECT_EQ(holder->annotation.size(), Annotation::kValueMaxSize);
-  holder->annotation.Clear();
-}
-
-TEST(Annotation, ThreadsEnterEachOnce) {
-  std::vector<Holder*> holders;
-  for (int i = 0; i < 20; ++i) holders.push_back(make_holder("thread " + std::to_string(i)));
-  for (Holder* holder : holders) holder->value[0] = 'x';
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    // All threads set all of them, so each first call is raced for.
-    threads.emplace_back([&holders] {
-      for (int round = 0; round < 50; ++round) {
-        for (Holder* holder : holders) {
-          holder->annotation.SetSize(1);
-          if (round < 49) holder->annotation.Clear();
-        }
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  for (Holder* holder : holders) holder->annotation.SetSize(1);
-
-  std::map<std::string, int> seen;
-  for (const LiveAnnotation& annotation : snapshot()) ++seen[annotation.name];
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(seen["thread " + std::to_string(i)], 1) << i;
-  for (Holder* holder : holders) holder->annotation.Clear();
-}
 
 // A client's memory, made of pieces at chosen addresses.
 class FakeMemory {

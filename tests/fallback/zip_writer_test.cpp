@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
-#include <miniz.h>
 
-#include <cstdio>
 #include <string>
 
 #include "zip_records.h"
@@ -15,65 +13,6 @@ uint64_t number(const std::string& bytes, uint64_t offset, int size) {
             static_cast<uint8_t>(bytes.at(static_cast<size_t>(offset) + static_cast<size_t>(i)));
   }
   return value;
-}
-
-#if defined(_WIN32)
-constexpr char kNowhere[] = "NUL";
-#else
-constexpr char kNowhere[] = "/dev/null";
-#endif
-
-// An archive of which nothing is read back: that is done where reports are packed and received.
-class ZipWriter {
- public:
-  ZipWriter(const char* file, const char* mode) : file_(std::fopen(file, mode)) {
-    EXPECT_NE(file_, nullptr);
-    EXPECT_TRUE(mz_zip_writer_init_cfile(&zip, file_, 0));
-  }
-  ~ZipWriter() {
-    mz_zip_writer_end(&zip);
-    std::fclose(file_);
-  }
-  ZipWriter(const ZipWriter&) = delete;
-  ZipWriter& operator=(const ZipWriter&) = delete;
-
-  mz_bool add(const std::string& name, const std::string& data) {
-    return mz_zip_writer_add_mem(&zip, name.c_str(), data.data(), data.size(), 0);
-  }
-
-  mz_zip_archive zip = {};
-
- private:
-  FILE* const file_;
-};
-
-TEST(ZipWriter, RefusesBadNames) {
-  ZipWriter writer(kNowhere, "wb");
-  for (const char* name : {"", "/absolute", "back\\slash", "C:drive"}) {
-    EXPECT_FALSE(writer.add(name, "x")) << name;
-  }
-  EXPECT_FALSE(writer.add(std::string(65536, 'n'), "x"));
-  EXPECT_FALSE(writer.add("folder/", "x"));
-  EXPECT_FALSE(mz_zip_writer_add_mem(&writer.zip, "null", nullptr, 1, 6));
-  EXPECT_TRUE(writer.add(std::string(65535, 'n'), "x"));
-  EXPECT_EQ(writer.zip.m_total_files, 1u);
-  EXPECT_TRUE(mz_zip_writer_finalize_archive(&writer.zip));
-  EXPECT_FALSE(writer.add("late", "x"));
-  EXPECT_FALSE(mz_zip_writer_finalize_archive(&writer.zip));
-}
-
-TEST(ZipWriter, WriteErrorsAreReported) {
-  ZipWriter unwritable(kNowhere, "rb");
-  // More than any buffer, so that the error shows at once.
-  EXPECT_FALSE(unwritable.add("large", std::string(1 << 20, 'x')));
-  EXPECT_FALSE(unwritable.add("next", "x"));
-  EXPECT_FALSE(mz_zip_writer_finalize_archive(&unwritable.zip));
-#if defined(__linux__)
-  // Small data fails only when the buffer is flushed.
-  ZipWriter full("/dev/full", "wb");
-  EXPECT_TRUE(full.add("small", "x"));
-  EXPECT_FALSE(mz_zip_writer_finalize_archive(&full.zip));
-#endif
 }
 
 // Archives of this size are not written here; the records are what differs.

@@ -34,7 +34,7 @@ void read_and_record(const std::string& dump) {
   if (!facts) return;
   const DumpAnnotations& annotations = facts->annotations;
   require(text_bytes(annotations.startup) + text_bytes(annotations.live) <= kMostTextBytes,
-          "no more text than is bearable");
+          "no more text than the limit");
   require(annotations.report_id.empty() || annotations.report_id.size() == 36, "a UUID");
   const CrashData record = record_from_annotations(*facts, {});
   require(record.reportKind != "crash" || !asks_for_termination(*facts), "only a hang may kill");

@@ -1,4 +1,4 @@
-// The scanner that takes user names out of paths, against the expression that it stands for.
+// The scanner that takes user names out of paths gives the same as the documented expression.
 #include <regex>
 
 #include "support/scrub.h"

@@ -23,7 +23,7 @@ struct OpenFile {
 
 OpenFile& open_file(void* file) { return *static_cast<OpenFile*>(file); }
 
-// A read lease is refused while anybody has the file open for writing.
+// A read lease is refused while the file is open for writing anywhere.
 bool is_being_written(int descriptor) {
   if (fcntl(descriptor, F_SETLEASE, F_RDLCK) != 0) return errno == EAGAIN;
   fcntl(descriptor, F_SETLEASE, F_UNLCK);

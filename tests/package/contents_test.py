@@ -30,35 +30,13 @@ LICENCES = {"nlohmann-json": "MIT", "zlib": "Jean-loup Gailly", "gcc": "GCC RUNT
             "mingw-w64": "winpthreads"}
 
 
-def resource(data, kind):
-    """The first resource of a PE file of a kind, as bytes."""
-    pe = struct.unpack_from("<I", data, 0x3C)[0]
-    sections, optional_size = struct.unpack_from("<2xH12xH", data, pe + 4)
-    table = pe + 24 + optional_size
-
-    def offset(rva):
-        for index in range(sections):
-            size, start, _, raw = struct.unpack_from("<4I", data, table + 40 * index + 8)
-            if start <= rva < start + max(size, 1):
-                return raw + rva - start
-        raise ValueError("no section there")
-
-    root = node = offset(struct.unpack_from("<I", data, pe + 24 + 112 + 2 * 8)[0])
-    for wanted in (kind, None, None):
-        named, numbered = struct.unpack_from("<12xHH", data, node)
-        entries = [struct.unpack_from("<II", data, node + 16 + 8 * index) for index in range(named + numbered)]
-        node = root + next(at for key, at in entries if wanted in (key, None)) % (1 << 31)
-    rva, size = struct.unpack_from("<II", data, node)
-    return data[offset(rva):offset(rva) + size]
-
-
 def versions(program):
-    """The numbers and the texts of a program's version resource."""
-    block = resource(program.read_bytes(), 16)
-    fixed = struct.unpack_from("<13I", block, block.index(struct.pack("<I", 0xFEEF04BD)))
+    """The numbers and the texts of a program's version resource, which lies near its end."""
+    data = program.read_bytes()
+    at = data.rindex(struct.pack("<II", 0xFEEF04BD, 0x10000))
     texts = dict(re.findall("(FileVersion|ProductVersion|OriginalFilename)\0+([^\0]+)",
-                            block.decode("utf-16-le", "replace")))
-    return [[word >> 16, word & 0xFFFF] for word in fixed[2:6]], texts
+                            data[at:at + 2048].decode("utf-16-le", "replace")))
+    return [[word >> 16, word & 0xFFFF] for word in struct.unpack_from("<4I", data, at + 8)], texts
 
 
 class ContentsTest(PackageTest):

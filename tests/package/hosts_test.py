@@ -1,6 +1,5 @@
 """Hosts built from the package alone, in the ways that their developers do, crash, and their reports arrive."""
 
-import json
 import os
 import shutil
 import subprocess
@@ -9,7 +8,6 @@ import unittest
 from package import PackageTest, run
 from harness import RECORD, ROOT, start_service, wait_for, windows_path, wine
 
-from dialog_driver import CLOSE, DESCRIPTION, DialogDriver
 
 COMPILER = "x86_64-w64-mingw32-gcc"
 CMAKE_PROJECT = """
@@ -55,7 +53,7 @@ int start(void) {
 """
 
 
-class HostsTest(DialogDriver, PackageTest):
+class HostsTest(PackageTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
@@ -77,7 +75,7 @@ class HostsTest(DialogDriver, PackageTest):
         self.service = start_service(self, self.folder / f"service {name}")
 
     def run_host(self, program, *arguments):
-        """The exit code of a host, and what it said. Into a file: a dialog that outlives the host holds a pipe open."""
+        """The exit code of a host, and what it said. Into a file: a reporter that outlives the host holds a pipe open."""
         with open(self.folder / "output.txt", "w+b") as output:
             host = wine(program, *arguments, cwd=self.folder, stdout=output, stderr=subprocess.STDOUT)
             try:
@@ -126,26 +124,6 @@ class HostsTest(DialogDriver, PackageTest):
         run("sh", "-c", script, COMPILER, self.sources / "crashing_host.c", program,
             env={**os.environ, "PKG_CONFIG_LIBDIR": str(self.root / "lib" / "pkgconfig")})
         self.crash(program, "stack-overflow", "quiet")
-        self.assert_sent()
-
-    def test_dialog(self):
-        """The reporter asks; the user says yes with the keyboard."""
-        self.crash(self.build_plain("dialog"), "access-violation", "dialog")
-        self.wait_for_window("Problem report", DESCRIPTION)
-        self.press("Problem report", "alt+s")
-        self.wait_for_window("Report sent", CLOSE)
-        self.press("Report sent", "Escape")
-        self.assert_sent()
-
-    def test_wrenfallctl(self):
-        self.crash(self.build_plain("ctl"), "access-violation")
-        wait_for(self.reports, 60, "the report of the crash")
-        store = ("--store", windows_path(self.store))
-        tool = self.root / "bin" / "wrenfallctl.exe"
-        code, output = self.run_host(tool, "list", *store, "--json")
-        self.assertEqual((0, ["pending"]), (code, [report["state"] for report in json.loads(output)["reports"]]))
-        code, output = self.run_host(tool, "send", "--all", *store)
-        self.assertEqual(0, code, output)
         self.assert_sent()
 
     def test_cmake(self):

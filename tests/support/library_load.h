@@ -38,7 +38,7 @@ inline void use_setters_once(const std::string& own, long round, const std::stri
   expect_ok(wrenfall_set_user(name.c_str()), "wrenfall_set_user");
   const std::string notes(static_cast<size_t>(round * 977) % (kLongestNotes + 1), 'h');
   expect_ok(wrenfall_set_notes(notes.c_str()), "wrenfall_set_notes");
-  // Few texts: the library keeps every environment for whoever may still read it.
+  // Few texts: the library keeps every environment, which a host may still read.
   expect_ok(wrenfall_set_environment(round % 2 == 0 ? own.c_str() : nullptr), "set environment");
   wrenfall_set_quiet_mode(round % 2 == 0);
   wrenfall_heartbeat();

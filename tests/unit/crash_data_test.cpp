@@ -180,7 +180,7 @@ TEST(CrashData, FoldersWithoutAReadableRecord) {
     EXPECT_FALSE(load(dir / name, data)) << name;
     expect_equal(data, full_record());
   }
-  EXPECT_FALSE(save(dir / "file", CrashData())) << "a file stands where the folder would have to";
+  EXPECT_FALSE(save(dir / "file", CrashData())) << "a file has the folder's name";
   EXPECT_FALSE(save(dir / "folder", CrashData()));
 }
 

@@ -33,7 +33,7 @@ TEST(Files, AtomicWriteReplacesTheWholeFile) {
     EXPECT_EQ(file_text(target), bytes);
     EXPECT_FALSE(fs::exists(temporary));
   }
-  // What an interrupted write left does not stand in the way.
+  // A file that an interrupted write left is overwritten.
   put_file(temporary, std::string(90000, 'o'));
   EXPECT_TRUE(write_file_atomic(target, "short"));
   EXPECT_EQ(file_text(target), "short");

@@ -6,8 +6,8 @@ namespace wrenfall {
 namespace {
 
 TEST(TextWin, BadSequencesAreReplaced) {
-  // One replacement at least, and what stands around it stays. How many the system writes for one
-  // sequence is its own.
+  // At least one replacement, and the text around it is kept. The system decides how many it writes
+  // for one sequence.
   for (const char* bad : {"\x80", "\xC3", "\xFF", "\xED\xA0\x80", "\xC0\xAF", "\xF0\x9F\x98"}) {
     const std::wstring wide = utf8_to_wide("a" + std::string(bad) + "z");
     ASSERT_GE(wide.size(), 3u) << bad;

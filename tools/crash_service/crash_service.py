@@ -211,7 +211,7 @@ def _write_whole(path: Path, text: str) -> None:
 
 
 def _say(line: str) -> None:
-    # Whoever reads the lines may be gone; the service goes on.
+    # The reader of the lines may be gone; the service goes on.
     with contextlib.suppress(BrokenPipeError):
         print(line.encode(errors="replace").decode(), flush=True)
 

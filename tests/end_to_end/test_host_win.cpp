@@ -1,0 +1,332 @@
+// A host that does what it is told: one command a line on standard input, its words separated by
+// tabs, in UTF-8; one line of answer each. Ends at the end of the input. Lets the tests take a real
+// host process through any story.
+#include <windows.h>
+#include <wrenfall/wrenfall.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "crash_kinds.h"
+
+namespace {
+
+wrenfall_options* options = nullptr;
+wrenfall_report* report = nullptr;
+std::string fatal_message;  // at which the logging callback crashes
+std::string messages;  // warnings and errors of the logging callback, each with a tab behind it
+
+// The words of a command behind its name; those that are missing are null.
+class Words {
+ public:
+  explicit Words(const std::vector<std::string>& words) : words_(words) {}
+  const char* operator[](size_t i) const {
+    return i + 1 < words_.size() ? words_[i + 1].c_str() : nullptr;
+  }
+  int number(size_t i) const { return (*this)[i] == nullptr ? 0 : std::atoi((*this)[i]); }
+  uint32_t unsigned_number(size_t i) const {
+    return (*this)[i] == nullptr ? 0 : static_cast<uint32_t>(std::strtoul((*this)[i], nullptr, 10));
+  }
+  uint64_t hex(size_t i) const { return std::strtoull((*this)[i], nullptr, 16); }
+  std::vector<const char*> from(size_t first) const {
+    std::vector<const char*> rest;
+    for (size_t i = first; (*this)[i] != nullptr; ++i) rest.push_back((*this)[i]);
+    return rest;
+  }
+
+ private:
+  const std::vector<std::string>& words_;
+};
+
+void answer_text(const char* text) {
+  std::printf("%s\n", text == nullptr ? "-" : text);
+  std::fflush(stdout);
+}
+void answer(long long result) { answer_text(std::to_string(result).c_str()); }
+
+// "status crash_id stack_key_id info_url" of an upload, behind the results.
+void answer_outcome(const std::string& results, wrenfall_upload_result* outcome) {
+  const std::string text = results + " " + std::to_string(outcome->http_status) + " " +
+                           std::to_string(outcome->crash_id) + " " +
+                           std::to_string(outcome->stack_key_id) + " " +
+                           (outcome->info_url == nullptr ? "-" : outcome->info_url);
+  answer_text(text.c_str());
+  wrenfall_upload_result_free(outcome);
+}
+
+void crash_at_message(wrenfall_log_level, const char* message, void*) {
+  if (std::strstr(message, fatal_message.c_str()) != nullptr) crash("access-violation");
+}
+void note_message(wrenfall_log_level level, const char* message, void*) {
+  if (level >= WRENFALL_LOG_WARN) messages += message + std::string("\t");
+}
+
+struct TextOption {
+  const char* name;
+  void (*set)(wrenfall_options*, const char*);
+};
+constexpr TextOption kTextOptions[] = {
+    {"store_dir", wrenfall_options_set_store_dir},
+    {"monitor_path", wrenfall_options_set_monitor_path},
+    {"reporter_path", wrenfall_options_set_reporter_path},
+    {"theme_dir", wrenfall_options_set_theme_dir},
+    {"key", wrenfall_options_set_key},
+    {"user", wrenfall_options_set_user},
+    {"email", wrenfall_options_set_email},
+    {"user_description", wrenfall_options_set_user_description},
+    {"notes", wrenfall_options_set_notes},
+    {"environment", wrenfall_options_set_environment},
+    {"attachment", wrenfall_options_add_attachment},
+    {"crash_at_message",
+     [](wrenfall_options* o, const char* text) {
+       fatal_message = text;
+       wrenfall_options_set_logger(o, crash_at_message, nullptr);
+     }},
+    {"note_messages", [](wrenfall_options* o,
+                         const char*) { wrenfall_options_set_logger(o, note_message, nullptr); }},
+    {"open_support_url",
+     [](wrenfall_options* o, const char* text) {
+       wrenfall_options_set_open_support_url(o, std::atoi(text));
+     }},
+    {"protect_exception_filter",
+     [](wrenfall_options* o, const char* text) {
+       wrenfall_options_set_protect_exception_filter(o, std::atoi(text));
+     }},
+};
+struct NumberOption {
+  const char* name;
+  void (*set)(wrenfall_options*, uint32_t);
+};
+constexpr NumberOption kNumberOptions[] = {
+    {"upload_policy", wrenfall_options_set_upload_policy},
+    {"crash_type_id", wrenfall_options_set_crash_type_id},
+    {"dump_type", wrenfall_options_set_dump_type},
+    {"minidump_flags", wrenfall_options_set_minidump_flags},
+};
+
+void set_option(const Words& words) {
+  for (const TextOption& option : kTextOptions) {
+    if (std::strcmp(option.name, words[0]) == 0) option.set(options, words[1]);
+  }
+  for (const NumberOption& option : kNumberOptions) {
+    if (std::strcmp(option.name, words[0]) == 0) option.set(options, words.unsigned_number(1));
+  }
+  answer(0);
+}
+
+void* wer_context = nullptr;
+int wer_registrations = 0;
+
+HRESULT WINAPI note_wer_registration(const wchar_t*, void* context) {
+  wer_context = context;
+  ++wer_registrations;
+  return S_OK;
+}
+
+// Leads the system's function for registering helper modules here: on Windows a module gets what is
+// given to it, which Wine forgets.
+void catch_wer_registration(const Words&) {
+  unsigned char jump[] = {0x48, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xE0};  // mov rax, ..; jmp rax
+  HRESULT(WINAPI* const target)(const wchar_t*, void*) = note_wer_registration;
+  const FARPROC function =
+      GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "WerRegisterRuntimeExceptionModule");
+  void* code = nullptr;
+  SIZE_T written = 0;
+  DWORD protection = 0;
+  std::memcpy(&code, &function, sizeof code);
+  std::memcpy(jump + 2, &target, sizeof target);
+  VirtualProtect(code, sizeof jump, PAGE_EXECUTE_READWRITE, &protection);
+  answer(!WriteProcessMemory(GetCurrentProcess(), code, jump, sizeof jump, &written));
+}
+
+// Uses that many names, one after the other; answers the last result.
+void set_and_remove_attributes(const Words& words) {
+  wrenfall_result result = 0;
+  for (int i = 0; i < words.number(0) && result == 0; ++i) {
+    const std::string name = "passing " + std::to_string(i);
+    result = wrenfall_set_attribute(name.c_str(), "value");
+    if (result == 0) result = wrenfall_set_attribute(name.c_str(), nullptr);
+  }
+  answer(result);
+}
+
+void send_report(const Words& words) {
+  wrenfall_upload_result outcome;
+  // A host need set the size alone: every call fills the rest.
+  std::memset(&outcome, 0x5A, sizeof outcome);
+  outcome.size = sizeof outcome;
+  const wrenfall_result result =
+      wrenfall_send_report(words[0], words[1], nullptr, nullptr, &outcome);
+  answer_outcome(std::to_string(result), &outcome);
+}
+
+// Folders separated by tabs, oldest first.
+void print_pending(const Words&) {
+  wrenfall_report_list* const list = wrenfall_pending_reports();
+  std::string folders;
+  for (uint32_t i = 0; i < wrenfall_report_list_count(list); ++i) {
+    folders += (i == 0 ? "" : "\t") + std::string(wrenfall_report_list_folder(list, i));
+  }
+  answer_text(folders.c_str());
+  wrenfall_report_list_free(list);
+}
+
+// "post" and then: feedback TITLE TEXT ATTACHMENT..., asan TEXT, report SIZE-OF-THE-RESULT
+void post(const Words& words) {
+  wrenfall_upload_result outcome{};
+  outcome.size = sizeof outcome;
+  outcome.http_status = -7;
+  const std::string kind = words[0];
+  wrenfall_result result = 0;
+  if (kind == "feedback") {
+    const auto attachments = words.from(3);
+    result = wrenfall_post_feedback(words[1], words[2], attachments.data(),
+                                    static_cast<uint32_t>(attachments.size()), &outcome);
+  } else if (kind == "asan") {
+    result = wrenfall_post_asan_report(words[1], &outcome);
+  } else {
+    if (words[1] != nullptr) outcome.size = words.unsigned_number(1);
+    result = wrenfall_report_post(report, &outcome);
+  }
+  answer_outcome(std::to_string(result) + " " + std::to_string(outcome.result), &outcome);
+}
+
+// "report" and then: new FORMAT, platform, exception, register, thread, frame, module, attachment
+void edit_report(const Words& words) {
+  const std::string what = words[0];
+  int32_t index = 0;
+  if (what == "new") {
+    wrenfall_report_free(report);
+    report = wrenfall_report_new(words.unsigned_number(1));
+  } else if (what == "platform") {
+    wrenfall_report_set_platform(report, words[1], words[2]);
+  } else if (what == "exception") {
+    wrenfall_report_set_exception(report, words[1], words[2]);
+  } else if (what == "register") {
+    wrenfall_report_add_register(report, words[1], words[2]);
+  } else if (what == "thread") {
+    index = wrenfall_report_add_thread(report, words[1], words.number(2));
+  } else if (what == "frame") {
+    wrenfall_report_add_frame(report, words.number(1), words[2], words[3],
+                              static_cast<uint32_t>(words.number(4)), words[5], words.hex(6));
+  } else if (what == "module") {
+    wrenfall_report_add_module(report, words[1], words[2], words.hex(3), words.hex(4), words[5],
+                               words[6]);
+  } else if (what == "attachment") {
+    wrenfall_report_add_attachment(report, words[1]);
+  }
+  answer(index);
+}
+
+// Opens a file without sharing it, in place of the one held before; an empty name opens none.
+void hold(const Words& words) {
+  static HANDLE held = INVALID_HANDLE_VALUE;
+  if (held != INVALID_HANDLE_VALUE) CloseHandle(held);
+  held = INVALID_HANDLE_VALUE;
+  if (words[0] == nullptr || *words[0] == '\0') return answer(0);
+  wchar_t wide[4096];
+  MultiByteToWideChar(CP_UTF8, 0, words[0], -1, wide, 4096);
+  held = CreateFileW(wide, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  answer(held == INVALID_HANDLE_VALUE);
+}
+
+struct Command {
+  const char* name;
+  void (*run)(const Words&);
+};
+constexpr Command kCommands[] = {
+    {"options",
+     [](const Words& w) {
+       options = wrenfall_options_new(w[0], w[1], w[2]);
+       answer(0);
+     }},
+    {"set", set_option},
+    {"option_attribute",
+     [](const Words& w) {
+       wrenfall_options_set_attribute(options, w[0], w[1]);
+       answer(0);
+     }},
+    {"hang_detection",
+     [](const Words& w) {
+       wrenfall_options_set_hang_detection(options, w.number(0), w.unsigned_number(1));
+       answer(0);
+     }},
+    {"init", [](const Words&) { answer(wrenfall_init(options)); }},
+    {"shutdown", [](const Words&) { answer((wrenfall_shutdown(), 0)); }},
+    {"set_key", [](const Words& w) { answer(wrenfall_set_key(w[0])); }},
+    {"set_user", [](const Words& w) { answer(wrenfall_set_user(w[0])); }},
+    {"set_email", [](const Words& w) { answer(wrenfall_set_email(w[0])); }},
+    {"set_user_description", [](const Words& w) { answer(wrenfall_set_user_description(w[0])); }},
+    {"set_notes", [](const Words& w) { answer(wrenfall_set_notes(w[0])); }},
+    {"set_environment", [](const Words& w) { answer(wrenfall_set_environment(w[0])); }},
+    {"set_attribute", [](const Words& w) { answer(wrenfall_set_attribute(w[0], w[1])); }},
+    {"many_attributes", set_and_remove_attributes},
+    {"add_attachment", [](const Words& w) { answer(wrenfall_add_attachment(w[0])); }},
+    {"remove_attachment", [](const Words& w) { answer(wrenfall_remove_attachment(w[0])); }},
+    {"quiet", [](const Words& w) { answer((wrenfall_set_quiet_mode(w.number(0)), 0)); }},
+    {"watch", [](const Words& w) { answer(wrenfall_watch_thread(w[0])); }},
+    {"unwatch", [](const Words&) { answer((wrenfall_unwatch_thread(), 0)); }},
+    {"heartbeat", [](const Words&) { answer((wrenfall_heartbeat(), 0)); }},
+    {"environment", [](const Words&) { answer_text(wrenfall_get_environment()); }},
+    {"has_capability",
+     [](const Words& w) { answer(wrenfall_has_capability(w.unsigned_number(0))); }},
+    {"capture", [](const Words&) { answer(wrenfall_capture_report()); }},
+    {"pending", print_pending},
+    {"send", send_report},
+    {"discard", [](const Words& w) { answer(wrenfall_discard_report(w[0])); }},
+    {"post_pending", [](const Words&) { answer(wrenfall_post_pending_reports_async()); }},
+    {"report", edit_report},
+    {"post", post},
+    // On a thread of its own; answers at once.
+    {"post_in_background",
+     [](const Words&) {
+       std::thread([] { wrenfall_post_feedback("background", "", nullptr, 0, nullptr); }).detach();
+       answer(0);
+     }},
+    {"catch_wer_registration", catch_wer_registration},
+    {"wer_registrations", [](const Words&) { answer(wer_registrations); }},
+    {"wer_context", [](const Words&) { answer(reinterpret_cast<intptr_t>(wer_context)); }},
+    {"hold", hold},
+    {"messages",
+     [](const Words&) {
+       answer_text(messages.c_str());
+       messages.clear();
+     }},
+    {"pid", [](const Words&) { answer(GetCurrentProcessId()); }},
+    {"crash",
+     [](const Words& w) {
+       crash(w[0]);
+       answer(-1);
+     }},
+};
+
+void execute(const std::vector<std::string>& words) {
+  for (const Command& command : kCommands) {
+    if (words[0] == command.name) return command.run(Words(words));
+  }
+  answer_text("unknown command");
+}
+
+}  // namespace
+
+int main() {
+  std::string line;
+  while (std::getline(std::cin, line)) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    std::vector<std::string> words(1);
+    for (const char c : line) {
+      if (c == '\t') {
+        words.emplace_back();
+      } else {
+        words.back() += c;
+      }
+    }
+    execute(words);
+  }
+  return 0;
+}
