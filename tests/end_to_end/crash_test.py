@@ -5,6 +5,7 @@ import unittest
 
 from harness import EndToEndTest, alive, processes, wait_for, windows_path
 
+
 THEME_DIR = 'C:\\my "folder", a=b €\\'  # nothing that a command line could change
 STARTUP = {
     "database": "127",
@@ -74,18 +75,6 @@ class CrashTest(EndToEndTest):
             sizes.append((folder / record["dumpFile"]).stat().st_size)
         self.assertLess(2 * max(sizes[:2]), sizes[2])
 
-    def test_capture_on_demand_goes_on(self):
-        host = self.host(user="u" * 5000)
-        for count in (1, 2):
-            self.assertEqual("0", host.do("capture"))
-            folders = self.wait_for_reports(count)
-            record = self.record(folders[-1])
-            self.assertEqual("capture", record["reportKind"])
-            self.assertEqual("u" * 4096, record["user"])
-        host.do("shutdown")
-        self.assertEqual("3", host.do("capture"))
-        self.assertEqual(0, host.close())
-
     def test_second_run_in_one_process(self):
         host = self.host(user="first", notes="only in the first")
         host.do("shutdown")
@@ -115,17 +104,6 @@ class CrashTest(EndToEndTest):
         self.assertEqual({f"name {i:02}": str(i) for i in range(64)}, attributes)
         host.do("shutdown")
         self.assertFalse(session.exists())
-
-    def test_dead_handler_blocks_nobody(self):
-        for executable in ("crashpad_handler.exe", "WrenfallMonitor.exe"):
-            with self.subTest(executable=executable):
-                host = self.host()
-                (handler,) = wait_for(lambda name=executable: processes(name, self.folder.name),
-                                      what=executable)
-                subprocess_kill(handler)
-                wait_for(lambda pid=handler: not alive(pid), what="the end of the handler")
-                self.assertIn(host.do("capture"), ("0", "5"))
-                host.crash("access-violation", seconds=60)
 
     def test_dump_of_a_run_without_monitor_is_adopted(self):
         host = self.host()

@@ -76,11 +76,11 @@ class Host:
 
     def __init__(self, folder=BIN):
         for _ in range(3):
-            # Keeps this process's signal settings: a write beyond the limit of file sizes fails, and does not end the host.
+            # Keeps this process's signal settings: a write beyond the limit of file sizes fails, but ends no host.
             self.process = wine(Path(folder) / "test_host.exe", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.DEVNULL, restore_signals=False)
-            # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1, which would pass for
-            # the host's exit code.
+            # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1, which would look
+            # like the host's exit code.
             with contextlib.suppress(BrokenPipeError):
                 if self.do("pid"):
                     return

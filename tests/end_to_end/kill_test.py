@@ -196,8 +196,8 @@ class KillTest(EndToEndTest):
                     self.kills.append(time.time())
 
     def end_half_started(self):
-        """Ends companions that never ran their first instruction. A process that is ended while it starts another leaves
-        the other one so, with the host's output open. Neither can do anything about it: the system does it in steps."""
+        """Ends companions that never ran their first instruction. A process that is ended while it starts another one
+        leaves that so, with the host's output open. Neither can prevent it: the system starts a process in steps."""
         for pid in self.living("monitor") + self.living("handler"):
             try:
                 if "kernel32.dll" not in Path(f"/proc/{pid}/maps").read_text():

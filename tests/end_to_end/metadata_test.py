@@ -25,7 +25,7 @@ class MetadataTest(EndToEndTest):
         attachment = self.folder / "extra ü.txt"
         attachment.write_text("extra")
         host = self.host(user="first", key="K")
-        values = {"user": "Jürgen 中", "email": "a@b", "notes": "n" * 25000, "userDescription": "d" * 25000,
+        values = {"user": "Jürgen 中", "email": "e" * 5000, "notes": "n" * 25000, "userDescription": "d" * 25000,
                   "key": "", "environment": "staging"}
         for name, value in values.items():
             setter = {"userDescription": "set_user_description"}.get(name, "set_" + name)
@@ -43,7 +43,7 @@ class MetadataTest(EndToEndTest):
         self.assertEqual({"capture", "crash"}, {self.record(folder)["reportKind"] for folder in folders})
         for folder in folders:
             record = self.record(folder)
-            expected = {**values, "notes": "n" * 20480, "userDescription": "d" * 20480, "attachments": ["extra ü.txt"],
+            expected = {**values, "email": "e" * 4096, "notes": "n" * 20480, "userDescription": "d" * 20480, "attachments": ["extra ü.txt"],
                         "attributes": {"größe": "v" * 4096, "k" * 250: "long name"}}
             self.assertEqual(expected, {key: record[key] for key in expected})
             self.assertEqual("extra", (folder / "extra ü.txt").read_text())

@@ -103,7 +103,8 @@ class SecurityTest(ServiceTest):
         host = self.host()
         split = "1 HTTP/1.1\r\nX-Evil: 1\r\n\r\nGET /evil"
         for fields in ({"crashTypeId": split}, {"crashTime": split}, {"appName": split}, {"appVersion": split},
-                       {"user": f'x"\r\n--{split}'}, {"attributes": {split: split}}, {"database": f"127.0.0.1:{SERVICE_PORT}/{split}?"},
+                       {"user": f'x"\r\n--{split}'}, {"attributes": {split: split}},
+                       {"database": f"127.0.0.1:{SERVICE_PORT}/{split}?"},
                        {"database": "127\0"}, {"database": "user:password@127"}):
             with self.subTest(fields=fields):
                 before = len(self.service.requests)

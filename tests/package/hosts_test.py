@@ -75,7 +75,7 @@ class HostsTest(PackageTest):
         self.service = start_service(self, self.folder / f"service {name}")
 
     def run_host(self, program, *arguments):
-        """The exit code of a host, and what it said. Into a file: a reporter that outlives the host holds a pipe open."""
+        """The exit code of a host, and what it said. Into a file: a reporter that lives longer holds a pipe open."""
         with open(self.folder / "output.txt", "w+b") as output:
             host = wine(program, *arguments, cwd=self.folder, stdout=output, stderr=subprocess.STDOUT)
             try:

@@ -114,16 +114,19 @@ VIOLATIONS = [
         ({"body": make_zip("folder/a.txt")}, "archive-names"), ({"body": make_zip("folder\\a.txt")}, "archive-names"))],
     *[("commit", change, check) for change, check in (
         ({"method": "PUT"}, "method"), ({"target": replaced("md5=", "no=")}, "query"),
-        ({"target": replaced("s3Key=", "no=")}, "s3-key"), ({"target": replaced("signature=", "signature=0")}, "s3-key"),
+        ({"target": replaced("s3Key=", "no=")}, "s3-key"),
+        ({"target": replaced("signature=", "signature=0")}, "s3-key"),
         ({"target": replaced("https://", "https%3A%2F%2F")}, "s3-key"), ({"target": replaced("md5=", "md5=0")}, "md5"),
         ({"target": replaced("crashTypeId=1", "crashTypeId=2")}, "query"),
         ({"target": replaced("2024-05-06T07:08:09Z", "")}, "query"),
         ({"target": replaced("/api/commit", "/api/commute")}, "path"), ({"type": "text/plain"}, "content-type"),
         ({"type": "multipart/form-data; boundary=----WrenfallFormBoundary1"}, "content-type"),
-        ({"body": make_form()[:-2]}, "form"), ({"body": b"x" + make_form()}, "form"), ({"body": make_form() + b"x"}, "form"),
+        ({"body": make_form()[:-2]}, "form"),
+        ({"body": b"x" + make_form()}, "form"), ({"body": make_form() + b"x"}, "form"),
         ({"body": make_form(user="\0").replace(b"\0", b"\xff")}, "form"),
         ({"body": make_form(FORM_FIELDS[:-1])}, "form-fields"), ({"body": make_form(FORM_FIELDS[::-1])}, "form-fields"),
-        ({"body": make_form(attributes="{")}, "attributes"), ({"body": make_form(attributes='{"a":1}')}, "attributes"))],
+        ({"body": make_form(attributes="{")}, "attributes"),
+        ({"body": make_form(attributes='{"a":1}')}, "attributes"))],
 ]
 
 
@@ -255,7 +258,8 @@ class CrashServiceTest(unittest.TestCase):
         with socket.create_server(("127.0.0.1", 0)) as taken:
             port = taken.getsockname()[1]
             done = self.run_tool(*common, "--port", port)
-            self.assertEqual((2, f"crash_service: port {port} of 127.0.0.1 is in use\n"), (done.returncode, done.stderr))
+            self.assertEqual((2, f"crash_service: port {port} of 127.0.0.1 is in use\n"),
+                             (done.returncode, done.stderr))
         self.assertEqual(1, self.run_tool("--summary", self.directory / "none").returncode)
         self.assertEqual(2, self.run_tool(*common, "--fail", "first:status=1").returncode)
         self.assertEqual(0, self.run_tool(*common, "--lifetime", 0.2).returncode)
