@@ -11,11 +11,12 @@ std::vector<std::string> program_arguments();
 
 enum class TextStream { kOutput, kError };
 
-// Writes UTF-8 text to the stream that this program was given, else to the console of whoever
-// started it, else nowhere. Never opens a console. False when not all of it was written.
+// Writes UTF-8 text to the stream that this program was given. Without one it writes to the console
+// of the process that started it; without that, nowhere. Never opens a console. False when not all
+// of the text was written.
 bool print_text(TextStream stream, const std::string& text);
 
-// Whether somebody watches what is written to the stream.
+// Whether the stream is a console, where a person can see the text.
 bool is_console(TextStream stream);
 
 }  // namespace wrenfall

@@ -17,7 +17,7 @@ struct LocalDeleter {
   void operator()(wchar_t** memory) const { LocalFree(memory); }
 };
 
-// A console takes only so much at once.
+// A console refuses longer texts in one call.
 constexpr size_t kConsolePiece = 8192;
 
 bool write_to_console(HANDLE console, const std::wstring& text) {

@@ -10,7 +10,7 @@ std::string size_text(uint64_t bytes) {
   static constexpr std::array kUnits = {" KB", " MB", " GB", " TB"};
   auto tenths = static_cast<double>(bytes) / 1024 * 10;
   size_t unit = 0;
-  // Also what would be rounded up to 1024.0 is shown in the next unit.
+  // A size that would be rounded up to 1024.0 is shown in the next unit too.
   while (tenths >= 10239.5 && unit + 1 < kUnits.size()) {
     tenths /= 1024;
     ++unit;

@@ -6,8 +6,8 @@
 
 namespace wrenfall {
 
-// "31 bytes", "619.1 KB", "1.5 MB": units of 1024 as the system's own windows show them, rounded to
-// the nearest.
+// "31 bytes", "619.1 KB", "1.5 MB": in units of 1024, as in the system's own windows, rounded to the
+// nearest tenth.
 std::string size_text(uint64_t bytes);
 
 }  // namespace wrenfall

@@ -85,7 +85,8 @@ bool DialogControls::create(HWND dialog) {
         reinterpret_cast<HMENU>(static_cast<INT_PTR>(kind.id)), GetModuleHandleW(nullptr), nullptr);
     if (control == nullptr) return false;
   }
-  // A character is at least a byte; what is too long in bytes is cut when it is saved.
+  // These limits count characters, each of which has at least one byte. A text that has too many
+  // bytes is cut when it is saved.
   SendMessageW(get(kEmail), EM_SETLIMITTEXT, kMaxEmailBytes, 0);
   SendMessageW(get(kDescription), EM_SETLIMITTEXT, kMaxDescriptionBytes, 0);
   SendMessageW(get(kFiles), LVM_SETEXTENDEDLISTVIEWSTYLE, LVS_EX_FULLROWSELECT | LVS_EX_LABELTIP,
@@ -110,7 +111,7 @@ void DialogControls::show(ControlId id, bool visible) const {
 }
 
 bool DialogControls::is_shown(ControlId id) const {
-  // Not IsWindowVisible: the dialog itself may be hidden.
+  // IsWindowVisible would say no while the dialog itself is hidden.
   return (GetWindowLongPtrW(get(id), GWL_STYLE) & WS_VISIBLE) != 0;
 }
 

@@ -12,7 +12,7 @@
 
 namespace wrenfall::reporter {
 
-// IDOK and IDCANCEL are what the dialog manager makes of Enter and Escape.
+// The dialog manager turns Enter into IDOK and Escape into IDCANCEL.
 enum ControlId : int {
   kSendButton = IDOK,
   kCloseButton = IDCANCEL,
@@ -36,9 +36,9 @@ enum ControlId : int {
   kOpenFolderButton,
 };
 
-// The child windows of the dialog. They are made in their tab order with each label right before
-// its field, from which screen readers take the field's name. Belongs to the dialog's thread; the
-// windows go with the dialog.
+// The child windows of the dialog. They are created in their tab order. Each label comes right before
+// its field, because screen readers take the field's name from there. Used by the dialog's thread
+// alone; the system destroys the windows together with the dialog.
 class DialogControls {
  public:
   // False when a control could not be made.
@@ -53,7 +53,7 @@ class DialogControls {
   void set_icon(HICON icon) const;
 
   void use_fonts(const DialogFonts& fonts) const;
-  // The place that the control's text needs in its font.
+  // The space that the control's text needs in its font.
   int text_height(ControlId id, int width) const;
   int text_width(ControlId id) const;
   int line_height() const;

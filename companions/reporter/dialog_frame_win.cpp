@@ -14,8 +14,8 @@
 namespace wrenfall::reporter {
 namespace {
 
-// A dialog without controls, the form that the system wants it in: header, no menu, the standard
-// class, no title.
+// The dialog template that the system takes, here without controls: a header, and then zeros for "no
+// menu", "standard class" and "no title".
 struct EmptyTemplate {
   DLGTEMPLATE header{
       WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, WS_EX_CONTROLPARENT | WS_EX_APPWINDOW, 0, 0, 0, 0, 0};
@@ -116,18 +116,20 @@ void DialogFrame::show(Page page, const std::string& title, const wchar_t* icon,
   if (hidden_) {
     hidden_ = false;
     ShowWindow(window_, SW_SHOWNORMAL);
-    // Refused, with a blinking task bar, while the user works with another program.
+    // While the user works with another program, the system refuses this and makes the task bar blink.
     SetForegroundWindow(window_);
   }
   focus_ = focus;
-  // Without the activation, which then comes with the user's click, the focus does not stay.
+  // In a window that is not active the focus does not stay. It is set again when the user's click
+  // activates the window.
   focus_is_due_ = GetActiveWindow() != window_;
   take_focus();
 }
 
 void DialogFrame::take_focus() {
   SendMessageW(window_, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(controls_.get(focus_)), TRUE);
-  // The dialog manager selects a field's text, which the next key would replace.
+  // The dialog manager selects the field's text, so the next key would replace it. Put the cursor
+  // behind the text instead.
   if (focus_ == kDescription) SendMessageW(controls_.get(focus_), EM_SETSEL, INT_MAX, INT_MAX);
 }
 

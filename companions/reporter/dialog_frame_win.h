@@ -13,17 +13,23 @@
 
 namespace wrenfall::reporter {
 
+// What the dialog's owner is told. Called on the window's thread.
 class DialogEvents {
  public:
   virtual ~DialogEvents() = default;
   virtual void on_button(ControlId id) = 0;
-  virtual void on_close() = 0;  // the window's button, Escape, or kCloseButton; it stays for now
-  virtual void on_message(UINT message) = 0;  // from WM_APP on
-  virtual void on_session_end() = 0;          // the process ends when this returns
+  // The user wants to close the window, by its title bar, Escape or kCloseButton. It stays open until
+  // DialogFrame::close() is called.
+  virtual void on_close() = 0;
+  // A message that the program posted to itself: WM_APP or above.
+  virtual void on_message(UINT message) = 0;
+  // The user logs off. The system may end the process as soon as this returns.
+  virtual void on_session_end() = 0;
 };
 
-// The window: its look, its pages, its messages; what they mean is the events' affair. The fonts,
-// the icon and the layout follow the monitor's dots per inch. All of it on one thread.
+// The window with its look and its pages. It passes what the user does to `events`, which decides
+// what happens. Fonts, icon and layout follow the dots per inch of the monitor that the window is on.
+// All calls are made on one thread.
 class DialogFrame {
  public:
   DialogFrame(DialogEvents& events, std::filesystem::path logo);
@@ -31,22 +37,23 @@ class DialogFrame {
   DialogFrame(const DialogFrame&) = delete;
   DialogFrame& operator=(const DialogFrame&) = delete;
 
-  // False when there is no display, for example.
+  // False when the system cannot create the window, for example because there is no display.
   bool create();
   HWND window() const { return window_; }
   DialogControls& controls() { return controls_; }
   Page page() const { return page_; }
 
-  // Shows the page with what is optional on it, also when the window was hidden. The icon is one of
-  // the system's, for where there is no logo.
+  // Shows the page with these of its optional controls, and the window if it was hidden. `icon` names
+  // one of the system's icons, which is used where there is no logo.
   void show(Page page, const std::string& title, const wchar_t* icon, ControlId focus,
             const std::vector<ControlId>& optional = {});
   void hide();
   bool is_hidden() const { return hidden_; }
   void close();
-  // Serves the window until it is closed.
+  // Handles the window's messages until it is closed.
   void run();
 
+  // Message boxes: one with an OK button, and one that asks yes or no.
   void tell(const std::string& text);
   bool confirm(const std::string& question);
 
@@ -76,7 +83,7 @@ class DialogFrame {
   Page page_ = Page::kAsk;
   ControlId focus_ = kDescription;
   bool focus_is_due_ = false;
-  bool ready_ = false;  // has its controls
+  bool ready_ = false;  // the controls exist
   bool hidden_ = true;
 };
 

@@ -5,7 +5,7 @@
 namespace wrenfall::reporter {
 namespace {
 
-// Takes up to `wanted` and then up to `gap` from `available`.
+// What is cut off a length, and what is left of it after the gap.
 struct Cut {
   int taken;
   int left;

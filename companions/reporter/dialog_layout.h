@@ -10,13 +10,13 @@ struct Box {
   int height = 0;
 };
 
-// A rectangle that is cut up into the places of controls. Whatever does not fit gets what there is,
-// down to nothing; no size is ever negative.
+// A rectangle from which the places of controls are cut. A control that does not fit gets the space
+// that is left, which may be none. No size is ever negative.
 class FreeSpace {
  public:
   explicit FreeSpace(Box box) : box_(box) {}
 
-  // A strip of that thickness along a side. `gap` is left free beyond it.
+  // Cuts off a strip of that thickness along a side. `gap` stays empty between it and the rest.
   Box take_top(int height, int gap);
   Box take_bottom(int height, int gap);
   Box take_left(int width, int gap);

@@ -14,7 +14,8 @@ Function find_function(const wchar_t* module, const char* name) {
       reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(module), name)));
 }
 
-// Not in every Windows 10, in Wine, or in every compiler's import libraries.
+// Functions that some versions of Windows 10, Wine, or some compilers' import libraries lack. A
+// pointer is null where the system does not have the function.
 struct SystemFunctions {
   using GetDpi = UINT(WINAPI*)(HWND);
   using GetParameters = BOOL(WINAPI*)(UINT, UINT, void*, UINT, UINT);

@@ -23,8 +23,8 @@ struct IconTraits {
 };
 using ScopedIcon = ScopedHandle<IconTraits>;
 
-// The dots per inch of the monitor that the window is on; of the system where the former cannot be
-// asked.
+// The dots per inch of the monitor that the window is on. Where the system cannot tell, those of the
+// whole system.
 unsigned dpi_of(HWND window);
 
 // The user's font for messages, and a larger one for headings.
@@ -34,12 +34,12 @@ struct DialogFonts {
 };
 DialogFonts make_dialog_fonts(unsigned dpi);
 
-// Keeps the system from scaling the dialog's controls by itself when the dots per inch change: the
-// dialog lays itself out.
+// Tells the system not to scale the dialog's controls when the dots per inch change: the dialog lays
+// itself out.
 void take_over_scaling(HWND dialog);
 
-// The logo of that file, else, also when the file is no icon or the path is empty, the system's
-// icon of that name (IDI_WARNING and so on). `size` in pixels.
+// The icon in the file `logo`. When the path is empty or the file is no icon, the system's icon of
+// that name (IDI_WARNING and so on). `size` is in pixels.
 ScopedIcon load_dialog_icon(const std::filesystem::path& logo, const wchar_t* system_icon,
                             int size);
 

@@ -6,22 +6,22 @@
 
 namespace wrenfall::reporter {
 
-// What the dialog shows, one after the other; from kResult back to kSending with another attempt.
+// The dialog's pages, in this order. Another attempt goes from kResult back to kSending.
 enum class Page { kAsk, kSending, kResult };
 
-// Shows the controls of the page and hides the others. What is optional on the result page (the
-// support page's address, the details, another attempt) is hidden; show it afterwards.
+// Shows the controls of the page and hides the others. The optional controls of the result page (the
+// support page's address, the details, "Try again") are hidden; the caller shows those it needs.
 void show_page(const DialogControls& controls, Page page);
 
-// Gives the shown controls of the page their places in a client area of that size in pixels.
+// Places the visible controls of the page in a client area of that size in pixels.
 void lay_out_page(const DialogControls& controls, Page page, int width, int height, unsigned dpi);
 
-// The edge of the icon, and of the client area, at 96 dots an inch.
+// The edge of the icon at 96 dots an inch.
 inline constexpr int kIconSize = 32;
 // The height of the strip with the buttons at the bottom.
 int footer_height(unsigned dpi);
 
-// Of the client area, at 96 dots an inch.
+// The size of the client area at 96 dots an inch.
 inline constexpr int kDialogWidth = 520;
 inline constexpr int kSmallestWidth = 400;
 int page_height(Page page);

@@ -6,72 +6,87 @@ namespace wrenfall::reporter {
 namespace {
 
 struct Entry {
-  const char* key;
-  const char* text;
+  Text text;
+  const char* key;  // in a theme's file
+  const char* english;
 };
 
 constexpr Entry kEntries[] = {
-    {"title", "{application} - Problem report"},
-    {"titleSending", "{application} - Sending the report"},
-    {"titleSent", "{application} - Report sent"},
-    {"titleNotSent", "{application} - Report not sent"},
-    {"headingCrash", "{application} has stopped working"},
-    {"headingHang", "{application} has stopped responding"},
-    {"headingOther", "{application} has made a problem report"},
-    {"intro",
-     "A report was made that helps to find and mend the cause. It consists of the files below and "
+    {Text::kTitle, "title", "{application} - Problem report"},
+    {Text::kTitleSending, "titleSending", "{application} - Sending the report"},
+    {Text::kTitleSent, "titleSent", "{application} - Report sent"},
+    {Text::kTitleNotSent, "titleNotSent", "{application} - Report not sent"},
+    {Text::kHeadingCrash, "headingCrash", "{application} has stopped working"},
+    {Text::kHeadingHang, "headingHang", "{application} has stopped responding"},
+    {Text::kHeadingOther, "headingOther", "{application} has made a problem report"},
+    {Text::kIntro, "intro",
+     "A report was made that helps to find and fix the problem. It consists of the files below and "
      "facts about the program and this computer. Please send it, and say what you know."},
-    {"filesLabel", "Files that &will be sent ({count}, {size}):"},
-    {"fileColumn", "File"},
-    {"sizeColumn", "Size"},
-    {"openFolder", "&Open folder"},
-    {"emailLabel", "E-&mail address, if you may be asked about the problem (optional):"},
-    {"descriptionLabel", "What &happened? What did you do before? (optional)"},
-    {"closeHint",
+    {Text::kFilesLabel, "filesLabel", "Files that &will be sent ({count}, {size}):"},
+    {Text::kFileColumn, "fileColumn", "File"},
+    {Text::kSizeColumn, "sizeColumn", "Size"},
+    {Text::kOpenFolder, "openFolder", "&Open folder"},
+    {Text::kEmailLabel, "emailLabel",
+     "E-&mail address, if you may be asked about the problem (optional):"},
+    {Text::kDescriptionLabel, "descriptionLabel",
+     "What &happened? What did you do before? (optional)"},
+    {Text::kCloseHint, "closeHint",
      "If you close this window without choosing, the report stays on this computer, and "
      "{application} may send it later."},
-    {"send", "&Send report"},
-    {"dontSend", "&Don't send"},
-    {"close", "&Close"},
-    {"tryAgain", "&Try again"},
-    {"headingSending", "Sending the report"},
-    {"sending",
+    {Text::kSend, "send", "&Send report"},
+    {Text::kDontSend, "dontSend", "&Don't send"},
+    {Text::kClose, "close", "&Close"},
+    {Text::kTryAgain, "tryAgain", "&Try again"},
+    {Text::kHeadingSending, "headingSending", "Sending the report"},
+    {Text::kSending, "sending",
      "This can take a while. You may close the window: sending goes on, and the window comes back "
      "if it fails."},
-    {"headingSent", "The report was sent"},
-    {"sent", "Thank you. It helps to find and mend the cause."},
-    {"headingNotSent", "The report was not sent"},
-    {"incomplete", "The report lacks something that the service needs."},
-    {"unreadable", "The files of the report could not be read, or there is no room to pack them."},
-    {"unreachable", "The service could not be reached. Is this computer connected to the network?"},
-    {"serviceFailed", "The service could not take the report (HTTP status {status})."},
-    {"slowDown", "The service gets too many reports at present and did not accept this one."},
-    {"rejected", "The service did not accept the report."},
-    {"failedOtherwise", "Something unexpected went wrong."},
-    {"gone", "The report is not there any more. Another program has sent or deleted it."},
-    {"kept", "The report is kept on this computer for another attempt."},
-    {"deleted", "The report was deleted from this computer."},
-    {"supportLabel", "There is a page with &advice about this problem:"},
-    {"detailsLabel", "D&etails:"},
-    {"saveFailed",
+    {Text::kHeadingSent, "headingSent", "The report was sent"},
+    {Text::kSent, "sent", "Thank you. It helps to find and fix the problem."},
+    {Text::kHeadingNotSent, "headingNotSent", "The report was not sent"},
+    {Text::kIncomplete, "incomplete", "The report lacks something that the service needs."},
+    {Text::kUnreadable, "unreadable",
+     "The files of the report could not be read, or there is no room to pack them."},
+    {Text::kUnreachable, "unreachable",
+     "The service could not be reached. Is this computer connected to the network?"},
+    {Text::kServiceFailed, "serviceFailed",
+     "The service could not take the report (HTTP status {status})."},
+    {Text::kSlowDown, "slowDown",
+     "The service gets too many reports at present and did not accept this one."},
+    {Text::kRejected, "rejected", "The service did not accept the report."},
+    {Text::kFailedOtherwise, "failedOtherwise", "Something unexpected went wrong."},
+    {Text::kGone, "gone",
+     "The report is not there any more. Another program has sent or deleted it."},
+    {Text::kKept, "kept", "The report is kept on this computer for another attempt."},
+    {Text::kDeleted, "deleted", "The report was deleted from this computer."},
+    {Text::kSupportLabel, "supportLabel", "There is a page with &advice about this problem:"},
+    {Text::kDetailsLabel, "detailsLabel", "D&etails:"},
+    {Text::kSaveFailed, "saveFailed",
      "Your e-mail address and description could not be saved, so nothing was sent. The report is "
      "still there, and so is what you typed. Is the disk full?"},
-    {"closeUnsaved",
+    {Text::kCloseUnsaved, "closeUnsaved",
      "Your e-mail address and description could not be saved and will be lost. The report stays on "
      "this computer. Close nevertheless?"},
-    {"discardFailed",
+    {Text::kDiscardFailed, "discardFailed",
      "Not all files of the report could be deleted. Perhaps another program has one open. The "
      "report will not be sent."},
 };
-static_assert(sizeof kEntries / sizeof *kEntries == static_cast<size_t>(Text::kCount));
+
+// Whether the row of each text is found at the text's own number.
+constexpr bool rows_are_in_order() {
+  size_t number = 0;
+  for (const Entry& entry : kEntries) {
+    if (static_cast<size_t>(entry.text) != number++) return false;
+  }
+  return number == static_cast<size_t>(Text::kCount);
+}
+static_assert(rows_are_in_order());
 
 }  // namespace
 
 DialogTexts::DialogTexts() {
-  for (size_t i = 0; i < texts_.size(); ++i) texts_[i] = kEntries[i].text;
+  for (const Entry& entry : kEntries) at(entry.text) = entry.english;
 }
-
-const char* DialogTexts::key(Text text) { return kEntries[static_cast<size_t>(text)].key; }
 
 void DialogTexts::override_from(const std::string& json,
                                 const std::function<void(const std::string&)>& warn) {
@@ -80,14 +95,14 @@ void DialogTexts::override_from(const std::string& json,
     warn("not a JSON object in UTF-8");
     return;
   }
-  for (size_t i = 0; i < texts_.size(); ++i) {
-    const auto member = object.find(kEntries[i].key);
+  for (const Entry& entry : kEntries) {
+    const auto member = object.find(entry.key);
     if (member == object.end()) continue;
     const auto* const text = member->get_ptr<const std::string*>();
     if (text != nullptr && !text->empty() && text->size() <= kMaxTextBytes) {
-      texts_[i] = *text;
+      at(entry.text) = *text;
     } else {
-      warn(std::string("\"") + kEntries[i].key + "\" is not a text of 1 to " +
+      warn(std::string("\"") + entry.key + "\" is not a text of 1 to " +
            std::to_string(kMaxTextBytes) + " bytes");
     }
   }

@@ -9,7 +9,8 @@
 
 namespace wrenfall::reporter {
 
-// Everything that the dialog says. The order is that of the table in dialog_texts.cpp.
+// Everything that the dialog says. The table in dialog_texts.cpp holds the rows in the same order,
+// which the compiler checks.
 enum class Text {
   kTitle,
   kTitleSending,
@@ -53,27 +54,27 @@ enum class Text {
   kCount,
 };
 
-// The texts, and under which key a theme may replace each. UTF-8; "&" marks the access key of a
-// label or a button. Values in braces, for example {application}, are filled in when a text is
-// shown. A plain value.
+// The texts, in UTF-8. A theme may replace each under the text's key. "&" marks the access key of a
+// label or a button. A name in braces, for example {application}, is replaced by its value when the
+// text is shown. Can be copied.
 class DialogTexts {
  public:
   DialogTexts();
 
-  // Replaces the texts that the JSON object names. Unknown keys are ignored. What is not a text, is
-  // empty, or is longer than kMaxTextBytes is left out with a warning. A text that is no JSON
-  // object changes nothing, with a warning.
+  // Replaces the texts that the JSON object names. Unknown keys are ignored. A value that is not a
+  // text, is empty, or is longer than kMaxTextBytes is ignored with a warning. When `json` is not a
+  // JSON object, nothing changes, and there is a warning.
   void override_from(const std::string& json, const std::function<void(const std::string&)>& warn);
 
   const std::string& operator[](Text text) const { return texts_[static_cast<size_t>(text)]; }
-  // With "{name}" replaced by its value, once: what a value holds is never looked at again.
+  // The text with each "{name}" replaced by its value. Braces in a value are left as they are.
   std::string filled(Text text, const std::map<std::string, std::string>& values) const;
-
-  static const char* key(Text text);
 
   static constexpr size_t kMaxTextBytes = 1000;
 
  private:
+  std::string& at(Text text) { return texts_[static_cast<size_t>(text)]; }
+
   std::array<std::string, static_cast<size_t>(Text::kCount)> texts_;
 };
 

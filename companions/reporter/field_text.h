@@ -7,14 +7,15 @@
 
 namespace wrenfall::reporter {
 
-// As much as the library takes for the same facts, in bytes of UTF-8.
+// The library's own limits for the same two facts, in bytes of UTF-8.
 inline constexpr size_t kMaxEmailBytes = 4096;
 inline constexpr size_t kMaxDescriptionBytes = 20480;
 
-// The first `bytes` bytes of UTF-8, or a little less: no character is cut in two.
+// The first `bytes` bytes of the text, or a few less, so that no UTF-8 character is cut in two.
 std::string cut_text(std::string_view text, size_t bytes);
 
-// Line ends as the system's text fields have them ("\r\n"), and as a record has them ("\n").
+// Converts line ends: to_field() gives "\r\n", which the system's text fields need; from_field() gives
+// "\n", which records hold.
 std::string to_field(std::string_view text);
 std::string from_field(std::string_view text);
 

@@ -13,8 +13,8 @@ struct ListedFile {
   uint64_t bytes = 0;
 };
 
-// The files of a report folder that are sent, by name: the upload leaves out its own files. Empty
-// when the folder cannot be read.
+// The files of a report folder that an upload packs, in the order of their names. Empty when the
+// folder cannot be read.
 std::vector<ListedFile> list_files_to_send(const std::filesystem::path& folder);
 
 uint64_t total_size(const std::vector<ListedFile>& files);

@@ -3,12 +3,13 @@
 #include <algorithm>
 
 #include "reporter/field_text.h"
+#include "support/result_names.h"
 
 namespace wrenfall::reporter {
 namespace {
 
 constexpr int32_t kHttpTooManyRequests = 429;
-constexpr size_t kMaxErrorBytes = 2000;  // a service answers with whole pages
+constexpr size_t kMaxErrorBytes = 2000;  // some services answer with whole web pages
 constexpr size_t kMaxAddressBytes = 2000;
 
 Text reason_for(const SendOutcome& outcome) {
@@ -31,7 +32,7 @@ Text reason_for(const SendOutcome& outcome) {
 
 std::string details_of(const UploadResult& upload) {
   if (upload.result == WRENFALL_OK) return "crash " + std::to_string(upload.crash_id);
-  std::string details = result_name(upload.result);
+  std::string details = name_and_number(upload.result);
   if (upload.http_status != 0) details += ", HTTP " + std::to_string(upload.http_status);
   if (!upload.error.empty()) details += "\n" + cut_text(upload.error, kMaxErrorBytes);
   return details;
@@ -46,24 +47,8 @@ bool starts_with_ignoring_case(const std::string& text, const std::string& prefi
 
 }  // namespace
 
-std::string result_name(wrenfall_result result) {
-  static constexpr struct {
-    wrenfall_result result;
-    const char* name;
-  } kNames[] = {
-      {WRENFALL_OK, "WRENFALL_OK"},
-      {WRENFALL_ERROR_INVALID_ARGUMENT, "WRENFALL_ERROR_INVALID_ARGUMENT"},
-      {WRENFALL_ERROR_FILE, "WRENFALL_ERROR_FILE"},
-      {WRENFALL_ERROR_TRANSPORT, "WRENFALL_ERROR_TRANSPORT"},
-      {WRENFALL_ERROR_SERVICE, "WRENFALL_ERROR_SERVICE"},
-      {WRENFALL_ERROR_REJECTED, "WRENFALL_ERROR_REJECTED"},
-  };
-  for (const auto& entry : kNames) {
-    if (entry.result == result) {
-      return std::string(entry.name) + " (" + std::to_string(result) + ")";
-    }
-  }
-  return std::to_string(result);
+std::string name_and_number(wrenfall_result result) {
+  return std::string(result_name(result)) + " (" + std::to_string(result) + ")";
 }
 
 OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts,
@@ -90,7 +75,8 @@ SupportPage support_page_for(const std::string& address, bool may_open) {
   if (address.empty()) return SupportPage::kNone;
   const bool is_web = starts_with_ignoring_case(address, "https://") ||
                       starts_with_ignoring_case(address, "http://");
-  // What is no part of an address could become an argument of its own for the browser.
+  // These characters are not allowed in an address. A blank or a quotation mark, for example, could
+  // start another argument of the browser.
   const bool is_plain = std::all_of(address.begin(), address.end(), [](unsigned char c) {
     return c > ' ' && c < 0x7F && c != '"' && c != '<' && c != '>' && c != '\\' && c != '^' &&
            c != '`' && c != '{' && c != '|' && c != '}';

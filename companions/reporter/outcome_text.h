@@ -13,24 +13,24 @@ struct OutcomeText {
   std::string title;
   std::string heading;
   std::string explanation;  // what went wrong, and what became of the report
-  std::string details;      // for support: the result's name, the status, the service's words
+  std::string details;      // for support: the result's name, the HTTP status, the error text
 };
 
 OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts,
                             const std::string& application);
 
-// "WRENFALL_ERROR_TRANSPORT" and so on; the number for a value that has no name.
-std::string result_name(wrenfall_result result);
+// The result's constant and number, for example "WRENFALL_ERROR_TRANSPORT (10)".
+std::string name_and_number(wrenfall_result result);
 
-// What to do with the address of a support page, which the service names.
+// What to do with the address of a support page that the service sent.
 enum class SupportPage {
   kNone,    // there is none
   kShow,    // as text that can be copied
   kOpenIt,  // the same, and open it in the browser
 };
 
-// Only a plain web address is ever opened: the system would start whatever program belongs to any
-// other scheme.
+// Only a plain web address is ever opened. For any other scheme the system would start the program
+// that is registered for it.
 SupportPage support_page_for(const std::string& address, bool may_open);
 
 }  // namespace wrenfall::reporter

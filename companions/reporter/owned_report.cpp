@@ -14,7 +14,7 @@ namespace wrenfall::reporter {
 namespace fs = std::filesystem;
 
 OwnedReport::OwnedReport(fs::path folder, CrashData record, Logger& logger)
-    : folder_(std::move(folder)), record_(std::move(record)), logger_(&logger) {
+    : folder_(std::move(folder)), record_(std::move(record)), logger_(logger) {
   record_.ownerPid = current_process_id();
   write();
 }
@@ -27,7 +27,7 @@ OwnedReport::OwnedReport(OwnedReport&& other) noexcept
 OwnedReport::~OwnedReport() { give_back(); }
 
 std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& logger) {
-  // What is left to do is known when the host has finished with it.
+  // While the host is sending the folder, wait: it may be gone afterwards.
   const FolderClaim claim(folder);
   CrashData record;
   if (!load(folder, record)) return std::nullopt;
@@ -36,7 +36,7 @@ std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& log
 
 bool OwnedReport::write() {
   if (save(folder_, record_)) return true;
-  logger_->warn("Report record not written: %s", path_to_utf8(folder_).c_str());
+  logger_.warn("Report record not written: %s", path_to_utf8(folder_).c_str());
   return false;
 }
 
@@ -44,7 +44,7 @@ OwnedReport::Saved OwnedReport::save_answers(const std::string& email,
                                              const std::string& description) {
   const auto claim = FolderClaim::try_take(folder_);
   if (!claim) return Saved::kFailed;
-  // Saving would make a folder that is gone anew.
+  // Look first whether the folder is gone: saving would create it again.
   CrashData stored;
   if (!load(folder_, stored))
     return path_exists(folder_ / kCrashDataFile) ? Saved::kFailed : Saved::kGone;
@@ -59,16 +59,16 @@ SendOutcome OwnedReport::send(HttpClient* http) {
   SendRequest request;
   request.folder = folder_;
   request.edits.owner_pid = current_process_id();
-  const SendOutcome outcome = send_folder(http, request, *logger_);
+  const SendOutcome outcome = send_folder(http, request, logger_);
   const std::string name = path_to_utf8(folder_);
   if (outcome.not_sent) {
-    logger_->warn("Report not sent: %s is not there any more", name.c_str());
+    logger_.warn("Report not sent: %s is not there any more", name.c_str());
   } else if (outcome.upload.result == WRENFALL_OK) {
-    logger_->info("Report sent: %s (crash %lld)", name.c_str(),
-                  static_cast<long long>(outcome.upload.crash_id));
+    logger_.info("Report sent: %s (crash %lld)", name.c_str(),
+                 static_cast<long long>(outcome.upload.crash_id));
   } else {
-    logger_->error("Report not sent: %s: %s (http %d)", name.c_str(), outcome.upload.error.c_str(),
-                   outcome.upload.http_status);
+    logger_.error("Report not sent: %s: %s (http %d)", name.c_str(), outcome.upload.error.c_str(),
+                  outcome.upload.http_status);
   }
   return outcome;
 }
@@ -76,17 +76,18 @@ SendOutcome OwnedReport::send(HttpClient* http) {
 bool OwnedReport::discard() {
   const bool discarded = discard_report_folder(folder_.parent_path(), folder_);
   if (discarded) {
-    logger_->info("Report discarded by the user: %s", path_to_utf8(folder_).c_str());
+    logger_.info("Report discarded by the user: %s", path_to_utf8(folder_).c_str());
   } else {
-    logger_->error("Report not discarded: %s", path_to_utf8(folder_).c_str());
+    logger_.error("Report not discarded: %s", path_to_utf8(folder_).c_str());
   }
   return discarded;
 }
 
 void OwnedReport::give_back() {
   if (folder_.empty()) return;
-  // Whoever sends it just now does not need it back: the owner will be gone. Saving beside him could
-  // make a folder anew that he has deleted.
+  // Take the claim first: saving without it could create a folder again that another process has
+  // just deleted. Where another process holds the claim, the owner can stay in the record: it does not
+  // count once this process has ended.
   const auto claim = FolderClaim::try_take(folder_);
   if (claim && load(folder_, record_)) {
     record_.ownerPid = 0;

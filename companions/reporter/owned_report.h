@@ -14,21 +14,21 @@
 
 namespace wrenfall::reporter {
 
-// A report folder that this process owns, by the record in it, so that no other process takes it
-// for pending. Its states:
+// A report folder that this process owns: the record names it as the owner, so that no other process
+// takes the report for pending. The folder's states:
 //
 // 1. owned: from take() on.
-// 2. gone: sent, deleted by the rules of a failed attempt, or discarded.
-// 3. given back: nobody's again, and pending unless an attempt has left a result in it. Also after
-//    the end of this process without a word, as its owner does not run then.
+// 2. gone: sent, deleted by the retry rule, or discarded.
+// 3. given back: nobody owns it, and it is pending unless an attempt has left a result in it. When
+//    this process is killed, the folder is in the same state, because its owner does not run then.
 //
-// The host may still send the folder when it is told to by name; every step here finds out and
-// leaves what is gone alone. One thread at a time; the logger is the store's, as what it is told
-// outlives the folder.
+// The host may still send the folder by its name. So every step here checks whether the folder is
+// still there, and does nothing if it is gone. Used by one thread at a time. The logger writes to
+// the store's log, because the folder's own log is deleted with the folder.
 class OwnedReport {
  public:
-  // Waits for whoever sends the folder at this moment, then takes it over, whoever owned it.
-  // Nothing when the folder holds no readable record.
+  // Makes this process the folder's owner, also when another process owned it. While another process
+  // sends the folder, this waits. Nothing when the folder holds no readable record.
   static std::optional<OwnedReport> take(const std::filesystem::path& folder, Logger& logger);
   OwnedReport(OwnedReport&& other) noexcept;
   ~OwnedReport();
@@ -37,16 +37,17 @@ class OwnedReport {
   const CrashData& record() const { return record_; }
 
   enum class Saved { kYes, kFailed, kGone };
-  // Puts the user's words into the record and the folder, as far as a record may hold them.
+  // Saves the user's answers in the folder's record, cut to the lengths that a record may hold.
   Saved save_answers(const std::string& email, const std::string& description);
 
-  // One attempt, by the rules of every attempt. `http` may be null, which is a transport failure.
-  // Blocks for the upload.
+  // Makes one attempt to send the folder, and applies the retry rule. Without a client (`http` is
+  // null) the result is a transport failure. Blocks until the upload ends.
   SendOutcome send(HttpClient* http);
 
-  // Deletes the folder. False when something of it is left, or somebody sends it just now.
+  // Deletes the folder. False when not all of it could be deleted, or another process is sending it.
   bool discard();
 
+  // Clears the owner, so that the host finds the report pending.
   void give_back();
 
  private:
@@ -55,7 +56,7 @@ class OwnedReport {
 
   std::filesystem::path folder_;  // empty once it was moved from or given back
   CrashData record_;
-  Logger* logger_;
+  Logger& logger_;
 };
 
 }  // namespace wrenfall::reporter

@@ -23,8 +23,8 @@ namespace {
 constexpr UINT kSendingEnded = WM_APP;
 constexpr UINT kMarqueeStepMs = 30;
 
-// What the user sees and does, step by step. Everything runs on the thread that made it but the
-// sending itself, which alone uses the report while the page is kSending.
+// What the user sees and does, step by step. Everything runs on the thread that made the object,
+// except the sending itself: while the page is kSending, only the sender's thread uses the report.
 class ReportDialog : private DialogEvents {
  public:
   ReportDialog(OwnedReport& report, const DialogTexts& texts, const std::filesystem::path& logo,
@@ -73,7 +73,7 @@ class ReportDialog : private DialogEvents {
         Text::kFilesLabel,
         {{"count", std::to_string(files.size())}, {"size", size_text(total_size(files))}});
     controls().set_text(kFilesLabel, label);
-    // The list's own name for screen readers that do not look at the label before it.
+    // The list's name, for screen readers that do not read the label before it.
     controls().set_text(kFiles, label);
     controls().set_files(files);
     controls().set_text(kEmail, report_.record().email);
@@ -87,7 +87,8 @@ class ReportDialog : private DialogEvents {
                                                    : Text::kHeadingOther;
     set(kHeading, heading);
     set(kMessage, Text::kIntro);
-    // Not a button: whoever types while the window comes up must not have decided.
+    // The focus is not on a button: a user who is typing when the window appears must not press one
+    // by accident.
     frame_.show(Page::kAsk, filled(Text::kTitle), IDI_WARNING, kDescription);
   }
 
@@ -144,7 +145,7 @@ class ReportDialog : private DialogEvents {
         show_result();
         break;
       case OwnedReport::Saved::kFailed:
-        frame_.tell(filled(Text::kSaveFailed) + "\n\n" + result_name(WRENFALL_ERROR_FILE));
+        frame_.tell(filled(Text::kSaveFailed) + "\n\n" + name_and_number(WRENFALL_ERROR_FILE));
         break;
     }
   }
@@ -187,8 +188,8 @@ class ReportDialog : private DialogEvents {
     }
   }
 
-  // The process ends right after this. A report that is being sent needs nothing: its owner is gone
-  // then, so it is pending.
+  // The process ends right after this. Nothing is to be done for a report that is being sent: once
+  // its owner does not run any more, it is pending.
   void on_session_end() override {
     if (frame_.page() == Page::kSending) return;
     if (frame_.page() == Page::kAsk) save_answers();

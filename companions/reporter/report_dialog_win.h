@@ -11,14 +11,15 @@
 
 namespace wrenfall::reporter {
 
-// Asks the user about the report and does what they say; returns when the window is gone.
+// Asks the user about the report and does what they choose. Returns when the window is closed.
 //
-// "Send" saves what was typed and sends; "Don't send" deletes the report. Closing the window
-// without either, Escape included, is no decision: what was typed is saved and the report stays in
-// the store, as it does when the user logs off. Closing while the report is being sent only hides
-// the window: the attempt runs to its end, and the window comes back when it fails.
+// "Send" saves what was typed and sends the report; "Don't send" deletes it. A user who closes the
+// window, with Escape for example, or logs off has decided nothing: what was typed is saved, and the
+// report stays in the store. Closing the window while the report is being sent only hides it: the
+// attempt goes on, and the window comes back if it fails.
 //
-// The result of the last attempt; WRENFALL_OK when there was none. `logo` is an icon file or empty.
+// Returns the result of the last attempt, or WRENFALL_OK when there was none. `logo` is an icon file
+// or empty.
 wrenfall_result run_report_dialog(OwnedReport& report, const DialogTexts& texts,
                                   const std::filesystem::path& logo, Logger& logger);
 

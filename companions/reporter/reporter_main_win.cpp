@@ -9,6 +9,7 @@
 #include <string>
 
 #include "common/program_io.h"
+#include "report/store/upload_policy.h"
 #include "reporter/owned_report.h"
 #include "reporter/report_dialog_win.h"
 #include "reporter/reporter_options.h"
@@ -46,9 +47,9 @@ int refuse(const std::string& reason, Logger& logger) {
   return WRENFALL_ERROR_INVALID_ARGUMENT;
 }
 
-// A policy that this version does not know is one that asks, as in the monitor.
+// A policy that this version does not know counts as dialog, as in the monitor.
 bool asks_the_user(const CrashData& record) {
-  return record.uploadPolicy != "quiet" && record.uploadPolicy != "manual";
+  return known_upload_policy(record.uploadPolicy) == kPolicyDialog;
 }
 
 int show_dialog(OwnedReport& report, Logger& logger) {
@@ -56,7 +57,7 @@ int show_dialog(OwnedReport& report, Logger& logger) {
     logger.warn("Nobody can be asked on this desktop; the report stays in the store");
     return WRENFALL_OK;
   }
-  // The shell opens folders and pages through COM.
+  // The shell needs COM to open folders and web pages.
   const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
   const fs::path theme = utf8_to_path(report.record().themeDir);
   const int result = run_report_dialog(report, load_theme_texts(theme, logger),
@@ -74,7 +75,8 @@ int serve(const fs::path& folder, Logger& logger) {
 }
 
 int run() {
-  // Nothing that a system library loads later is to come from the program's or the current folder.
+  // Libraries that the system loads later must not come from the program's or the current folder,
+  // where others may have put files of the same names.
   SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   const ReporterOptions options = parse_reporter_options(program_arguments());

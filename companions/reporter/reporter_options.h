@@ -11,8 +11,9 @@ struct ReporterOptions {
 
   Request request = Request::kSend;
   std::string error;  // why the arguments are unusable
-  std::string
-      folder;  // the report folder, UTF-8; set also for unusable arguments, when they name one
+  // The report folder in UTF-8. Unusable arguments may name one too, in whose store the error is
+  // logged.
+  std::string folder;
 };
 
 // `arguments` without the program's name.

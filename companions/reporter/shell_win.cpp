@@ -10,7 +10,7 @@
 namespace wrenfall::reporter {
 namespace {
 
-// Values above this are success.
+// ShellExecute returns an error up to this value, and success above it.
 constexpr INT_PTR kLargestShellError = 32;
 
 bool open(HWND owner, const std::wstring& target) {
@@ -22,7 +22,7 @@ bool open(HWND owner, const std::wstring& target) {
 }  // namespace
 
 bool open_folder(HWND owner, const std::filesystem::path& folder) {
-  // Without the separator the system could take a program "<folder>.exe" beside it.
+  // Without the separator the system could start a program "<folder>.exe" that lies beside it.
   return open(owner, folder.native() + L"\\");
 }
 

@@ -8,10 +8,11 @@
 
 namespace wrenfall::reporter {
 
-// Shows the folder in the file manager; false when there is none that does.
+// Shows the folder in the file manager. False when the system could not open it.
 bool open_folder(HWND owner, const std::filesystem::path& folder);
 
-// Opens an address that support_page_for allows in the user's browser.
+// Opens the address in the user's browser. False when the system could not. The caller has checked
+// the address with support_page_for().
 bool open_web_page(HWND owner, const std::string& address);
 
 // Whether this process has a desktop that a user sees; a service has none.

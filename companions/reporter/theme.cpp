@@ -21,7 +21,8 @@ constexpr uint32_t kMaxIconPixels = 256;
 constexpr size_t kMinImageBytes = 40;  // the size of a bitmap's header
 constexpr std::string_view kPngStart("\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR", 16);
 
-// False, with a warning where something of the name is there, when the file cannot be taken.
+// False when there is no file of that name, and, with a warning, when it cannot be read or is larger
+// than `max_bytes`.
 bool read_theme_file(const fs::path& path, uint64_t max_bytes, Logger& logger, std::string& bytes) {
   if (!path_exists(path)) return false;
   const auto size = size_of_file(path);
@@ -56,7 +57,7 @@ bool is_harmless_image(std::string_view image) {
   if (image.substr(0, kPngStart.size()) == kPngStart) {
     return is_small(big32(image, 16), big32(image, 20));
   }
-  // A bitmap without compression, whose height counts picture and mask.
+  // Otherwise it must be a bitmap without compression. Its height counts the picture and the mask.
   const uint32_t width = little32(image, 4);
   const uint32_t height = little32(image, 8) / 2;
   const uint32_t bits = little16(image, 14);

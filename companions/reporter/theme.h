@@ -13,17 +13,17 @@ namespace wrenfall::reporter {
 inline constexpr char kThemeTextsFile[] = "strings.json";
 inline constexpr char kThemeLogoFile[] = "logo.ico";
 
-// The built-in texts, replaced by what the theme folder's "strings.json" says. What is wrong in it
-// is logged as a warning and left out. `folder` may be empty.
+// The built-in texts, with those replaced that the theme folder's "strings.json" names. Entries that
+// cannot be used are logged as warnings and ignored. `folder` may be empty.
 DialogTexts load_theme_texts(const std::filesystem::path& folder, Logger& logger);
 
-// The theme's logo, when there is one that the system can be given without risk; else empty, with a
-// warning where there is a file.
+// The theme's logo. Empty when there is none, and, with a warning, when the file is not a harmless
+// icon.
 std::filesystem::path find_theme_logo(const std::filesystem::path& folder, Logger& logger);
 
 // Whether the bytes are an icon file of at most 32 images, each of at most 256 x 256 pixels and
-// within the file. The decoder believes the size that an image itself tells, so that is what is
-// looked at.
+// within the file. The sizes are read from the images themselves, because the system's decoder uses
+// those, not the sizes in the icon's directory.
 bool is_harmless_icon(std::string_view bytes);
 
 }  // namespace wrenfall::reporter

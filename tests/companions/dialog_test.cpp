@@ -63,7 +63,7 @@ TEST(OutcomeText, ExplainsEveryResult) {
        "WRENFALL_ERROR_REJECTED (12), HTTP 429\nwhy"},
       {WRENFALL_ERROR_REJECTED, 400, Text::kRejected,
        "WRENFALL_ERROR_REJECTED (12), HTTP 400\nwhy"},
-      {99, 0, Text::kFailedOtherwise, "99\nwhy"},
+      {99, 0, Text::kFailedOtherwise, "unknown result (99)\nwhy"},
   };
   for (const auto& row : rows) {
     for (const bool kept : {false, true}) {

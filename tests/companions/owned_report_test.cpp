@@ -14,7 +14,7 @@
 namespace wrenfall::reporter {
 namespace {
 
-TEST(OwnedReport, MissingMemoryIsNoVerdictOnTheReport) {
+TEST(OwnedReport, StaysPendingWhenMemoryIsShort) {
   const TempDir store;
   const std::filesystem::path folder = store.path() / "report";
   Logger logger(store.path() / "Wrenfall.log");
@@ -41,7 +41,7 @@ TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
        "Report sent"},
       {{answer(503, "")}, WRENFALL_ERROR_SERVICE, true, "Incremented retry count to 1"},
       {{located, answer(404, "")}, WRENFALL_ERROR_SERVICE, false, "Permanent HTTP error 404"},
-      // An id that is no number leaves the upload as an exception, which becomes a result.
+      // An id that is no number raises an exception in the upload, which becomes a result.
       {{located, answer(200, ""), answer(200, R"({"status":"success","crashId":"x"})")},
        WRENFALL_ERROR_SERVICE,
        false,
@@ -83,7 +83,7 @@ TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
   }
 }
 
-TEST(OwnedReport, SavesWhatFitsAndNeverMakesAFolderAnew) {
+TEST(OwnedReport, SavesWhatFitsAndNeverCreatesAFolderAgain) {
   const TempDir store;
   const std::filesystem::path folder = store.path() / "r";
   Logger logger(store.path() / "Wrenfall.log");
