@@ -32,7 +32,7 @@ namespace {
 constexpr auto kFollowPause = std::chrono::milliseconds(250);
 constexpr size_t kLogPiece = size_t{64} * 1024;
 
-// One name for each folder, which the claim's file beside it relies on.
+// The one absolute path of a folder. The name of the claim's file beside it depends on that.
 fs::path plain_path(const fs::path& path) {
   std::error_code error;
   const fs::path absolute = fs::absolute(path, error);
@@ -40,7 +40,7 @@ fs::path plain_path(const fs::path& path) {
   return plain.has_filename() ? plain : plain.parent_path();
 }
 
-// Empty when the options name none.
+// The store that the options name, or an empty path.
 fs::path store_of(const CtlOptions& options) {
   if (!options.store.empty()) return plain_path(utf8_to_path(options.store));
   if (options.application.empty()) return {};
@@ -81,7 +81,7 @@ int show(const CtlOptions& options, const fs::path& store) {
   return WRENFALL_OK;
 }
 
-// Collects the outcomes, and prints each at once unless the document comes at the end.
+// Collects the outcomes. Text is printed at once; the JSON document comes at the end.
 class Outcomes {
  public:
   Outcomes(Action action, bool json) : action_(action), json_(json) {}
@@ -110,7 +110,7 @@ class Outcomes {
   std::vector<ActionOutcome> outcomes_;
 };
 
-// What broke off in the middle; the next folder may do better.
+// The outcome for a folder whose files could not be listed or removed. The others are still tried.
 ActionOutcome broken_off(const fs::path& folder, const fs::filesystem_error& error) {
   ActionOutcome outcome;
   outcome.folder = folder;
@@ -136,7 +136,8 @@ int send(const CtlOptions& options, const fs::path& store) {
     Logger logger(folder.parent_path() / kLogFile);
     const auto waiting = [&] {
       if (!options.json) {
-        print_text(TextStream::kError, shown(name) + ": somebody sends it just now; waiting\n");
+        print_text(TextStream::kError,
+                   escape_for_terminal(name) + ": another process is sending it; waiting\n");
       }
     };
     try {
@@ -160,12 +161,13 @@ int discard(const CtlOptions& options, const fs::path& store) {
   return outcomes.finish();
 }
 
-// Follows one log file, which may be absent at first and may begin anew.
+// Prints what is added to a log file. The file may be missing at first, and may start again from
+// nothing.
 class LogPrinter {
  public:
   LogPrinter(fs::path path, bool json) : path_(std::move(path)), json_(json) {}
 
-  // False when there is no log yet.
+  // Begins `lines` lines before the end. False when there is no log yet.
   bool start(uint64_t lines) {
     const SharedFile file(path_);
     offset_ =
@@ -175,7 +177,8 @@ class LogPrinter {
     return file.is_open();
   }
 
-  // Prints the lines that are complete by now; false when nobody takes them any more.
+  // Prints the lines that are complete by now. False when they cannot be printed any more, because no
+  // process reads the output.
   bool print_new() {
     const SharedFile file(path_);
     const uint64_t size = file.size();
@@ -201,7 +204,8 @@ class LogPrinter {
   bool print(const std::vector<std::string>& lines) const {
     std::string text;
     for (const std::string& line : lines) {
-      text += json_ ? json_line(log_line_json(parse_log_line(line))) : shown(line) + "\n";
+      text +=
+          json_ ? json_line(log_line_json(parse_log_line(line))) : escape_for_terminal(line) + "\n";
     }
     return text.empty() || print_text(TextStream::kOutput, text);
   }
@@ -226,8 +230,8 @@ int tail(const CtlOptions& options, const fs::path& store) {
 }  // namespace
 
 int report_failure(int result, const std::string& explanation) {
-  print_text(TextStream::kError,
-             "wrenfallctl: " + describe_result(result) + "\n  " + shown(explanation) + "\n");
+  print_text(TextStream::kError, "wrenfallctl: " + describe_result(result) + "\n  " +
+                                     escape_for_terminal(explanation) + "\n");
   return result;
 }
 
@@ -250,7 +254,7 @@ int run_ctl(const CtlOptions& options) {
     case CtlOptions::Command::kTail:
       return tail(options, store_of(options));
     default:
-      print_text(TextStream::kError, "wrenfallctl: " + shown(options.error) +
+      print_text(TextStream::kError, "wrenfallctl: " + escape_for_terminal(options.error) +
                                          "\nwrenfallctl --help explains the arguments.\n");
       return WRENFALL_ERROR_INVALID_ARGUMENT;
   }

@@ -11,7 +11,7 @@ namespace wrenfall::ctl {
 // folder can no longer be listed.
 int run_ctl(const CtlOptions& options);
 
-// Tells on the error stream what went wrong, and returns the exit code.
+// Prints what went wrong to the error stream, and returns `result` as the exit code.
 int report_failure(int result, const std::string& explanation);
 
 }  // namespace wrenfall::ctl

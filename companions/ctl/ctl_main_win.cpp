@@ -9,9 +9,10 @@
 
 int wmain() {
   using namespace wrenfall::ctl;
-  // Nothing that a system library loads later is to come from the program's or the current folder.
+  // Libraries that the system loads later must not come from the program's or the current folder,
+  // where others may have put files of the same names.
   SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
-  // A damaged drive must not open a window.
+  // Without this the system opens a window about a damaged drive.
   SetErrorMode(SEM_FAILCRITICALERRORS);
   try {
     return run_ctl(parse_ctl_options(wrenfall::program_arguments()));

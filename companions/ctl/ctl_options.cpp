@@ -165,7 +165,8 @@ const char kCtlHelp[] =
     "  --store DIR                the store\n"
     "  --app NAME --version V     the default store of that application\n"
     "  --json                     one JSON document; for tail one object a line\n"
-    "  --progress                 tells how an upload gets on even when nobody watches\n"
+    "  --progress                 shows the progress of uploads even when the output is no "
+    "console\n"
     "  --help, --version          print this text or the version\n"
     "\n"
     "FOLDER is a name in the store or a path. Sending deletes the report, unless the service\n"
@@ -179,7 +180,7 @@ CtlOptions parse_ctl_options(const std::vector<std::string>& arguments) {
 }
 
 std::filesystem::path report_folder_of(const std::filesystem::path& store, std::string argument) {
-  // What a shell's completion puts at the end.
+  // Shells put a separator at the end when they complete a folder's name.
   while (argument.size() > 1 && (argument.back() == '/' || argument.back() == '\\')) {
     argument.pop_back();
   }

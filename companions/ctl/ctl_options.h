@@ -8,7 +8,7 @@
 
 namespace wrenfall::ctl {
 
-// What the tool was asked to do.
+// What the user asked the tool to do.
 struct CtlOptions {
   enum class Command { kList, kShow, kSend, kDiscard, kTail, kHelp, kVersion, kUnusable };
 
@@ -30,8 +30,8 @@ struct CtlOptions {
 // `arguments` in UTF-8, without the program's name.
 CtlOptions parse_ctl_options(const std::vector<std::string>& arguments);
 
-// The report folder that an argument means: a name without a separator lies in the store, where one
-// is given; everything else is a path as it stands. Not absolute yet.
+// The report folder that an argument names. A name without a separator is a folder in the store, if
+// there is one. Everything else is a path; a relative one is not made absolute here.
 std::filesystem::path report_folder_of(const std::filesystem::path& store, std::string argument);
 
 // The text of --help.

@@ -13,8 +13,8 @@
 
 namespace wrenfall::ctl {
 
-// What the commands print, as text for people and as JSON for programs. docs/wrenfallctl.md
-// documents the JSON's keys: they stay.
+// What the commands print, as text for people and as JSON for programs. Other programs rely on the
+// JSON's keys, which docs/wrenfallctl.md documents: never rename one.
 
 std::string list_text(const std::vector<ReportSummary>& reports);
 nlohmann::json list_json(const std::filesystem::path& store,

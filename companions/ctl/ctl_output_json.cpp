@@ -25,16 +25,20 @@ json result_json(const std::optional<ReportResult>& result) {
 }
 
 json summary_json(const ReportSummary& report) {
+  // Without a readable record the keys are there too: texts are empty, and numbers 0.
+  CrashData unknown;
+  unknown.uploadPolicy.clear();
+  const CrashData& record = report.record ? *report.record : unknown;
   return {{"folder", path_to_utf8(report.folder.filename())},
           {"path", path_to_utf8(report.folder)},
           {"state", report.state},
-          {"kind", report.kind},
-          {"time", report.time},
-          {"application", report.application},
-          {"version", report.version},
-          {"uploadPolicy", report.upload_policy},
-          {"retryCount", report.retry_count},
-          {"ownerPid", report.owner_pid},
+          {"kind", record.reportKind},
+          {"time", record.crashTime},
+          {"application", record.appName},
+          {"version", record.appVersion},
+          {"uploadPolicy", record.uploadPolicy},
+          {"retryCount", record.retryCount},
+          {"ownerPid", record.ownerPid},
           {"size", report.size},
           {"result", result_json(report.result)}};
 }
@@ -91,8 +95,9 @@ json details_json(const ReportDetails& details) {
   for (const auto& file : details.files) {
     files.push_back({{"name", file.name}, {"size", file.size}});
   }
+  const auto& record = details.summary.record;
   return {{"report", summary_json(details.summary)},
-          {"record", details.record ? parse_json(serialize(*details.record)) : json(nullptr)},
+          {"record", record ? parse_json(serialize(*record)) : json(nullptr)},
           {"dump", dump_json(details)},
           {"files", std::move(files)}};
 }

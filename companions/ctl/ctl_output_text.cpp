@@ -13,16 +13,19 @@ namespace wrenfall::ctl {
 namespace {
 
 std::string name_of(const std::filesystem::path& folder) {
-  return shown(path_to_utf8(folder.filename()));
+  return escape_for_terminal(path_to_utf8(folder.filename()));
 }
 
-std::string or_dash(const std::string& text) { return text.empty() ? "-" : shown(text); }
+std::string or_dash(const std::string& text) {
+  return text.empty() ? "-" : escape_for_terminal(text);
+}
 
 using Rows = std::vector<std::vector<std::string>>;
 
-// Empty texts are left out: most records have many.
+// Adds a row, unless the value is empty, as many are in most records.
 void add_fact(Rows& rows, const std::string& name, const std::string& value) {
-  if (!value.empty()) rows.push_back({"  " + shown(name), shown(value)});
+  if (!value.empty())
+    rows.push_back({"  " + escape_for_terminal(name), escape_for_terminal(value)});
 }
 
 std::string result_text(const ReportResult& result) {
@@ -102,17 +105,23 @@ std::string list_text(const std::vector<ReportSummary>& reports) {
   if (reports.empty()) return "no reports\n";
   Rows rows = {{"STATE", "KIND", "TIME", "SIZE", "TRIES", "POLICY", "FOLDER"}};
   for (const ReportSummary& report : reports) {
-    rows.push_back({report.state, or_dash(report.kind), or_dash(report.time),
-                    size_text(report.size), std::to_string(report.retry_count),
-                    or_dash(report.upload_policy), name_of(report.folder)});
+    const std::string size = size_text(report.size);
+    const std::string name = name_of(report.folder);
+    if (!report.record) {
+      rows.push_back({report.state, "-", "-", size, "0", "-", name});
+      continue;
+    }
+    const CrashData& record = *report.record;
+    rows.push_back({report.state, or_dash(record.reportKind), or_dash(record.crashTime), size,
+                    std::to_string(record.retryCount), or_dash(record.uploadPolicy), name});
   }
   return table(rows);
 }
 
 std::string details_text(const ReportDetails& details) {
-  std::string text = shown(path_to_utf8(details.summary.folder)) + "\n";
+  std::string text = escape_for_terminal(path_to_utf8(details.summary.folder)) + "\n";
   text += table(summary_rows(details.summary));
-  if (details.record) text += section("Record", record_rows(*details.record));
+  if (details.summary.record) text += section("Record", record_rows(*details.summary.record));
   if (details.dump) text += dump_text(*details.dump);
   if (details.has_dump && !details.dump) {
     text +=
@@ -120,7 +129,7 @@ std::string details_text(const ReportDetails& details) {
   }
   Rows files;
   for (const auto& file : details.files) {
-    files.push_back({"  " + std::to_string(file.size), shown(file.name)});
+    files.push_back({"  " + std::to_string(file.size), escape_for_terminal(file.name)});
   }
   return text + section("Files", files);
 }
@@ -131,13 +140,13 @@ std::string outcome_text(Action action, const ActionOutcome& outcome) {
   if (upload.result != WRENFALL_OK) {
     std::string text = name + ": " + describe_result(upload.result);
     if (upload.http_status != 0) text += " (http " + std::to_string(upload.http_status) + ")";
-    if (!upload.error.empty()) text += "\n  " + shown(upload.error);
+    if (!upload.error.empty()) text += "\n  " + escape_for_terminal(upload.error);
     return text + (action == Action::kSend ? "\n  " + advice_after_send(outcome) : "") + "\n";
   }
   if (action == Action::kDiscard) return name + ": discarded\n";
   std::string text = name + ": sent, crash " + std::to_string(upload.crash_id) + ", stack key " +
                      std::to_string(upload.stack_key_id);
-  if (!upload.info_url.empty()) text += ", " + shown(upload.info_url);
+  if (!upload.info_url.empty()) text += ", " + escape_for_terminal(upload.info_url);
   if (outcome.kept) text += "\n  Not all files of the folder could be deleted: discard it later.";
   return text + "\n";
 }

@@ -10,7 +10,8 @@ namespace {
 constexpr size_t kPiece = size_t{64} * 1024;
 constexpr size_t kMaxLine = size_t{64} * 1024;
 
-// Takes "[...] " off the start of `rest`; false when that is not how it starts.
+// Removes "[...] " from the start of `rest` and gives what is in the brackets. False when `rest` does
+// not start so.
 bool take_bracketed(std::string_view& rest, std::string_view& content) {
   const size_t end = rest.find("] ");
   if (rest.empty() || rest[0] != '[' || end == std::string_view::npos) return false;

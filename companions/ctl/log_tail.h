@@ -9,7 +9,8 @@
 
 namespace wrenfall::ctl {
 
-// A line of the library's log, taken apart. A line that is none has nothing but its message.
+// The parts of a line of the library's log. A line that the library did not write has nothing but its
+// message.
 struct LogLine {
   std::string time;  // local, "2026-01-31 23:59:59"
   std::string pid;
@@ -19,18 +20,19 @@ struct LogLine {
 
 LogLine parse_log_line(const std::string& line);
 
-// The offset in a file of `size` bytes at which its last `lines` lines begin; the start of the file
-// when it has fewer, or when it cannot be read. A line break at the end begins no line. Reads
-// backwards, piece by piece.
+// The offset in a file of `size` bytes at which its last `lines` lines begin. 0 when the file has
+// fewer lines, or when it cannot be read. A line break at the end of the file does not begin a line.
+// Reads the file backwards in pieces.
 uint64_t start_of_last_lines(const minidump::ReadAt& read, uint64_t size, uint64_t lines);
 
-// Puts the pieces of a growing file together to lines. The log holds no line of more than some
-// kilobytes: what is longer comes in pieces.
+// Makes lines of the pieces in which a growing file is read. The library writes no line of more than
+// some kilobytes; longer lines are split, so that they do not fill the memory.
 class LineSplitter {
  public:
   // The lines that are complete now, without their breaks.
   std::vector<std::string> add(const std::string& bytes);
-  // What is left at the end of the file; empty when it ended with a break.
+  // The last line, which has no break yet; empty when the file ended with a break. It is forgotten
+  // here.
   std::string rest();
 
  private:

@@ -25,14 +25,14 @@ Character character_at(const std::string& text, size_t position) {
   return {code, length};
 }
 
-// Control characters, and those that change the direction or the line without being seen.
+// Control characters, and invisible characters that change the direction of the text or end a line.
 bool is_unsafe(uint32_t code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x061C ||
          (code >= 0x200E && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||
          (code >= 0x2066 && code <= 0x2069);
 }
 
-// `text` is valid UTF-8. The notation reads the same in a JSON text and in running text.
+// `text` is valid UTF-8. The escape is valid inside a JSON text too, so whole documents can be passed.
 std::string escape(const std::string& text, bool keep_line_breaks) {
   std::string safe;
   safe.reserve(text.size());
@@ -58,7 +58,7 @@ size_t width_of(const std::string& text) {
 
 }  // namespace
 
-std::string shown(const std::string& text) { return escape(valid_utf8(text), false); }
+std::string escape_for_terminal(const std::string& text) { return escape(valid_utf8(text), false); }
 
 std::string json_document(const nlohmann::json& document) {
   return escape(json_text(document, 2), true) + "\n";

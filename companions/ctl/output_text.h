@@ -7,17 +7,19 @@
 
 namespace wrenfall::ctl {
 
-// Names and texts come out of a store that anybody may have written to. Printed as they are, control
-// characters could move the cursor, clear the screen, or turn the direction of writing around.
+// Any program may have written the names and texts in a store. If they were printed as they are,
+// control characters in them could move the cursor, clear the screen, or reverse the direction of
+// the text.
 
-// The text in valid UTF-8 with each such character in JSON's notation, line breaks included.
-std::string shown(const std::string& text);
+// The text in valid UTF-8. Each control character, line breaks included, is written as JSON does,
+// for example "\u001b".
+std::string escape_for_terminal(const std::string& text);
 
-// A JSON document whose texts hold none of them either; indented by two blanks, or on one line.
+// A JSON document whose texts are escaped in the same way: indented by two blanks, or on one line.
 std::string json_document(const nlohmann::json& document);
 std::string json_line(const nlohmann::json& object);
 
-// Rows under their headings; each column as wide as its longest entry, the last one as it is.
+// The rows in aligned columns. Each column but the last is as wide as its longest entry.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
 }  // namespace wrenfall::ctl

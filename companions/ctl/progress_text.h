@@ -6,19 +6,19 @@
 
 namespace wrenfall::ctl {
 
-// Turns what the HTTP client tells into what is printed: on a console one line that is written over
-// and over, elsewhere a line every ten percent.
+// The text that shows the progress of an upload: on a console one line that is overwritten, elsewhere
+// a line for every ten percent.
 class ProgressText {
  public:
   explicit ProgressText(bool console) : step_(console ? 1 : 10), console_(console) {}
 
-  // What to print now; mostly nothing.
+  // The text to print for this progress; empty when nothing has to be printed yet.
   std::string update(const std::string& name, uint64_t sent, uint64_t total);
 
  private:
   const int step_;
   const bool console_;
-  int last_ = -1;  // the last step printed
+  int last_ = -1;  // the step that was printed last
 };
 
 }  // namespace wrenfall::ctl

@@ -91,7 +91,7 @@ ActionOutcome discard_folder(const fs::path& store, const fs::path& folder) {
     return outcome;
   }
   const char* const reason =
-      claimed ? "somebody is sending or deleting it just now; try again later"
+      claimed ? "another process is sending or deleting it; try again later"
       : !is_file(folder / kCrashDataFile)
           ? "it holds no report, or not all of it could be deleted"
           : "a file could not be deleted: close the programs that use it and try again";

@@ -14,25 +14,25 @@ namespace wrenfall::ctl {
 // What became of one folder that was to be sent or discarded.
 struct ActionOutcome {
   std::filesystem::path folder;
-  UploadResult upload;    // of a discard the result and the error alone
-  bool attempted = true;  // false when the folder was not even tried
+  UploadResult upload;    // after a discard only the result and the error are set
+  bool attempted = true;  // false when the folder was left as it is
   bool kept = false;      // the report is still there
-  bool wanted = true;     // false when others were quicker with a report that nobody named
+  bool wanted = true;     // false when a report of "send --all" is not pending any more
 };
 
-// Sends one report folder in the way the library does. Waits for whoever sends it just now, of
-// which `waiting` is told first. A folder without a readable record is left as it is. The retry
-// rule's lines and the outcome go to `logger`, which is the store's. With `only_pending` a folder
-// that is not pending any more is not wanted. `http` may be null, which is a transport failure.
+// Sends one report folder as the library does. While another process sends it, this waits, and calls
+// `waiting` first. A folder without a readable record is left as it is. With `only_pending` a folder
+// that is not pending any more is left as it is too, and the outcome is not wanted. The retry rule
+// and the outcome are logged to `logger`, the store's. Without a client (`http` is null) the result
+// is a transport failure.
 ActionOutcome send_report(HttpClient* http, const std::filesystem::path& folder, bool only_pending,
                           const std::function<void()>& waiting, Logger& logger);
 
-// Deletes one report folder. `store` may be empty: then only what holds a record is a report.
+// Deletes one report folder. With an empty `store` only a folder that holds a record is deleted.
 ActionOutcome discard_folder(const std::filesystem::path& store,
                              const std::filesystem::path& folder);
 
-// What the outcome of a send that went wrong means for the report, and what can be done; a full
-// sentence or two.
+// What a failed attempt means for the report, and what the user can do, in whole sentences.
 std::string advice_after_send(const ActionOutcome& outcome);
 
 }  // namespace wrenfall::ctl

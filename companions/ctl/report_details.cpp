@@ -25,11 +25,11 @@ std::vector<ReportDetails::File> files_of(const std::filesystem::path& folder) {
 
 std::optional<ReportDetails> read_report_details(const std::filesystem::path& folder) {
   ReportDetails details;
-  auto summary = summarize_report(folder, details.record);
+  auto summary = summarize_report(folder);
   if (!summary) return std::nullopt;
   details.summary = std::move(*summary);
   details.files = files_of(folder);
-  // The name that the record gives may lead anywhere.
+  // The record names the dump too, but that name could be a path to any other file.
   const std::filesystem::path dump = folder / kReportDumpFile;
   details.has_dump = is_file(dump);
   const SharedFile file(dump);

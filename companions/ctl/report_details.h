@@ -9,11 +9,10 @@
 
 #include "ctl/store_scan.h"
 #include "minidump/minidump_reader.h"
-#include "report/store/crash_data.h"
 
 namespace wrenfall::ctl {
 
-// Everything that can be said about one report.
+// Everything that the tool shows of one report.
 struct ReportDetails {
   struct File {
     std::string name;
@@ -21,10 +20,9 @@ struct ReportDetails {
   };
 
   ReportSummary summary;
-  std::optional<CrashData> record;
   std::vector<File> files;  // in the order of their names
   bool has_dump = false;
-  std::optional<minidump::DumpFacts> dump;  // nothing when there is none, or it cannot be read
+  std::optional<minidump::DumpFacts> dump;  // empty when there is none, or it cannot be read
 };
 
 // Nothing when there is no such folder.

@@ -8,15 +8,15 @@
 
 namespace wrenfall::ctl {
 
-// A file open for reading, piece by piece, that others may write, replace and remove meanwhile.
+// A file that is open for reading in pieces, while other processes may write, replace or remove it.
 class SharedFile {
  public:
   explicit SharedFile(const std::filesystem::path& path);
 
-  // False when the file could not be opened; nothing can be read then.
+  // False when the file could not be opened. Then its size is 0 and read_at() fails.
   bool is_open() const { return file_ != nullptr; }
 
-  // The size at this moment, 0 when it cannot be told.
+  // The size at this moment; 0 when it cannot be queried.
   uint64_t size() const;
 
   // True when all of the bytes were read.

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Far beyond any that the library writes: its texts are limited to some hundred kilobytes.
+// The library's texts are limited to some hundred kilobytes, so its records are far smaller.
 constexpr uint64_t kMaxRecordBytes = uint64_t{16} << 20;
 
 std::string word_for(const std::optional<ReportResult>& result) {
@@ -34,24 +34,13 @@ uint64_t size_of_files(const fs::path& folder) {
 }
 
 ReportState state_of(const fs::path& folder, CrashData& record) {
-  // Not even opened when it cannot be one.
+  // A file that is too large for a record is not even opened.
   const uint64_t size = size_of_file(folder / kCrashDataFile).value_or(0);
   return size > kMaxRecordBytes ? ReportState::kUnreadable : report_state(folder, record);
 }
 
-void take_facts(const CrashData& record, ReportSummary& summary) {
-  summary.kind = record.reportKind;
-  summary.time = record.crashTime;
-  summary.application = record.appName;
-  summary.version = record.appVersion;
-  summary.upload_policy = record.uploadPolicy;
-  summary.retry_count = record.retryCount;
-  summary.owner_pid = record.ownerPid;
-}
-
-// `claimed` says that somebody holds the claim to the folder.
-std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed,
-                                       std::optional<CrashData>& record) {
+// `claimed` says that a process holds the claim to the folder.
+std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed) {
   ReportSummary summary;
   summary.folder = folder;
   CrashData data;
@@ -60,15 +49,14 @@ std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed,
   summary.size = size_of_files(folder);
   ReportResult result;
   if (read_result(folder, result)) summary.result = result;
-  record.reset();
   if (state == ReportState::kUnreadable) {
-    // It may have been sent and deleted while it was looked at.
+    // It may have been sent and deleted meanwhile.
     if (!is_folder(folder)) return std::nullopt;
-    // A record that was there only before or only afterwards was deleted or written meanwhile.
+    // Only a record that was there before and afterwards is damaged. Otherwise it has just been
+    // written or deleted.
     summary.state = had_record && is_file(folder / kCrashDataFile) ? "damaged" : "incomplete";
   } else {
-    take_facts(data, summary);
-    record = std::move(data);
+    summary.record = std::move(data);
     summary.state = state == ReportState::kHasResult ? word_for(summary.result)
                     : state == ReportState::kOwned   ? "owned"
                                                      : "pending";
@@ -77,14 +65,21 @@ std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed,
   return summary;
 }
 
+// A listing shows none of these texts. Without them the records of thousands of reports fit into the
+// memory.
+void drop_long_texts(CrashData& record) {
+  record.userDescription = record.notes = record.environment = {};
+  record.attributes.clear();
+  record.attachments.clear();
+}
+
 }  // namespace
 
-std::optional<ReportSummary> summarize_report(const fs::path& folder,
-                                              std::optional<CrashData>& record) {
+std::optional<ReportSummary> summarize_report(const fs::path& folder) {
   if (!is_folder(folder)) return std::nullopt;
   fs::path claim = folder;
   claim += kClaimSuffix;
-  return summarize(folder, path_exists(claim), record);
+  return summarize(folder, path_exists(claim));
 }
 
 std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
@@ -100,12 +95,13 @@ std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
     if (!is_report && !is_own && is_folder(entry)) folders.push_back(entry);
   }
   std::vector<ReportSummary> summaries;
-  std::optional<CrashData> record;
   for (const fs::path& folder : folders) {
     fs::path claim = folder;
     claim += kClaimSuffix;
-    auto summary = summarize(folder, names.count(claim) != 0, record);
-    if (summary) summaries.push_back(std::move(*summary));
+    auto summary = summarize(folder, names.count(claim) != 0);
+    if (!summary) continue;
+    if (summary->record) drop_long_texts(*summary->record);
+    summaries.push_back(std::move(*summary));
   }
   return summaries;
 }

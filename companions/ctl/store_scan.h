@@ -12,34 +12,27 @@
 
 namespace wrenfall::ctl {
 
-// How a report folder stands, in the tool's own words:
+// A report folder. Its state is one of
 //   pending     waits to be sent
-//   owned       another living process works on it, the record's owner
-//   sending     somebody sends or deletes it at this moment
+//   owned       another running process works on it, the record's owner
+//   sending     a process is sending or deleting it
 //   failed, rejected, uploaded, cancelled   there was an attempt, and the folder is still there
 //   damaged     its record cannot be read
 //   incomplete  it has no record: it is still being made, or was never finished
 struct ReportSummary {
   std::filesystem::path folder;
   std::string state;
-  std::string kind;
-  std::string time;  // UTC, ISO 8601, empty when the record does not tell
-  std::string application;
-  std::string version;
-  std::string upload_policy;
-  int32_t retry_count = 0;
-  uint64_t owner_pid = 0;
-  uint64_t size = 0;  // of its files together, in bytes
+  std::optional<CrashData> record;  // empty when it is damaged or incomplete
+  uint64_t size = 0;                // of all its files, in bytes
   std::optional<ReportResult> result;
 };
 
-// One report folder. Its record is read into `record`; nothing is read of its other files. Nothing
-// when there is no such folder (any more).
-std::optional<ReportSummary> summarize_report(const std::filesystem::path& folder,
-                                              std::optional<CrashData>& record);
+// Reads a report folder's record and result; of the other files only the sizes. Empty when there is
+// no such folder.
+std::optional<ReportSummary> summarize_report(const std::filesystem::path& folder);
 
 // The reports of a store, the one with the oldest record first, then the folders without a record.
-// Nothing when the store cannot be opened. Throws DirectoryIterationError.
+// Empty when the store cannot be opened. Throws DirectoryIterationError.
 std::optional<std::vector<ReportSummary>> scan_store(const std::filesystem::path& store);
 
 }  // namespace wrenfall::ctl
