@@ -17,28 +17,46 @@ namespace {
 
 constexpr int32_t kTooManyRequests = 429;
 
-ActionOutcome refused(const fs::path& folder, wrenfall_result result, std::string error) {
+ActionOutcome refused(const fs::path& folder, wrenfall_result result, const char* error) {
   ActionOutcome outcome;
   outcome.folder = folder;
-  outcome.attempted = false;
   outcome.kept = is_folder(folder);
   outcome.upload.result = result;
-  outcome.upload.error = std::move(error);
+  outcome.upload.error = error;
   return outcome;
 }
 
-ActionOutcome not_sent(const fs::path& folder, NotSent reason, wrenfall_result result) {
+const char* reason_text(NotSent reason) {
   switch (reason) {
     case NotSent::kNoFolder:
-      return refused(folder, result, "no such folder");
+      return "no such folder";
     case NotSent::kNoReport:
-      return refused(folder, result, "the folder holds no report");
+      return "the folder holds no report";
     case NotSent::kDamaged:
-      return refused(folder, result, "the record is damaged");
+      return "the record is damaged";
     case NotSent::kUnreadable:
-      return refused(folder, result, "the record cannot be opened");
+      return "the record cannot be opened";
     default:
-      return refused(folder, result, "");
+      return "";
+  }
+}
+
+const char* advice_after_refusal(NotSent reason) {
+  switch (reason) {
+    case NotSent::kNoFolder:
+      return "Nothing was sent. Look at the names that \"list\" gives.";
+    case NotSent::kNoReport:
+      return "Nothing was sent, and the folder is kept. It may be a report that is still being "
+             "made.";
+    case NotSent::kDamaged:
+      return "Nothing was sent, and the folder is kept. A report whose record is damaged can only "
+             "be "
+             "discarded.";
+    case NotSent::kUnreadable:
+      return "Nothing was sent, and the folder is kept. Try again when no other program works on "
+             "it.";
+    default:
+      return "";
   }
 }
 
@@ -67,7 +85,8 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pe
   }
   const SendOutcome sent = send_folder(http, request, logger);
   if (sent.not_sent) {
-    ActionOutcome outcome = not_sent(folder, *sent.not_sent, sent.upload.result);
+    ActionOutcome outcome = refused(folder, sent.upload.result, reason_text(*sent.not_sent));
+    outcome.not_sent = sent.not_sent;
     outcome.wanted = !only_pending;
     return outcome;
   }
@@ -99,14 +118,7 @@ ActionOutcome discard_folder(const fs::path& store, const fs::path& folder) {
 }
 
 std::string advice_after_send(const ActionOutcome& outcome) {
-  if (!outcome.attempted) {
-    if (!outcome.kept) return "Nothing was sent. Look at the names that \"list\" gives.";
-    return outcome.upload.result == WRENFALL_ERROR_FILE
-               ? "Nothing was sent, and the folder is kept. Try again when no other program works "
-                 "on it; a report whose record is damaged can only be discarded."
-               : "Nothing was sent, and the folder is kept. It may be a report that is still being "
-                 "made.";
-  }
+  if (outcome.not_sent) return advice_after_refusal(*outcome.not_sent);
   if (outcome.kept) {
     return "The report is kept. Send it again later by its name: it is not pending any more, so "
            "\"send --all\" leaves it out.";

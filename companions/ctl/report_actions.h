@@ -3,8 +3,10 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 
+#include "report/sending.h"
 #include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
@@ -14,10 +16,10 @@ namespace wrenfall::ctl {
 // What became of one folder that was to be sent or discarded.
 struct ActionOutcome {
   std::filesystem::path folder;
-  UploadResult upload;    // after a discard only the result and the error are set
-  bool attempted = true;  // false when the folder was left as it is
-  bool kept = false;      // the report is still there
-  bool wanted = true;     // false when a report of "send --all" is not pending any more
+  UploadResult upload;              // after a discard only the result and the error are set
+  std::optional<NotSent> not_sent;  // empty after an attempt to send
+  bool kept = false;                // the report is still there
+  bool wanted = true;               // false when a report of "send --all" is not pending any more
 };
 
 // Sends one report folder as the library does. While another process sends it, this waits, and calls
