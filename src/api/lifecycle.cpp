@@ -111,10 +111,10 @@ void start_watchdog(State& state) {
   if (threshold <= 0) return;
   // The watchdog is destroyed before the state's other members, so the callback may use them.
   const auto on_hang = [&state, policy](const std::string& thread_name, int64_t duration_ms) {
-    capture_hang(*state.backend, &state.logger, policy, thread_name, duration_ms);
+    capture_hang(*state.backend, state.logger, policy, thread_name, duration_ms);
   };
   state.watchdog =
-      std::make_unique<Watchdog>(threshold, policy, on_hang, any_window_answers, &state.logger);
+      std::make_unique<Watchdog>(threshold, policy, on_hang, any_window_answers, state.logger);
   state.watchdog->start();
 }
 

@@ -1,8 +1,8 @@
 #ifndef WRENFALL_BACKEND_ANNOTATION_KEYS_H_
 #define WRENFALL_BACKEND_ANNOTATION_KEYS_H_
 
-// The names under which facts travel in a dump, as the library writes them and the monitor reads
-// them.
+// The keys of the annotations that carry facts in a dump. The library writes them and the monitor
+// reads them.
 namespace wrenfall::annotation {
 
 // Fixed when the handler starts.
@@ -37,12 +37,12 @@ inline constexpr char kHangPolicy[] = "wrenfall.hangPolicy";  // stays set after
 
 namespace wrenfall {
 
-// What a dump can be of, as kReportKind says.
+// The values of kReportKind: what a dump is of.
 inline constexpr char kReportKindCrash[] = "crash";
 inline constexpr char kReportKindCapture[] = "capture";
 inline constexpr char kReportKindHang[] = "hang";
 
-// The texts of kHangPolicy.
+// The values of kHangPolicy.
 inline constexpr char kHangPolicyTerminate[] = "terminate";
 inline constexpr char kHangPolicyReport[] = "report";
 

@@ -15,7 +15,7 @@
 namespace wrenfall {
 namespace {
 
-// What the handler reads at a name's address.
+// The handler reads this many bytes at a name's address.
 constexpr size_t kNameBytes = 256;
 constexpr size_t kValueCapacity = 4096;
 constexpr size_t kLongValueCapacity = 20480;
@@ -25,8 +25,7 @@ size_t value_capacity(const std::string& key) {
                                                                       : kValueCapacity;
 }
 
-// One live annotation: its name and value at addresses that the handler reads out of the dying
-// process.
+// One live annotation. The handler reads its name and value at their addresses in the dying process.
 class Holder {
  public:
   explicit Holder(const std::string& key)
@@ -38,7 +37,7 @@ class Holder {
   Holder(const Holder&) = delete;
   Holder& operator=(const Holder&) = delete;
 
-  // Only while there is no value.
+  // Only while no value is set.
   void rename(const std::string& key) {
     // The rest of the name stays zero: the handler reads the whole buffer.
     std::memset(name_, 0, sizeof name_);
@@ -49,7 +48,7 @@ class Holder {
     annotation_.Clear();
     is_set_ = !value.empty();
     if (!is_set_) return;
-    // The handler may look between any two of these steps.
+    // The handler may read the annotation between any two of these steps, so the order counts.
     std::atomic_signal_fence(std::memory_order_seq_cst);
     const size_t size = std::min(value.size(), capacity_);
     std::memcpy(value_.get(), value.data(), size);
@@ -72,8 +71,8 @@ bool is_attribute(const std::string& key) {
          0;
 }
 
-// Every annotation that there ever was, by its present key. Kept until the process ends, past the
-// destruction of static objects: crashes happen then too.
+// All annotations that were ever made, by their present keys. Never destroyed, because crashes happen
+// after the destruction of static objects too.
 class HolderPool {
  public:
   static HolderPool& instance() {
@@ -83,15 +82,15 @@ class HolderPool {
 
   std::mutex& mutex() { return mutex_; }
 
-  // What follows is called with the mutex held.
+  // The members that follow are called with the mutex held.
 
-  // A new table is in force from the start, with nothing set.
+  // Makes a new table the newest one; it has no values.
   uint64_t begin_generation() {
     clear();
     return ++generation_;
   }
 
-  bool is_in_force(uint64_t generation) const { return generation == generation_; }
+  bool is_newest(uint64_t generation) const { return generation == generation_; }
 
   Holder* find(const std::string& key) {
     const auto found = holders_.find(key);
@@ -110,8 +109,8 @@ class HolderPool {
   }
 
  private:
-  // Well below what the handler reads, and above the number of values that there can be at one
-  // time.
+  // Well below the number that the handler reads, and above the number of values that can be set at
+  // one time.
   static constexpr size_t kReuseFrom = 150;
 
   Holder* reuse_attribute(const std::string& key) {
@@ -119,7 +118,8 @@ class HolderPool {
       return is_attribute(entry.first) && !entry.second->is_set();
     });
     if (unused == holders_.end()) return nullptr;
-    // Without memory for the name nothing has happened: the handler reads every holder there ever was.
+    // Copied first: when this runs out of memory, the pool is still unchanged. A holder must not get
+    // lost, because the handler reads all of them.
     std::string name = key;
     auto node = holders_.extract(unused);
     node.key().swap(name);
@@ -144,14 +144,14 @@ AnnotationTable::AnnotationTable() : generation_(begin_generation()) {}
 AnnotationTable::~AnnotationTable() {
   HolderPool& pool = HolderPool::instance();
   const std::lock_guard<std::mutex> lock(pool.mutex());
-  if (pool.is_in_force(generation_)) pool.clear();
+  if (pool.is_newest(generation_)) pool.clear();
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const)
 void AnnotationTable::set(const std::string& key, const std::string& value) {
   HolderPool& pool = HolderPool::instance();
   const std::lock_guard<std::mutex> lock(pool.mutex());
-  if (!pool.is_in_force(generation_)) return;
+  if (!pool.is_newest(generation_)) return;
   Holder* holder = pool.find(key);
   if (holder == nullptr) {
     if (value.empty()) return;

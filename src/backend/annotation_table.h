@@ -8,27 +8,25 @@ namespace wrenfall {
 
 // The live string annotations of a backend.
 //
-// The handler walks a process-wide list of annotations that knows no removal, newest first, and
-// reads 200 of them at the most, cleared ones counted. So an annotation that once had a value stays
-// where it is until the process ends, in a pool of the process, from which every table takes it
-// again by its key; and once the pool is large, a cleared attribute's annotation is given the name
-// of the next new attribute, so that the list stays short enough to be read to its end.
+// The handler walks a process-wide list of annotations, newest first, and reads at most 200 of them,
+// cleared ones included. Nothing can be removed from that list. So an annotation that once had a
+// value keeps its address until the process ends: it belongs to a pool of the process, and each new
+// table finds it there by its key. Once the pool is large, the annotation of a cleared attribute is
+// reused for the next new attribute, so that the handler can still read the whole list.
 //
-// The newest table is the one in force; from its construction on the calls of older ones, whose
-// backends may still be finishing a capture, do nothing. Any thread may set; one mutex of the
-// process serialises all of it. A value is absent, not torn, for a dump that is taken in the middle
-// of a change.
+// Only the newest table has an effect. Calls of older ones, whose backends may still be finishing a
+// capture, do nothing. Any thread may set a value; one mutex for the process serialises all changes.
+// A dump that is taken in the middle of a change lacks the value; it never shows half of it.
 class AnnotationTable {
  public:
   AnnotationTable();
-  // Clears everything, if the table is in force.
+  // Clears all values, if this is the newest table.
   ~AnnotationTable();
   AnnotationTable(const AnnotationTable&) = delete;
   AnnotationTable& operator=(const AnnotationTable&) = delete;
 
-  // Values are cut to 4096 bytes, those of "description" and "notes" to 20480; names to 255 bytes.
-  // An empty value clears.
-  // It changes what the process has under the table's name, though nothing inside the table.
+  // Values are cut to 4096 bytes, those of "description" and "notes" to 20480; names to 255 bytes. An
+  // empty value clears. Not const, because it changes the process's annotations.
   // NOLINTNEXTLINE(readability-make-member-function-const)
   void set(const std::string& key, const std::string& value);
 

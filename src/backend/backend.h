@@ -25,31 +25,31 @@ struct BackendConfiguration {
   Logger* logger = nullptr;  // not owned, outlives the backend; null logs nothing
 };
 
-// Arranges for a dump when the process crashes, and takes one of the running process on request.
-// The rest of the library knows the capture only through this class.
+// Arranges for a dump when the process crashes, and takes dumps of the running process on request. The
+// rest of the library uses the capture only through this class.
 class Backend {
  public:
   virtual ~Backend() = default;
 
-  // Static.
+  // A static text.
   virtual const char* name() const = 0;
 
-  // WRENFALL_OK, _ALREADY_INITIALIZED when it is started, _MONITOR_NOT_FOUND without a handler
-  // path, and _HANDLER_START_FAILED. Blocks until the handler runs.
+  // WRENFALL_OK, _ALREADY_INITIALIZED when it is already started, _MONITOR_NOT_FOUND without a handler
+  // path, or _HANDLER_START_FAILED. Blocks until the handler is ready.
   virtual wrenfall_result start(const BackendConfiguration& configuration) = 0;
 
-  // No further captures on request. Crashes are still captured.
+  // Ends captures on request. Crashes are still captured.
   virtual void stop() = 0;
 
-  // A text that every dump from now on carries under the key; an empty value takes it away again.
-  // Any thread.
+  // Every dump from now on carries the value under the key; an empty value removes it. May be called
+  // by any thread.
   virtual void set_annotation(const std::string& key, const std::string& value) = 0;
 
   virtual bool has_capability(uint32_t capability) const = 0;
 
   // Writes a dump of the running process, marked with the kind of report. WRENFALL_OK,
-  // _NOT_INITIALIZED when not started, and _HANDLER_START_FAILED, with an error logged, when the
-  // handler does not answer any more. Blocks until the dump is written, but not for good.
+  // _NOT_INITIALIZED when not started, or _HANDLER_START_FAILED, with an error logged, when the handler
+  // no longer answers. Blocks until the dump is written, but not without end.
   virtual wrenfall_result capture(const std::string& report_kind) = 0;
 };
 

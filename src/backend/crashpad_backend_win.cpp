@@ -22,21 +22,21 @@
 namespace wrenfall {
 namespace {
 
-// Room that a stack overflow on the initialising thread leaves for its own report.
+// What a stack overflow on the initialising thread leaves free for reporting it.
 constexpr ULONG kStackGuaranteeBytes = 32768;
 
-// How long a handler that lives may take for a dump on demand, which for some clients has no end
-// when the handler never answers. A large process on a busy machine takes a minute and more.
+// How long a handler that is alive may take for a dump on demand. Some clients wait for ever when
+// the handler does not answer. A large process on a busy machine takes a minute and more.
 constexpr std::chrono::seconds kDumpBound(120);
 
-// One capture at a time in the process, so that each dump carries its own kind.
+// One capture at a time in the process, so that each dump carries its own kind. Never destroyed.
 std::mutex& capture_mutex() {
   static std::mutex& mutex = *new std::mutex;
   return mutex;
 }
 
-// Drives the Crashpad client. Start is called once, by the initialising thread; the other
-// operations by any thread.
+// Drives the Crashpad client. The initialising thread calls start once; any thread may call the other
+// operations.
 class CrashpadBackend : public Backend {
  public:
   const char* name() const override { return "crashpad"; }
@@ -50,13 +50,14 @@ class CrashpadBackend : public Backend {
 
  private:
   bool start_handler();
-  // Under the capture mutex.
+  // Called under the capture mutex.
   bool can_answer();
   bool dump(const CONTEXT& context);
 
   crashpad::CrashpadClient client_;
   BackendConfiguration configuration_;
-  Logger* logger_ = nullptr;
+  Logger silent_;
+  Logger* logger_ = &silent_;  // the host's, once there is one
   std::atomic<bool> started_{false};
   bool wer_coverage_ = false;
   AnnotationTable annotations_;
@@ -67,12 +68,10 @@ class CrashpadBackend : public Backend {
 bool CrashpadBackend::start_handler() {
   const std::wstring database = configuration_.database_dir.wstring();
   const std::string handler = path_to_utf8(configuration_.handler_path);
-  if (logger_ != nullptr) {
-    logger_->info("Starting %s for pid %llu, store %s", handler.c_str(),
-                  static_cast<unsigned long long>(current_process_id()),
-                  path_to_utf8(configuration_.store_dir).c_str());
-  }
-  // There is no query for the filter in force but to replace it.
+  logger_->info("Starting %s for pid %llu, store %s", handler.c_str(),
+                static_cast<unsigned long long>(current_process_id()),
+                path_to_utf8(configuration_.store_dir).c_str());
+  // The system has no query for the filter in force; replacing it is the only way to learn it.
   const LPTOP_LEVEL_EXCEPTION_FILTER previous_filter = SetUnhandledExceptionFilter(nullptr);
   SetUnhandledExceptionFilter(previous_filter);
   watch_.expect(configuration_.handler_path);
@@ -84,9 +83,9 @@ bool CrashpadBackend::start_handler() {
       base::FilePath(database), "", configuration_.startup_annotations,
       {"--no-periodic-tasks", "--no-rate-limit"}, restartable, asynchronous_start);
   if (!started) {
-    // Whatever filter a failed start has left behind would wait for a handler that does not exist.
+    // A failed start may leave a filter behind that waits for a handler that does not exist.
     SetUnhandledExceptionFilter(previous_filter);
-    if (logger_ != nullptr) logger_->error("StartHandler failed for %s", handler.c_str());
+    logger_->error("StartHandler failed for %s", handler.c_str());
   }
   return started;
 }
@@ -94,7 +93,7 @@ bool CrashpadBackend::start_handler() {
 wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration) {
   if (started_) return WRENFALL_ERROR_ALREADY_INITIALIZED;
   configuration_ = configuration;
-  logger_ = configuration.logger;
+  if (configuration.logger != nullptr) logger_ = configuration.logger;
   if (configuration_.handler_path.empty()) return WRENFALL_ERROR_MONITOR_NOT_FOUND;
   if (!start_handler()) return WRENFALL_ERROR_HANDLER_START_FAILED;
 
@@ -103,12 +102,8 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
   set_annotation(annotation::kEnvironment, configuration_.environment);
   ULONG guarantee = kStackGuaranteeBytes;
   SetThreadStackGuarantee(&guarantee);
-  wer_coverage_ = register_wer_module(
-      [this](const std::filesystem::path& module) {
-        return client_.RegisterWerModule(module.wstring());
-      },
-      logger_);
-  if (configuration_.protect_exception_filter) protect_exception_filter(logger_);
+  wer_coverage_ = register_wer_module(client_, *logger_);
+  if (configuration_.protect_exception_filter) protect_exception_filter(*logger_);
   watch_.find();
   dump_thread_.prepare();
   started_.exchange(true);
@@ -136,13 +131,11 @@ bool CrashpadBackend::has_capability(uint32_t capability) const {
 bool CrashpadBackend::can_answer() {
   watch_.find();
   if (watch_.has_ended()) {
-    if (logger_ != nullptr) logger_->error("Capture failed: the capture handler has ended");
+    logger_->error("Capture failed: the capture handler has ended");
     return false;
   }
   if (dump_thread_.is_under_way()) {
-    if (logger_ != nullptr) {
-      logger_->error("Capture failed: the capture handler still owes an earlier dump");
-    }
+    logger_->error("Capture failed: the capture handler still owes an earlier dump");
     return false;
   }
   return true;
@@ -152,9 +145,8 @@ bool CrashpadBackend::dump(const CONTEXT& context) {
   const DumpThread::Outcome outcome =
       dump_thread_.run([context] { crashpad::CrashpadClient::DumpWithoutCrash(context); },
                        watch_.processes(), kDumpBound);
-  // A client may return without a dump when it sees the handler end.
+  // A client that sees the handler end may return without a dump.
   if (outcome == DumpThread::Outcome::kReturned && !watch_.has_ended()) return true;
-  if (logger_ == nullptr) return false;
   if (outcome == DumpThread::Outcome::kOverdue) {
     logger_->error("Capture failed: the capture handler has not answered for %lld s",
                    static_cast<long long>(kDumpBound.count()));
@@ -172,7 +164,7 @@ wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
   if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
   if (!can_answer()) return WRENFALL_ERROR_HANDLER_START_FAILED;
   const ScopedAnnotation kind(*this, annotation::kReportKind, report_kind);
-  // The dump names the thread that asks the handler, but shows the state of this one.
+  // The dump names the thread that asks the handler, but shows the registers of this one.
   CONTEXT context{};
   RtlCaptureContext(&context);
   return dump(context) ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;

@@ -6,14 +6,14 @@
 namespace wrenfall {
 namespace {
 
-// A dump asks another process and waits: hosts with large stacks need not pay for one more.
+// The call only asks another process and waits, so it needs no stack of the host's default size.
 constexpr SIZE_T kStackBytes = 0x40000;
 
 constexpr DWORD kPieceMs = 500;
 
 }  // namespace
 
-// Shared by the object and the thread; whoever is later frees it.
+// Shared by the object and the thread; the one that ends last frees it.
 struct DumpThread::Worker {
   std::function<void()> dump;
   std::atomic<bool> ending{false};
@@ -59,14 +59,14 @@ DumpThread::Outcome DumpThread::run(std::function<void()> dump,
   ResetEvent(worker_->returned.get());
   SetEvent(worker_->wanted.get());
 
-  // The first of several signalled objects counts: the return.
+  // When several objects are signalled, the first one counts, so the return comes first.
   std::vector<HANDLE> objects = {worker_->returned.get()};
   objects.insert(objects.end(), processes.begin(), processes.end());
   const auto count = static_cast<DWORD>(objects.size());
   DWORD result = WAIT_TIMEOUT;
   for (const std::chrono::milliseconds patience : {bound, kGrace}) {
     const auto end = std::chrono::steady_clock::now() + patience;
-    // In pieces: a wait in which the thread is suspended may begin anew when it goes on.
+    // In pieces, because a wait may start from the beginning when its thread was suspended meanwhile.
     while (result == WAIT_TIMEOUT && std::chrono::steady_clock::now() < end) {
       result = WaitForMultipleObjects(count, objects.data(), FALSE, kPieceMs);
     }

@@ -12,22 +12,22 @@
 
 namespace wrenfall {
 
-// Makes a call that may never return, on a thread of its own. That thread is started beforehand:
-// when a hang is reported, the thread that hangs may hold what a new thread needs, the loader's
-// lock. A call that its caller has given up stays on that thread until it returns or the process
-// ends, also after this object's end, and holds nothing of anybody else's. Not for several threads
-// at once.
+// Makes a call that may never return on a thread of its own. That thread is started beforehand: when a
+// hang is reported, the hung thread may hold the loader's lock, which a new thread needs to start. A
+// call that its caller no longer waits for stays on the thread until it returns or the process ends,
+// also after the end of this object, so it must own all that it uses. One thread at a time may use an
+// object.
 class DumpThread {
  public:
   enum class Outcome {
     kReturned,
-    kNotStarted,  // no thread for it
-    kAbandoned,   // one of the processes has ended first
-    kOverdue,     // nothing has happened until the bound
+    kNotStarted,  // the thread could not be started
+    kAbandoned,   // one of the processes ended first
+    kOverdue,     // nothing happened within the bound
   };
 
-  // After the bound there is one last wait of this length: where the handler has this process stand
-  // still for longer, the answer comes just after the bound has been passed.
+  // After the bound there is one last wait of this length. When the handler suspends this process for
+  // longer than the bound, the answer arrives right after the process is resumed.
   static constexpr std::chrono::milliseconds kGrace{5000};
 
   DumpThread() = default;
@@ -35,11 +35,11 @@ class DumpThread {
   DumpThread(const DumpThread&) = delete;
   DumpThread& operator=(const DumpThread&) = delete;
 
-  // Starts the thread, unless it runs. False when the system refuses.
+  // Starts the thread, unless it already runs. False when the system refuses.
   bool prepare();
 
-  // Calls `dump` and waits for its return, but no longer than for the end of one of `processes` or
-  // for the bound and the grace. Not while a call is under way.
+  // Calls `dump` and waits until it returns, until one of `processes` ends, or until the bound and the
+  // grace have passed. Not to be called while a call is under way.
   Outcome run(std::function<void()> dump, const std::vector<HANDLE>& processes,
               std::chrono::milliseconds bound);
 

@@ -6,8 +6,8 @@
 
 namespace wrenfall {
 
-void protect_exception_filter(Logger* logger) {
-  // nop; xor eax, eax; nop; ret: returns null, the absence of a previous filter.
+void protect_exception_filter(Logger& logger) {
+  // nop; xor eax, eax; nop; ret: returns null, which means that there was no filter before.
   static constexpr unsigned char kReturnNull[] = {0x90, 0x33, 0xC0, 0x90, 0xC3};
   static constexpr size_t kFirstStore = 4;
 
@@ -24,7 +24,7 @@ void protect_exception_filter(Logger* logger) {
               sizeof kReturnNull - kFirstStore);
   FlushInstructionCache(GetCurrentProcess(), function, sizeof kReturnNull);
   VirtualProtect(function, sizeof kReturnNull, protection, &protection);
-  if (logger != nullptr) logger->info("SetUnhandledExceptionFilter guarded");
+  logger.info("SetUnhandledExceptionFilter guarded");
 }
 
 }  // namespace wrenfall

@@ -5,11 +5,11 @@
 
 namespace wrenfall {
 
-// Patches this process's SetUnhandledExceptionFilter so that it returns null and changes nothing:
-// whoever calls it later, another library or a runtime, cannot replace the crash filter that is
-// installed. Never undone. Does nothing, silently, where the function or the right to patch it is
-// missing. `logger` may be null.
-void protect_exception_filter(Logger* logger);
+// Patches this process's SetUnhandledExceptionFilter so that it returns null and changes nothing. A
+// library or runtime that calls it later cannot replace the crash filter that is installed. The
+// patch is never undone. Does nothing, silently, when the function is not found or may not be
+// patched.
+void protect_exception_filter(Logger& logger);
 
 }  // namespace wrenfall
 

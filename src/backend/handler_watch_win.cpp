@@ -3,27 +3,17 @@
 // Needs <windows.h> first.
 #include <tlhelp32.h>
 
+#include "support/file_times_win.h"
 #include "support/paths.h"
 
 namespace wrenfall {
 namespace {
 
-// A process may be stamped with a time a little before that of the call that made it.
-constexpr uint64_t kClockSlackTicks = 10'000'000;  // a second in units of 100 ns
+// A process may get a start time slightly before the call that created it.
+constexpr uint64_t kClockSlackTicks = kTicksPerSecond;
 
-uint64_t ticks_of(const FILETIME& time) {
-  return static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
-// 0 when it cannot be read.
-uint64_t start_time_of(HANDLE process) {
-  FILETIME creation{};
-  FILETIME other{};
-  return GetProcessTimes(process, &creation, &other, &other, &other) ? ticks_of(creation) : 0;
-}
-
-// The newest child of that process that runs that program. A child of an earlier process with the
-// same id is told by its age.
+// The newest child of the process that runs the program. A child of an earlier process with the same
+// id was started before `started_after`.
 ScopedKernelHandle find_child(DWORD parent, const std::wstring& program, uint64_t started_after) {
   ScopedKernelHandle newest;
   const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
@@ -39,7 +29,7 @@ ScopedKernelHandle find_child(DWORD parent, const std::wstring& program, uint64_
     ScopedKernelHandle process(
         OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
     if (!process) continue;
-    const uint64_t start_time = start_time_of(process.get());
+    const uint64_t start_time = process_start_time(process.get());
     if (start_time < started_after) continue;
     started_after = start_time;
     newest = std::move(process);
@@ -65,7 +55,7 @@ void HandlerWatch::find() {
   if (!program_ || handler_) return;
   handler_ =
       find_child(GetProcessId(program_.get()), std::filesystem::path(kHandlerExecutable).wstring(),
-                 start_time_of(program_.get()));
+                 process_start_time(program_.get()));
 }
 
 bool HandlerWatch::has_ended() const {

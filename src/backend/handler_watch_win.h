@@ -12,22 +12,22 @@
 
 namespace wrenfall {
 
-// Knows whether the processes that write the dumps still live: the program that was started as the
-// handler and, where that is the monitor, the handler below it. The capture client does not tell
-// which processes these are, so they are looked up among the children. Without a process found
-// nothing is ever taken for dead. Not for several threads at once.
+// Knows whether the processes that write the dumps are still alive: the program that was started as
+// the handler and, when that is the monitor, the handler that it started. The capture client does not
+// say which processes these are, so they are looked up among the children. A process that was not
+// found counts as alive. One thread at a time may use an object.
 class HandlerWatch {
  public:
-  // Forgets what was found, and remembers the time: the program is started after this.
+  // Forgets what was found and notes the time. Call it before the program is started.
   void expect(const std::filesystem::path& program);
 
-  // Looks for the processes not found yet. Costs a walk through the system's processes until both
-  // are found, then nothing.
+  // Looks for the processes that are not found yet, in a list of all processes of the system. Costs
+  // nothing once both are found.
   void find();
 
   bool has_ended() const;
 
-  // What was found; signalled once ended.
+  // The processes that were found. Their handles are signalled when they end.
   std::vector<HANDLE> processes() const;
 
  private:

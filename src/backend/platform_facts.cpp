@@ -15,7 +15,7 @@ const char* product_name(const SystemVersion& system) {
     if (system.product_type != kProductTypeWorkstation) return "Windows Server";
     return system.build < kFirstWindows11Build ? "Windows 10" : "Windows 11";
   }
-  // The server editions of these two versions go by the workstation's name.
+  // The server editions of these two versions get the workstation's name too.
   if (system.major == 6 && system.minor == 3) return "Windows 8.1";
   if (system.major == 6 && system.minor == 1) return "Windows 7";
   return "Windows";

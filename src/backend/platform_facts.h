@@ -12,12 +12,12 @@ struct PlatformFacts {
   std::string name;          // the product, for example "Windows 11"
   std::string version;       // "10.0.22631"
   std::string build;         // "22631"
-  std::string architecture;  // the library's own, and " on arm64" or " on x64" where the machine's
-                             // is another
+  std::string architecture;  // the library's own; " on arm64" or " on x64" is added when the
+                             // machine's is another one
   std::string detail;        // a remark, usually empty
 };
 
-// What the system says of itself. The constants are those of RTL_OSVERSIONINFOEXW and SYSTEM_INFO
+// What the system says about itself. The numbers are those of RTL_OSVERSIONINFOEXW and SYSTEM_INFO
 // (winnt.h).
 struct SystemVersion {
   uint32_t major = 0;
@@ -30,7 +30,7 @@ struct SystemVersion {
 // The facts for a version, for a library built for the architecture ("x64", "x86", "arm64").
 PlatformFacts platform_facts(const SystemVersion& system, const std::string& library_architecture);
 
-// Asks the system. Parts that it does not tell are 0. Not cached.
+// Asks the system each time. Numbers that it does not tell are 0.
 PlatformFacts query_platform_facts();
 
 // One line, for example "Windows 11 10.0.22631 x64".

@@ -11,7 +11,7 @@ constexpr char kLibraryArchitecture[] = "arm64";
 constexpr char kLibraryArchitecture[] = "x64";
 #endif
 
-// Unlike GetVersionEx this one tells the truth whatever the host's manifest says.
+// Unlike GetVersionEx, this function tells the real version whatever the host's manifest says.
 using RtlGetVersionFunction = LONG(WINAPI*)(RTL_OSVERSIONINFOEXW*);
 
 }  // namespace

@@ -8,21 +8,20 @@
 
 namespace wrenfall {
 
-// An annotation that only the dumps in its lifetime carry, however that ends.
+// An annotation that is set for the lifetime of this object. Only dumps taken meanwhile carry it.
 class ScopedAnnotation {
  public:
   ScopedAnnotation(Backend& backend, std::string key, const std::string& value)
       : backend_(backend), key_(std::move(key)) {
     backend_.set_annotation(key_, value);
   }
-  ~ScopedAnnotation() { backend_.set_annotation(key_, nothing_); }
+  ~ScopedAnnotation() { backend_.set_annotation(key_, {}); }
   ScopedAnnotation(const ScopedAnnotation&) = delete;
   ScopedAnnotation& operator=(const ScopedAnnotation&) = delete;
 
  private:
   Backend& backend_;
   const std::string key_;
-  const std::string nothing_;  // clearing needs no memory
 };
 
 }  // namespace wrenfall

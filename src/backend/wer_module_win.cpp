@@ -1,6 +1,11 @@
 #include "backend/wer_module_win.h"
 
+// clang-format off
 #include <windows.h>
+#include <client/crashpad_client.h>
+// clang-format on
+
+#include <filesystem>
 
 #include "support/files.h"
 #include "support/paths.h"
@@ -9,7 +14,7 @@
 namespace wrenfall {
 namespace {
 
-// Only the presence of a value of the module's name counts, whatever its type and data.
+// Only the name of a value counts; its type and data do not matter.
 bool is_allow_listed(const std::filesystem::path& module) {
   HKEY key = nullptr;
   if (RegOpenKeyExW(HKEY_LOCAL_MACHINE,
@@ -25,25 +30,20 @@ bool is_allow_listed(const std::filesystem::path& module) {
 
 }  // namespace
 
-bool register_wer_module(const std::function<bool(const std::filesystem::path&)>& register_module,
-                         Logger* logger) {
-  // Never one in the current directory.
+bool register_wer_module(crashpad::CrashpadClient& client, Logger& logger) {
+  // Without the library's folder the name alone would mean a file in the current directory.
   const std::filesystem::path folder = library_dir();
   const std::filesystem::path module = folder / kWerModule;
   if (folder.empty() || !path_exists(module)) {
-    if (logger != nullptr) {
-      logger->warn("WrenfallWer.dll not found next to the library; WER coverage disabled");
-    }
+    logger.warn("WrenfallWer.dll not found next to the library; WER coverage disabled");
     return false;
   }
   const bool allow_listed = is_allow_listed(module);
-  const bool registered = register_module(module);
+  const bool registered = client.RegisterWerModule(module.wstring());
   const bool coverage = registered && allow_listed;
-  if (logger != nullptr) {
-    logger->info("WER helper %s: registered=%d allow-listed=%d -> coverage %s",
-                 path_to_utf8(module).c_str(), registered ? 1 : 0, allow_listed ? 1 : 0,
-                 coverage ? "on" : "off (add the DLL path to HKLM RuntimeExceptionHelperModules)");
-  }
+  logger.info("WER helper %s: registered=%d allow-listed=%d -> coverage %s",
+              path_to_utf8(module).c_str(), registered ? 1 : 0, allow_listed ? 1 : 0,
+              coverage ? "on" : "off (add the DLL path to HKLM RuntimeExceptionHelperModules)");
   return coverage;
 }
 

@@ -6,7 +6,7 @@
 
 namespace wrenfall {
 
-void capture_hang(Backend& backend, Logger* logger, uint32_t policy, const std::string& thread_name,
+void capture_hang(Backend& backend, Logger& logger, uint32_t policy, const std::string& thread_name,
                   int64_t duration_ms) {
   const wrenfall_result result = [&] {
     const ScopedAnnotation thread(backend, annotation::kHangThread, thread_name);
@@ -15,10 +15,9 @@ void capture_hang(Backend& backend, Logger* logger, uint32_t policy, const std::
     backend.set_annotation(annotation::kHangPolicy, hang_policy_text(policy));
     return backend.capture(kReportKindHang);
   }();
-  if (logger != nullptr && result == WRENFALL_OK) {
-    logger->info("hang report captured for thread '%s' (%lld ms)", thread_name.c_str(),
-                 static_cast<long long>(duration_ms));
-  }
+  if (result != WRENFALL_OK) return;
+  logger.info("hang report captured for thread '%s' (%lld ms)", thread_name.c_str(),
+              static_cast<long long>(duration_ms));
 }
 
 }  // namespace wrenfall

@@ -10,10 +10,10 @@
 namespace wrenfall {
 
 // Takes a dump of kind "hang" of the running process, annotated with the hung thread, the hang's
-// length and the policy. Ending the process, where the policy says so, is left to whoever makes a
-// report of the dump. Blocks until the dump is written or has failed, which the backend logs; only a
-// success is logged here. `logger` may be null.
-void capture_hang(Backend& backend, Logger* logger, uint32_t policy, const std::string& thread_name,
+// length and the policy. The monitor, which makes the report, ends the process when the policy says
+// so. Blocks until the dump is written or has failed. A success is logged here; the backend logs
+// failures.
+void capture_hang(Backend& backend, Logger& logger, uint32_t policy, const std::string& thread_name,
                   int64_t duration_ms);
 
 }  // namespace wrenfall

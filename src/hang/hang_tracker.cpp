@@ -24,7 +24,7 @@ std::optional<Hang> HangTracker::check_thread(Thread& thread, Time now) {
   const int64_t silence = whole_milliseconds(now - thread.last_beat);
   if (thread.reported || silence <= threshold_ms_) return std::nullopt;
   Hang hang{thread.name, silence};
-  // Marked last: a hang that there is no memory to tell of comes up again.
+  // Marked last: when copying the name runs out of memory, the hang is found again later.
   thread.reported = true;
   last_report_ = now;
   return hang;

@@ -9,7 +9,7 @@
 
 namespace wrenfall {
 
-// Who hangs, and for how long it has been silent.
+// A thread that hangs, and how long it has been silent.
 struct Hang {
   std::string thread_name;
   int64_t duration_ms = 0;
@@ -32,7 +32,7 @@ class HangTracker {
 
   void main_beat(Time now) { main_.beat(now); }
 
-  // Nothing for a thread that is not watched.
+  // Does nothing for a thread that is not watched.
   void thread_beat(uint32_t thread_id, Time now);
 
   // A thread that is watched already gets the new name and counts as alive.

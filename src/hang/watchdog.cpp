@@ -15,8 +15,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kShortestTick{100};
 constexpr std::chrono::milliseconds kLongestWait{86400000};
 
-// Goes without what there is no memory for. Nothing above the watchdog's thread could take the
-// exception: it would end the host.
+// Runs the step and ignores std::bad_alloc: an exception that left the watchdog's thread would end
+// the host.
 template <typename Step>
 void ignore_out_of_memory(Step step) {
   try {
@@ -36,7 +36,7 @@ std::chrono::milliseconds Watchdog::tick_period(int32_t threshold_ms) {
 }
 
 Watchdog::Watchdog(int32_t threshold_ms, uint32_t policy, HangCallback on_hang, WindowProbe probe,
-                   Logger* logger)
+                   Logger& logger)
     : threshold_ms_(threshold_ms),
       policy_(policy),
       on_hang_(std::move(on_hang)),
@@ -50,10 +50,8 @@ void Watchdog::start() {
   if (threshold_ms_ < 1 || thread_.joinable()) return;
   heartbeat();
   thread_ = std::thread([this] { run(); });
-  if (logger_ != nullptr) {
-    logger_->info("hang detection on: %d ms, policy %s", threshold_ms_,
-                  policy_ == WRENFALL_HANG_REPORT_AND_TERMINATE ? "report+terminate" : "report");
-  }
+  logger_.info("hang detection on: %d ms, policy %s", threshold_ms_,
+               policy_ == WRENFALL_HANG_REPORT_AND_TERMINATE ? "report+terminate" : "report");
 }
 
 void Watchdog::stop() {
@@ -93,12 +91,10 @@ bool Watchdog::wait_for_tick(std::unique_lock<std::mutex>& lock) {
 }
 
 void Watchdog::report(const Hang& hang) {
-  if (logger_ != nullptr) {
-    ignore_out_of_memory([&] {
-      logger_->warn("hang detected on thread '%s' after %lld ms", hang.thread_name.c_str(),
-                    static_cast<long long>(hang.duration_ms));
-    });
-  }
+  ignore_out_of_memory([&] {
+    logger_.warn("hang detected on thread '%s' after %lld ms", hang.thread_name.c_str(),
+                 static_cast<long long>(hang.duration_ms));
+  });
   if (on_hang_) ignore_out_of_memory([&] { on_hang_(hang.thread_name, hang.duration_ms); });
 }
 

@@ -18,36 +18,35 @@ namespace wrenfall {
 
 // Watches for hangs on a thread of its own, from start to stop.
 //
-// Every tick that thread asks the probe whether a window of the process answers, which is a sign of
-// life of the main thread, and calls the hang callback for a hang that is due. It holds no lock
-// during either, so that a slow capture never blocks a heartbeat. Beats and watches may come from
-// any thread; start and stop from one thread at a time. Failures of mutexes, condition variables
-// and threads are thrown as std::system_error.
+// On every tick that thread asks the probe whether a window of the process answers, which is a sign
+// of life of the main thread, and calls the hang callback for a hang that is due. It holds no lock
+// during either call, so that a slow capture never blocks a heartbeat. Any thread may beat, watch
+// and unwatch; start and stop are called by one thread at a time. Failures of mutexes, condition
+// variables and threads are thrown as std::system_error.
 class Watchdog {
  public:
   using HangCallback = std::function<void(const std::string& thread_name, int64_t duration_ms)>;
   // True when a window answered. Should return early once its argument is set.
   using WindowProbe = std::function<bool(const std::atomic<bool>& stopping)>;
 
-  // `logger` may be null, and outlives the watchdog. `threshold_ms` below 1 makes a watchdog that
-  // never starts.
+  // The logger outlives the watchdog. With a `threshold_ms` below 1 start() does nothing.
   Watchdog(int32_t threshold_ms, uint32_t policy, HangCallback on_hang, WindowProbe probe,
-           Logger* logger);
+           Logger& logger);
   ~Watchdog();
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
 
-  // Does nothing when the thread runs.
+  // Does nothing when the thread already runs.
   void start();
 
-  // Waits for the thread, which ends at once unless it is busy with a capture; never for a tick.
-  // Not to be called from the callback.
+  // Waits for the thread to end. It ends at once, in the middle of a tick too, unless it is busy
+  // with a capture. Must not be called from the callback.
   void stop();
 
-  // A sign of life of the main thread, whichever thread calls, and of the calling thread where that
-  // is watched.
+  // A sign of life of the main thread, whichever thread calls, and of the calling thread if that is
+  // watched.
   void heartbeat();
-  // Each concerns the calling thread.
+  // Both are about the calling thread.
   void watch(const std::string& name);
   void unwatch();
 
@@ -66,7 +65,7 @@ class Watchdog {
   const uint32_t policy_;
   const HangCallback on_hang_;
   const WindowProbe probe_;
-  Logger* const logger_;
+  Logger& logger_;
 
   std::mutex mutex_;
   std::condition_variable wake_;

@@ -5,8 +5,8 @@
 
 namespace wrenfall {
 
-// Asks every visible top-level window of this process for a sign of life, each for up to 50 ms.
-// True when one answered. A process without such a window never answers. Gives up early once
+// Asks every visible top-level window of this process for a sign of life and waits up to 50 ms for
+// each. True when one answered; false as well when the process has no such window. Stops early once
 // `stopping` is set.
 bool any_window_answers(const std::atomic<bool>& stopping);
 

@@ -1,5 +1,7 @@
 #include "support/encoding.h"
 
+#include <cstdio>
+
 namespace wrenfall {
 namespace {
 
@@ -32,6 +34,12 @@ HexDigits hex_digits(uint64_t address) {
 std::string hex_address(uint64_t address) {
   const HexDigits digits = hex_digits(address);
   return {digits.data(), digits.size()};
+}
+
+std::string hex_code(uint32_t code) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
+  return text;
 }
 
 std::string percent_encode(std::string_view text) {

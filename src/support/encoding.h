@@ -19,6 +19,9 @@ std::string hex_address(uint64_t address);
 using HexDigits = std::array<char, 16>;
 HexDigits hex_digits(uint64_t address);
 
+// An exception or exit code as Windows writes it: "0x" and eight upper-case digits.
+std::string hex_code(uint32_t code);
+
 // RFC 3986 percent-encoding of everything but unreserved characters.
 std::string percent_encode(std::string_view text);
 

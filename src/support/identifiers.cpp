@@ -1,6 +1,5 @@
 #include "support/identifiers.h"
 
-#include <array>
 #include <cstdint>
 #include <random>
 
@@ -17,10 +16,13 @@ std::string new_uuid() {
   }
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
+  return uuid_text(bytes);
+}
 
-  std::string uuid = hex_lower(bytes.data(), bytes.size());
-  for (const size_t position : {8u, 13u, 18u, 23u}) uuid.insert(position, 1, '-');
-  return uuid;
+std::string uuid_text(const std::array<unsigned char, 16>& bytes) {
+  std::string text = hex_lower(bytes.data(), bytes.size());
+  for (const size_t position : {8u, 13u, 18u, 23u}) text.insert(position, 1, '-');
+  return text;
 }
 
 }  // namespace wrenfall

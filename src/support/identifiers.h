@@ -1,12 +1,16 @@
 #ifndef WRENFALL_SUPPORT_IDENTIFIERS_H_
 #define WRENFALL_SUPPORT_IDENTIFIERS_H_
 
+#include <array>
 #include <string>
 
 namespace wrenfall {
 
 // A random version-4 UUID (RFC 4122), 36 lower-case characters.
 std::string new_uuid();
+
+// Sixteen bytes, in the order in which they are written, as 36 lower-case characters.
+std::string uuid_text(const std::array<unsigned char, 16>& bytes);
 
 }  // namespace wrenfall
 

@@ -1,5 +1,6 @@
 #include <windows.h>
 
+#include "support/file_times_win.h"
 #include "support/process.h"
 #include "support/win_handle.h"
 
@@ -9,14 +10,7 @@ uint32_t current_process_id() { return GetCurrentProcessId(); }
 
 uint32_t current_thread_id() { return GetCurrentThreadId(); }
 
-uint64_t current_process_start_time() {
-  FILETIME creation{};
-  FILETIME exit{};
-  FILETIME kernel{};
-  FILETIME user{};
-  if (!GetProcessTimes(GetCurrentProcess(), &creation, &exit, &kernel, &user)) return 0;
-  return (static_cast<uint64_t>(creation.dwHighDateTime) << 32) | creation.dwLowDateTime;
-}
+uint64_t current_process_start_time() { return process_start_time(GetCurrentProcess()); }
 
 bool is_process_running(uint64_t process_id) {
   // The system rounds ids down to a multiple of four when it looks a process up, and knows none

@@ -10,6 +10,11 @@ namespace {
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
+Logger& silent_logger() {
+  static Logger logger;
+  return logger;
+}
+
 bool no_window(const std::atomic<bool>&) { return false; }
 
 TEST(Watchdog, TickIsAQuarterOfTheThresholdButNotTooShort) {
@@ -27,7 +32,7 @@ TEST(Watchdog, HeartbeatsOfAnyThreadKeepMainAlive) {
   std::atomic<bool> hung{false};
   Watchdog watchdog(
       800, WRENFALL_HANG_REPORT, [&hung](const std::string&, int64_t) { hung = true; }, no_window,
-      nullptr);
+      silent_logger());
   watchdog.start();
   std::thread([&] {
     for (int i = 0; i < 80; ++i) {
@@ -50,7 +55,7 @@ TEST(Watchdog, StopsAtOnce) {
           while (!stopping) std::this_thread::sleep_for(milliseconds(1));
           return false;
         },
-        nullptr);
+        silent_logger());
     watchdog.start();
     if (in_probe) probing.get_future().wait();
     const auto started = Clock::now();
@@ -70,7 +75,7 @@ TEST(Watchdog, ASlowCaptureBlocksNoHeartbeatAndStopWaitsForIt) {
         release.get_future().wait();
         captured = true;
       },
-      no_window, nullptr);
+      no_window, silent_logger());
   watchdog.start();
   capturing.get_future().wait();
   for (int i = 0; i < 1000; ++i) watchdog.heartbeat();
