@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/encoding.h"
+#include "support/identifiers.h"
 
 namespace wrenfall::minidump {
 namespace {
@@ -12,8 +12,8 @@ namespace {
 constexpr uint32_t kVersion = 1;
 constexpr uint16_t kStringAnnotation = 1;
 
-// Far more than any handler writes: it reads at most some hundred live annotations of a module,
-// 20480 bytes each. They bound the work and the memory that a damaged dump can cost.
+// These limits bound the work and the memory that a damaged dump can cost. They are far above what a
+// handler writes: at most a few hundred live annotations of a module, 20480 bytes each.
 constexpr uint32_t kMaxEntries = 4096;
 constexpr uint32_t kMaxModules = 4096;
 constexpr uint32_t kMaxTextBytes = 64 * 1024;
@@ -31,24 +31,22 @@ class StreamReader {
   bool read(const DumpLocation& stream) {
     std::array<uint8_t, 52> head{};
     if (!dump_.read(stream, head) || u32_at(head.data(), 0) != kVersion) return false;
-    annotations_.report_id = uuid_text(head.data() + 4);
+    annotations_.report_id = report_id(head.data() + 4);
     return read_startup(location_at(head.data(), 36)) && read_modules(location_at(head.data(), 44));
   }
 
  private:
-  // The system's UUID structure keeps its first three parts as little-endian numbers.
-  static std::string uuid_text(const uint8_t* bytes) {
+  // The system's UUID structure holds its first three parts as little-endian numbers, which are
+  // written with the highest byte first.
+  static std::string report_id(const uint8_t* bytes) {
     static constexpr std::array<size_t, 16> kOrder = {3, 2, 1,  0,  5,  4,  7,  6,
                                                       8, 9, 10, 11, 12, 13, 14, 15};
     std::array<unsigned char, 16> ordered{};
     for (size_t i = 0; i < kOrder.size(); ++i) ordered[i] = bytes[kOrder[i]];
-    std::string text = hex_lower(ordered.data(), ordered.size());
-    for (const size_t position : {8u, 13u, 18u, 23u}) text.insert(position, 1, '-');
-    return text;
+    return wrenfall::uuid_text(ordered);
   }
 
-  // The entries of a list that is a count and then as many entries of one size. An absent list has
-  // none.
+  // Reads a list: a count, and then that many entries of one size. An absent list has no entries.
   bool read_list(const DumpLocation& list, size_t entry_bytes, uint32_t max_entries,
                  std::vector<uint8_t>& entries, uint32_t& count) const {
     entries.clear();
@@ -65,7 +63,7 @@ class StreamReader {
            dump_.read(uint64_t{list.rva} + head.size(), entries.data(), entries.size());
   }
 
-  // A length and as many bytes.
+  // Reads a text: a length, and then that many bytes.
   bool read_text(uint32_t rva, std::string& text) {
     std::array<uint8_t, 4> head{};
     if (!dump_.read(rva, head.data(), head.size())) return false;
@@ -109,7 +107,7 @@ class StreamReader {
     if (!read_list(list, kLiveBytes, kMaxEntries, entries, count)) return false;
     for (uint32_t i = 0; i < count; ++i) {
       const uint8_t* const entry = entries.data() + i * kLiveBytes;
-      // The type fills the lower half of its word.
+      // The type is the lower half of this word.
       if ((u32_at(entry, 4) & 0xFFFF) != kStringAnnotation) continue;
       std::string name;
       std::string value;

@@ -12,7 +12,7 @@ namespace wrenfall::minidump {
 // Copies `size` bytes at `offset` of a file to `buffer`; true only when it copied all of them.
 using ReadAt = std::function<bool(uint64_t offset, void* buffer, size_t size)>;
 
-// A place in a dump, as dumps give it themselves: offsets count from the start of the file.
+// A place in a dump. The offset counts from the start of the file.
 struct DumpLocation {
   uint32_t size = 0;
   uint32_t rva = 0;
@@ -20,8 +20,8 @@ struct DumpLocation {
 
 inline constexpr size_t kLocationBytes = 8;
 
-// Little-endian numbers at an offset of bytes that were read from a dump. The caller knows that
-// they lie inside.
+// Little-endian numbers at an offset in bytes that were read from a dump. The caller has checked
+// that they lie inside.
 inline uint32_t u32_at(const uint8_t* bytes, size_t offset) {
   return static_cast<uint32_t>(bytes[offset]) | static_cast<uint32_t>(bytes[offset + 1]) << 8 |
          static_cast<uint32_t>(bytes[offset + 2]) << 16 |
@@ -49,7 +49,8 @@ class DumpBytes {
     return holds(offset, count) && read_(offset, buffer, count);
   }
 
-  // The first bytes at a place, which must hold as many and lie inside as a whole.
+  // Reads the first bytes of a place. The place must be at least as large, and lie in the file as a
+  // whole.
   template <size_t count>
   bool read(const DumpLocation& place, std::array<uint8_t, count>& bytes) const {
     return place.size >= count && holds(place.rva, place.size) &&

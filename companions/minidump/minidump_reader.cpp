@@ -8,7 +8,7 @@ namespace wrenfall::minidump {
 namespace {
 
 constexpr uint32_t kSignature = 0x504D444D;  // "MDMP"
-constexpr uint32_t kVersion = 0xA793;        // the upper half is the writer's own
+constexpr uint32_t kVersion = 0xA793;        // the lower half; the upper one is the writer's own
 constexpr uint32_t kMaxStreams = 1024;
 constexpr uint64_t kMaxMemoryRanges = uint64_t{4} * 1024 * 1024;
 constexpr size_t kStreamEntryBytes = 12;
@@ -40,7 +40,7 @@ std::optional<Header> read_header(const DumpBytes& dump) {
   return Header{u32_at(bytes.data(), 8), u32_at(bytes.data(), 12), u32_at(bytes.data(), 20)};
 }
 
-// False when the directory or a stream that it names is not all there.
+// False when the directory, or a stream that it names, is not wholly in the file.
 bool read_directory(const DumpBytes& dump, const Header& header, std::vector<Stream>& streams) {
   if (header.stream_count > kMaxStreams) return false;
   std::vector<uint8_t> bytes(header.stream_count * kStreamEntryBytes);
@@ -62,7 +62,7 @@ const Stream* find_stream(const std::vector<Stream>& streams, uint32_t type) {
 }
 
 // Calls `check(entry)` for each 16-byte entry of a list of memory ranges that begins at `offset`;
-// false as soon as one call is, or when the list is not all there.
+// false as soon as one call returns false, or when the list is not wholly in the file.
 template <typename Check>
 bool check_ranges(const DumpBytes& dump, uint64_t offset, uint64_t count, Check check) {
   if (count > kMaxMemoryRanges) return false;
@@ -81,7 +81,7 @@ bool check_ranges(const DumpBytes& dump, uint64_t offset, uint64_t count, Check 
   return true;
 }
 
-// Memory with the place of each range beside it.
+// A list of memory ranges, each with its own place in the file.
 bool memory_is_whole(const DumpBytes& dump, const Stream* list) {
   if (list == nullptr) return true;
   std::array<uint8_t, 4> head{};
@@ -95,7 +95,8 @@ bool memory_is_whole(const DumpBytes& dump, const Stream* list) {
                       });
 }
 
-// Full memory: the ranges follow one another from a base offset. A full disk cuts dumps off here.
+// The ranges of full memory follow one another from a base offset. A dump that met a full disk is cut
+// off here.
 bool memory64_is_whole(const DumpBytes& dump, const Stream* list) {
   if (list == nullptr) return true;
   std::array<uint8_t, 16> head{};

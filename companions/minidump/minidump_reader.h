@@ -9,17 +9,17 @@
 
 namespace wrenfall::minidump {
 
-// What the monitor needs to know of a dump.
+// What the companions need to know of a dump.
 struct DumpFacts {
   uint32_t time_stamp = 0;  // seconds since 1970-01-01 UTC, 0 when the dump does not tell
   std::optional<uint32_t> exception_code;
   DumpAnnotations annotations;
 };
 
-// Reads a minidump of `size` bytes; nothing when the file is not one, is cut short, or contradicts
-// itself. Reads the directories and annotations alone, piece by piece: the size of the dump does
-// not matter. The dump comes from a process that crashed and may hold anything; no offset, length
-// or count in it is trusted.
+// Reads a minidump of `size` bytes. Nothing when the file is no minidump, is cut short, or contradicts
+// itself. Only the directories and annotations are read, piece by piece, so the size of the dump does
+// not matter. The dump comes from a crashed process and may contain anything: every offset, length and
+// count in it is checked.
 std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size);
 
 }  // namespace wrenfall::minidump

@@ -11,19 +11,18 @@
 
 namespace wrenfall::monitor {
 
-// A finished dump that no other monitor can take, for as long as this object holds the file open.
-// The hold ends with the process too: a dump that a killed monitor had claimed can be claimed
-// again.
+// A finished dump. While this object holds the file open, no other monitor can take it. The claim
+// ends with the process too, so a dump that a killed monitor had claimed can be claimed again.
 class ClaimedDump {
  public:
   enum class State {
     kClaimed,
-    kBusy,    // being written, or in another program's hands
+    kBusy,    // being written, or opened by another program
     kGone,    // no file of the name
     kFailed,  // any other error
   };
 
-  // Tries to claim; state() tells how it went. The operations below need kClaimed.
+  // Claims the file if it can; state() tells the result. The operations below need kClaimed.
   explicit ClaimedDump(const std::filesystem::path& path);
 
   State state() const { return state_; }
@@ -31,10 +30,10 @@ class ClaimedDump {
 
   uint64_t size() const;
   bool read_at(uint64_t offset, void* buffer, size_t size) const;
-  minidump::ReadAt reader() const;  // valid as long as this object
+  minidump::ReadAt reader() const;  // valid while this object exists
 
-  // Since the dump was written last; 0 when the system does not tell. A time to come counts like one
-  // that is past: the clock was set back since.
+  // The time since the dump was last written; 0 when the system does not tell. A time of writing in
+  // the future, which remains when the clock is set back, counts by its distance too.
   std::chrono::seconds age() const;
 
   // Renames the file, within its volume, and keeps it claimed. False, with error() set, when that

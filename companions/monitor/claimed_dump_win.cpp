@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "monitor/claimed_dump.h"
+#include "support/file_times_win.h"
+#include "support/positioned_io_win.h"
 
 namespace wrenfall::monitor {
 namespace {
@@ -26,17 +28,13 @@ ClaimedDump::State state_after(DWORD error) {
   }
 }
 
-uint64_t ticks_of(const FILETIME& time) {
-  return static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
 }  // namespace
 
 void ClaimedDump::Closer::operator()(void* file) const { CloseHandle(file); }
 
 ClaimedDump::ClaimedDump(const std::filesystem::path& path) {
-  // The open fails while anybody writes the file. Without shared deletion nobody else can rename it
-  // or claim it.
+  // The open fails while another process has the file open for writing. Because it shares no deletion,
+  // no other process can rename the file or claim it afterwards.
   const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | DELETE, FILE_SHARE_READ, nullptr,
                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
@@ -54,12 +52,7 @@ uint64_t ClaimedDump::size() const {
 }
 
 bool ClaimedDump::read_at(uint64_t offset, void* buffer, size_t size) const {
-  LARGE_INTEGER position{};
-  position.QuadPart = static_cast<LONGLONG>(offset);
-  if (position.QuadPart < 0 || size > MAXDWORD) return false;
-  DWORD done = 0;
-  return SetFilePointerEx(file_.get(), position, nullptr, FILE_BEGIN) &&
-         ReadFile(file_.get(), buffer, static_cast<DWORD>(size), &done, nullptr) && done == size;
+  return read_file_at(file_.get(), offset, buffer, size);
 }
 
 minidump::ReadAt ClaimedDump::reader() const {
@@ -75,13 +68,12 @@ std::chrono::seconds ClaimedDump::age() const {
   GetSystemTimeAsFileTime(&now);
   const uint64_t from = ticks_of(written);
   const uint64_t to = ticks_of(now);
-  constexpr uint64_t kTicksPerSecond = 10'000'000;
   return std::chrono::seconds((to < from ? from - to : to - from) / kTicksPerSecond);
 }
 
 bool ClaimedDump::move_to(const std::filesystem::path& target) {
-  // Through the open handle, so that the file is never out of this process's hands. The structure
-  // ends in an array of one character, which the name and its end go beyond.
+  // Renamed through the open handle, so that the claim is never interrupted. The structure ends in an
+  // array of one character; the name and its NUL extend beyond it.
   const std::wstring& name = target.native();
   const size_t name_bytes = (name.size() + 1) * sizeof(wchar_t);
   std::vector<uint64_t> buffer((sizeof(FILE_RENAME_INFO) + name_bytes) / sizeof(uint64_t) + 1);

@@ -6,8 +6,7 @@ std::wstring quote_argument(std::wstring_view argument) {
   std::wstring quoted = L"\"";
   size_t backslashes = 0;
   for (const wchar_t c : argument) {
-    // Backslashes stand for themselves, except in front of a quote: there each counts only when
-    // doubled.
+    // A backslash is an ordinary character, except in front of a quote, where it must be doubled.
     if (c == L'"') quoted.append(backslashes + 1, L'\\');
     backslashes = c == L'\\' ? backslashes + 1 : 0;
     quoted.push_back(c);
@@ -18,7 +17,8 @@ std::wstring quote_argument(std::wstring_view argument) {
 }
 
 std::wstring with_program(std::wstring_view command_line, std::wstring_view program) {
-  // In the first place a quote ends at the next quote, and backslashes mean nothing.
+  // The first argument has rules of its own: a quoted one ends at the next quote, and backslashes are
+  // ordinary characters.
   size_t end = std::wstring_view::npos;
   if (!command_line.empty() && command_line.front() == L'"') {
     end = command_line.find(L'"', 1);

@@ -6,11 +6,11 @@
 
 namespace wrenfall::monitor {
 
-// An argument quoted so that CommandLineToArgvW, and every C runtime, gives it back as it is.
+// The argument in quotes, so that CommandLineToArgvW and every C runtime read it back unchanged.
 std::wstring quote_argument(std::wstring_view argument);
 
-// The command line with another program in the first place; everything after the program's name
-// stays as it is, to the byte. `program` is a path, which cannot hold a quote.
+// The command line with its first argument replaced by `program`; everything after that stays the
+// same to the byte. `program` is a path, which cannot contain a quote.
 std::wstring with_program(std::wstring_view command_line, std::wstring_view program);
 
 }  // namespace wrenfall::monitor

@@ -19,20 +19,21 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A monitor that is at work holds its dump; this is only for the moment between two of its steps.
+// A folder whose dump is younger is left alone. A monitor at work claims the dump, so this only
+// covers the moments in which it holds no claim.
 constexpr std::chrono::seconds kHalfMadeAge(60);
 
-// Writing a dump of all memory takes its time; after this a dump is looked at no more often than
-// anything else.
+// For how long a dump that cannot be opened is looked at often. Writing a dump of all memory takes
+// its time.
 constexpr std::chrono::seconds kBusyPatience(30);
 
-// The facts of a dump that says whose it is. Otherwise nothing, with an error logged.
+// The facts of a readable dump that names its process. Otherwise nothing, with an error logged.
 std::optional<minidump::DumpFacts> read_facts(const ClaimedDump& dump, const fs::path& file,
                                               Logger& logger) {
   auto facts = minidump::read_minidump(dump.reader(), dump.size());
   if (!facts) {
     logger.error("Dump not readable, damaged or no minidump: %s", path_to_utf8(file).c_str());
-  } else if (!session_of(*facts)) {
+  } else if (!process_of(*facts)) {
     logger.error("Dump not readable, names no session: %s", path_to_utf8(file).c_str());
     facts.reset();
   }
@@ -41,22 +42,22 @@ std::optional<minidump::DumpFacts> read_facts(const ClaimedDump& dump, const fs:
 
 }  // namespace
 
-DumpCollector::DumpCollector(Places places, const ProcessIdentity& session,
+DumpCollector::DumpCollector(Places places, const ProcessIdentity& host,
                              StartReporter start_reporter, Logger& logger)
     : places_(std::move(places)),
-      session_(session),
+      host_(host),
       start_reporter_(std::move(start_reporter)),
       logger_(logger),
       architecture_(query_platform_facts().architecture),
       os_version_(describe(query_platform_facts())),
-      memory_(places_.store, session) {}
+      memory_(places_.store, host) {}
 
-bool DumpCollector::is_own(const ProcessIdentity& session) const {
-  return session.process_id == session_.process_id && session.start_time == session_.start_time;
+bool DumpCollector::is_host(const ProcessIdentity& process) const {
+  return process.process_id == host_.process_id && process.start_time == host_.start_time;
 }
 
-bool DumpCollector::is_for_us(const ProcessIdentity& session, bool adoptable) const {
-  return is_own(session) || (adoptable && !is_still_running(session));
+bool DumpCollector::is_for_us(const ProcessIdentity& process, bool adoptable) const {
+  return is_host(process) || (adoptable && !is_still_running(process));
 }
 
 bool DumpCollector::collect() {
@@ -70,17 +71,17 @@ bool DumpCollector::collect() {
     if (!note.settled) {
       const bool patient = Clock::now() - note.first_seen < kBusyPatience;
       busy = busy || patient;
-      if (!patient && !note.told) {
+      if (!patient && !note.logged) {
         logger_.error("Dump not readable, still in use: %s", path_to_utf8(file).c_str());
-        note.told = true;
+        note.logged = true;
       }
     }
     present.emplace(file, note);
   }
   notes_.swap(present);
   first_look_ = false;
-  // What the sweep of an init kept for the dumps of processes that are gone has served its turn when
-  // they are all settled.
+  // The attachment lists that an init kept for dumps of ended processes are no longer needed once
+  // all those dumps are settled.
   const bool waits = std::any_of(notes_.begin(), notes_.end(), [](const auto& entry) {
     return entry.second.adoptable && !entry.second.settled;
   });
@@ -100,8 +101,8 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   }
   if (dump.state() != ClaimedDump::State::kClaimed) return true;
   const auto facts = read_facts(dump, file, logger_);
-  if (!facts || !is_for_us(*session_of(*facts), adoptable)) return true;
-  if (is_own(*session_of(*facts)) && is_crash(*facts)) has_seen_crash_ = true;
+  if (!facts || !is_for_us(*process_of(*facts), adoptable)) return true;
+  if (is_host(*process_of(*facts)) && is_crash(*facts)) has_seen_crash_ = true;
   if (const auto folder = move_into_new_folder(places_.store, dump, logger_)) {
     finish(*folder, dump, *facts, path_to_utf8(file.stem()), true);
   }
@@ -110,7 +111,7 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
 
 void DumpCollector::finish_half_made_folders() {
   for (const fs::path& folder : list_folder(places_.store)) {
-    // No monitor makes a link; what one leads to is not the store's.
+    // Monitors make no links, and what a link leads to does not belong to the store.
     if (is_link(folder)) continue;
     if (!path_exists(folder / kCrashDataFile) && is_file(folder / kReportDumpFile)) {
       finish_half_made_folder(folder);
@@ -128,20 +129,20 @@ void DumpCollector::finish_half_made_folder(const fs::path& folder) {
   if (facts) finish(folder, dump, *facts, facts->annotations.report_id, false);
 }
 
-std::vector<std::string> DumpCollector::attachments_of(const ProcessIdentity& session) {
-  if (is_own(session)) {
+std::vector<std::string> DumpCollector::attachments_of(const ProcessIdentity& process) {
+  if (is_host(process)) {
     memory_.refresh();
     return memory_.attachments();
   }
-  auto record = read_session(session_file(places_.store, session));
-  if (!record) record = read_session(kept_session_file(places_.store, session));
+  auto record = read_session(session_file(places_.store, process));
+  if (!record) record = read_session(kept_session_file(places_.store, process));
   return record ? record->attachments : std::vector<std::string>();
 }
 
 void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
                            const minidump::DumpFacts& facts, const std::string& report_id,
                            bool may_terminate) {
-  const ProcessIdentity session = *session_of(facts);
+  const ProcessIdentity process = *process_of(facts);
   RecordContext context;
   context.crashpad_report_id = report_id;
   context.now = utc_timestamp();
@@ -149,16 +150,16 @@ void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
   context.os_version = os_version_;
   context.monitor_pid = current_process_id();
   auto record = finish_report_folder(folder, dump, facts, std::move(context),
-                                     attachments_of(session), logger_);
+                                     attachments_of(process), logger_);
   if (!record) return;
-  // An old hang is no reason to end a process that has come back to life.
-  if (may_terminate && is_own(session) && asks_for_termination(facts)) terminate(session);
+  // A hang that was found late is no reason to end a process that may have recovered since.
+  if (may_terminate && is_host(process) && asks_for_termination(facts)) terminate(process);
   start_reporter_or_release(folder, std::move(*record));
 }
 
-void DumpCollector::terminate(const ProcessIdentity& session) {
-  const auto pid = static_cast<unsigned long long>(session.process_id);
-  if (terminate_process(session)) {
+void DumpCollector::terminate(const ProcessIdentity& process) {
+  const auto pid = static_cast<unsigned long long>(process.process_id);
+  if (terminate_process(process)) {
     logger_.info("Hung process %llu ended, as its hang policy says", pid);
   } else {
     logger_.warn("Hung process %llu not ended: it is gone or may not be ended", pid);
@@ -167,8 +168,8 @@ void DumpCollector::terminate(const ProcessIdentity& session) {
 
 void DumpCollector::start_reporter_or_release(const fs::path& folder, CrashData record) {
   if (record.uploadPolicy == "manual" || start_reporter_(folder)) return;
-  // Nobody's, so that the host finds it pending. Unless somebody has it already: saving beside him
-  // could make a folder anew that he has deleted.
+  // Clear the owner so that the host finds the report pending. Take the claim first: saving without
+  // it could recreate a folder that another process has just deleted.
   const auto claim = FolderClaim::try_take(folder);
   if (!claim || !load(folder, record)) return;
   record.ownerPid = 0;

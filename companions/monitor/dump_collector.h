@@ -20,9 +20,9 @@ namespace wrenfall::monitor {
 // Starts the reporter on a report folder; false, with an error logged, when it cannot be started.
 using StartReporter = std::function<bool(const std::filesystem::path& folder)>;
 
-// Finds the dumps that are this monitor's to report, makes report folders of them and hands those
-// on as their policy says. Each dump is decided on once; a dump that stays where it is costs one
-// look and at most one line in the log. Used by one thread. The operations throw
+// Finds the dumps that this monitor has to report, turns each into a report folder, and starts the
+// reporter on it when the policy says so. Each dump is decided on once; a dump that stays where it is
+// is read once and costs at most one line in the log. Used by one thread. The operations throw
 // DirectoryIterationError, and filesystem_error when a file cannot be removed.
 class DumpCollector {
  public:
@@ -31,22 +31,22 @@ class DumpCollector {
     std::filesystem::path store;
   };
 
-  // The logger outlives the collector.
-  DumpCollector(Places places, const ProcessIdentity& session, StartReporter start_reporter,
+  // `host` is the watched process. The logger outlives the collector.
+  DumpCollector(Places places, const ProcessIdentity& host, StartReporter start_reporter,
                 Logger& logger);
 
   // Finishes the report folders that a killed monitor left half-made.
   void finish_half_made_folders();
 
-  // Looks through the dumps and takes those of the own session. The first look takes those of
-  // processes that are gone as well, whose monitors are gone too. True when a dump is there that
-  // cannot be opened yet.
+  // Looks through the dumps and takes those of the host. The first look also takes those of processes
+  // that have ended, because their monitors have ended too. True when there is a dump that cannot be
+  // opened yet.
   bool collect();
 
-  // Whether a dump of the own session's crash has come.
+  // Whether a dump of the host's crash has come.
   bool has_seen_crash() const { return has_seen_crash_; }
 
-  // Reads what the watched process tells of itself.
+  // Reads the host's session file again.
   void refresh_session() { memory_.refresh(); }
 
  private:
@@ -57,21 +57,21 @@ class DumpCollector {
     Clock::time_point first_seen;
     bool adoptable = false;  // was there at the first look
     bool settled = false;    // nothing more to do about it
-    bool told = false;       // the log says that it is in use
+    bool logged = false;     // that it is still in use
   };
 
   bool settle(const std::filesystem::path& file, bool adoptable);
-  bool is_for_us(const ProcessIdentity& session, bool adoptable) const;
-  bool is_own(const ProcessIdentity& session) const;
+  bool is_for_us(const ProcessIdentity& process, bool adoptable) const;
+  bool is_host(const ProcessIdentity& process) const;
   void finish_half_made_folder(const std::filesystem::path& folder);
   void finish(const std::filesystem::path& folder, ClaimedDump& dump,
               const minidump::DumpFacts& facts, const std::string& report_id, bool may_terminate);
-  std::vector<std::string> attachments_of(const ProcessIdentity& session);
-  void terminate(const ProcessIdentity& session);
+  std::vector<std::string> attachments_of(const ProcessIdentity& process);
+  void terminate(const ProcessIdentity& process);
   void start_reporter_or_release(const std::filesystem::path& folder, CrashData record);
 
   const Places places_;
-  const ProcessIdentity session_;
+  const ProcessIdentity host_;
   const StartReporter start_reporter_;
   Logger& logger_;
   const std::string architecture_;

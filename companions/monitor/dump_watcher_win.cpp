@@ -5,7 +5,7 @@ namespace {
 
 constexpr DWORD kUnfinishedDumpMs = 20;
 constexpr DWORD kMissingFolderMs = 250;
-constexpr DWORD kQuietMs = 1000;  // in case a change was not told
+constexpr DWORD kQuietMs = 1000;  // in case the system did not tell of a change
 
 constexpr DWORD kChanges =
     FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
@@ -35,7 +35,7 @@ bool DumpWatcher::wait(bool dump_expected) const {
                              : all_armed_  ? kQuietMs
                                            : kMissingFolderMs;
   const DWORD result = WaitForMultipleObjects(count, handles, FALSE, milliseconds);
-  // A failed wait returns at once; the handler alone can always be waited for.
+  // A failed wait returns at once. Waiting for the handler alone always works.
   if (result == WAIT_FAILED) {
     return WaitForSingleObject(handler_, milliseconds) != WAIT_OBJECT_0;
   }

@@ -15,13 +15,13 @@ struct ChangeHandleTraits {
   static void close(Handle handle) { FindCloseChangeNotification(handle); }
 };
 
-// Tells when something changes in a folder, which need not exist yet.
+// Tells when something changes in a folder. The folder need not exist yet.
 class FolderWatch {
  public:
   explicit FolderWatch(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-  // Begins to watch, or goes on after a change. To be called before each look at the folder, so
-  // that no change between the look and the next wait is lost. False while there is no such folder.
+  // Starts watching, or continues after a change. Call it before each look at the folder, so that no
+  // change between the look and the next wait is lost. False while there is no such folder.
   bool arm();
 
   // Signalled after a change; INVALID_HANDLE_VALUE while there is no such folder.
@@ -32,20 +32,20 @@ class FolderWatch {
   ScopedHandle<ChangeHandleTraits> watch_;
 };
 
-// Waits for the next reason to look for dumps: a change in the folder of dumps or of session files,
-// or some time gone by.
+// Waits for the next reason to look for dumps: a change in the folder of dumps or in that of session
+// files, or a time that has passed.
 class DumpWatcher {
  public:
-  // The handler's process handle stays the caller's.
+  // The caller keeps the handler's process handle open.
   DumpWatcher(HANDLE handler, const std::filesystem::path& reports,
               const std::filesystem::path& sessions)
       : handler_(handler), reports_(reports), sessions_(sessions) {}
 
-  // To be called before each look.
+  // Call it before each look.
   void arm();
 
-  // Blocks; for a moment only when `dump_expected` says that a dump is about to be finished. False when the
-  // handler has ended.
+  // Blocks, but only for a moment when `dump_expected` says that a dump is about to be finished. False
+  // when the handler has ended.
   bool wait(bool dump_expected) const;
 
  private:

@@ -9,10 +9,10 @@ constexpr uint32_t kControlCExit = 0xC000013A;
 }  // namespace
 
 bool is_crash_code(uint32_t exit_code) {
-  // Breakpoints and the like, which are no errors in the system's eyes.
+  // Breakpoints and the like, whose codes say "warning" rather than "error".
   if (exit_code >> 4 == 0x8000000) return true;
-  // Errors have the two highest bits set, codes of applications the third one, and none has the
-  // fourth: with it set this is a small negative number that a program chose.
+  // Exception codes have the two highest bits set; the third one marks codes of applications. The
+  // fourth is never set: a code that has it is a small negative number that a program returned.
   const uint32_t kind = exit_code >> 28;
   return (kind == 0xC || kind == 0xE) && exit_code != kControlCExit;
 }

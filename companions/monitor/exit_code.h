@@ -5,7 +5,8 @@
 
 namespace wrenfall::monitor {
 
-// Whether a process with this exit code was ended by an exception, as far as the code can tell.
+// Whether a process with this exit code was probably ended by an exception. The code alone cannot say
+// it for certain.
 bool is_crash_code(uint32_t exit_code);
 
 }  // namespace wrenfall::monitor

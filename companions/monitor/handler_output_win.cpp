@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace wrenfall::monitor {
 namespace {
 
-// A handler that says more between two looks has to wait for the next one.
+// A handler that writes more than this between two looks has to wait for the next look.
 constexpr DWORD kPipeBytes = 64 * 1024;
 
-// What gets longer than this is logged without waiting for the end of its line.
+// A line that gets longer than this is logged without waiting for its end.
 constexpr size_t kMaxLine = 4096;
 
 }  // namespace
@@ -29,7 +30,7 @@ bool HandlerOutput::read_some() {
   std::array<char, 4096> buffer{};
   DWORD available = 0;
   DWORD got = 0;
-  // A read of more than there is could wait, as this process holds the other end open too.
+  // Reading an empty pipe would wait, because this process holds the other end open too.
   if (!PeekNamedPipe(read_end_.get(), nullptr, 0, nullptr, &available, nullptr) || available == 0 ||
       !ReadFile(read_end_.get(), buffer.data(),
                 std::min(available, static_cast<DWORD>(buffer.size())), &got, nullptr)) {
@@ -39,18 +40,28 @@ bool HandlerOutput::read_some() {
   return got > 0;
 }
 
-void HandlerOutput::pass_on(Logger& logger, bool at_end) {
+void HandlerOutput::read_all() {
   while (read_end_ && read_some()) {
   }
-  while (!text_.empty()) {
-    const size_t end = text_.find('\n');
-    const bool is_whole = end != std::string::npos;
-    if (!is_whole && !at_end && text_.size() < kMaxLine) return;
-    std::string line = text_.substr(0, end);
-    text_.erase(0, is_whole ? end + 1 : end);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (!line.empty()) logger.warn("Capture handler: %s", line.c_str());
+}
+
+void HandlerOutput::log_line(Logger& logger, std::string line) {
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  if (!line.empty()) logger.warn("Capture handler: %s", line.c_str());
+}
+
+void HandlerOutput::log_new_lines(Logger& logger) {
+  read_all();
+  for (size_t end = text_.find('\n'); end != std::string::npos; end = text_.find('\n')) {
+    log_line(logger, text_.substr(0, end));
+    text_.erase(0, end + 1);
   }
+  if (text_.size() >= kMaxLine) log_line(logger, std::exchange(text_, {}));
+}
+
+void HandlerOutput::log_rest(Logger& logger) {
+  log_new_lines(logger);
+  log_line(logger, std::exchange(text_, {}));
 }
 
 }  // namespace wrenfall::monitor

@@ -10,26 +10,30 @@
 
 namespace wrenfall::monitor {
 
-// What the capture handler says on its standard error output: why a dump could not be written,
-// above all. Used by one thread. Where no pipe can be made nothing is ever said.
+// The capture handler's standard error output, which tells why a dump could not be written. Used by
+// one thread. When the pipe cannot be made, there is simply nothing to log.
 class HandlerOutput {
  public:
   HandlerOutput();
 
-  // For the handler to inherit; null when there is none.
+  // The end that the handler inherits; null when there is no pipe.
   HANDLE write_end() const { return write_end_.get(); }
 
-  // Logs the lines that have come since; never waits. At the end of the handler the last of them
-  // need not be whole.
-  void pass_on(Logger& logger, bool at_end);
+  // Logs the whole lines that have come since the last call. Does not wait.
+  void log_new_lines(Logger& logger);
+
+  // Logs all that is left, after the handler's end; the last line need not be whole.
+  void log_rest(Logger& logger);
 
  private:
-  // False when nothing more is there.
+  // False when there is nothing more to read.
   bool read_some();
+  void read_all();
+  static void log_line(Logger& logger, std::string line);
 
   ScopedKernelHandle read_end_;
   ScopedKernelHandle write_end_;
-  std::string text_;  // what was not logged yet
+  std::string text_;  // read, but not logged yet
 };
 
 }  // namespace wrenfall::monitor

@@ -13,6 +13,7 @@
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
 #include "report/store/session_files.h"
+#include "support/encoding.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
@@ -25,7 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Otherwise the handler's own exit code.
+// Of the monitor itself. Once the handler has run, the exit code is the handler's.
 enum ExitCode : int {
   kExitOk = 0,
   kExitBadArguments = 2,
@@ -42,12 +43,13 @@ constexpr char kHelp[] =
     "All arguments are passed on to crashpad_handler.exe in the same folder.\n"
     "  --help, --version                   print this text or the version\n";
 
-// After its end the handler is done with its dumps; another program may still look at one.
+// After the handler's end its dumps are complete, but another program may have one open for a
+// moment. So long they are waited for.
 constexpr ULONGLONG kLastSweepMs = 2000;
 constexpr DWORD kLastSweepPauseMs = 20;
 
-// Runs one step. What goes wrong in it must not end the watch: it is logged, once as long as it
-// stays the same.
+// Runs steps whose exceptions must not end the watch. An exception is logged, once for each change
+// of its text.
 class LoggedSteps {
  public:
   explicit LoggedSteps(Logger& logger) : logger_(logger) {}
@@ -88,29 +90,29 @@ StartReporter reporter_starter(const std::string& reporter, Logger& logger) {
   };
 }
 
-// A report that never comes is told of at least: for want of disk space, because the handler was
-// ended, or because it never saw the crash.
-void tell_of_lost_crash(const ProcessExit& host, const ProcessIdentity& session,
-                        const fs::path& store, Logger& logger) {
-  const auto code = host.exit_code();
+// Logs that a crash left no dump: the disk was full, the handler was killed, or it never saw the
+// crash.
+void report_lost_crash(const ProcessExit& host_exit, const ProcessIdentity& host,
+                       const fs::path& store, Logger& logger) {
+  const auto code = host_exit.exit_code();
   if (!code || !is_crash_code(*code)) return;
   std::error_code error;
   const fs::space_info space = fs::space(store, error);
-  logger.error("Process %llu ended with code 0x%08X, but no dump of a crash came (%llu MiB free)",
-               static_cast<unsigned long long>(session.process_id), *code,
+  logger.error("Process %llu ended with code %s, but no dump of a crash came (%llu MiB free)",
+               static_cast<unsigned long long>(host.process_id), hex_code(*code).c_str(),
                error ? 0ULL : static_cast<unsigned long long>(space.available >> 20));
 }
 
 void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output, Logger& logger) {
   const fs::path store = utf8_to_path(options.store);
   const fs::path reports = utf8_to_path(options.database) / "reports";
-  DumpCollector collector({reports, store}, options.session,
+  DumpCollector collector({reports, store}, options.host,
                           reporter_starter(options.reporter, logger), logger);
   DumpWatcher watcher(handler, reports, store / kSessionsFolder);
-  const ProcessExit host(options.session);
+  const ProcessExit host_exit(options.host);
   LoggedSteps steps(logger);
   const auto look = [&] {
-    output.pass_on(logger, false);
+    output.log_new_lines(logger);
     collector.refresh_session();
     return collector.collect();
   };
@@ -125,15 +127,16 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
     watcher.arm();
     dump_expected = steps.run(look);
   }
-  // Nobody else could: a handler that was killed while it wrote a dump leaves the host standing.
-  if (resume_frozen_process(options.session)) {
+  // A handler that was killed while it wrote a dump leaves the host suspended, and nothing else would
+  // resume it.
+  if (resume_frozen_process(options.host)) {
     logger.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
-                static_cast<unsigned long long>(options.session.process_id));
+                static_cast<unsigned long long>(options.host.process_id));
   }
   const ULONGLONG end = GetTickCount64() + kLastSweepMs;
   while (steps.run(look) && GetTickCount64() < end) Sleep(kLastSweepPauseMs);
-  output.pass_on(logger, true);
-  if (!collector.has_seen_crash()) tell_of_lost_crash(host, options.session, store, logger);
+  output.log_rest(logger);
+  if (!collector.has_seen_crash()) report_lost_crash(host_exit, options.host, store, logger);
 }
 
 int monitor(const MonitorOptions& options, Logger& logger) {
@@ -160,7 +163,7 @@ int refuse(const MonitorOptions& options, Logger& logger) {
 }
 
 int run() {
-  // Nothing that a system library loads later is to come from the program's or the current folder.
+  // DLLs that system libraries load later must not come from the program's or the current folder.
   SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   // A missing disk or a crash in here must not bring up a dialog.
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);

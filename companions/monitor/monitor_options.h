@@ -8,21 +8,20 @@
 
 namespace wrenfall::monitor {
 
-// What the monitor takes from the command line that the capture client gives to its handler. Texts
-// are UTF-8.
+// What the monitor needs of the command line that the capture client gives to its handler. Texts are
+// UTF-8.
 struct MonitorOptions {
   enum class Request { kMonitor, kHelp, kVersion, kUnusable };
 
   Request request = Request::kMonitor;
-  std::string error;        // why the arguments are unusable
-  std::string database;     // the capture database's folder
-  std::string store;        // set also for unusable arguments, when they name one
-  std::string reporter;     // may be empty
-  ProcessIdentity session;  // the process that is watched
+  std::string error;     // why the arguments are unusable
+  std::string database;  // the capture database's folder
+  std::string store;     // set whenever the arguments name one, also when they are unusable
+  std::string reporter;  // may be empty
+  ProcessIdentity host;  // the process that is watched
 };
 
-// `arguments` without the program's name. Arguments that only the handler understands are passed
-// over.
+// `arguments` without the program's name. Arguments that only the handler understands are ignored.
 MonitorOptions parse_monitor_options(const std::vector<std::string>& arguments);
 
 }  // namespace wrenfall::monitor

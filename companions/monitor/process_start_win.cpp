@@ -10,8 +10,8 @@ namespace {
 constexpr int kStartAttempts = 4;
 constexpr DWORD kStartPauseMs = 100;
 
-// Whether the system may have been short of something for a moment only. Wine's internal error is
-// of this kind: it comes once in some hundred starts on a machine that is busy.
+// Whether a later attempt may succeed. Wine's internal error is of this kind: it comes once in a few
+// hundred starts on a busy machine.
 bool is_transient(DWORD error) {
   return error == ERROR_INTERNAL_ERROR || error == ERROR_NO_SYSTEM_RESOURCES ||
          error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_COMMITMENT_LIMIT;

@@ -8,13 +8,14 @@
 #include "backend/annotation_keys.h"
 #include "report/fact_annotations.h"
 #include "report/store/upload_policy.h"
+#include "support/encoding.h"
 #include "support/version.h"
 
 namespace wrenfall::monitor {
 namespace {
 
-// The exception code of a dump that was asked for, by the client library's definition. Every other
-// is a real exception.
+// The exception code that the client library gives to dumps on demand. Every other code is that of a
+// real exception.
 constexpr uint32_t kSimulatedExceptionCode = 0x0517A7ED;
 
 std::string find_text(const std::map<std::string, std::string>& texts, const char* key) {
@@ -28,13 +29,14 @@ std::string value_of(const minidump::DumpAnnotations& annotations, const char* k
 }
 
 std::string kind_of(const minidump::DumpFacts& facts) {
-  // A process may crash while a dump of another kind is asked for, whose mark then stands in both.
+  // A process may crash while a dump of another kind is being taken; both dumps then carry the mark
+  // of that kind.
   if (facts.exception_code && *facts.exception_code != kSimulatedExceptionCode) {
     return kReportKindCrash;
   }
   std::string kind = value_of(facts.annotations, annotation::kReportKind);
   if (!kind.empty()) return kind;
-  // The mark of a capture that a shutdown overtook is gone already.
+  // A shutdown during a capture clears the mark before the dump is written.
   return facts.exception_code ? kReportKindCapture : kReportKindCrash;
 }
 
@@ -74,12 +76,6 @@ std::string iso_time(uint32_t seconds) {
   return text;
 }
 
-std::string code_text(uint32_t code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", code);
-  return text;
-}
-
 void fill_host_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {
   for (const FactAnnotation& fact : kFactAnnotations) {
     record.*fact.field = value_of(annotations, fact.key);
@@ -100,7 +96,7 @@ void fill_hang_facts(const minidump::DumpAnnotations& annotations, CrashData& re
 
 }  // namespace
 
-std::optional<ProcessIdentity> session_of(const minidump::DumpFacts& facts) {
+std::optional<ProcessIdentity> process_of(const minidump::DumpFacts& facts) {
   return ProcessIdentity::parse(find_text(facts.annotations.startup, annotation::kSession));
 }
 
@@ -121,9 +117,9 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   record.crashpadReportId = context.crashpad_report_id;
   record.attachments = context.attachments;
   record.crashTime = facts.time_stamp == 0 ? context.now : iso_time(facts.time_stamp);
-  // A dump on demand carries a code too, one that the capture made up.
+  // A dump on demand has an exception code too, but no exception.
   if (record.reportKind == kReportKindCrash && facts.exception_code) {
-    record.signalOrExceptionCode = code_text(*facts.exception_code);
+    record.signalOrExceptionCode = hex_code(*facts.exception_code);
   }
   if (record.reportKind == kReportKindHang) fill_hang_facts(facts.annotations, record);
   record.platform = "windows";
@@ -131,7 +127,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   record.osVersion = context.os_version;
   record.monitorVersion = WRENFALL_VERSION_TEXT;
   record.ownerPid = record.uploadPolicy == kPolicyManual ? 0 : context.monitor_pid;
-  if (const auto session = session_of(facts)) record.processId = session->process_id;
+  if (const auto process = process_of(facts)) record.processId = process->process_id;
   return record;
 }
 

@@ -13,29 +13,29 @@
 
 namespace wrenfall::monitor {
 
-// What the record says that does not come from the dump.
+// What a record needs beside the facts of the dump.
 struct RecordContext {
   std::string crashpad_report_id;
   std::vector<std::string> attachments;  // file names in the report folder
-  std::string now;                       // the time of a dump that does not tell its own
+  std::string now;                       // for dumps that do not hold their own time
   std::string architecture;
   std::string os_version;
   uint64_t monitor_pid = 0;
 };
 
-// The session that the dump is of. Nothing when it does not say. Taken from what the handler was
-// started with alone, so that damage in the crashed process cannot change whose dump it is.
-std::optional<ProcessIdentity> session_of(const minidump::DumpFacts& facts);
+// The process that the dump is of; nothing when the dump does not say. Read from the start-up
+// annotations alone, so that damage in the crashed process cannot change whose dump it is.
+std::optional<ProcessIdentity> process_of(const minidump::DumpFacts& facts);
 
-// Whether the dump is of a crash, and was not asked for.
+// Whether the dump is of a crash rather than one on demand.
 bool is_crash(const minidump::DumpFacts& facts);
 
 // Whether the dump is of a hang after which the process is to be ended.
 bool asks_for_termination(const minidump::DumpFacts& facts);
 
-// The crash-data record for a dump. Live annotations win over those from the start; unknown ones
-// are ignored. The monitor owns a report that it hands to the reporter, and nobody one that waits
-// for the host.
+// The crash-data record for a dump. Live annotations win over those from the start; unknown ones are
+// ignored. A report that the monitor gives to the reporter is owned by the monitor; a report that
+// waits for the host has no owner.
 CrashData record_from_annotations(const minidump::DumpFacts& facts, const RecordContext& context);
 
 }  // namespace wrenfall::monitor

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Asks the file system itself, whose rules of upper and lower case are not repeated here.
+// Asks the file system, whose rules for upper and lower case are not repeated here.
 bool is_same_file(const fs::path& a, const fs::path& b) {
   std::error_code error;
   return fs::equivalent(a, b, error) && !error;
@@ -26,8 +26,7 @@ bool is_named(const fs::path& folder, const fs::path& file, const std::vector<st
   });
 }
 
-// What lies in the folder although it was not copied just now: an earlier try was cut off, and its
-// sources are gone.
+// Adds the files that an earlier, interrupted attempt copied and whose sources are gone since.
 void add_earlier_copies(const fs::path& folder, std::vector<std::string>& names) {
   std::vector<std::string> earlier;
   for (const fs::path& file : list_folder(folder)) {
@@ -67,7 +66,7 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
   add_earlier_copies(folder, context.attachments);
   CrashData record = record_from_annotations(facts, context);
   const bool saved = save(folder, record);
-  // Held to the end, so that no other monitor takes the folder for one that was left half-made.
+  // Held until here, so that no other monitor takes the folder for one that was left half-made.
   dump.release();
   if (!saved) {
     logger.error("Report record not written: %s", path_to_utf8(folder).c_str());

@@ -9,14 +9,14 @@
 
 namespace wrenfall::monitor {
 
-// What the session file of a process said last. The file may go at any time: the process shuts the
-// library down, or the next one cleans up behind a crash, before the dump is looked at.
+// What the session file of a process said last. The file may be removed before the dump is looked
+// at: by the process, when it shuts the library down, or by the next init after a crash.
 class SessionMemory {
  public:
-  SessionMemory(const std::filesystem::path& store, const ProcessIdentity& session)
-      : file_(session_file(store, session)) {}
+  SessionMemory(const std::filesystem::path& store, const ProcessIdentity& host)
+      : file_(session_file(store, host)) {}
 
-  // Looks at the file again. Keeps what is known when there is none.
+  // Reads the file again. Keeps what is known when there is no file.
   void refresh() {
     if (auto record = read_session(file_)) attachments_ = std::move(record->attachments);
   }

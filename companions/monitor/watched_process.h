@@ -9,15 +9,15 @@
 
 namespace wrenfall::monitor {
 
-// Remembers the process of a session, so that its exit code can be read after its end.
+// Keeps a process open, so that its exit code can be read after its end.
 class ProcessExit {
  public:
-  explicit ProcessExit(const ProcessIdentity& session);
+  explicit ProcessExit(const ProcessIdentity& identity);
   ~ProcessExit();
   ProcessExit(const ProcessExit&) = delete;
   ProcessExit& operator=(const ProcessExit&) = delete;
 
-  // Nothing while it runs, or when it may not be queried.
+  // Nothing while the process runs, or when it may not be queried.
   std::optional<uint32_t> exit_code() const;
 
  private:
@@ -25,17 +25,17 @@ class ProcessExit {
   const std::unique_ptr<Process> process_;
 };
 
-// Whether the process of that session runs; a later process with the same id does not count. One
-// that may not be queried counts as running.
-bool is_still_running(const ProcessIdentity& session);
+// Whether that process runs; a later process with the same id does not count. A process that may not
+// be queried counts as running.
+bool is_still_running(const ProcessIdentity& identity);
 
-// Ends the process of that session, with exit code 1. False when it is not running, cannot be told
-// from another with the same id, or may not be ended.
-bool terminate_process(const ProcessIdentity& session);
+// Ends the process with exit code 1. False when it is not running, cannot be told from another with
+// the same id, or may not be ended.
+bool terminate_process(const ProcessIdentity& identity);
 
-// Lets the process of that session run again when every thread of it is suspended, as a capture
-// handler that was killed in the middle of a dump may leave it. True when it was.
-bool resume_frozen_process(const ProcessIdentity& session);
+// Resumes the process when all of its threads are suspended, which is how a capture handler that was
+// killed in the middle of a dump may leave it. True when the process was resumed.
+bool resume_frozen_process(const ProcessIdentity& identity);
 
 }  // namespace wrenfall::monitor
 

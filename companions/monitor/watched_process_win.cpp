@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "monitor/watched_process.h"
+#include "support/file_times_win.h"
 #include "support/win_handle.h"
 
 namespace wrenfall::monitor {
@@ -20,16 +21,6 @@ ScopedKernelHandle open_process(uint64_t id, DWORD access) {
   return ScopedKernelHandle(OpenProcess(access, FALSE, static_cast<DWORD>(id)));
 }
 
-// 0 when it cannot be read.
-uint64_t start_time_of(HANDLE process) {
-  FILETIME creation{};
-  FILETIME exit{};
-  FILETIME kernel{};
-  FILETIME user{};
-  if (!GetProcessTimes(process, &creation, &exit, &kernel, &user)) return 0;
-  return static_cast<uint64_t>(creation.dwHighDateTime) << 32 | creation.dwLowDateTime;
-}
-
 using ProcessFunction = LONG(NTAPI*)(HANDLE);
 using QueryThreadFunction = LONG(NTAPI*)(HANDLE, int, void*, ULONG, ULONG*);
 
@@ -41,7 +32,7 @@ Function find_ntdll_function(const char* name) {
              : reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(ntdll, name)));
 }
 
-// False as well where the system does not tell.
+// False as well when the system does not tell.
 bool is_suspended(DWORD thread_id) {
   constexpr int kThreadSuspendCount = 35;
   const auto query = find_ntdll_function<QueryThreadFunction>("NtQueryInformationThread");
@@ -51,7 +42,8 @@ bool is_suspended(DWORD thread_id) {
          query(thread.get(), kThreadSuspendCount, &count, sizeof count, nullptr) >= 0 && count > 0;
 }
 
-// A process that suspends threads of its own leaves itself at least one.
+// Whether every thread is suspended. A process that suspends its own threads keeps at least one
+// running.
 bool is_frozen(DWORD process_id) {
   const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
   if (!snapshot) return false;
@@ -73,11 +65,11 @@ struct ProcessExit::Process {
   ScopedKernelHandle handle;
 };
 
-ProcessExit::ProcessExit(const ProcessIdentity& session)
+ProcessExit::ProcessExit(const ProcessIdentity& identity)
     : process_(std::make_unique<Process>(Process{
-          open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE)})) {
-  // Another process with the same id.
-  if (process_->handle && start_time_of(process_->handle.get()) != session.start_time) {
+          open_process(identity.process_id, PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE)})) {
+  // A different start time means another process with the same id.
+  if (process_->handle && process_start_time(process_->handle.get()) != identity.start_time) {
     process_->handle.reset();
   }
 }
@@ -93,29 +85,29 @@ std::optional<uint32_t> ProcessExit::exit_code() const {
   return code;
 }
 
-bool is_still_running(const ProcessIdentity& session) {
-  if (!is_process_running(session.process_id)) return false;
+bool is_still_running(const ProcessIdentity& identity) {
+  if (!is_process_running(identity.process_id)) return false;
   const ScopedKernelHandle process =
-      open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION);
+      open_process(identity.process_id, PROCESS_QUERY_LIMITED_INFORMATION);
   if (!process) return true;
-  const uint64_t start_time = start_time_of(process.get());
-  return start_time == 0 || session.start_time == 0 || start_time == session.start_time;
+  const uint64_t start_time = process_start_time(process.get());
+  return start_time == 0 || identity.start_time == 0 || start_time == identity.start_time;
 }
 
-bool terminate_process(const ProcessIdentity& session) {
+bool terminate_process(const ProcessIdentity& identity) {
   const ScopedKernelHandle process =
-      open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE);
-  if (!process || session.start_time == 0) return false;
-  if (start_time_of(process.get()) != session.start_time) return false;
+      open_process(identity.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE);
+  if (!process || identity.start_time == 0) return false;
+  if (process_start_time(process.get()) != identity.start_time) return false;
   return TerminateProcess(process.get(), kTerminatedExitCode) != FALSE;
 }
 
-bool resume_frozen_process(const ProcessIdentity& session) {
+bool resume_frozen_process(const ProcessIdentity& identity) {
   const ScopedKernelHandle process =
-      open_process(session.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_SUSPEND_RESUME);
-  if (!process || session.start_time == 0) return false;
-  if (start_time_of(process.get()) != session.start_time) return false;
-  if (!is_frozen(static_cast<DWORD>(session.process_id))) return false;
+      open_process(identity.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_SUSPEND_RESUME);
+  if (!process || identity.start_time == 0) return false;
+  if (process_start_time(process.get()) != identity.start_time) return false;
+  if (!is_frozen(static_cast<DWORD>(identity.process_id))) return false;
   const auto resume = find_ntdll_function<ProcessFunction>("NtResumeProcess");
   return resume != nullptr && resume(process.get()) >= 0;
 }

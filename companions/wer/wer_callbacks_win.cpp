@@ -1,5 +1,5 @@
-// What Windows Error Reporting calls in a process of its own, for a process that has registered
-// this module and crashed without any of its exception filters being asked.
+// The functions that Windows Error Reporting calls, in a process of its own, when a process that has
+// registered this module crashes and none of its exception filters is called.
 #include <windows.h>
 // Needs <windows.h> first.
 #include <handler/win/wer/crashpad_wer.h>
@@ -8,13 +8,13 @@
 
 namespace {
 
-// What passes every filter by. All other exceptions have been seen by the process's own filter,
-// which ends the process; when it did not, it must not be reported twice.
+// The exceptions that bypass every filter. All others reach the process's own filter, which reports
+// them and ends the process; they must not be reported twice.
 constexpr DWORD kHandledExceptions[] = {
-    0xC0000409,  // STATUS_STACK_BUFFER_OVERRUN: __fastfail, whatever its cause; stack cookies.
+    0xC0000409,  // STATUS_STACK_BUFFER_OVERRUN: every __fastfail, damaged stack cookies among them.
     0xC0000602,  // STATUS_FAIL_FAST_EXCEPTION: RaiseFailFastException.
     0xC0000374,  // STATUS_HEAP_CORRUPTION
-    0xC000027B,  // STATUS_STOWED_EXCEPTION: errors that nobody handles in the Windows Runtime.
+    0xC000027B,  // STATUS_STOWED_EXCEPTION: unhandled errors of the Windows Runtime.
 };
 
 }  // namespace
@@ -28,12 +28,12 @@ HRESULT WINAPI OutOfProcessExceptionEventCallback(
   *ownership_claimed = FALSE;
   if (!crashpad::wer::ExceptionEvent(kHandledExceptions, std::size(kHandledExceptions), context,
                                      information)) {
-    // The system goes on as if this module were not there.
+    // The system continues as if this module did not exist.
     return S_OK;
   }
   *ownership_claimed = TRUE;
-  // The report is made and the process has ended. A success would tell the system to make one of
-  // its own, by the names that the other two functions give.
+  // The report is made and the process has ended. After a success the system would make a report of
+  // its own, with the names that the other two functions give.
   return E_FAIL;
 }
 

@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // No process of this id ever runs: ids are multiples of four.
-const ProcessIdentity kGoneSession = {4294967280u, 99};
+const ProcessIdentity kGoneProcess = {4294967280u, 99};
 
 class DumpCollectorTest : public ::testing::Test {
  protected:
@@ -27,7 +27,7 @@ class DumpCollectorTest : public ::testing::Test {
     return DumpCollector(
         {store_.path() / "crashpad" / "reports", store_.path()}, own_,
         [this](const fs::path&) {
-          handed_on_ = true;
+          reporter_started_ = true;
           return true;
         },
         logger_);
@@ -56,7 +56,7 @@ class DumpCollectorTest : public ::testing::Test {
   const TempDir store_{};
   const ProcessIdentity own_ = current_process();
   Logger logger_{store_.path() / "Wrenfall.log"};
-  bool handed_on_ = false;
+  bool reporter_started_ = false;
 };
 
 TEST_F(DumpCollectorTest, TakesOwnDumpsWithTheAttachmentsOfTheSession) {
@@ -73,7 +73,7 @@ TEST_F(DumpCollectorTest, TakesOwnDumpsWithTheAttachmentsOfTheSession) {
   EXPECT_EQ(records[0].crashpadReportId, "0a1b");
   EXPECT_EQ(records[0].attachments, std::vector<std::string>{"a.txt"});
   EXPECT_EQ(records[0].processId, own_.process_id);
-  EXPECT_FALSE(handed_on_);
+  EXPECT_FALSE(reporter_started_);
 }
 
 TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
@@ -83,7 +83,7 @@ TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
   add_dump("note.txt", dump_of(own_.text()));
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(collecting.collect());
   // Comes after the first look, so its own monitor takes it.
-  add_dump("gone.dmp", dump_of(kGoneSession.text()));
+  add_dump("gone.dmp", dump_of(kGoneProcess.text()));
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(collecting.collect());
   EXPECT_TRUE(reports().empty());
   EXPECT_EQ(list_folder(store_.path() / "crashpad" / "reports").size(), 4u);
@@ -94,9 +94,9 @@ TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
 
 TEST_F(DumpCollectorTest, FirstLookAdoptsDumpsOfProcessesThatAreGone) {
   const ProcessIdentity reused_id = {own_.process_id, own_.start_time + 1};
-  add_dump("gone.dmp", dump_of(kGoneSession.text()));
+  add_dump("gone.dmp", dump_of(kGoneProcess.text()));
   add_dump("reused.dmp", dump_of(reused_id.text()));
-  const ProcessIdentity watched = {kGoneSession.process_id, 1};
+  const ProcessIdentity watched = {kGoneProcess.process_id, 1};
   DumpCollector collecting(
       {store_.path() / "crashpad" / "reports", store_.path()}, watched,
       [](const fs::path&) { return true; }, logger_);
@@ -108,15 +108,15 @@ TEST_F(DumpCollectorTest, FirstLookAdoptsDumpsOfProcessesThatAreGone) {
 
 TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
   const auto old_time = fs::file_time_type::clock::now() - std::chrono::minutes(2);
-  fs::last_write_time(store_.add("old/minidump.dmp", dump_of(kGoneSession.text())), old_time);
+  fs::last_write_time(store_.add("old/minidump.dmp", dump_of(kGoneProcess.text())), old_time);
   store_.add("old/log.txt", "copied");
   // The clock was wrong for a while.
-  fs::last_write_time(store_.add("future/minidump.dmp", dump_of(kGoneSession.text())),
+  fs::last_write_time(store_.add("future/minidump.dmp", dump_of(kGoneProcess.text())),
                       fs::file_time_type::clock::now() + std::chrono::hours(9000));
-  store_.add("young/minidump.dmp", dump_of(kGoneSession.text()));
-  fs::last_write_time(store_.add("done/minidump.dmp", dump_of(kGoneSession.text())), old_time);
+  store_.add("young/minidump.dmp", dump_of(kGoneProcess.text()));
+  fs::last_write_time(store_.add("done/minidump.dmp", dump_of(kGoneProcess.text())), old_time);
   store_.add("done/WrenfallCrashData.json", "{}");
-  const fs::path held = store_.add("held/minidump.dmp", dump_of(kGoneSession.text()));
+  const fs::path held = store_.add("held/minidump.dmp", dump_of(kGoneProcess.text()));
   fs::last_write_time(held, old_time);
   const ClaimedDump at_work(held);
 

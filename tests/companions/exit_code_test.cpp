@@ -5,8 +5,8 @@
 namespace wrenfall::monitor {
 namespace {
 
-TEST(LostCrash, ExitCodesThatTellOfAnException) {
-  // Ends of its own choice, Ctrl-C, a debugger's, a COM result.
+TEST(ExitCode, TellsCrashesFromOrdinaryEnds) {
+  // Codes that programs choose, Ctrl-C, a debugger's, a COM result.
   for (const uint32_t code : {0u, 1u, 3u, 0xFFFFFFFFu, 0xC000013Au, 0x40010004u, 0x80004005u}) {
     EXPECT_FALSE(is_crash_code(code)) << code;
   }

@@ -13,7 +13,7 @@ using Texts = std::map<std::string, std::string>;
 minidump::DumpFacts facts_of(Texts startup, Texts live) {
   minidump::DumpFacts facts;
   facts.time_stamp = 1;
-  // A dump that was asked for carries a code that the capture made up.
+  // A dump on demand has the code that the client library gives it.
   facts.exception_code = live.count("wrenfall.reportKind") == 0 ? 0xE0000001 : 0x0517A7ED;
   facts.annotations.startup = std::move(startup);
   facts.annotations.live = std::move(live);
@@ -100,7 +100,7 @@ TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
   EXPECT_EQ(record.signalOrExceptionCode, "0xC0000005");
   EXPECT_FALSE(asks_for_termination(facts));
 
-  // A dump that was asked for is none, also when its mark is gone already.
+  // A dump on demand is no crash, also when its mark was cleared before it was written.
   minidump::DumpFacts unmarked = facts_of({}, {});
   unmarked.exception_code = 0x0517A7ED;
   EXPECT_EQ(record_from_annotations(unmarked, context()).reportKind, "capture");

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/file_times_win.h"
 #include "support/win_handle.h"
 
 namespace wrenfall::monitor {
@@ -28,11 +29,7 @@ class SuspendedProcess {
     }
     process_.reset(created.hProcess);
     thread_.reset(created.hThread);
-    FILETIME creation{};
-    FILETIME other{};
-    GetProcessTimes(process_.get(), &creation, &other, &other, &other);
-    session_ = {created.dwProcessId,
-                static_cast<uint64_t>(creation.dwHighDateTime) << 32 | creation.dwLowDateTime};
+    identity_ = {created.dwProcessId, process_start_time(process_.get())};
   }
   ~SuspendedProcess() {
     if (process_) TerminateProcess(process_.get(), 99);
@@ -40,7 +37,7 @@ class SuspendedProcess {
   SuspendedProcess(const SuspendedProcess&) = delete;
   SuspendedProcess& operator=(const SuspendedProcess&) = delete;
 
-  const ProcessIdentity& session() const { return session_; }
+  const ProcessIdentity& identity() const { return identity_; }
 
   // STILL_ACTIVE while it has not ended.
   DWORD exit_code(DWORD wait_ms) const {
@@ -53,12 +50,12 @@ class SuspendedProcess {
  private:
   ScopedKernelHandle process_;
   ScopedKernelHandle thread_;
-  ProcessIdentity session_;
+  ProcessIdentity identity_;
 };
 
 TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
   const SuspendedProcess process;
-  ProcessIdentity earlier = process.session();
+  ProcessIdentity earlier = process.identity();
   ASSERT_NE(earlier.process_id, 0u);
   --earlier.start_time;
   EXPECT_FALSE(is_still_running(earlier));
@@ -66,23 +63,23 @@ TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
   EXPECT_FALSE(terminate_process({earlier.process_id, 0}));
   EXPECT_EQ(process.exit_code(0), static_cast<DWORD>(STILL_ACTIVE));
 
-  EXPECT_TRUE(is_still_running(process.session()));
-  const ProcessExit end(process.session());
+  EXPECT_TRUE(is_still_running(process.identity()));
+  const ProcessExit end(process.identity());
   const ProcessExit end_of_earlier(earlier);
   EXPECT_FALSE(end.exit_code());
-  EXPECT_TRUE(terminate_process(process.session()));
+  EXPECT_TRUE(terminate_process(process.identity()));
   EXPECT_EQ(process.exit_code(10000), 1u);
-  EXPECT_FALSE(is_still_running(process.session()));
+  EXPECT_FALSE(is_still_running(process.identity()));
   EXPECT_EQ(end.exit_code(), 1u);
   EXPECT_FALSE(end_of_earlier.exit_code());
 }
 
 TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   const SuspendedProcess process;
-  ProcessIdentity earlier = process.session();
+  ProcessIdentity earlier = process.identity();
   --earlier.start_time;
   EXPECT_FALSE(resume_frozen_process(earlier));
-  EXPECT_TRUE(resume_frozen_process(process.session()));
+  EXPECT_TRUE(resume_frozen_process(process.identity()));
   EXPECT_EQ(process.exit_code(10000), 0u);
 }
 

@@ -1,4 +1,4 @@
-// A minidump of any bytes, and one that holds what it was built of.
+// Reads arbitrary bytes as a minidump, and checks that a built one is read back.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstring>
@@ -11,7 +11,10 @@
 namespace wrenfall {
 namespace {
 
-// As the reader's own limits have it: a damaged dump may not cost more.
+using namespace minidump;
+using namespace monitor;
+
+// The reader's own limit, which bounds what a damaged dump can cost.
 constexpr size_t kMostTextBytes = size_t{16} * 1024 * 1024;
 
 std::optional<DumpFacts> read_bytes(const std::string& dump) {

@@ -5,16 +5,16 @@
 
 namespace wrenfall::monitor {
 
-bool is_still_running(const ProcessIdentity& session) {
-  if (!is_process_running(session.process_id)) return false;
-  const uint64_t time = process_start_time(static_cast<pid_t>(session.process_id));
-  return time == 0 || session.start_time == 0 || time == session.start_time;
+bool is_still_running(const ProcessIdentity& identity) {
+  if (!is_process_running(identity.process_id)) return false;
+  const uint64_t time = process_start_time(static_cast<pid_t>(identity.process_id));
+  return time == 0 || identity.start_time == 0 || time == identity.start_time;
 }
 
-bool terminate_process(const ProcessIdentity& session) {
-  if (session.start_time == 0 || !is_process_running(session.process_id)) return false;
-  const auto process = static_cast<pid_t>(session.process_id);
-  return process_start_time(process) == session.start_time && kill(process, SIGKILL) == 0;
+bool terminate_process(const ProcessIdentity& identity) {
+  if (identity.start_time == 0 || !is_process_running(identity.process_id)) return false;
+  const auto process = static_cast<pid_t>(identity.process_id);
+  return process_start_time(process) == identity.start_time && kill(process, SIGKILL) == 0;
 }
 
 }  // namespace wrenfall::monitor
