@@ -8,8 +8,9 @@
 namespace crashpad {
 namespace {
 
-// Ends the list, so that a null link means "not in the list" for every other annotation. Both are
-// constant-initialised: annotations of other translation units may be set before this one's turn.
+// The end of the list. Thanks to it, a null link means "not in the list" for every other annotation.
+// Both are constant-initialised, because annotations of other translation units may be set before the
+// dynamic initialisation of this one.
 Annotation g_list_end(Annotation::Type::kInvalid, "", nullptr);
 std::atomic<Annotation*> g_newest{&g_list_end};
 
@@ -41,7 +42,7 @@ void Annotation::SetSize(uint32_t size) {
 void Annotation::AddToList() {
   if (link_.load(std::memory_order_acquire) != nullptr) return;
 
-  // Of several first calls, the one that sets the link enters the object.
+  // Of several concurrent first calls, the one that sets the link adds the object to the list.
   Annotation* newest = g_newest.load(std::memory_order_acquire);
   Annotation* unlinked = nullptr;
   if (!link_.compare_exchange_strong(unlinked, newest, std::memory_order_acq_rel)) return;

@@ -3,8 +3,8 @@
 
 namespace crashpad::internal {
 
-// The address of the pointer to the newest annotation. The handler follows it in this process's
-// memory; see AnnotationImage for what it finds.
+// The address of the pointer to the newest annotation. From there the handler reads the list in this
+// process's memory; AnnotationImage describes an entry.
 const void* annotation_list_head();
 
 }  // namespace crashpad::internal

@@ -9,19 +9,19 @@
 namespace crashpad::internal {
 namespace {
 
-// What a dump with handle data needs, suspension included.
+// What the handler needs for a dump with handle data, and for suspending the client.
 constexpr DWORD kHandlerRightsToClient = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ |
                                          PROCESS_DUP_HANDLE | PROCESS_SUSPEND_RESUME | SYNCHRONIZE;
 
 uint64_t to_number(const ScopedHandle& handle) { return reinterpret_cast<uintptr_t>(handle.get()); }
 
-// How long a handler that lives may take to get ready, and for the dump of a crash. For a dump on
-// demand it is how long the rest of the process may stand still.
+// How long a handler that is alive may take to get ready, and to write the dump of a crash. In a dump
+// on demand it is how long the other threads may stay suspended.
 constexpr DWORD kPatienceMs = 120000;
 
 enum class WaitResult { kSet, kProcessEnded, kTimedOut };
 
-// Both at once counts as set.
+// kSet wins when both have happened.
 WaitResult wait_for_event_or_exit(HANDLE event, HANDLE process, DWORD milliseconds) {
   const HANDLE handles[] = {event, process};
   switch (WaitForMultipleObjects(2, handles, FALSE, milliseconds)) {
@@ -72,7 +72,7 @@ bool CrashConnection::open_section() {
 }
 
 bool CrashConnection::open_events() {
-  // Every waiter must see "ready" and "stop"; requests and answers are used up by one.
+  // "ready" and "stop" stay set for every waiter; a request or an answer is for one waiter.
   for (ScopedHandle* event : {&ready_, &stop_}) {
     event->reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!*event) return false;
@@ -143,7 +143,7 @@ void CrashConnection::request_dump(const EXCEPTION_POINTERS* exception) {
 bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
                               const EXCEPTION_POINTERS* exception) {
   if (!wait_until_ready()) return false;
-  // The late answer to a request that nobody waits for any more.
+  // Discards a late answer to an earlier request that is no longer waited for.
   ResetEvent(done_event);
   slot->exception_pointers = reinterpret_cast<uintptr_t>(exception);
   slot->thread_id = GetCurrentThreadId();
@@ -154,7 +154,8 @@ bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE do
 }
 
 void CrashConnection::publish(WerRegistration* registration) const {
-  // A crash in the middle finds no magic number rather than handles of two connections.
+  // Without the magic number a crash in the middle of this is not reported; with it, the handles could
+  // be those of two connections.
   auto* const magic = reinterpret_cast<volatile LONG*>(&registration->magic);
   InterlockedExchange(magic, 0);
   registration->size = sizeof(*registration);

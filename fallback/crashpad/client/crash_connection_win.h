@@ -16,9 +16,9 @@ namespace crashpad::internal {
 // This process's side of the connection to one handler: the section, the events, the handler's
 // process.
 //
-// Set up by one thread; after that the three waiting members may be called by any thread, also in
-// the middle of a crash: they allocate nothing and take no lock. One crash dump and one dump on
-// demand may be under way at a time, which the callers see to.
+// One thread sets it up. After that any thread may call the three members that wait, also in the
+// middle of a crash: they allocate nothing and take no lock. The callers make sure that at most one
+// crash dump and one dump on demand are under way at a time.
 class CrashConnection {
  public:
   // Null when the system refuses a section, an event or a handle.
@@ -36,28 +36,28 @@ class CrashConnection {
   // one.
   void set_started_process(ScopedHandle process) { started_process_ = std::move(process); }
 
-  // Waits until the handler is ready and finds its process. False when the started process ended
-  // before, or has not got ready for two minutes.
+  // Waits until the handler is ready, and opens its process. False when the started process ends
+  // first, or when the handler is not ready after two minutes.
   bool wait_until_ready();
 
-  // Ask for a dump and wait for it; an answer does not say that the dump could be written. A handler
-  // that is gone ends either wait.
+  // Both ask for a dump and wait for the answer, which comes also when the dump could not be written.
+  // The wait ends when the handler ends.
   //
-  // A crash waits for two minutes at the most: false when there was no answer by then. A dump on demand
-  // waits without end. It resumes the other threads, which a handler leaves suspended when it is
-  // killed in the middle, or has not answered for two minutes; after a crash only the process's end
-  // matters.
+  // A crash waits for at most two minutes; false when there was no answer by then. A dump on demand
+  // waits without end, but resumes the other threads when the handler was killed while it had them
+  // suspended, or has not answered for two minutes. After a crash nobody resumes them, because the
+  // process is about to end.
   bool request_crash_dump(const EXCEPTION_POINTERS* exception);
   void request_dump(const EXCEPTION_POINTERS* exception);
 
-  // Held by the one thread that may ask for a dump on demand.
+  // To be held while asking for a dump on demand.
   SRWLOCK* dump_lock() { return &dump_lock_; }
 
-  // The handler ends once it has answered what it was asked for.
+  // The handler ends after it has answered pending requests.
   void tell_to_stop() const { SetEvent(stop_.get()); }
 
-  // Points the helper module in Windows Error Reporting's process at this connection. The caller
-  // keeps `registration` from pointing at a connection that is gone.
+  // Makes the helper module in Windows Error Reporting's process use this connection. The caller
+  // publishes another connection before this one is destroyed.
   void publish(WerRegistration* registration) const;
 
   // Waits for the end of the handler.
@@ -70,7 +70,7 @@ class CrashConnection {
 
   bool open_section();
   bool open_events();
-  // Sends the request without waiting for the answer. False when there is no handler.
+  // Sends the request and returns at once. False when there is no handler.
   bool request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
                const EXCEPTION_POINTERS* exception);
 
@@ -88,10 +88,10 @@ class CrashConnection {
   ScopedHandle started_process_;
   SRWLOCK dump_lock_ = SRWLOCK_INIT;
 
-  // Looked up beforehand: a suspended thread may hold the loader's lock.
+  // Looked up beforehand, because a suspended thread may hold the loader's lock.
   const ProcessFunction resume_process_;
 
-  // The process that writes the dumps. Null until the first wait has found it.
+  // The process that writes the dumps. Null until the first wait has opened it.
   std::atomic<HANDLE> handler_process_{nullptr};
 };
 

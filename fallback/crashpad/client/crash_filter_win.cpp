@@ -14,16 +14,18 @@ namespace {
 constexpr DWORD kStatusHeapCorruption = 0xC0000374;
 constexpr DWORD kStatusFatalAppExit = 0x40000015;
 
-// How long a second crashing thread leaves the first one to end the process once the handler is
-// gone.
+// After the handler's end the first crashing thread has this long to end the process, before another
+// crashing thread does it.
 constexpr DWORD kLateThreadGraceMs = 2000;
 
-// All of this is constant-initialised and never destroyed: a crash may come before or after main().
-// The connection that a crash takes, and the same for others, who keep it alive.
+// All globals here are constant-initialised and never destroyed, because a crash may come before or
+// after main().
+
+// The connection for crashes. It points at the same object as shared_connection().
 std::atomic<CrashConnection*> g_connection{nullptr};
 
-// Threads that have entered the crash path, which none leaves. While there is one, no connection is
-// freed.
+// The number of threads that have entered the crash path. None of them leaves it. While there is one,
+// no connection is freed.
 std::atomic<uint32_t> g_crashing_threads{0};
 
 // The thread whose crash is reported; 0 while there is none.
@@ -45,15 +47,16 @@ class ScopedLock {
   SRWLOCK* const lock_;
 };
 
-// Under its lock.
+// The connection for everything but crashes; its users keep it alive. Guarded by the lock above.
 std::shared_ptr<CrashConnection>& shared_connection() {
   static auto& connection = *new std::shared_ptr<CrashConnection>;
   return connection;
 }
 
-// Gives up a share in a connection that was or may have been replaced. A crashing thread announces
-// itself before it loads the connection. So without one, whoever crashes from now on finds the new
-// connection; with one, the process is ending and nothing is worth freeing.
+// Drops a reference to a connection that may have been replaced. A crashing thread counts itself before
+// it loads the connection. So when the count is 0, a thread that crashes from now on finds the new
+// connection, and the old one can be freed. Otherwise the process is ending, and the reference is
+// leaked.
 void let_go(std::shared_ptr<CrashConnection> connection) {
   if (g_crashing_threads.load() != 0) new std::shared_ptr<CrashConnection>(std::move(connection));
 }
@@ -65,8 +68,8 @@ void let_go(std::shared_ptr<CrashConnection> connection) {
   }
 }
 
-// The report failed when the handler was gone; it is tried again only when the handler was just
-// replaced.
+// A report fails when the handler is gone. It is repeated only when the handler was replaced
+// meanwhile.
 void report_crash(const EXCEPTION_POINTERS* exception) {
   for (;;) {
     CrashConnection* connection = g_connection.load();
@@ -75,8 +78,8 @@ void report_crash(const EXCEPTION_POINTERS* exception) {
   }
 }
 
-// Runs on what a stack overflow leaves, so nothing down from here may keep more than a few hundred
-// bytes on the stack, allocate, or take a lock.
+// Runs on the stack that an overflow leaves free. So this function and all that it calls may use no
+// more than a few hundred bytes of stack, must not allocate, and must take no lock.
 [[noreturn]] void report_and_end_process(const EXCEPTION_POINTERS* exception) {
   const DWORD code = exception->ExceptionRecord->ExceptionCode;
   const DWORD self = GetCurrentThreadId();
@@ -86,12 +89,12 @@ void report_crash(const EXCEPTION_POINTERS* exception) {
   if (g_reporting_thread.compare_exchange_strong(reporting_thread, self)) {
     report_crash(exception);
   } else if (reporting_thread != self) {
-    // The first thread ends the process; this one only when that cannot be expected any more.
+    // The first thread ends the process. This one does it only when the first one seems to be stuck.
     CrashConnection* connection = g_connection.load();
     if (connection != nullptr) connection->wait_until_gone();
     Sleep(kLateThreadGraceMs);
   }
-  // A crash inside the report comes straight here: nobody else would end the process.
+  // A crash inside the report comes here at once, because no other thread would end the process.
   end_process(code);
 }
 
@@ -99,7 +102,7 @@ LONG WINAPI handle_unhandled_exception(EXCEPTION_POINTERS* exception) {
   report_and_end_process(exception);
 }
 
-// The system ends a process with a corrupted heap without asking the unhandled exception filter.
+// On heap corruption the system ends the process without calling the unhandled exception filter.
 LONG CALLBACK handle_heap_corruption(EXCEPTION_POINTERS* exception) {
   if (exception->ExceptionRecord->ExceptionCode == kStatusHeapCorruption) {
     report_and_end_process(exception);
@@ -119,8 +122,8 @@ void handle_abort(int) {
 }
 
 void install_crash_handling() {
-  // The process may have been patched so that the filter cannot be replaced any more; by then it is
-  // ours already, so the result says nothing.
+  // The result says nothing: when this function is patched so that the filter can no longer be
+  // replaced, the filter in force is already this one.
   SetUnhandledExceptionFilter(&handle_unhandled_exception);
   signal(SIGABRT, &handle_abort);
   static std::atomic<bool> vectored_handler_installed{false};

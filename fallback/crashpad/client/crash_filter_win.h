@@ -9,14 +9,14 @@
 
 namespace crashpad::internal {
 
-// Makes `connection` the one that crashes and dumps go to and installs the process's crash
-// handling: the unhandled exception filter, the abort signal, heap corruption. Tells an earlier
-// connection's handler to stop; a dump on demand that is under way keeps that connection until it
-// has its answer.
+// Directs crashes and dumps on demand to `connection`, and installs the process's crash handling: the
+// unhandled exception filter, the abort signal, heap corruption. Tells the handler of an earlier
+// connection to stop; a dump on demand that is under way keeps that connection alive until it is
+// answered.
 void direct_crashes_to(std::unique_ptr<CrashConnection> connection);
 
-// What RegisterWerModule() gives to the system. It is there from the process's start to its end and
-// follows the connection in charge.
+// What RegisterWerModule() gives to the system. It exists from the start to the end of the process and
+// always describes the connection in force.
 WerRegistration* wer_registration();
 
 // See CrashpadClient::DumpWithoutCrash().

@@ -15,13 +15,13 @@
 namespace crashpad {
 namespace {
 
-// The system's limit, the closing NUL included.
+// The system's limit, including the closing NUL.
 constexpr size_t kMaxCommandLine = 32767;
 
 // Bytes that are not UTF-8 become U+FFFD. The text ends at its first NUL, as it would in a command
 // line.
 std::wstring to_utf16(const std::string& utf8) {
-  // With an explicit length: some systems take a NUL at the end for a part of a bad sequence before
+  // The length is given, because some systems take a closing NUL for a part of a bad sequence before
   // it.
   const int length = static_cast<int>(std::min(std::strlen(utf8.c_str()), kMaxCommandLine * 4));
   if (length == 0) return std::wstring();
@@ -73,7 +73,7 @@ bool CrashpadClient::RegisterWerModule(const std::wstring& full_path) {
   const auto register_module = internal::find_system_function<RegisterFunction>(
       L"kernel32.dll", "WerRegisterRuntimeExceptionModule");
   if (register_module == nullptr) return false;
-  // The system keeps each registration until the process ends, and only a few.
+  // The system keeps each registration until the process ends, and accepts only a few.
   static std::mutex& mutex = *new std::mutex;
   static std::set<std::wstring>& registered = *new std::set<std::wstring>;
   const std::lock_guard<std::mutex> lock(mutex);

@@ -9,8 +9,8 @@ namespace {
 constexpr int kStartAttempts = 4;
 constexpr DWORD kStartPauseMs = 100;
 
-// Makes handles inheritable for its own lifetime, so that children the host starts at other times
-// with general inheritance do not keep them open.
+// Makes handles inheritable for the lifetime of this object, so that a child that the host starts at
+// another time, with all inheritable handles, does not keep them open.
 class InheritanceScope {
  public:
   explicit InheritanceScope(const std::vector<HANDLE>& handles) : handles_(handles) {
@@ -78,7 +78,7 @@ ScopedHandle start_handler_process(const std::wstring& program, const std::wstri
                           CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
                           &startup.StartupInfo, &process) != FALSE;
   };
-  // Wine reports an internal error once in some hundred starts on a machine that is busy.
+  // On a busy machine Wine reports an internal error once in a few hundred starts.
   for (int attempt = 1; !start(); ++attempt) {
     if (GetLastError() != ERROR_INTERNAL_ERROR || attempt == kStartAttempts) return nullptr;
     Sleep(kStartPauseMs);

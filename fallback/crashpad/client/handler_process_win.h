@@ -10,8 +10,8 @@
 
 namespace crashpad::internal {
 
-// Starts `program` without a window and lets it inherit exactly `inherited`; the handles are
-// inheritable only while the process is being created. Null when the process could not be started.
+// Starts `program` without a console window. It inherits the handles in `inherited` and no others; they
+// are inheritable only while the process is created. Null when the process could not be started.
 ScopedHandle start_handler_process(const std::wstring& program, const std::wstring& command_line,
                                    const std::vector<HANDLE>& inherited);
 

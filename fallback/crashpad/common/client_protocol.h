@@ -5,16 +5,16 @@
 #include <cstddef>
 #include <cstdint>
 
-// What the crashing process (the client) and crashpad_handler.exe share. Both come from one build,
-// so the version only guards against files of two builds being mixed.
+// What the crashing process (the client) and crashpad_handler.exe share. Both come from one build; the
+// version only detects that files of two builds were mixed.
 //
 // A connection's life:
 //   1. The client creates the section and the events and starts the handler, which inherits them.
 //   2. The handler maps the section, writes its process id, sets "ready".
 //   3. For a dump the client fills its request slot, sets the request event and waits for the
-//      matching done event or the end of the handler process. The handler answers every request
-//      with one done. For a crash that no code of the client sees, the helper module in Windows
-//      Error Reporting's process does the client's part; see wer_registration_win.h.
+//      matching done event or the end of the handler process. The handler sets "done" once for each
+//      request. For a crash that never reaches the client's code, the helper module in Windows Error
+//      Reporting's process makes the request; see wer_registration_win.h.
 //   4. The handler ends when the client process ends or when "stop" is set, after pending requests.
 namespace crashpad::internal {
 
@@ -27,7 +27,7 @@ constexpr uint32_t kAnnotationMaxValueBytes = 20480;
 // The exception code of a dump that was asked for.
 constexpr uint32_t kDumpWithoutCrashCode = 0x0517A7ED;
 
-// An annotation as it lies in the client's memory. Addresses are the client's.
+// An annotation in the client's memory. The addresses are the client's.
 struct AnnotationImage {
   uint64_t link;
   uint64_t name;
@@ -37,12 +37,12 @@ struct AnnotationImage {
   uint16_t padding;
 };
 
-// Crashes, dumps on demand and crashes that only the system sees have a slot and events each, so
-// that one may come while another waits for its dump.
+// Crashes, dumps on demand, and crashes that only the system sees each have a slot and events of their
+// own, so that a request of one kind can come while another one waits for its dump.
 struct DumpRequest {
   uint64_t exception_pointers;
   uint32_t thread_id;
-  uint32_t waiting_thread_id;  // The client's thread that waits for the dump; 0 for none.
+  uint32_t waiting_thread_id;  // The thread of the client that waits for the dump; 0 for none.
   uint32_t gather_indirect_memory;
   uint32_t written;  // The handler's answer: not 0 when the dump is complete on disk.
 };
@@ -56,8 +56,8 @@ struct ClientSection {
   DumpRequest wer;
   std::atomic<uint32_t> handler_process_id;
 
-  // Not 0 while the handler may have the client suspended, all but the thread that waits for the
-  // dump: should the handler be killed then, that thread wakes up and resumes the others.
+  // Not 0 while the handler may have suspended the client. The thread that waits for the dump keeps
+  // running, so that it can resume the others when the handler is killed.
   std::atomic<uint32_t> client_suspended;
 };
 

@@ -18,8 +18,8 @@ constexpr ClientDataField kClientDataFields[] = {
 
 constexpr wchar_t kHexDigits[] = L"0123456789abcdef";
 
-// Reads "0x" and 1 to 16 hexadecimal digits at `*position` and steps behind them. Null handles fail
-// too.
+// Reads "0x" and 1 to 16 hexadecimal digits at `*position`, and advances it. Fails for 0 too, which is
+// no handle.
 bool read_handle_value(const std::wstring& text, size_t* position, uint64_t* value) {
   if (text.compare(*position, 2, L"0x") != 0) return false;
   *position += 2;
@@ -36,7 +36,7 @@ bool read_handle_value(const std::wstring& text, size_t* position, uint64_t* val
   return result != 0;
 }
 
-// The text behind `--name=`, or nothing when `argument` is another one.
+// The text after `--name=`; nothing when `argument` is another one.
 std::optional<std::wstring> value_of(const std::wstring& argument, const std::wstring& name) {
   const std::wstring prefix = L"--" + name + L"=";
   if (argument.compare(0, prefix.size(), prefix) != 0) return std::nullopt;
@@ -58,7 +58,7 @@ void append_argument(const std::wstring& argument, std::wstring* command_line) {
       ++backslashes;
       continue;
     }
-    // Backslashes count double only in front of a quote.
+    // Backslashes must be doubled only in front of a quote.
     command_line->append(c == L'"' ? 2 * backslashes + 1 : backslashes, L'\\');
     backslashes = 0;
     command_line->push_back(c);

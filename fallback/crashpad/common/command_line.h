@@ -10,9 +10,9 @@
 
 namespace crashpad::internal {
 
-// Appends one argument, after a blank when `command_line` is not empty, quoted so that the system's
-// command line parser gives it back unchanged. The program's own path, the first argument, is split
-// by simpler rules, which agree as long as it holds no quote; a path never does.
+// Appends one argument, after a blank when `command_line` is not empty, and quotes it so that the
+// system's parser reads it back unchanged. The first argument, the program's path, is parsed by simpler
+// rules. Both rules agree for a text without quotes, and a path never contains one.
 void append_argument(const std::wstring& argument, std::wstring* command_line);
 
 std::wstring format_initial_client_data(const InitialClientData& data);

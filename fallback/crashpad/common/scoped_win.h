@@ -11,8 +11,8 @@ struct HandleCloser {
   void operator()(void* handle) const { CloseHandle(handle); }
 };
 
-// A kernel handle. Null when there is none, so a result that says INVALID_HANDLE_VALUE must go
-// through adopt_file().
+// A kernel handle; null when there is none. A function that returns INVALID_HANDLE_VALUE on failure
+// needs adopt_file().
 using ScopedHandle = std::unique_ptr<void, HandleCloser>;
 
 inline ScopedHandle adopt_file(HANDLE file) {
@@ -26,8 +26,8 @@ struct ViewUnmapper {
 template <typename T>
 using ScopedView = std::unique_ptr<T, ViewUnmapper>;
 
-// Finds an optional system function; null when this system does not have it. `Function` is the
-// function pointer's type. The way over void* is what both compilers take without a warning.
+// Finds a system function that not every system has; null when this one lacks it. `Function` is the
+// type of the function pointer. Casting through void* avoids a warning of each compiler.
 template <typename Function>
 Function find_system_function(const wchar_t* module_name, const char* function_name) {
   const HMODULE module = GetModuleHandleW(module_name);

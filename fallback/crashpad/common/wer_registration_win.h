@@ -11,14 +11,14 @@ namespace crashpad::internal {
 
 constexpr uint32_t kWerRegistrationMagic = 0x57535257;  // "WRSW"
 
-// What the helper module in Windows Error Reporting's process finds in the client's memory. The
-// client fills in the first part, the helper the second when the client has crashed: the dump
-// writer looks for an exception in the memory of the process that it belongs to.
+// What the helper module in Windows Error Reporting's process finds in the client's memory. The client
+// fills in the first part. When the client has crashed, the helper fills in the exception, because the
+// dump writer reads exceptions from the memory of the crashed process.
 struct WerRegistration {
-  uint32_t magic;  // 0 while nobody handles crashes.
+  uint32_t magic;  // 0 while there is no handler.
   uint32_t size;   // Of the whole structure.
 
-  // Handles of the client process: the ClientSection, and the events of its slot "wer".
+  // Handles in the client process: the ClientSection, and the events of its slot "wer".
   uint64_t section;
   uint64_t request;
   uint64_t done;

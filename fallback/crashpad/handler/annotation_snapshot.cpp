@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint64_t kPageSize = 4096;
 
-// A name literal may lie at the very end of readable memory; then what is left of its page must do.
+// A name literal may lie at the very end of readable memory. Then only the rest of its page is read.
 std::optional<std::string> read_name(const ReadMemory& read_memory, uint64_t address) {
   std::array<char, kAnnotationNameBytes> bytes = {};
   if (!read_memory(address, bytes.data(), bytes.size())) {

@@ -11,7 +11,7 @@ namespace crashpad::internal {
 
 constexpr size_t kMaxLiveAnnotations = 200;
 
-// A live annotation as it was in the client.
+// A copy of a live annotation of the client.
 struct LiveAnnotation {
   std::string name;
   uint16_t type = 0;
@@ -21,9 +21,9 @@ struct LiveAnnotation {
 // Copies `size` bytes at the client's `address` to `buffer`; true only when it copied all of them.
 using ReadMemory = std::function<bool(uint64_t address, void* buffer, size_t size)>;
 
-// Reads the set annotations, newest first, of the list whose head pointer lies at `list_head`. The
-// memory is a crashed process's and may hold anything: an entry that makes no sense is left out, a
-// list that makes none ends, and at most kMaxLiveAnnotations entries are looked at, cleared ones
+// Reads the annotations that are set, newest first, from the list whose head pointer lies at
+// `list_head`. The memory belongs to a crashed process and may contain anything: a bad entry is left
+// out, a bad link ends the list, and at most kMaxLiveAnnotations entries are read, cleared ones
 // included.
 std::vector<LiveAnnotation> read_live_annotations(const ReadMemory& read_memory,
                                                   uint64_t list_head);

@@ -5,8 +5,8 @@
 namespace crashpad::internal {
 namespace {
 
-// Grows by appending; `put_at` variants fill in what was reserved. All numbers are little-endian,
-// records are packed to 4 bytes.
+// Appends to the stream; the members whose names end in `_at` fill in what was reserved. All numbers
+// are little-endian, and records are packed to 4 bytes.
 class StreamWriter {
  public:
   explicit StreamWriter(uint32_t file_offset) : file_offset_(file_offset) {}
@@ -37,8 +37,7 @@ class StreamWriter {
 
   void put_uuid(const Uuid& uuid) { bytes_.insert(bytes_.end(), uuid.begin(), uuid.end()); }
 
-  // Length and bytes, padded to the next record. `terminated` appends a NUL the length does not
-  // count.
+  // Length and bytes, padded to 4 bytes. `terminated` appends a NUL that the length does not count.
   uint32_t put_bytes(const std::string& text, bool terminated) {
     const uint32_t result = rva();
     put_u32(static_cast<uint32_t>(text.size()));
@@ -61,7 +60,7 @@ class StreamWriter {
   std::vector<uint8_t> bytes_;
 };
 
-// A LOCATION of size 0 says that there is none of a thing, so empty lists are not written.
+// A LOCATION of size 0 means "absent", so empty lists are not written.
 
 void write_simple_annotations(StreamWriter* writer, size_t location,
                               const std::vector<std::pair<std::string, std::string>>& pairs) {
@@ -98,7 +97,7 @@ void write_module_list(StreamWriter* writer, size_t location,
   if (annotations.empty()) return;
   const size_t list = writer->position();
   writer->put_u32(1);  // Modules.
-  writer->put_u32(0);  // The program is first in the dump's module list.
+  writer->put_u32(0);  // The program is the first module of the dump's module list.
   const size_t module_location = writer->reserve(8);
   writer->set_location(location, list, writer->position() - list);
 

@@ -13,7 +13,7 @@ namespace crashpad::internal {
 
 constexpr uint32_t kAnnotationStreamType = 0x43500001;
 
-// The stream proper, to which the dump's directory points; everything it refers to follows it.
+// The part of the stream that the dump's directory points to. All that it refers to follows it.
 constexpr uint32_t kAnnotationStreamHeaderSize = 52;
 
 // In the byte order of a GUID in memory.
@@ -26,9 +26,9 @@ struct AnnotationStreamContent {
   std::vector<LiveAnnotation> live;
 };
 
-// Builds the stream for a place `file_offset` bytes into the dump. The size does not depend on the
-// place, and all offsets in it must fit into 32 bits. Live annotations become those of module 0,
-// the program.
+// Builds the stream for the offset `file_offset` of the dump. The size does not depend on that offset,
+// and all offsets in the stream must fit into 32 bits. Live annotations become those of module 0, the
+// program.
 std::vector<uint8_t> build_annotation_stream(const AnnotationStreamContent& content,
                                              uint32_t file_offset);
 

@@ -5,7 +5,7 @@ namespace crashpad::internal {
 DumpOutput::DumpOutput(const std::wstring& path)
     : file_(adopt_file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr,
                                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr))) {
-  // FILE_FLAG_DELETE_ON_CLOSE would do the same, but cannot be taken back.
+  // FILE_FLAG_DELETE_ON_CLOSE would do the same, but cannot be undone.
   if (file_ && !mark_for_deletion(true)) file_.reset();
 }
 

@@ -11,9 +11,9 @@
 
 namespace crashpad::internal {
 
-// A new file that exists for good only after commit(): until then it is marked for deletion, so
-// that it vanishes when it is closed, by the destructor or by the end of this process. Nobody else
-// can open it while this object lives. All members but the constructor need ok().
+// A new file that stays only after commit(). Until then it is marked for deletion and vanishes when it
+// is closed, by the destructor or by the end of this process. No other process can open it while this
+// object exists. All members but the constructor need ok().
 class DumpOutput {
  public:
   explicit DumpOutput(const std::wstring& path);

@@ -60,8 +60,8 @@ ScopedView<ClientSection> map_section(HANDLE section) {
   return result;
 }
 
-// To the standard error output, where there is one.
-void tell(const std::string& text) {
+// Writes a line to the standard error output, if there is one.
+void print_error(const std::string& text) {
   const HANDLE output = GetStdHandle(STD_ERROR_HANDLE);
   const std::string line = text + "\n";
   DWORD done = 0;
@@ -70,7 +70,7 @@ void tell(const std::string& text) {
   }
 }
 
-// Serves one client until it ends or says stop.
+// Serves one client until the client ends or sets "stop".
 class Handler {
  public:
   Handler(const HandlerArguments& arguments, std::wstring reports,
@@ -86,7 +86,7 @@ class Handler {
   int run() {
     section_->handler_process_id.store(GetCurrentProcessId());
     SetEvent(to_handle(handles_.ready));
-    // The first of several signalled handles counts, so requests come before the end.
+    // When several handles are signalled, the first one counts, so requests are served before the end.
     const HANDLE waits[] = {to_handle(handles_.crash_request), to_handle(handles_.dump_request),
                             to_handle(handles_.wer_request), to_handle(handles_.stop),
                             to_handle(handles_.client_process)};
@@ -125,12 +125,12 @@ class Handler {
     try {
       failure = write_minidump_file(reports_, annotations_, order);
     } catch (const std::exception&) {
-      // The dump is lost, but the client must not go on waiting.
+      // The dump is lost, but the client must be answered.
       failure = "out of memory";
     }
     request->written = failure.empty() ? 1 : 0;
     SetEvent(done);
-    if (!failure.empty()) tell("no dump written to " + to_utf8(reports_) + ": " + failure);
+    if (!failure.empty()) print_error("no dump written to " + to_utf8(reports_) + ": " + failure);
   }
 
   const InitialClientData handles_;
@@ -140,12 +140,12 @@ class Handler {
 };
 
 int run_handler() {
-  // Nothing that a system library loads later is to come from the program's or the current folder.
+  // DLLs that system libraries load later must not come from the program's or the current folder.
   SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   // A missing disk or a crash in here must not bring up a dialog.
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   ProcessSuspension::resume_on_own_crash();
-  // When the session ends, this process ends after its client.
+  // When the user logs off, this process ends after its client.
   SetProcessShutdownParameters(0x100, SHUTDOWN_NORETRY);
 
   const std::optional<HandlerArguments> arguments =

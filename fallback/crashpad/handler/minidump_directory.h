@@ -19,11 +19,11 @@ struct MinidumpStream {
   uint64_t entry_offset;  // Of this stream's directory entry in the file.
 };
 
-// The streams of a dump; nothing when the file has no dump's header or not all of its directory.
+// The streams of a dump; nothing when the header is not that of a dump, or the directory is not whole.
 std::optional<std::vector<MinidumpStream>> read_minidump_directory(const ReadFileAt& read_file);
 
-// True when the file is long enough for every stream and for all memory that the memory lists name.
-// The system's writer may report success although the disk filled up while it wrote.
+// True when the file is long enough for every stream and for all memory in the memory lists. The
+// system's writer may report success although the disk became full while it wrote.
 bool minidump_is_whole(const ReadFileAt& read_file, uint64_t file_size,
                        const std::vector<MinidumpStream>& streams);
 

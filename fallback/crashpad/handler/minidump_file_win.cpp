@@ -61,7 +61,7 @@ std::wstring to_text(const UUID& uuid) {
   return text;
 }
 
-// Writes the dump with a user stream of `stream_size` bytes, whose content comes later.
+// Writes the dump with a user stream of the placeholder's size, whose content is filled in later.
 bool write_system_minidump(const DumpOrder& order, MINIDUMP_TYPE type,
                            std::vector<uint8_t>* placeholder, DumpOutput* output) {
   MINIDUMP_EXCEPTION_INFORMATION exception = {};
@@ -83,8 +83,8 @@ bool write_system_minidump(const DumpOrder& order, MINIDUMP_TYPE type,
   return write(type) || (output->make_empty() && write(MiniDumpNormal));
 }
 
-// Puts the annotations in the placeholder's place, where the system's writer left room for them:
-// the end of the file may lie beyond what the stream's 32-bit offsets reach.
+// Writes the annotations over the placeholder. They cannot be appended to the file, because its end may
+// lie beyond the reach of the stream's 32-bit offsets.
 bool fill_in_annotations(const AnnotationStreamContent& content, const MinidumpStream& placeholder,
                          DumpOutput* output) {
   const std::vector<uint8_t> bytes = build_annotation_stream(content, placeholder.rva);
@@ -140,7 +140,7 @@ std::string write_minidump_file(const std::wstring& reports, const StartUpAnnota
       return failure("the system did not write it");
     }
   }
-  // The system's writer may pass over what did not fit onto the disk.
+  // The system's writer may report success for a dump that did not fit onto the disk.
   return finish_minidump(content, &output) ? std::string() : failure("it is not whole");
 }
 

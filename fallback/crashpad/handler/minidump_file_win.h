@@ -16,7 +16,7 @@ struct DumpOrder {
   HANDLE client_process = nullptr;
   uint64_t exception_pointers = 0;
   uint32_t thread_id = 0;
-  uint32_t waiting_thread_id = 0;  // Not suspended; 0 for none.
+  uint32_t waiting_thread_id = 0;  // This thread is not suspended; 0 for none.
   bool gather_indirect_memory = false;
   uint64_t annotation_list_head = 0;
   std::atomic<uint32_t>* client_suspended = nullptr;  // See ClientSection.
@@ -24,10 +24,9 @@ struct DumpOrder {
 
 using StartUpAnnotations = std::vector<std::pair<std::string, std::string>>;
 
-// Writes `<reports>/<uuid>.dmp`, with the client suspended while its memory is read. The file
-// cannot be opened by anybody else until it is complete, and it goes away when it cannot be
-// completed, also when this process ends in the middle. Empty when the dump is complete on disk,
-// otherwise what went wrong.
+// Writes `<reports>/<uuid>.dmp`. The client is suspended while its memory is read. No other process can
+// open the file until it is complete. When it cannot be completed, or this process ends in the middle,
+// the file vanishes. Returns an empty text when the dump is complete on disk, otherwise what failed.
 std::string write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
                                 const DumpOrder& order);
 

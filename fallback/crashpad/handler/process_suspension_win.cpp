@@ -18,7 +18,7 @@ constexpr int kThreadBasicInformation = 0;
 constexpr int kSuspendAttempts = 100;
 constexpr DWORD kAttemptPauseMs = 10;
 
-// What NtQueryInformationThread tells under that number.
+// The result of NtQueryInformationThread for kThreadBasicInformation.
 struct ThreadBasicInformation {
   LONG exit_status;
   void* thread_block;
@@ -60,7 +60,7 @@ std::vector<ScopedHandle> open_threads(DWORD process_id) {
   return threads;
 }
 
-// Wine has threads without a thread block while their creator has not yet brought them to life.
+// Under Wine a new thread has no thread block until its creator has finished making it.
 bool is_half_made(HANDLE thread) {
   const auto query =
       find_system_function<QueryThreadFunction>(L"ntdll.dll", "NtQueryInformationThread");
@@ -70,9 +70,9 @@ bool is_half_made(HANDLE thread) {
          info.thread_block == nullptr;
 }
 
-// Suspending only asks the threads to stop; asking for a thread's context waits until it has. Under
-// Wine that wait, and with it MiniDumpWriteDump, never ends for a thread whose creator was stopped
-// halfway: with such a thread the suspension must be tried again.
+// Suspending only asks the threads to stop; asking for a thread's context waits until it has stopped.
+// Under Wine that wait, and so MiniDumpWriteDump too, never ends for a thread whose creator was stopped
+// halfway. When there is such a thread, the process must be resumed and suspended once more.
 bool all_threads_stopped(DWORD process_id, DWORD waiting_thread) {
   for (const ScopedHandle& thread : open_threads(process_id)) {
     if (is_half_made(thread.get())) return false;
@@ -81,7 +81,7 @@ bool all_threads_stopped(DWORD process_id, DWORD waiting_thread) {
     context.ContextFlags = CONTEXT_CONTROL;
     GetThreadContext(thread.get(), &context);
   }
-  // Nobody can make threads any more; one may have been made until its creator had stopped.
+  // No thread can be made any more, but one may have been made before its creator stopped.
   for (const ScopedHandle& thread : open_threads(process_id)) {
     if (is_half_made(thread.get())) return false;
   }

@@ -8,11 +8,12 @@
 
 namespace crashpad::internal {
 
-// Keeps a process suspended for its own lifetime, all but one thread (0 for none), which waits for
-// this process anyway and wakes up should this process be killed; one suspension at a time. Once
-// constructed, the other threads have really stopped. When that cannot be had, the process runs on.
-// `process` needs PROCESS_SUSPEND_RESUME and PROCESS_QUERY_INFORMATION; `suspended` is not 0 while
-// the process may be suspended. Both must outlive the object.
+// Keeps a process suspended for the lifetime of this object, except for one thread (0 for none). That
+// thread waits for this process anyway, and must run when this process is killed. There is one
+// suspension at a time. After construction the other threads have really stopped; if that cannot be
+// achieved, the process is not suspended at all. `process` needs PROCESS_SUSPEND_RESUME and
+// PROCESS_QUERY_INFORMATION. `suspended` is not 0 while the process may be suspended. Both must outlive
+// the object.
 class ProcessSuspension {
  public:
   ProcessSuspension(HANDLE process, DWORD waiting_thread, std::atomic<uint32_t>* suspended);
@@ -20,7 +21,7 @@ class ProcessSuspension {
   ProcessSuspension(const ProcessSuspension&) = delete;
   ProcessSuspension& operator=(const ProcessSuspension&) = delete;
 
-  // From now on the suspended process is resumed even when this process crashes.
+  // From now on the suspended process is resumed when this process crashes.
   static void resume_on_own_crash();
 
  private:

@@ -41,7 +41,7 @@ ScopedHandle take_over(HANDLE process, uint64_t value, DWORD rights) {
   return ScopedHandle(own);
 }
 
-// The client's connection to its handler, as seen from here.
+// The client's connection to its handler, opened in this process.
 struct Connection {
   Connection(HANDLE process, const WerRegistration& registration)
       : request(take_over(process, registration.request, EVENT_MODIFY_STATE)),
@@ -66,7 +66,7 @@ struct Connection {
   ScopedHandle handler;
 };
 
-// Puts the exception where the dump writer can find it. True when all of it is there.
+// Copies the exception to where the dump writer finds it. True when all of it was copied.
 bool write_exception(HANDLE process, WerRegistration* remote,
                      const WER_RUNTIME_EXCEPTION_INFORMATION& information) {
   WerRegistration::Exception exception = {};
@@ -79,7 +79,7 @@ bool write_exception(HANDLE process, WerRegistration* remote,
          done == sizeof(exception);
 }
 
-// The slot is this module's alone; the client has others.
+// The slot "wer" belongs to this module; the client uses the others.
 bool request_dump(const Connection& connection, const DumpRequest& request) {
   connection.section->wer = request;
   if (!SetEvent(connection.request.get())) return false;

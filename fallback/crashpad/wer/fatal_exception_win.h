@@ -7,9 +7,10 @@
 
 namespace crashpad::internal {
 
-// Systems from this build on tell exceptions that end the process from others, in a field behind
-// those that every header has. It lies in padding, which older systems leave as it comes, so the
-// structure's size does not say whether the field counts.
+// Systems from this build on have a field that says whether the exception ends the process. Older
+// headers do not name it: it lies in the padding after the last field that every header has. Older
+// systems leave that padding uninitialised, so the structure's size does not say whether the field
+// is valid.
 constexpr DWORD kFirstBuildThatTellsFatal = 19041;
 constexpr size_t kFatalOffset =
     offsetof(WER_RUNTIME_EXCEPTION_INFORMATION, pwszReportId) + sizeof(PCWSTR);

@@ -13,11 +13,10 @@ struct AnnotationLayout;
 
 // A named value that the handler reads out of this process when it writes a dump.
 //
-// The object owns neither the name nor the value: both buffers, and the object, must stay where
-// they are for the rest of the process once SetSize() has been called, because the first call
-// enters the object into a process-wide list that has no removal. The handler reads kNameMaxLength
-// bytes at the name. Every member may be called from any thread; writing the value's bytes is the
-// caller's to order.
+// The object owns neither the name nor the value. The first SetSize() adds the object to a
+// process-wide list from which nothing is removed, so from then on both buffers and the object must
+// stay at their addresses for the rest of the process. The handler reads kNameMaxLength bytes at the
+// name. Any thread may call any member; the caller orders the writing of the value's bytes.
 class Annotation {
  public:
   static constexpr size_t kNameMaxLength = 256;
@@ -34,7 +33,7 @@ class Annotation {
   // Publishes the first `size` bytes of the value; more than kValueMaxSize counts as kValueMaxSize.
   void SetSize(uint32_t size);
 
-  // Takes the value back. The object stays in the list and counts there.
+  // Removes the value. The object stays in the list and still counts there.
   void Clear() { size_.store(0, std::memory_order_release); }
 
   bool is_set() const { return size() > 0; }

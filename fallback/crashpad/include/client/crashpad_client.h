@@ -12,9 +12,9 @@ namespace crashpad {
 
 // Starts the handler process and directs this process's crashes to it.
 //
-// The connection belongs to the process, not to the object: destroying a client changes nothing,
-// and a further StartHandler(), of this or another object, replaces the handler. The members may be
-// called from any thread; StartHandler() by one thread at a time.
+// The connection belongs to the process, not to the object: destroying a client changes nothing, and
+// another StartHandler(), of this or another object, replaces the handler. Any thread may call the
+// members, but only one at a time StartHandler().
 class CrashpadClient {
  public:
   CrashpadClient() = default;
@@ -22,9 +22,9 @@ class CrashpadClient {
   CrashpadClient& operator=(const CrashpadClient&) = delete;
 
   // Starts `handler` and installs the crash handling. True once the handler is ready, or, with
-  // `asynchronous_start`, once its process exists. False leaves everything as it was: no handle, no
-  // exception filter, and an earlier handler still in charge. When a handler is already in charge,
-  // the new one takes over first and the old one is then told to end.
+  // `asynchronous_start`, once its process exists. False leaves everything unchanged: no handle, no
+  // exception filter, and an earlier handler still in force. An earlier handler is told to end after
+  // the new one has taken over.
   //
   // `annotations` are UTF-8 and end at their first NUL. `restartable` has no effect.
   bool StartHandler(const base::FilePath& handler, const base::FilePath& database,
@@ -38,9 +38,9 @@ class CrashpadClient {
   // accepted it, now or before; false on systems that have no such registration.
   bool RegisterWerModule(const std::wstring& full_path);
 
-  // Writes a dump of the running process with `context` as the calling thread's state. Returns when
-  // the dump is complete on disk, when it failed, or when the handler is gone; at once without a
-  // handler.
+  // Writes a dump of the running process, with `context` as the calling thread's registers. Returns when
+  // the dump is complete on disk, when it failed, or when the handler has ended; at once when there is
+  // no handler.
   static void DumpWithoutCrash(const CONTEXT& context);
 };
 

@@ -8,8 +8,8 @@
 
 namespace crashpad {
 
-// Options that may change while the handler runs; they count from the next dump on. One per
-// process, never destroyed, usable from any thread.
+// Options that may change while the handler runs; a change takes effect with the next dump. There is one
+// object for the process, which is never destroyed. Any thread may use it.
 class CrashpadInfo {
  public:
   static CrashpadInfo* GetCrashpadInfo();
@@ -18,8 +18,8 @@ class CrashpadInfo {
   CrashpadInfo(const CrashpadInfo&) = delete;
   CrashpadInfo& operator=(const CrashpadInfo&) = delete;
 
-  // Whether small dumps hold the memory that registers and stacks point to. `limit` (bytes) is kept
-  // but has no effect: the system's dump writer sets its own.
+  // Whether small dumps contain the memory that registers and stacks point to. `limit` (in bytes) is
+  // kept but has no effect, because the system's dump writer has a limit of its own.
   void set_gather_indirectly_referenced_memory(TriState gather, uint32_t limit) {
     indirect_memory_limit_.store(limit);
     gather_indirect_memory_.store(gather);

@@ -16,14 +16,14 @@ DECLARE_HANDLE(HREPORT);
 
 namespace crashpad::wer {
 
-// For a module that CrashpadClient::RegisterWerModule() has registered: the work of its
-// OutOfProcessExceptionEventCallback, which Windows Error Reporting calls in a process of its own
-// and whose first two arguments this takes.
+// Does the work of OutOfProcessExceptionEventCallback in a module that was registered by
+// CrashpadClient::RegisterWerModule(). Windows Error Reporting calls that function in a process of its
+// own; its first two arguments are the last two of this one.
 //
-// When the exception's code is one of `handled_exceptions`, lets the crashed process's handler
-// write a dump, waits for that, for a minute at most, and ends the process with the code. True when
-// the dump is complete on disk. False, with the process left as it was, for every other exception
-// and whenever something does not fit: the crashed process's memory is not trusted.
+// When the exception's code is one of `handled_exceptions`, this has the crashed process's handler
+// write a dump, waits for that for at most a minute, and ends the process with the code. True when the
+// dump is complete on disk. For every other exception, and when anything in the crashed process's
+// memory is not as expected, the process is left as it was and the result is false.
 bool ExceptionEvent(const DWORD* handled_exceptions, size_t num_handled_exceptions,
                     const PVOID context, const PWER_RUNTIME_EXCEPTION_INFORMATION information);
 
