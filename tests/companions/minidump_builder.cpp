@@ -41,31 +41,26 @@ void MinidumpBuilder::add_exception() {
   add32(0);
   add32(*exception_code);
   bytes_.append(156, '\0');
-  mark("exception end");
   add_directory_entry(6, here() - rva, rva);
 }
 
 void MinidumpBuilder::add_memory() {
   const uint32_t list = here();
-  mark("memory count");
   add32(1);
   add32(0x1000);
   add32(0);
   add32(8);
-  mark("memory rva");
   add32(list + 20);
   bytes_.append(8, 'm');
   add_directory_entry(5, 20, list);
 
   const uint32_t list64 = here();
-  mark("memory64 count");
   add32(1);
   add32(0);
   add32(list64 + 32);
   add32(0);
   add32(0x2000);
   add32(0);
-  mark("memory64 size");
   add32(16);
   add32(0);
   bytes_.append(16, 'M');
@@ -78,7 +73,6 @@ uint32_t MinidumpBuilder::add_texts_list(const std::string& name, bool live_list
   if (live_list) texts = live;
   const size_t entry_bytes = live_list ? 12 : 8;
   const uint32_t rva = here();
-  mark(name + " count");
   add32(static_cast<uint32_t>(texts.size()));
   size_t entry = bytes_.size();
   mark(name + " key");
@@ -87,7 +81,6 @@ uint32_t MinidumpBuilder::add_texts_list(const std::string& name, bool live_list
     set32(entry, add_text(key));
     bytes_.push_back('\0');
     if (live_list) set32(entry + 4, 1);
-    mark(name + " last value");
     set32(entry + entry_bytes - 4, add_text(value));
     if (!live_list) bytes_.push_back('\0');
     entry += entry_bytes;
@@ -97,11 +90,9 @@ uint32_t MinidumpBuilder::add_texts_list(const std::string& name, bool live_list
 
 void MinidumpBuilder::add_annotations() {
   const uint32_t rva = here();
-  mark("stream");
   add32(1);
   for (char i = 0; i < 32; ++i) bytes_.push_back(i);
   const size_t places = bytes_.size();
-  mark("startup place");
   bytes_.append(16, '\0');
   add_directory_entry(0x43500001, here() - rva, rva);
 
@@ -109,17 +100,13 @@ void MinidumpBuilder::add_annotations() {
   set32(places + 4, add_texts_list("startup", false));
   set32(places + 8, 16);
   set32(places + 12, here());
-  mark("module count");
   add32(1);
   add32(0);
   add32(28);
-  mark("module rva");
   add32(here() + 4);
-  mark("module");
   add32(1);
   bytes_.append(16, '\0');
   add32(static_cast<uint32_t>(4 + 12 * live.size()));
-  mark("live rva");
   add32(here() + 4);
   add_texts_list("live", true);
 }
@@ -128,16 +115,13 @@ std::string MinidumpBuilder::build() {
   bytes_ = "MDMP";
   offsets_.clear();
   add32(0xA793);
-  mark("stream count");
   add32(kStreams);
-  mark("directory rva");
   add32(32);
   add32(0);
   add32(time_stamp);
   add32(0);
   add32(0);
   next_entry_ = bytes_.size();
-  mark("directory");
   bytes_.append(kStreams * 12, '\0');  // an entry that stays empty is an unused stream
   if (exception_code) add_exception();
   if (with_memory) add_memory();
