@@ -118,15 +118,12 @@ void start_watchdog(State& state) {
   state.watchdog->start();
 }
 
-// The session file of a run that may still fail to start; removed again unless it does start.
+// The session file of a run that may still fail to start: removed at the end unless it is kept.
 class PendingSession {
  public:
   explicit PendingSession(State& state) : state_(state) {
     sweep_sessions(state.store_dir);
-    if (!state.update_session()) {
-      state.logger.error("Could not write the session file %s",
-                         path_to_utf8(session_file(state.store_dir, state.process)).c_str());
-    }
+    write();
   }
   ~PendingSession() {
     if (!kept_) state_.close_session();
@@ -134,9 +131,20 @@ class PendingSession {
   PendingSession(const PendingSession&) = delete;
   PendingSession& operator=(const PendingSession&) = delete;
 
-  void keep() { kept_ = true; }
+  // Written again: starting the handler takes a while, and without the file a report would lack its
+  // attachments.
+  void keep() {
+    kept_ = true;
+    write();
+  }
 
  private:
+  void write() {
+    if (state_.update_session()) return;
+    state_.logger.error("Could not write the session file %s",
+                        path_to_utf8(session_file(state_.store_dir, state_.process)).c_str());
+  }
+
   State& state_;
   bool kept_ = false;
 };
@@ -176,8 +184,8 @@ wrenfall_result initialize(const wrenfall_options& options) {
   return start(std::make_shared<State>(options));
 }
 
-// Uploads that go on after a shutdown use the state; what the host gave for its callback may be gone
-// by then, whatever else becomes of the shutdown.
+// Uploads that go on after a shutdown still use the state, but what the host gave for its callback may
+// be gone by then. So the callback is detached however the shutdown ends.
 class CallbackEnd {
  public:
   explicit CallbackEnd(Logger& logger) : logger_(logger) {}

@@ -52,30 +52,37 @@ void send_one_pending(State& state, const fs::path& folder) {
   send(state, std::move(request));
 }
 
-void send_pending(const std::shared_ptr<State>& state) {
-  for (const fs::path& folder : pending_report_folders(state->store_dir)) {
-    if (!state->is_published()) return;
+void send_pending(State& state) {
+  for (const fs::path& folder : pending_report_folders(state.store_dir)) {
+    if (!state.is_published()) return;
     try {
-      send_one_pending(*state, folder);
+      send_one_pending(state, folder);
     } catch (const std::exception& error) {
-      state->logger.error("Sending %s broke off: %s", path_to_utf8(folder).c_str(), error.what());
+      state.logger.error("Sending %s broke off: %s", path_to_utf8(folder).c_str(), error.what());
     }
   }
 }
 
-// The body of the worker thread. An exception that left it would end the host.
-void run_pending_worker() {
-  const std::shared_ptr<State> state = current_state();
-  if (!state) return;
+// An exception that left the worker thread would end the host.
+void try_send_pending(State& state) {
   try {
     send_pending(state);
   } catch (const std::exception& error) {
     try {
-      state->logger.error("Sending pending reports broke off: %s", error.what());
+      state.logger.error("Sending pending reports broke off: %s", error.what());
     } catch (const std::bad_alloc&) {
       // There is no memory for the line either.
     }
   }
+}
+
+// The body of the worker thread.
+void run_pending_worker() {
+  const std::shared_ptr<State> state = current_state();
+  if (!state || !state->pending_sender.begin()) return;
+  do {
+    try_send_pending(*state);
+  } while (state->pending_sender.look_again());
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "api/environment_text.h"
+#include "api/one_at_work.h"
 #include "api/options.h"
 #include "backend/backend.h"
 #include "hang/watchdog.h"
@@ -51,6 +52,9 @@ struct State : std::enable_shared_from_this<State> {
   // setting an attribute again allocates nothing. Guarded by metadata_lock.
   std::string attribute_name;
   std::string attribute_key;
+
+  // Which thread sends the pending reports of this state.
+  OneAtWork pending_sender;
 
   // Whether this state is the published one: false from the first step of shutdown on.
   bool is_published() const;

@@ -1,7 +1,10 @@
+#include <dirent.h>
 #include <sys/stat.h>
 
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <string_view>
 
 #include "support/files.h"
 
@@ -9,15 +12,14 @@ namespace wrenfall {
 
 namespace fs = std::filesystem;
 
+// Not with std::filesystem, which ends the process when it finds no memory for its iterator.
 std::vector<fs::path> list_folder(const fs::path& folder, bool* opened) {
   std::vector<fs::path> entries;
-  std::error_code error;
-  fs::directory_iterator entry(folder, error);
-  if (opened != nullptr) *opened = !error;
-  while (!error && entry != fs::directory_iterator()) {
-    entries.push_back(entry->path());
-    entry.increment(error);
-    if (error) throw DirectoryIterationError(folder, error);
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
+  if (opened != nullptr) *opened = stream != nullptr;
+  while (const dirent* const entry = stream ? readdir(stream.get()) : nullptr) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") entries.push_back(folder / name);
   }
   return entries;
 }

@@ -3,11 +3,16 @@
 #include <wrenfall/wrenfall.h>
 
 #include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <mutex>
 #include <set>
 #include <thread>
 
+#include "report/store/folder_claim.h"
 #include "report/store/report_store.h"
+#include "support/process.h"
 #include "tests/support/temp_dir.h"
 
 namespace wrenfall {
@@ -108,7 +113,7 @@ class ThreadsTest : public ::testing::Test {
   }
 
   static void count_line(wrenfall_log_level, const char*, void* test) {
-    ++static_cast<ThreadsTest*>(test)->log_lines_;  // the logger's own mutex has to do
+    ++static_cast<ThreadsTest*>(test)->log_lines_;  // the logger's own mutex is enough
   }
 
   const TempDir dir_;
@@ -137,6 +142,41 @@ TEST_F(ThreadsTest, StayWellWhileTheLibraryStopsAndStarts) {
   ASSERT_EQ(start(WRENFALL_UPLOAD_MANUAL), WRENFALL_OK);
   run_threads(kRestarts);
   expect_what_was_stored();
+}
+
+// Nobody else may take a report that a thread of this process is posting, and a host that asks again
+// and again to have its reports sent must not end up with a thread for each time.
+TEST_F(ThreadsTest, OneThreadWorksOnAReport) {
+  ASSERT_EQ(start(WRENFALL_UPLOAD_MANUAL), WRENFALL_OK);
+  ASSERT_EQ(wrenfall_post_feedback("title", "text", nullptr, 0, nullptr), WRENFALL_OK);
+  const auto folders = list_report_folders(dir_ / "store");
+  ASSERT_EQ(folders.size(), 1u);
+  const auto count_pending = [] {
+    wrenfall_report_list* const list = wrenfall_pending_reports();
+    const uint32_t count = wrenfall_report_list_count(list);
+    wrenfall_report_list_free(list);
+    return count;
+  };
+  {
+    const FolderClaim claim(folders[0]);
+    EXPECT_EQ(count_pending(), 1u);
+    for (int i = 0; i < 300; ++i) EXPECT_EQ(wrenfall_post_pending_reports_async(), WRENFALL_OK);
+    const auto threads = [] {
+      const std::filesystem::directory_iterator tasks("/proc/self/task");
+      return std::distance(begin(tasks), end(tasks));
+    };
+    // The threads that are not needed end at once, the one that is waits for the claim.
+    for (int i = 0; i < 500 && threads() > 20; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_LE(threads(), 20);
+    CrashData record;
+    ASSERT_TRUE(load(folders[0], record));
+    record.ownerPid = current_process_id();
+    ASSERT_TRUE(save(folders[0], record));
+    EXPECT_EQ(count_pending(), 0u);
+  }
+  EXPECT_EQ(count_pending(), 1u);
 }
 
 }  // namespace

@@ -18,9 +18,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool is_left_to_another_process(const CrashData& data) {
-  return data.ownerPid != 0 && data.ownerPid != current_process_id() &&
-         is_process_running(data.ownerPid);
+// Whether the report is in the hands of its owner: of another living process, or of a thread of this
+// one that is posting it.
+bool is_in_its_owners_hands(const fs::path& folder, const CrashData& data) {
+  if (data.ownerPid == 0) return false;
+  if (data.ownerPid == current_process_id()) return !FolderClaim::try_take(folder);
+  return is_process_running(data.ownerPid);
 }
 
 bool is_pending(const fs::path& folder) {
@@ -52,7 +55,7 @@ fs::path plain_path(const fs::path& folder) {
 
 ReportState state_of_report(const fs::path& folder, const CrashData& record) {
   if (path_exists(folder / kResultFile)) return ReportState::kHasResult;
-  return is_left_to_another_process(record) ? ReportState::kOwned : ReportState::kPending;
+  return is_in_its_owners_hands(folder, record) ? ReportState::kOwned : ReportState::kPending;
 }
 
 ReportState report_state(const fs::path& folder, CrashData& record) {

@@ -14,7 +14,7 @@ namespace wrenfall {
 
 enum class ReportState {
   kPending,     // waits to be sent
-  kOwned,       // left to another living process, the record's owner
+  kOwned,       // in the hands of the record's owner, another process or a thread of this one
   kHasResult,   // there was an attempt to send it, or somebody has given it up
   kUnreadable,  // the record is damaged, or just not to be opened
 };
@@ -29,8 +29,8 @@ ReportState report_state(const std::filesystem::path& folder, CrashData& record)
 // when the root cannot be opened. Throws DirectoryIterationError.
 std::vector<std::filesystem::path> list_report_folders(const std::filesystem::path& root);
 
-// Those that wait to be sent: no result yet, a readable record, and no other living process that
-// owns them. Throws DirectoryIterationError.
+// Those that wait to be sent: no result yet, a readable record, and no owner that works on them.
+// Throws DirectoryIterationError.
 std::vector<std::filesystem::path> pending_report_folders(const std::filesystem::path& root);
 
 // Deletes a report folder with its contents; false when it is still there. What makes it a report
