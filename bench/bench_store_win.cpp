@@ -2,13 +2,13 @@
 #include <windows.h>
 
 #include <fstream>
-#include <sstream>
 
 #include <nlohmann/json.hpp>
 
 #include "bench/bench.h"
 #include "bench/library.h"
 #include "report/store/crash_data.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "report/structured_report_json.h"
 #include "report/structured_report_xml.h"
@@ -108,21 +108,16 @@ wrenfall::StructuredReport sample_report(int threads) {
   return report;
 }
 
-using Write = void (*)(const wrenfall::StructuredReport&, std::ostream&);
+using Write = std::string (*)(const wrenfall::StructuredReport&);
 
 void bench_structured_report(const fs::path& folder, const char* format, Write write) {
   for (const int threads : {10, 100, 1000}) {
     const wrenfall::StructuredReport report = sample_report(threads);
-    std::ostringstream memory;
-    write(report, memory);
-    const std::string bytes = memory.str();
+    const std::string bytes = write(report);
     bench::compare(
         std::string("structured report as ") + format + ", threads of 100 frames", threads, 3,
         {9, 1}, [&] { std::ofstream(folder / "bare", std::ios::binary) << bytes; },
-        [&] {
-          std::ofstream file(folder / "report", std::ios::binary);
-          write(report, file);
-        });
+        [&] { std::ofstream(folder / "report", std::ios::binary) << write(report); });
   }
 }
 
@@ -131,8 +126,8 @@ void bench_structured_report(const fs::path& folder, const char* format, Write w
 int main() {
   const bench::Folder folder("store");
   bench_record(folder.path());
-  bench_structured_report(folder.path(), "JSON", wrenfall::write_structured_report_json);
-  bench_structured_report(folder.path(), "XML", wrenfall::write_structured_report_xml);
+  bench_structured_report(folder.path(), "JSON", wrenfall::structured_report_json);
+  bench_structured_report(folder.path(), "XML", wrenfall::structured_report_xml);
   fs::create_directories(folder.path() / "store");
   bench_pending(folder.path() / "store");
   return 0;

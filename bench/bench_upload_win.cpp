@@ -15,6 +15,7 @@
 
 #include "bench/bench.h"
 #include "bench/library.h"
+#include "report/store/layout.h"
 #include "support/digest.h"
 #include "support/files.h"
 #include "upload/http_client.h"
@@ -68,13 +69,13 @@ void bench_archive(const fs::path& folder) {
     const fs::path report = folder / "report";
     fs::create_directories(report);
     std::string bytes = dump_like(mib << 20);
-    wrenfall::try_write_file_atomic(report / "minidump.dmp", bytes);
+    wrenfall::write_file_atomic(report / "minidump.dmp", bytes);
     // The peak counts from the process's start, so the library comes before the limit's own copy.
     bytes = std::string();
     const double before = peak_mib();
     const fs::path archive = folder / wrenfall::kArchiveFile;
     const auto pack = [&] {
-      wrenfall::write_report_archive(report, archive, {});
+      wrenfall::write_report_archive(report, archive);
       wrenfall::md5_file_hex(archive);
     };
     pack();

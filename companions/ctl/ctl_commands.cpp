@@ -15,6 +15,7 @@
 #include "ctl/report_details.h"
 #include "ctl/shared_file.h"
 #include "ctl/store_scan.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/logger.h"
@@ -31,14 +32,6 @@ namespace {
 
 constexpr auto kFollowPause = std::chrono::milliseconds(250);
 constexpr size_t kLogPiece = size_t{64} * 1024;
-
-// The one absolute path of a folder. The name of the claim's file beside it depends on that.
-fs::path plain_path(const fs::path& path) {
-  std::error_code error;
-  const fs::path absolute = fs::absolute(path, error);
-  const fs::path plain = (error ? path : absolute).lexically_normal();
-  return plain.has_filename() ? plain : plain.parent_path();
-}
 
 // The store that the options name, or an empty path.
 fs::path store_of(const CtlOptions& options) {

@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <cstdio>
 
 #include "ctl/ctl_output.h"
 #include "report/store/layout.h"
+#include "support/encoding.h"
 #include "support/json_text.h"
 #include "support/result_names.h"
 #include "support/text.h"
@@ -50,11 +50,7 @@ json dump_json(const ReportDetails& details) {
   const minidump::DumpFacts& facts = *details.dump;
   dump["timeStamp"] = facts.time_stamp;
   dump["exceptionCode"] = nullptr;
-  if (facts.exception_code) {
-    char code[32];
-    std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(*facts.exception_code));
-    dump["exceptionCode"] = code;
-  }
+  if (facts.exception_code) dump["exceptionCode"] = hex_code(*facts.exception_code);
   dump["reportId"] = facts.annotations.report_id;
   dump["startupAnnotations"] = facts.annotations.startup;
   dump["liveAnnotations"] = facts.annotations.live;

@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <map>
 #include <utility>
 
@@ -6,6 +5,7 @@
 #include "ctl/ctl_output.h"
 #include "ctl/output_text.h"
 #include "report/store/layout.h"
+#include "support/encoding.h"
 #include "support/result_names.h"
 #include "support/text.h"
 
@@ -89,9 +89,7 @@ std::string section(const std::string& title, const Rows& rows) {
 std::string dump_text(const minidump::DumpFacts& dump) {
   std::string text = "Dump\n";
   if (dump.exception_code) {
-    char code[32];
-    std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(*dump.exception_code));
-    text += table({{"  exception", code}});
+    text += table({{"  exception", hex_code(*dump.exception_code)}});
   } else {
     text += "  no exception\n";
   }

@@ -5,6 +5,7 @@
 #include "report/sending.h"
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -100,9 +101,7 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pe
 
 ActionOutcome discard_folder(const fs::path& store, const fs::path& folder) {
   if (!is_folder(folder)) return refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, "no such folder");
-  fs::path claim = folder;
-  claim += kClaimSuffix;
-  const bool claimed = path_exists(claim);
+  const bool claimed = path_exists(claim_file(folder));
   if (discard_report_folder(store, folder)) {
     ActionOutcome outcome;
     outcome.folder = folder;

@@ -3,11 +3,9 @@
 #include <set>
 #include <utility>
 
-#include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
-#include "report/store/session_files.h"
 #include "support/files.h"
-#include "support/paths.h"
 
 namespace wrenfall::ctl {
 
@@ -77,9 +75,7 @@ void drop_long_texts(CrashData& record) {
 
 std::optional<ReportSummary> summarize_report(const fs::path& folder) {
   if (!is_folder(folder)) return std::nullopt;
-  fs::path claim = folder;
-  claim += kClaimSuffix;
-  return summarize(folder, path_exists(claim));
+  return summarize(folder, path_exists(claim_file(folder)));
 }
 
 std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
@@ -96,9 +92,7 @@ std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
   }
   std::vector<ReportSummary> summaries;
   for (const fs::path& folder : folders) {
-    fs::path claim = folder;
-    claim += kClaimSuffix;
-    auto summary = summarize(folder, names.count(claim) != 0);
+    auto summary = summarize(folder, names.count(claim_file(folder)) != 0);
     if (!summary) continue;
     if (summary->record) drop_long_texts(*summary->record);
     summaries.push_back(std::move(*summary));

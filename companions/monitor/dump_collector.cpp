@@ -8,9 +8,9 @@
 #include "monitor/report_folder.h"
 #include "monitor/watched_process.h"
 #include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "support/clock.h"
 #include "support/files.h"
-#include "support/paths.h"
 #include "support/text.h"
 
 namespace wrenfall::monitor {
@@ -64,7 +64,7 @@ bool DumpCollector::collect() {
   bool busy = false;
   std::map<fs::path, Note> present;
   for (const fs::path& file : list_folder(places_.reports)) {
-    if (file.extension() != ".dmp") continue;
+    if (file.extension() != kDumpExtension) continue;
     const auto known = notes_.find(file);
     Note note = known != notes_.end() ? known->second : Note{Clock::now(), first_look_, false};
     if (!note.settled) note.settled = settle(file, note.adoptable);
@@ -167,7 +167,7 @@ void DumpCollector::terminate(const ProcessIdentity& process) {
 }
 
 void DumpCollector::start_reporter_or_release(const fs::path& folder, CrashData record) {
-  if (record.uploadPolicy == "manual" || start_reporter_(folder)) return;
+  if (record.uploadPolicy == kPolicyManual || start_reporter_(folder)) return;
   // Clear the owner so that the host finds the report pending. Take the claim first: saving without
   // it could recreate a folder that another process has just deleted.
   const auto claim = FolderClaim::try_take(folder);

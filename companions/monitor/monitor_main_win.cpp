@@ -12,7 +12,7 @@
 #include "monitor/monitor_options.h"
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
-#include "report/store/session_files.h"
+#include "report/store/layout.h"
 #include "support/encoding.h"
 #include "support/files.h"
 #include "support/logger.h"
@@ -105,7 +105,7 @@ void report_lost_crash(const ProcessExit& host_exit, const ProcessIdentity& host
 
 void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output, Logger& logger) {
   const fs::path store = utf8_to_path(options.store);
-  const fs::path reports = utf8_to_path(options.database) / "reports";
+  const fs::path reports = utf8_to_path(options.database) / kDumpsFolder;
   DumpCollector collector({reports, store}, options.host,
                           reporter_starter(options.reporter, logger), logger);
   DumpWatcher watcher(handler, reports, store / kSessionsFolder);

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "report/store/attachments.h"
+#include "report/store/layout.h"
+#include "report/store/report_files.h"
 #include "support/files.h"
 #include "support/identifiers.h"
 #include "support/text.h"
@@ -62,7 +64,7 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
                                               RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger) {
-  context.attachments = copy_attachments(folder, attachment_paths, SameName::kGetsANumber, &logger);
+  context.attachments = copy_attachments(folder, attachment_paths, SameName::kGetsANumber, logger);
   add_earlier_copies(folder, context.attachments);
   CrashData record = record_from_annotations(facts, context);
   const bool saved = save(folder, record);

@@ -1,4 +1,5 @@
 #include "reporter/owned_report.h"
+#include "report/store/layout.h"
 
 #include <utility>
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "common/program_io.h"
+#include "report/store/layout.h"
 #include "report/store/upload_policy.h"
 #include "reporter/owned_report.h"
 #include "reporter/report_dialog_win.h"
@@ -33,13 +34,6 @@ constexpr char kHelp[] =
     "the\n"
     "user did not want it sent now, else the wrenfall_result that says why not.\n"
     "  --help, --version  print this text or the version\n";
-
-// The folder as an absolute path without a separator at the end, so that its parent is the store.
-fs::path clean_folder(const std::string& text) {
-  std::error_code error;
-  const fs::path folder = fs::absolute(utf8_to_path(text), error).lexically_normal();
-  return folder.has_filename() ? folder : folder.parent_path();
-}
 
 int refuse(const std::string& reason, Logger& logger) {
   logger.error("Report not sent: %s", reason.c_str());
@@ -83,7 +77,7 @@ int run() {
   Logger logger;
   fs::path folder;
   if (!options.folder.empty()) {
-    folder = clean_folder(options.folder);
+    folder = plain_path(utf8_to_path(options.folder));
     if (is_folder(folder.parent_path())) logger.set_path(folder.parent_path() / kLogFile);
   }
   switch (options.request) {

@@ -10,6 +10,7 @@
 #include "hang/hang_report.h"
 #include "hang/window_probe.h"
 #include "report/fact_annotations.h"
+#include "report/store/layout.h"
 #include "report/store/session_files.h"
 #include "report/store/upload_policy.h"
 #include "support/files.h"

@@ -7,6 +7,7 @@
 #include "api/boundary.h"
 #include "api/state.h"
 #include "report/store/crash_data.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/text.h"

@@ -10,7 +10,6 @@
 #include "report/sending.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
-#include "support/paths.h"
 #include "support/text.h"
 
 namespace wrenfall {

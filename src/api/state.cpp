@@ -1,6 +1,7 @@
 #include "api/state.h"
 
 #include "api/published.h"
+#include "report/store/layout.h"
 #include "report/store/session_files.h"
 #include "support/paths.h"
 #include "support/text.h"

@@ -1,8 +1,8 @@
 #include "report/delivery.h"
 
 #include <new>
-#include <nlohmann/json.hpp>
 
+#include "report/store/layout.h"
 #include "report/store/report_result.h"
 #include "report/store/retry_policy.h"
 #include "support/files.h"
@@ -10,8 +10,6 @@
 
 namespace wrenfall {
 namespace {
-
-constexpr int32_t kHttpOk = 200;
 
 // The outcome of a step that the uploader itself does not report.
 UploadResult failed_upload(Logger& logger, wrenfall_result result, int32_t http_status,
@@ -30,13 +28,7 @@ UploadResult upload(HttpClient* http, const std::filesystem::path& folder, const
   if (http == nullptr) {
     return failed_upload(logger, WRENFALL_ERROR_TRANSPORT, 0, "no HTTP client");
   }
-  try {
-    return upload_report({*http, &logger}, record, folder);
-  } catch (const nlohmann::json::type_error& error) {
-    // Only an id in the answer to the commit is read in a way that raises this, and that answer
-    // came with status 200.
-    return failed_upload(logger, WRENFALL_ERROR_SERVICE, kHttpOk, error.what());
-  }
+  return upload_report({*http, logger}, record, folder);
 }
 
 }  // namespace
@@ -56,7 +48,7 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   // Where the result cannot be written, the retry rule still decides.
   write_result(folder, make_report_result(outcome));
   apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.http_status,
-                     &retry_logger);
+                     retry_logger);
   return outcome;
 }
 

@@ -1,9 +1,7 @@
 #include "report/host_reports.h"
 
-#include <fstream>
-#include <functional>
 #include <new>
-#include <ostream>
+#include <utility>
 
 #include "report/crash_signature.h"
 #include "report/store/attachments.h"
@@ -36,35 +34,19 @@ constexpr char kKindFeedback[] = "feedback";
 // SHA-256 of nothing: reports without a signature of their own are all of one group.
 constexpr char kEmptySha256[] = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
-using Write = std::function<void(std::ostream&)>;
-
 // What tells one kind of report from another.
 struct Contents {
   CrashData record;
-  Write write_main_file;  // under the record's dumpFile
+  std::string main_file;  // its text, which is written under the record's dumpFile
   std::vector<std::string> attachments;
 };
-
-// By way of a temporary file, like every file of a report.
-bool write_file(const fs::path& path, const Write& write) {
-  fs::path temporary = path;
-  temporary += ".tmp";
-  std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
-  if (!stream) return false;
-  write(stream);
-  stream.close();
-  return !stream.fail() && replace_file(temporary, path);
-}
 
 // Puts everything but the record into the folder. False when the main file could not be written.
 bool fill_folder(const fs::path& folder, Contents& contents, Logger& logger) {
   try {
-    if (!create_folders(folder) ||
-        !write_file(folder / contents.record.dumpFile, contents.write_main_file)) {
-      return false;
-    }
+    if (!write_file_atomic(folder / contents.record.dumpFile, contents.main_file)) return false;
     contents.record.attachments =
-        copy_attachments(folder, contents.attachments, SameName::kReplaces, &logger);
+        copy_attachments(folder, contents.attachments, SameName::kReplaces, logger);
     return true;
   } catch (const std::bad_alloc&) {
     return false;
@@ -100,10 +82,7 @@ UploadResult post_structured_report(const PostingContext& context, const CrashDa
       contents.record.crashSignatureHash = sha256_hex(contents.record.crashSignature);
     }
   }
-  contents.write_main_file = [&report, is_json](std::ostream& stream) {
-    is_json ? write_structured_report_json(report, stream)
-            : write_structured_report_xml(report, stream);
-  };
+  contents.main_file = is_json ? structured_report_json(report) : structured_report_xml(report);
   contents.attachments = report.attachments;
   return post(context, std::move(contents));
 }
@@ -117,9 +96,8 @@ UploadResult post_feedback(const PostingContext& context, const CrashData& facts
   contents.record.dumpFile = kFeedbackFile;
   contents.record.dumpFormat = "none";
   contents.record.crashSignatureHash = kEmptySha256;
-  contents.write_main_file = [&, time = contents.record.crashTime](std::ostream& stream) {
-    stream << json_text({{"title", title}, {"description", description}, {"time", time}}, 2);
-  };
+  contents.main_file = json_text(
+      {{"title", title}, {"description", description}, {"time", contents.record.crashTime}}, 2);
   contents.attachments = attachments;
   return post(context, std::move(contents));
 }
@@ -131,7 +109,7 @@ UploadResult post_asan_report(const PostingContext& context, const CrashData& fa
   contents.record.dumpFile = kAsanReportFile;
   contents.record.dumpFormat = "asan";
   contents.record.crashSignatureHash = kEmptySha256;
-  contents.write_main_file = [&text](std::ostream& stream) { stream << text; };
+  contents.main_file = text;
   return post(context, std::move(contents));
 }
 

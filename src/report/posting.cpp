@@ -5,9 +5,9 @@
 #include "backend/platform_facts.h"
 #include "report/delivery.h"
 #include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "support/clock.h"
 #include "support/files.h"
-#include "support/paths.h"
 #include "support/process.h"
 #include "support/text.h"
 

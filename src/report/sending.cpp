@@ -6,7 +6,6 @@
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "support/files.h"
-#include "support/paths.h"
 #include "support/text.h"
 
 namespace wrenfall {

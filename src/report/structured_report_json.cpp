@@ -1,152 +1,146 @@
 #include "report/structured_report_json.h"
 
 #include <map>
-#include <ostream>
 #include <string>
 #include <string_view>
 
 #include "support/encoding.h"
 #include "support/json_text.h"
-#include "support/text_sink.h"
 
 namespace wrenfall {
 namespace {
 
 constexpr int kSchemaVersion = 1;
 
-// Writes a quoted JSON string. Plain ASCII, which is nearly all there is, goes without a detour
+// Appends a quoted JSON string. Plain ASCII, which nearly all texts are, goes without a detour
 // through the JSON library.
-void write_quoted(std::string_view text, TextSink& sink) {
+void append_quoted(std::string_view text, std::string& out) {
   for (const char c : text) {
     if (c < 0x20 || c > 0x7E || c == '"' || c == '\\') {
-      sink << json_text(std::string(text));
+      out += json_text(std::string(text));
       return;
     }
   }
-  sink << '"' << text << '"';
+  out.append(1, '"').append(text).append(1, '"');
 }
 
-// Writes a list with one item a line: nothing between the brackets when there is none.
+// Appends a list with one item a line, from its opening to its closing bracket: nothing between the
+// brackets when it has no items.
 class Items {
  public:
-  Items(TextSink& sink, char open, char close, std::string_view indent)
-      : sink_(sink), close_(close), indent_(indent) {
-    sink_ << open;
+  Items(std::string& out, char open, char close, std::string_view indent)
+      : out_(out), close_(close), indent_(indent) {
+    out_ += open;
   }
 
   // To be called before each item.
   void next() {
-    sink_ << (empty_ ? "\n" : ",\n") << indent_ << "  ";
+    out_.append(empty_ ? "\n" : ",\n").append(indent_).append("  ");
     empty_ = false;
+  }
+
+  // An item that is a member of an object, up to its value.
+  void member(std::string_view key) {
+    next();
+    out_.append(1, '"').append(key).append("\": ");
+  }
+  void text_member(std::string_view key, std::string_view text) {
+    member(key);
+    append_quoted(text, out_);
   }
 
   // To be called after the last.
   void end() {
-    if (!empty_) sink_ << '\n' << indent_;
-    sink_ << close_;
+    if (!empty_) out_.append(1, '\n').append(indent_);
+    out_ += close_;
   }
 
  private:
-  TextSink& sink_;
+  std::string& out_;
   const char close_;
   const std::string_view indent_;
   bool empty_ = true;
 };
 
-// A member of an object that is a text.
-void text_member(TextSink& sink, Items& items, std::string_view key, std::string_view text) {
-  items.next();
-  sink << '"' << key << "\": ";
-  write_quoted(text, sink);
-}
-
-// A member of an object, with its value as JSON text.
-void member(TextSink& sink, Items& items, std::string_view key, std::string_view value) {
-  items.next();
-  sink << '"' << key << "\": " << value;
-}
-
-void write_exception(const StructuredReport& report, TextSink& sink) {
-  Items members(sink, '{', '}', "  ");
-  text_member(sink, members, "code", report.exception_code);
-  text_member(sink, members, "explanation", report.exception_explanation);
-  member(sink, members, "registers", "");
+void append_exception(const StructuredReport& report, std::string& out) {
+  Items members(out, '{', '}', "  ");
+  members.text_member("code", report.exception_code);
+  members.text_member("explanation", report.exception_explanation);
+  members.member("registers");
   std::map<std::string, std::string> registers;
   for (const auto& [name, value] : report.registers) registers[valid_utf8(name)] = value;
-  Items values(sink, '{', '}', "    ");
+  Items values(out, '{', '}', "    ");
   for (const auto& [name, value] : registers) {
     values.next();
-    write_quoted(name, sink);
-    sink << ": ";
-    write_quoted(value, sink);
+    append_quoted(name, out);
+    out += ": ";
+    append_quoted(value, out);
   }
   values.end();
   members.end();
 }
 
-void write_module(const ReportModule& module, TextSink& sink) {
-  Items members(sink, '{', '}', "    ");
-  text_member(sink, members, "base", hex_address(module.base));
-  text_member(sink, members, "fileVersion", module.fileVersion);
-  text_member(sink, members, "name", module.name);
-  text_member(sink, members, "path", module.path);
-  text_member(sink, members, "productVersion", module.productVersion);
-  member(sink, members, "size", std::to_string(module.size));
+void append_module(const ReportModule& module, std::string& out) {
+  Items members(out, '{', '}', "    ");
+  members.text_member("base", hex_address(module.base));
+  members.text_member("fileVersion", module.fileVersion);
+  members.text_member("name", module.name);
+  members.text_member("path", module.path);
+  members.text_member("productVersion", module.productVersion);
+  members.member("size");
+  out += std::to_string(module.size);
   members.end();
 }
 
-void write_frame(const ReportFrame& frame, TextSink& sink) {
-  Items members(sink, '{', '}', "        ");
-  const HexDigits digits = hex_digits(frame.address);
-  text_member(sink, members, "address",
-              std::string_view(digits.data(), frame.address == 0 ? 0 : digits.size()));
-  text_member(sink, members, "file", frame.file);
-  text_member(sink, members, "function", frame.function);
-  member(sink, members, "line", std::to_string(signed_line(frame.line)));
-  text_member(sink, members, "module", frame.module);
-  members.end();
-}
-
-void write_thread(const ReportThread& thread, TextSink& sink) {
-  Items members(sink, '{', '}', "    ");
-  member(sink, members, "crashing", thread.crashing ? "true" : "false");
-  member(sink, members, "frames", "");
-  Items frames(sink, '[', ']', "      ");
-  for (const ReportFrame& frame : thread.frames) {
-    frames.next();
-    write_frame(frame, sink);
-  }
-  frames.end();
-  text_member(sink, members, "name", thread.name);
+void append_frame(const ReportFrame& frame, std::string& out) {
+  Items members(out, '{', '}', "        ");
+  members.text_member("address", frame.address == 0 ? "" : hex_address(frame.address));
+  members.text_member("file", frame.file);
+  members.text_member("function", frame.function);
+  members.member("line");
+  out += std::to_string(signed_line(frame.line));
+  members.text_member("module", frame.module);
   members.end();
 }
 
 template <typename Item>
-void write_array(const std::vector<Item>& items, void (*write)(const Item&, TextSink&),
-                 TextSink& sink) {
-  Items array(sink, '[', ']', "  ");
+void append_array(const std::vector<Item>& items, void (*append)(const Item&, std::string&),
+                  std::string_view indent, std::string& out) {
+  Items array(out, '[', ']', indent);
   for (const Item& item : items) {
     array.next();
-    write(item, sink);
+    append(item, out);
   }
   array.end();
 }
 
+void append_thread(const ReportThread& thread, std::string& out) {
+  Items members(out, '{', '}', "    ");
+  members.member("crashing");
+  out += thread.crashing ? "true" : "false";
+  members.member("frames");
+  append_array(thread.frames, append_frame, "      ", out);
+  members.text_member("name", thread.name);
+  members.end();
+}
+
 }  // namespace
 
-void write_structured_report_json(const StructuredReport& report, std::ostream& stream) {
-  TextSink sink(stream);
-  Items members(sink, '{', '}', "");
-  member(sink, members, "exception", "");
-  write_exception(report, sink);
-  member(sink, members, "modules", "");
-  write_array(report.modules, write_module, sink);
-  text_member(sink, members, "os", report.os);
-  text_member(sink, members, "platform", report.platform);
-  member(sink, members, "schemaVersion", std::to_string(kSchemaVersion));
-  member(sink, members, "threads", "");
-  write_array(report.threads, write_thread, sink);
+std::string structured_report_json(const StructuredReport& report) {
+  std::string out;
+  Items members(out, '{', '}', "");
+  members.member("exception");
+  append_exception(report, out);
+  members.member("modules");
+  append_array(report.modules, append_module, "  ", out);
+  members.text_member("os", report.os);
+  members.text_member("platform", report.platform);
+  members.member("schemaVersion");
+  out += std::to_string(kSchemaVersion);
+  members.member("threads");
+  append_array(report.threads, append_thread, "  ", out);
   members.end();
+  return out;
 }
 
 }  // namespace wrenfall

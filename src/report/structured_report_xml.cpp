@@ -1,23 +1,13 @@
 #include "report/structured_report_xml.h"
 
 #include <algorithm>
-#include <ostream>
 #include <string>
 #include <string_view>
 
 #include "support/encoding.h"
-#include "support/text_sink.h"
 
 namespace wrenfall {
 namespace {
-
-// Texts that are put into the document in a form of their own.
-struct Escaped {
-  std::string_view text;
-};
-struct Cdata {
-  std::string_view text;
-};
 
 bool is_special(char c) { return c == '&' || c == '<' || c == '>' || c == '"'; }
 
@@ -34,34 +24,44 @@ std::string_view entity(char c) {
   }
 }
 
-TextSink& operator<<(TextSink& sink, Escaped escaped) {
-  const std::string_view text = escaped.text;
+void append_escaped(std::string_view text, std::string& out) {
   size_t copied = 0;
   for (size_t at = 0; at < text.size(); ++at) {
     if (!is_special(text[at])) continue;
-    sink << text.substr(copied, at - copied) << entity(text[at]);
+    out.append(text, copied, at - copied).append(entity(text[at]));
     copied = at + 1;
   }
-  return sink << text.substr(copied);
+  out.append(text, copied);
 }
 
 // A section cannot hold its own end mark; text with one goes on in a second section.
-TextSink& operator<<(TextSink& sink, Cdata cdata) {
+void append_cdata(std::string_view text, std::string& out) {
   static constexpr std::string_view kEnd = "]]>";
   static constexpr std::string_view kSplitEnd = "]]]]><![CDATA[>";
-  std::string_view text = cdata.text;
-  sink << "<![CDATA[";
+  out += "<![CDATA[";
   for (size_t at = 0; (at = text.find(kEnd)) != std::string_view::npos;) {
-    sink << text.substr(0, at) << kSplitEnd;
+    out.append(text, 0, at).append(kSplitEnd);
     text.remove_prefix(at + kEnd.size());
   }
-  return sink << text << kEnd;
+  out.append(text).append(kEnd);
 }
 
 // One line: an element that holds text, after the blanks of its level.
-template <typename Text>
-void element(TextSink& sink, std::string_view indent, std::string_view name, const Text& text) {
-  sink << indent << '<' << name << '>' << text << "</" << name << ">\n";
+void append_element(std::string_view indent, std::string_view name, std::string_view text,
+                    std::string& out, void (*append)(std::string_view, std::string&)) {
+  out.append(indent).append(1, '<').append(name).append(1, '>');
+  append(text, out);
+  out.append("</").append(name).append(">\n");
+}
+
+void element(std::string_view indent, std::string_view name, std::string_view text,
+             std::string& out) {
+  append_element(indent, name, text, out, append_escaped);
+}
+
+void cdata_element(std::string_view indent, std::string_view name, std::string_view text,
+                   std::string& out) {
+  append_element(indent, name, text, out, append_cdata);
 }
 
 std::string line_text(const ReportFrame& frame) { return std::to_string(signed_line(frame.line)); }
@@ -71,82 +71,78 @@ constexpr std::string_view kRegisterIndent = "                ";
 constexpr std::string_view kModuleIndent = "                ";
 constexpr std::string_view kFrameIndent = "                    ";
 
-void write_exception(const StructuredReport& report, TextSink& sink) {
-  sink << "        <exception>\n";
-  element(sink, kExceptionIndent, "code", Escaped{report.exception_code});
-  element(sink, kExceptionIndent, "explanation", Escaped{report.exception_explanation});
+void append_exception(const StructuredReport& report, std::string& out) {
+  out += "        <exception>\n";
+  element(kExceptionIndent, "code", report.exception_code, out);
+  element(kExceptionIndent, "explanation", report.exception_explanation, out);
   const auto crashed = std::find_if(
       report.threads.begin(), report.threads.end(),
       [](const ReportThread& thread) { return thread.crashing && !thread.frames.empty(); });
   if (crashed != report.threads.end()) {
     const ReportFrame& frame = crashed->frames.front();
-    element(sink, kExceptionIndent, "func", Cdata{frame.function});
-    element(sink, kExceptionIndent, "file", Escaped{frame.file});
-    element(sink, kExceptionIndent, "line", line_text(frame));
+    cdata_element(kExceptionIndent, "func", frame.function, out);
+    element(kExceptionIndent, "file", frame.file, out);
+    element(kExceptionIndent, "line", line_text(frame), out);
   }
   if (!report.registers.empty()) {
-    sink << kExceptionIndent << "<registers>\n";
-    for (const auto& [name, value] : report.registers) {
-      element(sink, kRegisterIndent, name, Escaped{value});
-    }
-    sink << kExceptionIndent << "</registers>\n";
+    out.append(kExceptionIndent).append("<registers>\n");
+    for (const auto& [name, value] : report.registers) element(kRegisterIndent, name, value, out);
+    out.append(kExceptionIndent).append("</registers>\n");
   }
-  sink << "        </exception>\n";
+  out += "        </exception>\n";
 }
 
-void write_module(const ReportModule& module, size_t order, TextSink& sink) {
-  sink << "            <module>\n";
-  element(sink, kModuleIndent, "name", Escaped{module.name});
-  element(sink, kModuleIndent, "order", std::to_string(order));
-  element(sink, kModuleIndent, "address",
-          hex_address(module.base) + "-" + hex_address(module.base + module.size));
-  element(sink, kModuleIndent, "path", Escaped{module.path});
-  element(sink, kModuleIndent, "symbolsloaded", "deferred");
-  element(sink, kModuleIndent, "fileversion", Escaped{module.fileVersion});
-  element(sink, kModuleIndent, "productversion", Escaped{module.productVersion});
-  element(sink, kModuleIndent, "checksum", "00000000");
-  sink << kModuleIndent << "<timedatestamp/>\n            </module>\n";
+void append_module(const ReportModule& module, size_t order, std::string& out) {
+  out += "            <module>\n";
+  element(kModuleIndent, "name", module.name, out);
+  element(kModuleIndent, "order", std::to_string(order), out);
+  element(kModuleIndent, "address",
+          hex_address(module.base) + "-" + hex_address(module.base + module.size), out);
+  element(kModuleIndent, "path", module.path, out);
+  element(kModuleIndent, "symbolsloaded", "deferred", out);
+  element(kModuleIndent, "fileversion", module.fileVersion, out);
+  element(kModuleIndent, "productversion", module.productVersion, out);
+  element(kModuleIndent, "checksum", "00000000", out);
+  out.append(kModuleIndent).append("<timedatestamp/>\n            </module>\n");
 }
 
-void write_frame(const ReportFrame& frame, TextSink& sink) {
-  sink << "                <frame>\n";
-  element(sink, kFrameIndent, "symbol", Cdata{frame.function});
-  element(sink, kFrameIndent, "file", Escaped{frame.file});
-  element(sink, kFrameIndent, "line", line_text(frame));
-  if (!frame.module.empty()) element(sink, kFrameIndent, "module", Escaped{frame.module});
-  if (frame.address != 0) {
-    const HexDigits digits = hex_digits(frame.address);
-    element(sink, kFrameIndent, "address", std::string_view(digits.data(), digits.size()));
-  }
-  sink << "                </frame>\n";
+void append_frame(const ReportFrame& frame, std::string& out) {
+  out += "                <frame>\n";
+  cdata_element(kFrameIndent, "symbol", frame.function, out);
+  element(kFrameIndent, "file", frame.file, out);
+  element(kFrameIndent, "line", line_text(frame), out);
+  if (!frame.module.empty()) element(kFrameIndent, "module", frame.module, out);
+  if (frame.address != 0) element(kFrameIndent, "address", hex_address(frame.address), out);
+  out += "                </frame>\n";
 }
 
 // More than one thread may be marked crashing; each is then.
-void write_thread(const ReportThread& thread, TextSink& sink) {
+void append_thread(const ReportThread& thread, std::string& out) {
   const char* const crashing = thread.crashing ? "yes" : "no";
-  sink << "            <thread id=\"" << Escaped{thread.name} << "\" current=\"" << crashing
-       << "\" event=\"" << crashing << "\" framecount=\"" << std::to_string(thread.frames.size())
-       << "\">\n";
-  for (const ReportFrame& frame : thread.frames) write_frame(frame, sink);
-  sink << "            </thread>\n";
+  out += "            <thread id=\"";
+  append_escaped(thread.name, out);
+  out.append("\" current=\"").append(crashing).append("\" event=\"").append(crashing);
+  out.append("\" framecount=\"").append(std::to_string(thread.frames.size())).append("\">\n");
+  for (const ReportFrame& frame : thread.frames) append_frame(frame, out);
+  out += "            </thread>\n";
 }
 
 }  // namespace
 
-void write_structured_report_xml(const StructuredReport& report, std::ostream& stream) {
-  TextSink sink(stream);
-  sink << "<report>\n";
-  element(sink, "    ", "platform", Escaped{report.platform});
-  element(sink, "    ", "os", Escaped{report.os});
-  sink << "    <process>\n";
-  write_exception(report, sink);
-  sink << "        <modules numloaded=\"" << std::to_string(report.modules.size()) << "\">\n";
+std::string structured_report_xml(const StructuredReport& report) {
+  std::string out = "<report>\n";
+  element("    ", "platform", report.platform, out);
+  element("    ", "os", report.os, out);
+  out += "    <process>\n";
+  append_exception(report, out);
+  out += "        <modules numloaded=\"" + std::to_string(report.modules.size()) + "\">\n";
   size_t order = 0;
-  for (const ReportModule& module : report.modules) write_module(module, ++order, sink);
-  sink << "        </modules>\n        <threads count=\"" << std::to_string(report.threads.size())
-       << "\">\n";
-  for (const ReportThread& thread : report.threads) write_thread(thread, sink);
-  sink << "        </threads>\n    </process>\n</report>\n";
+  for (const ReportModule& module : report.modules) append_module(module, ++order, out);
+  out += "        </modules>\n        <threads count=\"" + std::to_string(report.threads.size()) +
+         "\">\n";
+  for (const ReportThread& thread : report.threads) append_thread(thread, out);
+  out += "        </threads>\n    </process>\n</report>\n";
+  return out;
 }
 
 }  // namespace wrenfall

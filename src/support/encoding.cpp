@@ -24,16 +24,11 @@ std::string hex_lower(const unsigned char* bytes, size_t count) {
   return text;
 }
 
-HexDigits hex_digits(uint64_t address) {
-  HexDigits digits{};
-  for (size_t i = digits.size(); i > 0; address >>= 4)
-    digits[--i] = "0123456789abcdef"[address & 15];
-  return digits;
-}
-
 std::string hex_address(uint64_t address) {
-  const HexDigits digits = hex_digits(address);
-  return {digits.data(), digits.size()};
+  std::string text(16, '0');
+  for (size_t i = text.size(); address != 0; address >>= 4)
+    text[--i] = "0123456789abcdef"[address & 15];
+  return text;
 }
 
 std::string hex_code(uint32_t code) {

@@ -1,7 +1,6 @@
 #ifndef WRENFALL_SUPPORT_ENCODING_H_
 #define WRENFALL_SUPPORT_ENCODING_H_
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -14,10 +13,6 @@ std::string hex_lower(const unsigned char* bytes, size_t count);
 
 // Sixteen lower-case hexadecimal digits.
 std::string hex_address(uint64_t address);
-
-// The same without a string.
-using HexDigits = std::array<char, 16>;
-HexDigits hex_digits(uint64_t address);
 
 // An exception or exit code as Windows writes it: "0x" and eight upper-case digits.
 std::string hex_code(uint32_t code);

@@ -24,13 +24,13 @@ class DirectoryIterationError : public std::filesystem::filesystem_error {
 // meanwhile.
 bool read_file(const std::filesystem::path& path, std::string& bytes);
 
-// Replaces a file as a whole through "<path>.tmp", so that no reader ever sees a part of it.
-// Missing parent folders are created. False when the bytes could not be written. Throws
-// filesystem_error ("remove") when the temporary file of the fall-back copy cannot be deleted.
-bool write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
+// What is added to a file's name while it is being written.
+inline constexpr char kTemporarySuffix[] = ".tmp";
 
-// The same, without a word about a temporary file that stays.
-bool try_write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
+// Replaces a file as a whole through "<path>.tmp", so that no reader ever sees a part of it.
+// Missing parent folders are created. Where another program keeps the file from being replaced, the
+// bytes are copied over it. False when they could not be written.
+bool write_file_atomic(const std::filesystem::path& path, std::string_view bytes);
 
 // Appends in one write, creating the file when needed; other processes may read and append
 // meanwhile.

@@ -11,7 +11,7 @@ namespace {
 
 fs::path find_companion(const char* executable) {
   for (const fs::path& folder : {application_dir(), library_dir()}) {
-    // An unknown folder must not stand for the current one.
+    // An empty path would mean the current folder.
     if (folder.empty()) continue;
     fs::path candidate = folder / executable;
     if (path_exists(candidate)) return candidate;
@@ -28,6 +28,13 @@ std::string sanitize_path_component(std::string_view text) {
     if (kForbidden.find(c) != std::string_view::npos) c = '_';
   }
   return clean;
+}
+
+fs::path plain_path(const fs::path& path) {
+  std::error_code error;
+  const fs::path absolute = fs::absolute(path, error);
+  const fs::path plain = (error ? path : absolute).lexically_normal();
+  return plain.has_filename() ? plain : plain.parent_path();
 }
 
 fs::path default_store_dir(std::string_view application, std::string_view version) {

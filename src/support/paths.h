@@ -11,13 +11,15 @@ inline constexpr char kMonitorExecutable[] = "WrenfallMonitor.exe";
 inline constexpr char kReporterExecutable[] = "WrenfallReporter.exe";
 inline constexpr char kHandlerExecutable[] = "crashpad_handler.exe";
 inline constexpr char kWerModule[] = "WrenfallWer.dll";
-// In the store.
-inline constexpr char kLogFile[] = "Wrenfall.log";
-inline constexpr char kHandlerFolder[] = "crashpad";  // the capture handler's own
 
 // The text with each character that no Windows file name may hold ("*/:<>?\|) replaced by an
 // underscore.
 std::string sanitize_path_component(std::string_view text);
+
+// The absolute path without ".", ".." and a separator at the end, so that one folder has one name
+// and the parent is the folder above it. Relative paths count from the current folder; the path
+// itself where that is unknown.
+std::filesystem::path plain_path(const std::filesystem::path& path);
 
 // <local application data>/Wrenfall/<application>-<version>, not created here. Where the user has
 // no such folder, the temporary folder takes its place; where there is none either, throws

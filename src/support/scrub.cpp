@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "support/text.h"
+
 namespace wrenfall {
 namespace {
 
@@ -9,32 +11,23 @@ constexpr std::string_view kReplacement = "...";
 
 bool is_separator(char c) { return c == '/' || c == '\\'; }
 
-char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+// Where the next separator is, or the end of the text.
+size_t find_separator(std::string_view text, size_t from) {
+  while (from < text.size() && !is_separator(text[from])) ++from;
+  return from;
+}
 
 // The length of a separator, a home-folder element and a separator at the start of the text; 0 when
 // there is none.
 size_t home_prefix_length(std::string_view text) {
   for (const std::string_view element : {"users", "home"}) {
     const size_t length = element.size() + 2;
-    if (text.size() < length || !is_separator(text[0]) || !is_separator(text[length - 1])) continue;
-    size_t i = 0;
-    while (i < element.size() && ascii_lower(text[i + 1]) == element[i]) ++i;
-    if (i == element.size()) return length;
+    if (text.size() >= length && is_separator(text[0]) && is_separator(text[length - 1]) &&
+        equal_ignoring_ascii_case(text.substr(1, element.size()), element)) {
+      return length;
+    }
   }
   return 0;
-}
-
-// Where the next separator is, or the end of the text. Most texts hold few: blocks without any are
-// passed as a whole, by a loop that compilers turn into a few wide instructions.
-size_t find_separator(std::string_view text, size_t from) {
-  constexpr size_t kBlock = 32;
-  for (; text.size() - from >= kBlock; from += kBlock) {
-    unsigned found = 0;
-    for (size_t i = 0; i < kBlock; ++i) found |= is_separator(text[from + i]) ? 1u : 0u;
-    if (found != 0) break;
-  }
-  while (from < text.size() && !is_separator(text[from])) ++from;
-  return from;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #ifndef WRENFALL_SUPPORT_TEXT_H_
 #define WRENFALL_SUPPORT_TEXT_H_
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -15,6 +16,18 @@ std::string path_to_utf8(const std::filesystem::path& path);
 // The same between UTF-8 and UTF-16, for system calls.
 std::wstring utf8_to_wide(std::string_view text);
 std::string wide_to_utf8(std::wstring_view text);
+
+// The letter in lower case; every character that is no ASCII capital as it is.
+constexpr char ascii_lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Whether two texts differ at most in the case of ASCII letters.
+inline bool equal_ignoring_ascii_case(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return ascii_lower(x) == ascii_lower(y);
+         });
+}
 
 // A C string of the host's, where NULL counts as empty.
 inline std::string text_or_empty(const char* text) { return text == nullptr ? "" : text; }

@@ -13,7 +13,7 @@
 
 namespace wrenfall {
 
-// Names and values, sent in this order; a name may stand more than once.
+// Names and values, sent in this order; a name may occur more than once.
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
 // The outcome of one request.
@@ -26,7 +26,7 @@ struct HttpResponse {
   std::string error;  // empty when there was an answer
 };
 
-// Told how much of a file's body has been handed to the network, in bytes, from 0 to `total`, after
+// Is told how much of a file's body has been handed to the network, in bytes, from 0 to `total`, after
 // each piece of some kilobytes. Called on the thread that makes the request; must not throw.
 using UploadProgress = std::function<void(uint64_t sent, uint64_t total)>;
 

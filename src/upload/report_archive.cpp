@@ -2,10 +2,12 @@
 
 #include <miniz.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <string>
+#include <vector>
 
+#include "report/store/report_files.h"
 #include "support/files.h"
 #include "support/text.h"
 
@@ -47,22 +49,6 @@ class ZipWriter {
   bool open_;
 };
 
-// False when the folder cannot be listed.
-bool files_to_pack(const fs::path& folder, const std::vector<std::string>& excluded_names,
-                   std::vector<fs::path>& files) {
-  bool opened = false;
-  for (fs::path& entry : list_folder(folder, &opened)) {
-    if (!is_file(entry)) continue;
-    const std::string name = path_to_utf8(entry.filename());
-    if (std::find(excluded_names.begin(), excluded_names.end(), name) != excluded_names.end())
-      continue;
-    files.push_back(std::move(entry));
-  }
-  std::sort(files.begin(), files.end(),
-            [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
-  return opened;
-}
-
 bool pack(const std::vector<fs::path>& files, std::FILE* stream) {
   ZipWriter zip(stream);
   for (const fs::path& file : files) {
@@ -75,13 +61,12 @@ bool pack(const std::vector<fs::path>& files, std::FILE* stream) {
 
 }  // namespace
 
-bool write_report_archive(const fs::path& folder, const fs::path& archive_path,
-                          const std::vector<std::string>& excluded_names) {
+bool write_report_archive(const fs::path& folder, const fs::path& archive_path) {
   remove_file(archive_path);
   ScopedStream stream(open_for_writing(archive_path));
   if (!stream) return false;
-  std::vector<fs::path> files;
-  const bool packed = files_to_pack(folder, excluded_names, files) && pack(files, stream.get());
+  const auto files = files_to_send(folder);
+  const bool packed = files && pack(*files, stream.get());
   // Closing writes what is still buffered, so it can fail too.
   return std::fclose(stream.release()) == 0 && packed;
 }

@@ -87,9 +87,16 @@ bool parse_commit_response(const HttpResponse& response, UploadResult& outcome) 
   }
   if (answer.is_object()) {
     outcome.status = string_member(answer, "status", "");
-    read_id(answer, "stackKeyId", outcome.stack_key_id);
-    read_id(answer, "crashId", outcome.crash_id);
-    read_id(answer, "messageId", outcome.message_id);
+    try {
+      read_id(answer, "stackKeyId", outcome.stack_key_id);
+      read_id(answer, "crashId", outcome.crash_id);
+      read_id(answer, "messageId", outcome.message_id);
+    } catch (const json::type_error& error) {
+      // Nothing else in the answer counts then.
+      outcome = {};
+      outcome.http_status = response.status;
+      return fail(outcome, WRENFALL_ERROR_SERVICE, error.what());
+    }
     outcome.info_url = string_member(answer, "infoUrl", "");
   }
   if (outcome.status != "success") {

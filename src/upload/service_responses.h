@@ -17,8 +17,7 @@ bool parse_upload_location_response(const HttpResponse& response, std::string& u
 
 bool parse_put_response(const HttpResponse& response, UploadResult& outcome);
 
-// Takes the ids out of the answer to the commit. Throws nlohmann::json::type_error for an id that
-// is no number.
+// Takes the ids out of the answer to the commit. One that is no number makes the answer unusable.
 bool parse_commit_response(const HttpResponse& response, UploadResult& outcome);
 
 }  // namespace wrenfall

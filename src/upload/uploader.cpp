@@ -1,6 +1,6 @@
 #include "upload/uploader.h"
 
-#include "report/store/report_result.h"
+#include "report/store/layout.h"
 #include "support/digest.h"
 #include "support/files.h"
 #include "support/json_text.h"
@@ -34,7 +34,7 @@ bool has_required_fields(const CrashData& data, UploadResult& outcome) {
 bool make_archive(const fs::path& folder, Archive& archive, UploadResult& outcome) {
   archive.path = folder / kArchiveFile;
   outcome.result = WRENFALL_ERROR_FILE;
-  if (!write_report_archive(folder, archive.path, {kCrashDataFile, kArchiveFile, kResultFile})) {
+  if (!write_report_archive(folder, archive.path)) {
     outcome.error = "could not create the report zip";
     return false;
   }
@@ -101,17 +101,12 @@ UploadResult upload_report(const UploadContext& context, const CrashData& data,
                          make_archive(folder, archive, outcome) &&
                          deliver_archive(context.http, data, archive, outcome);
   if (!delivered) {
-    if (context.logger != nullptr) {
-      context.logger->error("Upload failed: %s (http %d)", outcome.error.c_str(),
-                            outcome.http_status);
-    }
+    context.logger.error("Upload failed: %s (http %d)", outcome.error.c_str(), outcome.http_status);
     return outcome;
   }
-  if (context.logger != nullptr) {
-    context.logger->info("Crash uploaded: crashId=%lld stackKeyId=%lld infoUrl=%s",
-                         static_cast<long long>(outcome.crash_id),
-                         static_cast<long long>(outcome.stack_key_id), outcome.info_url.c_str());
-  }
+  context.logger.info("Crash uploaded: crashId=%lld stackKeyId=%lld infoUrl=%s",
+                      static_cast<long long>(outcome.crash_id),
+                      static_cast<long long>(outcome.stack_key_id), outcome.info_url.c_str());
   remove_file(archive.path);
   return outcome;
 }

@@ -13,7 +13,7 @@ namespace wrenfall {
 // What an upload works with; both outlive it.
 struct UploadContext {
   HttpClient& http;
-  Logger* logger;  // may be null
+  Logger& logger;
 };
 
 // Sends one report folder: packs it into an archive inside the folder, asks the service for an
@@ -21,8 +21,7 @@ struct UploadContext {
 // the last request ends. Two uploads of one folder at the same time would use one archive file;
 // callers prevent that.
 //
-// Every failure is told in the result and logged, but for an id in the commit answer that is no
-// number: that throws nlohmann::json::type_error.
+// Every failure is told in the result and logged. Throws DirectoryIterationError.
 UploadResult upload_report(const UploadContext& context, const CrashData& data,
                            const std::filesystem::path& folder);
 

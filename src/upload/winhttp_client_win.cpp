@@ -5,6 +5,7 @@
 
 #include <array>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "support/text.h"
@@ -78,20 +79,22 @@ bool add_headers(HINTERNET request, const HttpHeaders& headers) {
                                   WINHTTP_ADDREQ_FLAG_ADD) != FALSE;
 }
 
-// Each of the two sends the request with its body. A result other than WRENFALL_OK says what
-// failed.
-HttpResponse send_memory(HINTERNET request, const std::string& body) {
+// What failed, if anything did.
+using Failure = std::optional<HttpResponse>;
+
+// Each of the two sends the request with its body.
+Failure send_memory(HINTERNET request, const std::string& body) {
   const auto length = static_cast<DWORD>(body.size());
   // The system only reads the optional data, in spite of its type.
   void* const data = body.empty() ? nullptr : const_cast<char*>(body.data());
   if (!WinHttpSendRequest(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, data, length, length, 0)) {
     return transport_failure();
   }
-  return failure(WRENFALL_OK, "");
+  return std::nullopt;
 }
 
-HttpResponse send_file(HINTERNET request, const std::filesystem::path& path,
-                       const UploadProgress& progress) {
+Failure send_file(HINTERNET request, const std::filesystem::path& path,
+                  const UploadProgress& progress) {
   const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   LARGE_INTEGER size{};
@@ -124,7 +127,7 @@ HttpResponse send_file(HINTERNET request, const std::filesystem::path& path,
     sent += got;
     tell(sent);
   }
-  return failure(WRENFALL_OK, "");
+  return std::nullopt;
 }
 
 // What arrived before a failure is kept.
@@ -210,9 +213,9 @@ class WinHttpClient : public HttpClient {
                                                     target.secure() ? WINHTTP_FLAG_SECURE : 0));
     if (!request || !add_headers(request.get(), headers)) return transport_failure();
 
-    HttpResponse sent = file_path.empty() ? send_memory(request.get(), body)
-                                          : send_file(request.get(), file_path, progress_);
-    return sent.result == WRENFALL_OK ? receive(request.get()) : sent;
+    Failure failed = file_path.empty() ? send_memory(request.get(), body)
+                                       : send_file(request.get(), file_path, progress_);
+    return failed ? std::move(*failed) : receive(request.get());
   }
 
   const UploadProgress progress_;

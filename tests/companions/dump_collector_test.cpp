@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "minidump_builder.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
 #include "tests/support/temp_dir.h"

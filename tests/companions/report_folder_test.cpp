@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
 
 TEST(ReportFolder, AttachmentsOfTheSameName) {
+  Logger logger;
   const TempDir files;
   const Names paths = {
       path_to_utf8(files.add("a/\xC3\x84rger.txt", "1")),
@@ -33,7 +34,7 @@ TEST(ReportFolder, AttachmentsOfTheSameName) {
     const TempDir store;
     store.add("feedback.json", "the report");
     const bool replaces = rule == SameName::kReplaces && is_same;
-    EXPECT_EQ(copy_attachments(store.path(), paths, rule, nullptr), replaces ? replaced : numbered);
+    EXPECT_EQ(copy_attachments(store.path(), paths, rule, logger), replaces ? replaced : numbered);
     EXPECT_EQ(file_text(store.path() / utf8_to_path(numbered[0])), replaces ? "2" : "1");
     EXPECT_EQ(file_text(store.path() / "feedback.json"), "the report");
   }
@@ -47,7 +48,7 @@ TEST(ReportFolder, ReadOnlyAttachmentDoesNotKeepTheReportFromBeingDeleted) {
   fs::create_directory(folder);
   const fs::path source = files.add("settings.ini", "x");
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::remove);
-  copy_attachments(folder, {path_to_utf8(source)}, SameName::kReplaces, &logger);
+  copy_attachments(folder, {path_to_utf8(source)}, SameName::kReplaces, logger);
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::add);
   EXPECT_TRUE(is_file(folder / "settings.ini"));
   EXPECT_TRUE(remove_folder(folder));

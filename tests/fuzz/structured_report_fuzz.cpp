@@ -6,7 +6,6 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <map>
-#include <sstream>
 
 #include "report/structured_report_json.h"
 #include "report/structured_report_xml.h"
@@ -105,9 +104,7 @@ void add_text(void* data, const char* text, int length) {
 }
 
 bool read_xml(const StructuredReport& report, Texts& texts) {
-  std::ostringstream stream;
-  write_structured_report_xml(report, stream);
-  const std::string document = stream.str();
+  const std::string document = structured_report_xml(report);
   XmlTexts read;
   const XML_Parser parser = XML_ParserCreate("UTF-8");
   XML_SetUserData(parser, &read);
@@ -131,10 +128,8 @@ void write_and_read(const uint8_t* data, size_t size, bool for_xml) {
     require(well_formed, "a document of plain texts is well-formed");
     require_texts(text.made, read);
   }
-  std::ostringstream stream;
-  write_structured_report_json(report, stream);
   read.clear();
-  collect(parse_json(stream.str()), read);
+  collect(parse_json(structured_report_json(report)), read);
   require_texts(text.made, read);
 }
 

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "report/store/layout.h"
 #include "support/json_text.h"
 #include "tests/support/temp_dir.h"
 

@@ -50,13 +50,15 @@ TEST(Uploader, NamesTheCallAndTheReason) {
       {commit(answer(400, "x")), "commit returned 400: x"},
       {commit(answer(200, "{")), "commit response is not JSON: {"},
       {commit(answer(200, R"({"status":"%s%n"})")), "commit status: %s%n"},
+      {commit(answer(200, R"({"status":"success","crashId":"7"})")),
+       "[json.exception.type_error.302] type must be number, but is string"},
   };
   for (const auto& [answers, error] : cases) {
     const TempDir dir;
     const fs::path folder = make_report(dir);
     FakeHttpClient http(answers);
     CaptureLog log;
-    const UploadResult outcome = upload_report({http, &log.logger}, record(), folder);
+    const UploadResult outcome = upload_report({http, log.logger}, record(), folder);
     EXPECT_EQ(outcome.error, error);
     EXPECT_EQ(log.lines, std::vector<std::string>{"3 Upload failed: " + error + " (http " +
                                                   std::to_string(answers.back().status) + ")"});
@@ -70,7 +72,7 @@ TEST(Uploader, LeavesNoArchiveOfASuccess) {
   FakeHttpClient http(
       {kLocated, kStored, answer(200, R"({"status":"success","crashId":1,"stackKeyId":-2})")});
   CaptureLog log;
-  EXPECT_EQ(upload_report({http, &log.logger}, record(), folder).result, WRENFALL_OK);
+  EXPECT_EQ(upload_report({http, log.logger}, record(), folder).result, WRENFALL_OK);
   EXPECT_EQ(log.lines,
             std::vector<std::string>{"1 Crash uploaded: crashId=1 stackKeyId=-2 infoUrl="});
   EXPECT_FALSE(fs::exists(folder / "WrenfallCrash.zip"));
@@ -87,7 +89,7 @@ TEST(Uploader, IncompleteRecordsTouchNothing) {
     data.*field = "";
     FakeHttpClient http({});
     CaptureLog log;
-    const UploadResult outcome = upload_report({http, &log.logger}, data, folder);
+    const UploadResult outcome = upload_report({http, log.logger}, data, folder);
     EXPECT_EQ(outcome.result, WRENFALL_ERROR_INVALID_ARGUMENT);
     EXPECT_EQ(outcome.error, "database, appName, appVersion and crashTypeId are required");
     EXPECT_EQ(log.lines,
@@ -99,7 +101,8 @@ TEST(Uploader, IncompleteRecordsTouchNothing) {
 TEST(Uploader, FailsWithoutAnArchive) {
   const TempDir dir;
   FakeHttpClient unused({});
-  const UploadResult failed = upload_report({unused, nullptr}, record(), dir / "missing");
+  Logger silent;
+  const UploadResult failed = upload_report({unused, silent}, record(), dir / "missing");
   EXPECT_EQ(failed.result, WRENFALL_ERROR_FILE);
   EXPECT_EQ(failed.error, "could not create the report zip");
 }

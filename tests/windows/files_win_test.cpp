@@ -119,7 +119,7 @@ TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
   put_file(folder / "locked", "x");
   const ScopedFile holder = hold_open(folder / "locked", 0);
   ASSERT_TRUE(holder);
-  EXPECT_FALSE(write_report_archive(folder, dir / "a.zip", {}));
+  EXPECT_FALSE(write_report_archive(folder, dir / "a.zip"));
   EXPECT_EQ(md5_file_hex(folder / "locked"), "");
   EXPECT_FALSE(remove_folder(folder));
   EXPECT_FALSE(remove_file(folder / "locked"));

@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <string_view>
 
-#include "report/store/crash_data.h"
-#include "report/store/layout.h"
-#include "report/store/report_result.h"
+#include "report/store/report_files.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/text.h"
-#include "upload/report_archive.h"
 
 namespace wrenfall {
 
@@ -17,18 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The end of the name under which a record is written before it takes the place of the old one.
-constexpr std::string_view kTemporaryEnd = ".tmp";
-
 // What every file system takes as a name.
 constexpr size_t kMaxNameBytes = 255;
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool same_name(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                            [](char x, char y) { return lower(x) == lower(y); });
-}
 
 // The system drops blanks and dots at the end of a name, and takes a colon for the name of a stream
 // within the file.
@@ -69,20 +56,6 @@ void make_deletable(const fs::path& file) {
 
 }  // namespace
 
-bool is_reserved_file_name(std::string_view name) {
-  for (const std::string_view record :
-       {std::string_view(kCrashDataFile), std::string_view(kResultFile)}) {
-    if (same_name(name, record) || same_name(name, std::string(record).append(kTemporaryEnd))) {
-      return true;
-    }
-  }
-  for (const char* const own : {kArchiveFile, kLogFile, kReportDumpFile, kStructuredJsonFile,
-                                kStructuredXmlFile, kFeedbackFile, kAsanReportFile}) {
-    if (same_name(name, own)) return true;
-  }
-  return false;
-}
-
 std::string free_attachment_name(std::string_view name,
                                  const std::function<bool(const std::string&)>& is_taken) {
   const std::string first = clean_name(name);
@@ -98,7 +71,7 @@ std::string free_attachment_name(std::string_view name,
 
 std::vector<std::string> copy_attachments(const fs::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
-                                          Logger* logger) {
+                                          Logger& logger) {
   std::vector<std::string> names;
   for (const std::string& path : paths) {
     const fs::path source = utf8_to_path(path);
@@ -114,10 +87,8 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
     }
     // A copy that broke off must not pass for the file.
     remove_entry(target);
-    if (logger != nullptr) {
-      logger->warn("Attachment not copied, %s: %s",
-                   is_file(source) ? "cannot be read" : "no such file", path.c_str());
-    }
+    logger.warn("Attachment not copied, %s: %s",
+                is_file(source) ? "cannot be read" : "no such file", path.c_str());
   }
   return names;
 }

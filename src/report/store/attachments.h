@@ -11,10 +11,6 @@
 
 namespace wrenfall {
 
-// Whether a report folder uses the name itself, for its main file, records, archive or log. Upper
-// and lower case of ASCII letters are the same, which is enough for these names.
-bool is_reserved_file_name(std::string_view name);
-
 // A file name for an attachment in a report folder: its own, or with the first number from 2 before
 // the extension that makes it free: "log.txt", "log (2).txt". Characters and endings that would
 // make the system put the file elsewhere are replaced or left out. `is_taken` tells of names in use
@@ -26,11 +22,11 @@ std::string free_attachment_name(std::string_view name,
 enum class SameName { kReplaces, kGetsANumber };
 
 // Copies files into a report folder and returns the names of the copies. None gets a reserved name.
-// A name that an earlier, broken-off call gave is given again, and its file replaced. A file that
-// cannot be copied costs a warning and nothing else; `logger` may be null.
+// A name that an earlier call gave, which was cut off, is given again, and its file replaced. A file
+// that cannot be copied costs a warning and nothing else.
 std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
-                                          Logger* logger);
+                                          Logger& logger);
 
 }  // namespace wrenfall
 

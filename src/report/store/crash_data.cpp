@@ -1,8 +1,7 @@
 #include "report/store/crash_data.h"
 
-#include <limits>
-#include <optional>
-
+#include "report/store/json_fields.h"
+#include "report/store/layout.h"
 #include "support/files.h"
 #include "support/json_text.h"
 
@@ -52,49 +51,12 @@ void for_each_field(Record& data, Visit visit) {
   visit("processId", data.processId);
 }
 
-void read(const json& value, std::string& field) {
-  if (value.is_string()) field = value.get<std::string>();
-}
-
-void read(const json& value, bool& field) {
-  if (value.is_boolean()) field = value.get<bool>();
-}
-
-// Takes a number that fits the field, or a boolean as 0 or 1.
-template <typename Integer, typename Number>
-void assign(const json& value, std::optional<Number> number, Integer& field) {
-  if (value.is_boolean()) {
-    field = value.get<bool>() ? 1 : 0;
-  } else if (number && *number >= std::numeric_limits<Integer>::min() &&
-             *number <= std::numeric_limits<Integer>::max()) {
-    field = static_cast<Integer>(*number);
-  }
-}
-
-void read(const json& value, int32_t& field) { assign(value, json_integer(value), field); }
-void read(const json& value, int64_t& field) { assign(value, json_integer(value), field); }
-void read(const json& value, uint64_t& field) { assign(value, json_unsigned(value), field); }
-
-void read(const json& value, std::map<std::string, std::string>& field) {
-  if (!value.is_object()) return;
-  for (const auto& [name, text] : value.items()) {
-    if (text.is_string()) field[name] = text.get<std::string>();
-  }
-}
-
-void read(const json& value, std::vector<std::string>& field) {
-  if (!value.is_array()) return;
-  for (const auto& text : value) {
-    if (text.is_string()) field.push_back(text.get<std::string>());
-  }
-}
-
 }  // namespace
 
 std::string serialize(const CrashData& data) {
   json object = json::object();
-  for_each_field(data, [&object](const char* key, const auto& field) { object[key] = field; });
-  object["quietMode"] = data.uploadPolicy == "quiet";
+  for_each_field(data, JsonFieldWriter(object));
+  object["quietMode"] = data.uploadPolicy == kPolicyQuiet;
   return json_text(object, 2);
 }
 
@@ -102,11 +64,8 @@ bool parse(const std::string& text, CrashData& data) {
   const json object = parse_json(text);
   if (!object.is_object()) return false;
   CrashData parsed;
-  for_each_field(parsed, [&object](const char* key, auto& field) {
-    const auto member = object.find(key);
-    if (member != object.end()) read(*member, field);
-  });
-  if (parsed.uploadPolicy.empty()) parsed.uploadPolicy = "dialog";
+  for_each_field(parsed, JsonFieldReader(object));
+  if (parsed.uploadPolicy.empty()) parsed.uploadPolicy = kPolicyDialog;
   data = std::move(parsed);
   return true;
 }
@@ -117,7 +76,7 @@ bool load(const std::filesystem::path& folder, CrashData& data) {
 }
 
 bool save(const std::filesystem::path& folder, const CrashData& data) {
-  return try_write_file_atomic(folder / kCrashDataFile, serialize(data));
+  return write_file_atomic(folder / kCrashDataFile, serialize(data));
 }
 
 }  // namespace wrenfall

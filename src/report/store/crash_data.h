@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-namespace wrenfall {
+#include "report/store/upload_policy.h"
 
-inline constexpr char kCrashDataFile[] = "WrenfallCrashData.json";
+namespace wrenfall {
 
 // Everything about a report but its dump and attachments: the one format through which the library,
 // the monitor and the reporter hand a report to each other. Stored as "WrenfallCrashData.json" in
@@ -43,7 +43,7 @@ struct CrashData {
   std::string osVersion;
   std::string crashSignature;
   std::string crashSignatureHash;
-  std::string uploadPolicy = "dialog";  // "dialog", "quiet" or "manual"
+  std::string uploadPolicy = kPolicyDialog;
   bool openSupportUrl = true;
   std::string themeDir;
   std::string locale;

@@ -7,18 +7,15 @@
 
 namespace wrenfall {
 
-// What follows the folder's name in the name of the file that holds the claim.
-inline constexpr char kClaimSuffix[] = ".sending";
-
 // The right to send or to delete one report folder, held by at most one thread at a time, across
-// processes. Held through a file "<folder>.sending" beside the folder, which is open without
-// sharing and goes with its last handle: whoever ends without releasing the claim releases it so.
-// Where no such file can be made the claim is taken for granted.
+// processes. Held through the file "<folder>.sending" beside the folder, which is open without
+// sharing and which the system deletes with its last handle: a process that ends, however, releases
+// its claims. Where no such file can be made, the claim is taken for granted.
 class FolderClaim {
  public:
-  // Waits until nobody else holds the claim.
+  // Takes the claim, and waits for a holder to release it first.
   explicit FolderClaim(const std::filesystem::path& folder);
-  // Nothing while somebody else holds it.
+  // Takes the claim unless another thread or process holds it.
   static std::optional<FolderClaim> try_take(const std::filesystem::path& folder);
   FolderClaim(FolderClaim&& other) noexcept;
   ~FolderClaim();

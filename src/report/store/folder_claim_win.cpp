@@ -3,6 +3,7 @@
 #include <string>
 
 #include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "support/win_handle.h"
 
 namespace wrenfall {
@@ -34,9 +35,7 @@ std::wstring final_path(const fs::path& folder) {
   return folder.has_filename() ? folder.native() : folder.parent_path().native();
 }
 
-std::wstring claim_path(const fs::path& folder) {
-  return (fs::path(final_path(folder)) += kClaimSuffix).native();
-}
+std::wstring claim_path(const fs::path& folder) { return claim_file(final_path(folder)).native(); }
 
 }  // namespace
 
@@ -55,8 +54,8 @@ FolderClaim::FolderClaim() : lock_(std::make_unique<Lock>()) {}
 
 FolderClaim::FolderClaim(const fs::path& folder) : FolderClaim() {
   const std::wstring path = claim_path(folder);
-  // A file that is just going denies access for a moment; a folder that may not be written to does
-  // so for good.
+  // A file that is being deleted denies access for a moment; a folder that may not be written to
+  // denies it for good.
   int patience = kOtherAttempts;
   for (DWORD error = lock_->take(path); error != ERROR_SUCCESS; error = lock_->take(path)) {
     if (error != ERROR_SHARING_VIOLATION && --patience == 0) return;

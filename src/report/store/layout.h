@@ -1,15 +1,47 @@
 #ifndef WRENFALL_REPORT_STORE_LAYOUT_H_
 #define WRENFALL_REPORT_STORE_LAYOUT_H_
 
-// The main file of a report, by its kind: beside the record the one file that a report folder
-// always holds.
+#include <filesystem>
+
+// Every name in the store:
+//
+//   Wrenfall.log                      what the library and its companions log
+//   sessions/<process>.json           one for each process that runs with the library initialized
+//   crashpad/                         the capture handler's own
+//     reports/<id>.dmp                dumps that are being written, or wait to become reports
+//     sessions/<process>.json         session files kept for such dumps of processes that are gone
+//   <report>.sending                  the claim to a report folder
+//   <report>/                         a report folder, of any name
+//     WrenfallCrashData.json          the record, which makes the folder a report
+//     minidump.dmp, feedback.json ... the main file, by the kind of report
+//     Wrenfall.log                    what the uploads of the report logged
+//     WrenfallCrash.zip               the archive, during an upload and after a failed one
+//     result.json                     the outcome of the last upload
+//
+// and beside each JSON file "<name>.tmp" (kTemporarySuffix) while it is being written.
 namespace wrenfall {
+
+inline constexpr char kLogFile[] = "Wrenfall.log";
+inline constexpr char kSessionsFolder[] = "sessions";
+inline constexpr char kHandlerFolder[] = "crashpad";
+inline constexpr char kDumpsFolder[] = "reports";
+inline constexpr char kDumpExtension[] = ".dmp";
+inline constexpr char kClaimSuffix[] = ".sending";
+
+inline constexpr char kCrashDataFile[] = "WrenfallCrashData.json";
+inline constexpr char kResultFile[] = "result.json";
+inline constexpr char kArchiveFile[] = "WrenfallCrash.zip";
 
 inline constexpr char kReportDumpFile[] = "minidump.dmp";
 inline constexpr char kStructuredJsonFile[] = "wfCrashReport.json";
 inline constexpr char kStructuredXmlFile[] = "wfCrashReport.xml";
 inline constexpr char kFeedbackFile[] = "feedback.json";
 inline constexpr char kAsanReportFile[] = "wfAsanReport.xml";
+
+// The file through which the claim to a report folder is held.
+inline std::filesystem::path claim_file(std::filesystem::path folder) {
+  return folder += kClaimSuffix;
+}
 
 }  // namespace wrenfall
 

@@ -1,7 +1,7 @@
 #include "report/store/report_result.h"
 
-#include <limits>
-
+#include "report/store/json_fields.h"
+#include "report/store/layout.h"
 #include "support/files.h"
 #include "support/json_text.h"
 
@@ -12,21 +12,17 @@ namespace {
 // Far beyond any that was ever written; a larger file is not one.
 constexpr uint64_t kMaxResultBytes = uint64_t{1} << 20;
 
-void read_text(const nlohmann::json& object, const char* key, std::string& field) {
-  const auto member = object.find(key);
-  if (member != object.end() && member->is_string()) field = member->get<std::string>();
-}
-
-template <typename Number>
-void read_number(const nlohmann::json& object, const char* key, Number& field) {
-  const auto member = object.find(key);
-  if (member == object.end()) return;
-  const auto number = json_integer(*member);
-  if (!number || *number < std::numeric_limits<Number>::min() ||
-      *number > std::numeric_limits<Number>::max()) {
-    return;
-  }
-  field = static_cast<Number>(*number);
+// Calls `visit(key, field)` for each field of the record.
+template <typename Record, typename Visit>
+void for_each_field(Record& result, Visit visit) {
+  visit("schemaVersion", result.schemaVersion);
+  visit("status", result.status);
+  visit("errorCode", result.errorCode);
+  visit("httpStatus", result.httpStatus);
+  visit("crashId", result.crashId);
+  visit("stackKeyId", result.stackKeyId);
+  visit("infoUrl", result.infoUrl);
+  visit("cancelled", result.cancelled);
 }
 
 }  // namespace
@@ -45,17 +41,9 @@ ReportResult make_report_result(const UploadResult& upload) {
 }
 
 bool write_result(const std::filesystem::path& folder, const ReportResult& result) {
-  const nlohmann::json object = {
-      {"schemaVersion", result.schemaVersion},
-      {"status", result.status},
-      {"errorCode", result.errorCode},
-      {"httpStatus", result.httpStatus},
-      {"crashId", result.crashId},
-      {"stackKeyId", result.stackKeyId},
-      {"infoUrl", result.infoUrl},
-      {"cancelled", result.cancelled},
-  };
-  return try_write_file_atomic(folder / kResultFile, json_text(object));
+  nlohmann::json object = nlohmann::json::object();
+  for_each_field(result, JsonFieldWriter(object));
+  return write_file_atomic(folder / kResultFile, json_text(object));
 }
 
 bool read_result(const std::filesystem::path& folder, ReportResult& result) {
@@ -66,15 +54,7 @@ bool read_result(const std::filesystem::path& folder, ReportResult& result) {
   const nlohmann::json object = parse_json(text);
   if (!object.is_object()) return false;
   ReportResult read;
-  read_number(object, "schemaVersion", read.schemaVersion);
-  read_text(object, "status", read.status);
-  read_number(object, "errorCode", read.errorCode);
-  read_number(object, "httpStatus", read.httpStatus);
-  read_number(object, "crashId", read.crashId);
-  read_number(object, "stackKeyId", read.stackKeyId);
-  read_text(object, "infoUrl", read.infoUrl);
-  const auto cancelled = object.find("cancelled");
-  read.cancelled = cancelled != object.end() && cancelled->is_boolean() && cancelled->get<bool>();
+  for_each_field(read, JsonFieldReader(object));
   result = std::move(read);
   return true;
 }

@@ -9,8 +9,6 @@
 
 namespace wrenfall {
 
-inline constexpr char kResultFile[] = "result.json";
-
 // What became of the last attempt to send a report; stored as "result.json" in its folder, one JSON
 // member a field. A folder that holds one is not pending any more.
 struct ReportResult {

@@ -6,8 +6,8 @@
 
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "report/store/report_result.h"
-#include "report/store/session_files.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/process.h"
@@ -41,14 +41,6 @@ bool is_same(const fs::path& a, const fs::path& b) {
 bool lies_in_store(const fs::path& root, const fs::path& folder) {
   return is_same(folder.parent_path(), root) && !is_same(folder, root / kSessionsFolder) &&
          !is_same(folder, root / kHandlerFolder);
-}
-
-// The folder's absolute path without ".", ".." and a separator at the end.
-fs::path plain_path(const fs::path& folder) {
-  std::error_code error;
-  fs::path absolute = fs::absolute(folder, error);
-  const fs::path plain = (error ? folder : absolute).lexically_normal();
-  return plain.has_filename() ? plain : plain.parent_path();
 }
 
 }  // namespace
@@ -107,7 +99,7 @@ bool discard_report_folder(const fs::path& root, const fs::path& folder) {
   const auto claim = FolderClaim::try_take(target);
   if (!claim) return false;
   if (is_link(target)) return remove_report_folder(target);
-  // From here on it is not pending, even if not all of it can be deleted.
+  // With a result the folder is not pending, even if not all of it can be deleted.
   ReportResult given_up;
   given_up.status = "failed";
   given_up.cancelled = true;

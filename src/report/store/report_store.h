@@ -15,8 +15,8 @@ namespace wrenfall {
 enum class ReportState {
   kPending,     // waits to be sent
   kOwned,       // in the hands of the record's owner, another process or a thread of this one
-  kHasResult,   // there was an attempt to send it, or somebody has given it up
-  kUnreadable,  // the record is damaged, or just not to be opened
+  kHasResult,   // there was an attempt to send it, or it is being discarded
+  kUnreadable,  // the record is damaged, or cannot be opened
 };
 
 // The state of a report folder whose record was read.
@@ -33,14 +33,14 @@ std::vector<std::filesystem::path> list_report_folders(const std::filesystem::pa
 // Throws DirectoryIterationError.
 std::vector<std::filesystem::path> pending_report_folders(const std::filesystem::path& root);
 
-// Deletes a report folder with its contents; false when it is still there. What makes it a report
-// goes last, and its result last of all: where a file cannot be deleted just now, what is left is
-// neither pending nor taken for a report that is only half made.
+// Deletes a report folder with its contents; false when it is still there. The record is deleted
+// last but one and the result last: where a file cannot be deleted, what is left is neither pending
+// nor taken for a report that is only half made.
 bool remove_report_folder(const std::filesystem::path& folder);
 
-// Deletes a report folder that nobody wants sent. False when it is still there, while somebody
-// sends it, and for a folder that neither lies directly under the root nor holds a crash-data file:
-// a wrong path must not cost the host its own files.
+// Deletes a report folder that is not to be sent. False when it is still there, when another thread
+// or process is sending it, and for a folder that neither lies directly under the root nor holds a
+// crash-data file: a wrong path must not cost the host its own files.
 bool discard_report_folder(const std::filesystem::path& root, const std::filesystem::path& folder);
 
 }  // namespace wrenfall

@@ -15,7 +15,7 @@ bool is_transient(int32_t http_status) {
 }  // namespace
 
 bool apply_retry_policy(const std::filesystem::path& folder, CrashData* record, bool delete_now,
-                        int32_t http_status, Logger* logger, int32_t max_retries) {
+                        int32_t http_status, Logger& logger, int32_t max_retries) {
   const std::string name = path_to_utf8(folder);
   if (!delete_now && is_transient(http_status)) {
     const int32_t count = record == nullptr ? 0 : record->retryCount;
@@ -25,17 +25,14 @@ bool apply_retry_policy(const std::filesystem::path& folder, CrashData* record, 
       if (record != nullptr) {
         record->retryCount = next;
         save(folder, *record);
-        if (logger != nullptr)
-          logger->info("Incremented retry count to %d for %s", next, name.c_str());
+        logger.info("Incremented retry count to %d for %s", next, name.c_str());
       }
       return false;
     }
-    if (logger != nullptr) {
-      logger->info("Report exceeded max retries (%d/%d): %s - deleting", next, max_retries,
-                   name.c_str());
-    }
-  } else if (!delete_now && logger != nullptr) {
-    logger->info("Permanent HTTP error %d - deleting report folder: %s", http_status, name.c_str());
+    logger.info("Report exceeded max retries (%d/%d): %s - deleting", next, max_retries,
+                name.c_str());
+  } else if (!delete_now) {
+    logger.info("Permanent HTTP error %d - deleting report folder: %s", http_status, name.c_str());
   }
   remove_report_folder(folder);
   return true;

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "report/store/layout.h"
 #include "support/files.h"
 #include "support/json_text.h"
-#include "support/paths.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -14,19 +14,19 @@ using nlohmann::json;
 
 namespace {
 
-// True as well where that cannot be found out.
+// Whether dumps may wait in the handler's folder; true as well where that cannot be found out.
 bool may_have_dumps(const fs::path& root) {
   try {
-    const std::vector<fs::path> entries = list_folder(root / kHandlerFolder / "reports");
+    const std::vector<fs::path> entries = list_folder(root / kHandlerFolder / kDumpsFolder);
     return std::any_of(entries.begin(), entries.end(),
-                       [](const fs::path& entry) { return entry.extension() == ".dmp"; });
+                       [](const fs::path& entry) { return entry.extension() == kDumpExtension; });
   } catch (const DirectoryIterationError&) {
     return true;
   }
 }
 
-// A file on its way to its place: being written right now, or left behind by a process that ended
-// while it wrote. The name tells whose it is.
+// A session file that is being written, or that a process left behind when it ended in the middle.
+// The name tells which process.
 void sweep_temporary(const fs::path& file) {
   const auto writer = ProcessIdentity::parse(path_to_utf8(file.stem().stem()));
   if (!writer || !is_process_running(writer->process_id)) remove_file(file);
@@ -38,7 +38,7 @@ void sweep(const fs::path& root, const fs::path& file, bool keep_attachments) {
   const auto record = parse_session(text);
   if (record && is_process_running(record->session.process_id)) return;
   if (record && keep_attachments && !record->attachments.empty()) {
-    try_write_file_atomic(kept_session_file(root, record->session), text);
+    write_file_atomic(kept_session_file(root, record->session), text);
   }
   remove_file(file);
 }
@@ -53,7 +53,7 @@ bool write_session(const fs::path& root, const SessionRecord& record) {
   const json object = {{"pid", record.session.process_id},
                        {"startTime", record.session.start_time},
                        {"attachments", record.attachments}};
-  return try_write_file_atomic(session_file(root, record.session), json_text(object));
+  return write_file_atomic(session_file(root, record.session), json_text(object));
 }
 
 std::optional<SessionRecord> parse_session(const std::string& text) {
@@ -96,7 +96,7 @@ void sweep_sessions(const fs::path& root) {
   const bool keep_attachments = may_have_dumps(root);
   for (const fs::path& file : list_folder(root / kSessionsFolder)) {
     if (!is_file(file)) continue;
-    if (file.extension() == ".tmp") {
+    if (file.extension() == kTemporarySuffix) {
       sweep_temporary(file);
     } else {
       sweep(root, file, keep_attachments);

@@ -10,8 +10,6 @@
 
 namespace wrenfall {
 
-inline constexpr char kSessionsFolder[] = "sessions";
-
 // A session file says that a process runs with the library initialized, and which files its reports
 // are to carry:
 // "<store>/sessions/<process id>-<start time>.json", compact JSON with "pid", "startTime" and
