@@ -1,9 +1,9 @@
 #include "reporter/owned_report.h"
-#include "report/store/layout.h"
 
 #include <utility>
 
 #include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "reporter/field_text.h"
 #include "support/files.h"
