@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Style and static analysis: scripts/check.sh [format|tidy]; without an argument both. Needs a configured build/mingw.
-# clang-tidy gets the headers of the cross compiler, so it sees the same code.
+# Style, the direction of the includes, static analysis: scripts/check.sh [format|includes|tidy]; without an argument all of
+# them. tidy needs a configured build/mingw; clang-tidy gets the headers of the cross compiler, so it sees the same code.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 what=${1:-all}
@@ -10,6 +10,11 @@ sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 if [ "$what" = all ] || [ "$what" = format ]; then
   sources '*.cpp' '*.h' '*.c' | xargs -d '\n' clang-format --dry-run --Werror
   echo "format: clean"
+fi
+
+if [ "$what" = all ] || [ "$what" = includes ]; then
+  python3 scripts/check_includes.py
+  echo "includes: clean"
 fi
 
 if [ "$what" = all ] || [ "$what" = tidy ]; then

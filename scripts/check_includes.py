@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Checks that includes only run down: a file uses its own layer and the layers below it, and a companion only itself and
+what companions share. System headers of Windows stay in the files named *_win. Prints each include that does not, and
+then ends with 1."""
+import re
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+
+# What each folder may include besides itself. Fixed by docs/architecture.md.
+SUPPORT = {"support"}
+STORE = SUPPORT | {"report/store"}
+BACKEND = SUPPORT | {"backend"}
+LAYERS = {
+    "support": SUPPORT,
+    "report/store": STORE,
+    "backend": BACKEND,
+    "upload": STORE | {"upload"},
+    "hang": BACKEND | {"hang"},
+}
+LAYERS["report"] = LAYERS["upload"] | BACKEND | {"report"}
+LAYERS["api"] = LAYERS["report"] | {"hang", "api"}
+SHARED = LAYERS["report"] | {"common"}
+COMPANIONS = {
+    "common": SHARED,
+    "minidump": SHARED | {"minidump"},
+    "monitor": SHARED | {"minidump", "monitor"},
+    "ctl": SHARED | {"minidump", "ctl"},
+    "reporter": SHARED | {"reporter"},
+    "wer": SHARED | {"wer"},
+}
+OWN_HEADER = re.compile(r'^#include "([^"]+)/[^/"]+"', re.MULTILINE)
+WINDOWS_HEADER = re.compile(
+    r"^#include <(windows|winhttp|winternl|bcrypt|shlobj|shellapi|objbase|tlhelp32|commctrl|dbghelp|werapi)\.h>",
+    re.MULTILINE)
+# Owns handles for the _win files alone.
+WINDOWS_ONLY_HEADERS = {"src/support/win_handle.h"}
+
+
+def wrong_includes(root, rules):
+    for path in sorted((ROOT / root).rglob("*")):
+        if path.suffix not in (".h", ".cpp"):
+            continue
+        folder = path.parent.relative_to(ROOT / root).as_posix()
+        name = path.relative_to(ROOT).as_posix()
+        text = path.read_text(encoding="utf-8")
+        for included in OWN_HEADER.findall(text):
+            if included not in rules[folder]:
+                yield f"{name} includes {included}/"
+        if not path.stem.endswith("_win") and name not in WINDOWS_ONLY_HEADERS:
+            for header in WINDOWS_HEADER.findall(text):
+                yield f"{name} includes <{header}.h>"
+
+
+def main():
+    wrong = [*wrong_includes("src", LAYERS), *wrong_includes("companions", COMPANIONS)]
+    for line in wrong:
+        print(line)
+    return 1 if wrong else 0
+
+
+sys.exit(main())

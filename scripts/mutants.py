@@ -1,0 +1,113 @@
+#!/usr/bin/env python3
+"""Puts known faults into the code, one at a time, and says which of them no test notices.
+
+scripts/mutants.sh [NAME ...] takes all faults of scripts/mutants.toml, or those whose names begin with one of NAME. Each is
+built in a copy of the source tree below build/mutants, with build folders of its own, and the test that must notice it
+runs alone. Ends with 1 when a fault survives or cannot be judged. Nothing outside build/mutants changes.
+
+A row of the table:
+  name     area and fault, for example "upload.second-location"
+  file     the file to break
+  find     the exact text, which must be there once (or as often as `count` says)
+  replace  what takes its place
+  test     a regular expression for ctest, of the test that must fail
+  preset   where that test is: "mingw" (the default) or "linux-asan"
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tomllib
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+COPY = ROOT / "build" / "mutants"
+LOG = ROOT / "build" / "mutants.log"
+
+
+def run(command, cwd=COPY):
+    with open(LOG, "ab") as log:
+        log.write(f"$ {' '.join(command)}\n".encode())
+        log.flush()
+        return subprocess.run(command, cwd=cwd, stdout=log, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL).returncode
+
+
+def copy_sources():
+    """Brings the copy to the state of the source tree, and leaves the times of unchanged files alone."""
+    names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=ROOT,
+                           check=True, capture_output=True).stdout.decode().split("\0")
+    wanted = {name for name in names if name and (ROOT / name).is_file()}
+    for path in [p for p in COPY.rglob("*") if p.is_file() and "build" not in p.relative_to(COPY).parts[:1]]:
+        if path.relative_to(COPY).as_posix() not in wanted:
+            path.unlink()
+    for name in wanted:
+        source, target = ROOT / name, COPY / name
+        if not target.exists() or source.read_bytes() != target.read_bytes():
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(source, target)
+            os.utime(target)
+
+
+def build(preset):
+    if preset == "mingw":
+        return run(["scripts/build.sh"]) == 0
+    return (run(["cmake", "--preset", preset]) == 0) and run(["cmake", "--build", "--preset", preset]) == 0
+
+
+def test(preset, name):
+    """True when the test passes; None when there is no such test."""
+    ctest = ["ctest", "--preset", preset, "--no-tests=error", "-R", name]
+    listed = subprocess.run([*ctest, "-N"], cwd=COPY, capture_output=True, text=True).stdout
+    if "Total Tests: 0" in listed:
+        return None
+    if preset == "mingw":
+        ctest = ["xvfb-run", "-a", "scripts/with-wine.sh", *ctest]
+    return run(ctest) == 0
+
+
+def judge(mutant):
+    """'caught', 'SURVIVED', or why nothing can be said."""
+    preset = mutant.get("preset", "mingw")
+    file = COPY / mutant["file"]
+    original = file.read_text(encoding="utf-8")
+    if original.count(mutant["find"]) != mutant.get("count", 1):
+        return f"STALE: the text is in {mutant['file']} {original.count(mutant['find'])} times"
+    file.write_text(original.replace(mutant["find"], mutant["replace"]), encoding="utf-8")
+    try:
+        if not build(preset):
+            return "NOT BUILT"
+        passed = test(preset, mutant["test"])
+        return "NO TEST" if passed is None else "SURVIVED" if passed else "caught"
+    finally:
+        file.write_text(original, encoding="utf-8")
+
+
+def main():
+    mutants = tomllib.loads((ROOT / "scripts" / "mutants.toml").read_text(encoding="utf-8"))["mutant"]
+    wanted = tuple(sys.argv[1:]) or ("",)
+    mutants = [mutant for mutant in mutants if mutant["name"].startswith(wanted)]
+    if not mutants:
+        print("mutants: no fault of that name")
+        return 1
+    COPY.mkdir(parents=True, exist_ok=True)
+    LOG.write_bytes(b"")
+    copy_sources()
+    # A test that fails without the fault says nothing about it.
+    sound = {}
+    for preset in sorted({mutant.get("preset", "mingw") for mutant in mutants}):
+        if not build(preset):
+            print(f"mutants: {preset} was not built; see {LOG}")
+            return 1
+    caught = 0
+    for mutant in mutants:
+        key = (mutant.get("preset", "mingw"), mutant["test"])
+        if key not in sound:
+            sound[key] = test(*key)
+        verdict = judge(mutant) if sound[key] else "NO TEST" if sound[key] is None else "FAILS WITHOUT THE FAULT"
+        caught += verdict == "caught"
+        print(f"{verdict:10} {mutant['name']}", flush=True)
+    print(f"caught {caught} of {len(mutants)}")
+    return 0 if caught == len(mutants) else 1
+
+
+sys.exit(main())
