@@ -134,7 +134,10 @@ int send(const CtlOptions& options, const fs::path& store) {
       }
     };
     try {
-      outcomes.add(send_report(http.get(), folder, options.all, waiting, logger));
+      ActionOutcome outcome = send_report(http.get(), folder, options.all, waiting, logger);
+      const bool unreached = outcome.upload.result == WRENFALL_ERROR_TRANSPORT;
+      outcomes.add(std::move(outcome));
+      if (options.all && unreached) break;  // the other reports would fail like this one
     } catch (const fs::filesystem_error& error) {
       outcomes.add(broken_off(folder, error));
     }

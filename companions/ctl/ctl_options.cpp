@@ -170,8 +170,9 @@ const char kCtlHelp[] =
     "  --help, --version          print this text or the version\n"
     "\n"
     "FOLDER is a name in the store or a path. Sending deletes the report, unless the service\n"
-    "answers 500, 502, 503 or 504: then it is kept, at most twice. A service that cannot be\n"
-    "reached costs the report.\n"
+    "answers 500, 502, 503 or 504: then it is kept, at most twice. A report stays pending when\n"
+    "the service cannot be reached or its files cannot be read; --all then stops at a service\n"
+    "that cannot be reached.\n"
     "The exit code is 0 when all was done, 1 for unusable arguments, else the wrenfall_result of\n"
     "the first failure.\n";
 

@@ -79,6 +79,7 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pe
   SendRequest request;
   request.folder = folder;
   request.on_wait = waiting;
+  request.undecided = Undecided::kStaysPending;
   if (only_pending) {
     request.is_wanted = [](ReportState state, const CrashData&) {
       return state == ReportState::kPending;
@@ -95,6 +96,7 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pe
   outcome.folder = folder;
   outcome.upload = sent.upload;
   outcome.kept = is_folder(folder);
+  outcome.pending = sent.pending;
   log_outcome(outcome, logger);
   return outcome;
 }
@@ -118,16 +120,18 @@ ActionOutcome discard_folder(const fs::path& store, const fs::path& folder) {
 
 std::string advice_after_send(const ActionOutcome& outcome) {
   if (outcome.not_sent) return advice_after_refusal(*outcome.not_sent);
+  if (outcome.pending) {
+    return std::string("The report is kept and still pending. ") +
+           (outcome.upload.result == WRENFALL_ERROR_TRANSPORT
+                ? "Check the network, the proxy and the service's certificate."
+                : "Close the programs that use its files, or make room on the disk.");
+  }
   if (outcome.kept) {
     return "The report is kept. Send it again later by its name: it is not pending any more, so "
            "\"send --all\" leaves it out.";
   }
-  std::string advice = "The report was deleted";
+  const std::string advice = "The report was deleted";
   switch (outcome.upload.result) {
-    case WRENFALL_ERROR_TRANSPORT:
-      return advice +
-             ", as always without an answer. Check the network, the proxy and the "
-             "service's certificate before sending others.";
     case WRENFALL_ERROR_REJECTED:
       return advice + (outcome.upload.http_status == kTooManyRequests
                            ? ". The service wants fewer reports: wait before sending others."

@@ -19,6 +19,7 @@ struct ActionOutcome {
   UploadResult upload;              // after a discard only the result and the error are set
   std::optional<NotSent> not_sent;  // empty after an attempt to send
   bool kept = false;                // the report is still there
+  bool pending = false;             // it is kept, and waits to be sent
   bool wanted = true;               // false when a report of "send --all" is not pending any more
 };
 

@@ -45,6 +45,7 @@ enum class Text {
   kFailedOtherwise,
   kGone,
   kKept,
+  kSentLater,
   kDeleted,
   kSupportLabel,
   kDetailsLabel,

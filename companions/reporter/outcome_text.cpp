@@ -30,6 +30,11 @@ Text reason_for(const SendOutcome& outcome) {
   }
 }
 
+Text what_became_of(const SendOutcome& outcome) {
+  if (outcome.pending) return Text::kSentLater;
+  return outcome.kept ? Text::kKept : Text::kDeleted;
+}
+
 std::string details_of(const UploadResult& upload) {
   if (upload.result == WRENFALL_OK) return "crash " + std::to_string(upload.crash_id);
   std::string details = name_and_number(upload.result);
@@ -64,7 +69,7 @@ OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts
     shown.explanation =
         texts.filled(reason_for(outcome), {{"status", std::to_string(outcome.upload.http_status)}});
     if (!outcome.not_sent) {
-      shown.explanation += "\n" + texts[outcome.kept ? Text::kKept : Text::kDeleted];
+      shown.explanation += "\n" + texts[what_became_of(outcome)];
     }
   }
   if (!outcome.not_sent) shown.details = details_of(outcome.upload);

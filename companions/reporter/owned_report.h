@@ -40,7 +40,8 @@ class OwnedReport {
   // Saves the user's answers in the folder's record, cut to the lengths that a record may hold.
   Saved save_answers(const std::string& email, const std::string& description);
 
-  // Makes one attempt to send the folder, and applies the retry rule. Without a client (`http` is
+  // Makes one attempt to send the folder. When the service cannot be reached, or the files cannot be
+  // read, the report stays pending; otherwise the retry rule is applied. Without a client (`http` is
   // null) the result is a transport failure. Blocks until the upload ends.
   SendOutcome send(HttpClient* http);
 

@@ -6,6 +6,7 @@
 #include "report/store/report_result.h"
 #include "report/store/retry_policy.h"
 #include "support/files.h"
+#include "support/process.h"
 #include "upload/uploader.h"
 
 namespace wrenfall {
@@ -31,20 +32,44 @@ UploadResult upload(HttpClient* http, const std::filesystem::path& folder, const
   return upload_report({*http, logger}, record, folder);
 }
 
+// Makes the report one that the host's next start finds.
+void leave_pending(const std::filesystem::path& folder, CrashData& record) {
+  remove_file(folder / kResultFile);
+  if (record.ownerPid == 0 || is_process_running(record.ownerPid)) return;
+  record.ownerPid = 0;
+  try {
+    save(folder, record);
+  } catch (const std::bad_alloc&) {
+    // The report is pending nevertheless: its owner does not run.
+  }
+}
+
 }  // namespace
 
+bool stays_pending(Undecided undecided, wrenfall_result result) {
+  return undecided == Undecided::kStaysPending &&
+         (result == WRENFALL_ERROR_TRANSPORT || result == WRENFALL_ERROR_FILE);
+}
+
 UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, CrashData& record,
-                     Logger& folder_logger, Logger& retry_logger) {
+                     Logger& folder_logger, Logger& retry_logger, Undecided undecided) {
   UploadResult outcome;
+  bool broken_off = true;
   try {
     outcome = upload(http, folder, record, folder_logger);
+    broken_off = false;
   } catch (const std::filesystem::filesystem_error& error) {
-    return failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, error.what());
+    outcome = failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, error.what());
   } catch (const std::bad_alloc&) {
-    return failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, "out of memory");
+    outcome = failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, "out of memory");
   }
   // Writing a result would create a folder again that another program has removed meanwhile.
   if (!is_folder(folder)) return outcome;
+  if (stays_pending(undecided, outcome.result)) {
+    leave_pending(folder, record);
+    return outcome;
+  }
+  if (broken_off) return outcome;
   // Where the result cannot be written, the retry rule still decides.
   write_result(folder, make_report_result(outcome));
   apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.http_status,

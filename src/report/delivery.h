@@ -10,6 +10,16 @@
 
 namespace wrenfall {
 
+// What becomes of a report when an attempt ends without a verdict of the service: it could not be
+// reached, a file could not be read, or memory was short.
+enum class Undecided {
+  kRetryRule,    // the retry rule deletes it: the library's own two ways of sending
+  kStaysPending  // it waits for the host's next start: the reporter and wrenfallctl
+};
+
+// Whether an attempt that ended with that result leaves the report pending.
+bool stays_pending(Undecided undecided, wrenfall_result result);
+
 // One attempt to send a report folder that the caller has claimed: uploads it, writes the outcome
 // into it as its result record, and applies the retry rule, which keeps or deletes the folder.
 //
@@ -17,10 +27,12 @@ namespace wrenfall {
 // which is a transport failure. The upload logs to `folder_logger`, the log in the folder itself, so
 // that its lines stay with the report and travel with a later attempt; the retry rule logs to
 // `retry_logger`, which may be the same. A folder that could not be packed for want of memory or by
-// an error of the file system is left as it was, pending: that says nothing about the report. Blocks
-// for the upload.
+// an error of the file system is left as it was, pending: that says nothing about the report. Where
+// `undecided` lets the report stay pending, the result of an earlier attempt is removed, and so is an
+// owner that does not run any more. Blocks for the upload.
 UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, CrashData& record,
-                     Logger& folder_logger, Logger& retry_logger);
+                     Logger& folder_logger, Logger& retry_logger,
+                     Undecided undecided = Undecided::kRetryRule);
 
 }  // namespace wrenfall
 

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "report/delivery.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "support/files.h"
@@ -78,9 +77,11 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
   }
   Logger folder_logger(folder / kLogFile);
   SendOutcome outcome;
-  outcome.upload = deliver(http, folder, record, folder_logger,
-                           request.retry_rule_logs_to_folder ? folder_logger : logger);
+  outcome.upload =
+      deliver(http, folder, record, folder_logger,
+              request.retry_rule_logs_to_folder ? folder_logger : logger, request.undecided);
   outcome.kept = path_exists(folder / kCrashDataFile);
+  outcome.pending = outcome.kept && !path_exists(folder / kResultFile);
   return outcome;
 }
 

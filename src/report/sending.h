@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "report/delivery.h"
 #include "report/store/crash_data.h"
 #include "report/store/report_store.h"
 #include "report/store/upload_result.h"
@@ -40,12 +41,14 @@ struct SendRequest {
   std::function<void()> on_wait;
   // Where the retry rule logs: the folder's own log, which goes with the folder, or the caller's.
   bool retry_rule_logs_to_folder = false;
+  Undecided undecided = Undecided::kRetryRule;
 };
 
 struct SendOutcome {
   UploadResult upload;              // of a folder that was not sent, the result alone
   std::optional<NotSent> not_sent;  // empty after an attempt
   bool kept = false;                // the folder is still a report
+  bool pending = false;             // it is kept, and waits for the host's next start
 };
 
 // Sends one report folder: claims it, waiting for the present holder of the claim, applies the edits to the

@@ -66,17 +66,16 @@ TEST(OutcomeText, ExplainsEveryResult) {
       {99, 0, Text::kFailedOtherwise, "unknown result (99)\nwhy"},
   };
   for (const auto& row : rows) {
-    for (const bool kept : {false, true}) {
+    for (const Text fate : {Text::kDeleted, Text::kKept, Text::kSentLater}) {
       SendOutcome outcome;
       outcome.upload.result = row.result;
       outcome.upload.http_status = row.status;
       outcome.upload.error = "why";
-      outcome.kept = kept;
+      outcome.kept = fate != Text::kDeleted;
+      outcome.pending = fate == Text::kSentLater;
       const OutcomeText shown = explain_outcome(outcome, texts, "App");
       EXPECT_EQ(shown.title, "App - Report not sent");
-      EXPECT_EQ(shown.explanation,
-                texts[row.reason] + "\n" + texts[kept ? Text::kKept : Text::kDeleted])
-          << row.result;
+      EXPECT_EQ(shown.explanation, texts[row.reason] + "\n" + texts[fate]) << row.result;
       EXPECT_EQ(shown.details, row.details);
     }
   }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <optional>
 
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
@@ -14,38 +15,44 @@
 namespace wrenfall::reporter {
 namespace {
 
-TEST(OwnedReport, StaysPendingWhenMemoryIsShort) {
-  const TempDir store;
-  const std::filesystem::path folder = store.path() / "report";
-  Logger logger(store.path() / "Wrenfall.log");
-  CrashData record;
-  record.database = record.appName = record.appVersion = record.crashTypeId = "1";
-  ASSERT_TRUE(save(folder, record));
-  FakeHttpClient http({}, [] { throw std::bad_alloc(); });
-  const SendOutcome outcome = OwnedReport::take(folder, logger)->send(&http);
-  EXPECT_EQ(outcome.upload.result, WRENFALL_ERROR_FILE);
-  EXPECT_EQ(report_state(folder, record), ReportState::kPending);
-}
-
 TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
   const HttpResponse located = answer(200, R"({"status":"success","url":"https://127.0.0.1/x"})");
   const struct {
-    std::vector<HttpResponse> answers;
+    std::vector<HttpResponse> answers;  // none: memory is short
     wrenfall_result result;
-    bool kept;
+    std::optional<ReportState> state;  // none: deleted
     const char* log;
+    const char* obstacle = "other";  // a file in the folder
   } rows[] = {
       {{located, answer(200, ""), answer(200, R"({"status":"success"})")},
        WRENFALL_OK,
-       false,
+       std::nullopt,
        "Report sent"},
-      {{answer(503, "")}, WRENFALL_ERROR_SERVICE, true, "Incremented retry count to 1"},
-      {{located, answer(404, "")}, WRENFALL_ERROR_SERVICE, false, "Permanent HTTP error 404"},
+      {{answer(503, "")},
+       WRENFALL_ERROR_SERVICE,
+       ReportState::kHasResult,
+       "Incremented retry count to 1"},
+      {{located, answer(404, "")},
+       WRENFALL_ERROR_SERVICE,
+       std::nullopt,
+       "Permanent HTTP error 404"},
       // An id that is no number raises an exception in the upload, which becomes a result.
       {{located, answer(200, ""), answer(200, R"({"status":"success","crashId":"x"})")},
        WRENFALL_ERROR_SERVICE,
-       false,
+       std::nullopt,
        "Permanent HTTP error 200"},
+      // Without a verdict of the service the report stays pending.
+      {{no_answer("down")}, WRENFALL_ERROR_TRANSPORT, ReportState::kPending, "Report not sent"},
+      {{located, no_answer("reset")},
+       WRENFALL_ERROR_TRANSPORT,
+       ReportState::kPending,
+       "PUT: reset (http 0)"},
+      {{}, WRENFALL_ERROR_FILE, ReportState::kPending, "out of memory"},
+      {{located},
+       WRENFALL_ERROR_FILE,
+       ReportState::kPending,
+       "could not create the report zip",
+       "WrenfallCrash.zip/file"},
   };
   for (const auto& row : rows) {
     const TempDir store;
@@ -55,30 +62,34 @@ TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
     record.database = record.appName = record.appVersion = record.crashTypeId = "1";
     record.ownerPid = 4;  // as if another process had it
     ASSERT_TRUE(save(folder, record));
+    put_file(folder / row.obstacle, "x");
+    put_file(folder / "result.json", "{}");  // of an earlier attempt
 
-    uint64_t owner_seen = 0;
+    uint64_t owner_seen = current_process_id();
     FakeHttpClient http(row.answers, [&] {
       CrashData seen;
       if (load(folder, seen)) owner_seen = seen.ownerPid;
+      if (row.answers.empty()) throw std::bad_alloc();
     });
     {
       auto report = OwnedReport::take(folder, logger);
       ASSERT_TRUE(report.has_value());
       const SendOutcome outcome = report->send(&http);
       EXPECT_EQ(outcome.upload.result, row.result) << row.log;
-      EXPECT_EQ(outcome.kept, row.kept) << row.log;
+      EXPECT_EQ(outcome.kept, row.state.has_value()) << row.log;
+      EXPECT_EQ(outcome.pending, row.state == ReportState::kPending) << row.log;
     }
     EXPECT_EQ(owner_seen, current_process_id()) << row.log;
-    EXPECT_EQ(path_exists(folder), row.kept) << row.log;
+    EXPECT_EQ(path_exists(folder), row.state.has_value()) << row.log;
     const std::string log = file_text(store.path() / "Wrenfall.log");
     EXPECT_NE(log.find(row.log), std::string::npos) << log;
     EXPECT_EQ(log.find("Permanent HTTP error") == std::string::npos,
-              row.kept || row.result == WRENFALL_OK)
+              row.state || row.result == WRENFALL_OK)
         << log;
-    if (row.kept) {
-      ASSERT_TRUE(load(folder, record));
+    if (row.state) {
+      EXPECT_EQ(report_state(folder, record), *row.state) << row.log;
       EXPECT_EQ(record.ownerPid, 0u);
-      EXPECT_EQ(record.retryCount, 1);
+      EXPECT_EQ(record.retryCount, row.state == ReportState::kHasResult ? 1 : 0) << row.log;
     }
   }
 }

@@ -87,7 +87,7 @@ class CtlTest(ServiceTest):
              ["WRENFALL_ERROR_REJECTED (12): the service rejected", "(http 400)", "\\u001b[2Jno", "was deleted"]),
             ("first", {"status": 429}, 12, None, ["fewer reports", "was deleted"]),
             ("put", {"status": 503}, 11, "failed", ["WRENFALL_ERROR_SERVICE (11)", "The report is kept"]),
-            ("commit", {"reset": "before"}, 10, None, ["WRENFALL_ERROR_TRANSPORT (10)", "was deleted"]),
+            ("commit", {"reset": "before"}, 10, "pending", ["WRENFALL_ERROR_TRANSPORT (10)", "still pending"]),
         ]
         for call, fault, code, state, words in rows:
             with self.subTest(call=call, fault=fault):
@@ -99,7 +99,13 @@ class CtlTest(ServiceTest):
                 for word in ["a b ü: ", *words]:
                     self.assertIn(word, err)
                 self.assertEqual({"a b ü": state} if state else {}, self.states())
-                if state:
+                if state == "pending":
+                    # The next report would fail like this one.
+                    self.make_report("other")
+                    (tried,) = self.ctl_json("send", "--all", code=10)["reports"]
+                    self.assertEqual((10, True), (tried["result"], tried["kept"]))
+                    self.assertEqual({"a b ü": "pending", "other": "pending"}, self.states())
+                elif state:
                     # Not pending any more, but still to be sent by its name.
                     self.assertEqual([], self.ctl_json("send", "--all")["reports"])
                     (again,) = self.ctl_json("send", "a b ü/", code=11)["reports"]

@@ -90,23 +90,29 @@ class ReporterTest(DialogDriver, ServiceTest):
 
     def test_failures_are_explained(self):
         rows = [
-            # HTTP status, the explanation, the result, whether it is kept
-            (503, "HTTP status 503", "WRENFALL_ERROR_SERVICE (11)", True),
-            (429, "too many reports", "WRENFALL_ERROR_REJECTED (12)", False),
-            (None, "could not be reached", "WRENFALL_ERROR_TRANSPORT (10)", False),
+            # HTTP status, the explanation, what becomes of the report, the result
+            (503, "HTTP status 503", "is kept", "WRENFALL_ERROR_SERVICE (11)"),
+            (429, "too many reports", "was deleted", "WRENFALL_ERROR_REJECTED (12)"),
+            (None, "could not be reached", "stays on this computer and will be sent later",
+             "WRENFALL_ERROR_TRANSPORT (10)"),
         ]
-        for status, explanation, result, kept in rows:
+        for status, explanation, fate, result in rows:
             with self.subTest(status=status):
                 self.service.clear_faults()
                 self.service.fail("first", **({"status": status} if status else {"reset": "before"}))
                 self.start()
+                self.press("Problem report", text="typed")
+                self.wait_for_text(DESCRIPTION, "typed")
                 self.press("Problem report", "alt+s")
                 shown = self.wait_for_window("Report not sent", CLOSE)
                 self.assertIn(explanation, shown[MESSAGE])
-                self.assertIn("is kept" if kept else "was deleted", shown[MESSAGE])
+                self.assertIn(fate, shown[MESSAGE])
                 self.assertTrue(shown[DETAILS].startswith(result), shown[DETAILS])
+                kept = fate != "was deleted"
                 self.assertEqual((kept, kept), (TRY_AGAIN in shown, self.report.exists()))
                 if kept:
+                    self.assertEqual("typed", self.record(self.report)["userDescription"])
+                    self.assertEqual(status is None, not (self.report / "result.json").exists())
                     self.service.clear_faults()
                     self.press("Report not sent", "alt+t")
                     self.wait_for_window("Report sent", CLOSE)
