@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-// Measures a road of the library beside its limit: the bare system calls that it cannot do without.
+// Measures an operation of the library beside its limit: the bare system calls that it cannot do without.
 namespace bench {
 
 // Budgets that are no ratio: see print_figure.
@@ -28,12 +28,12 @@ inline double time_of(const std::function<void()>& call, int repeats) {
   return taken.count() / repeats;
 }
 
-// One line for the script that collects them: the road, its size (what that counts is part of the
-// name), the times of limit and road in microseconds, their ratio, and the ratio that is allowed.
-inline void print(const std::string& road, double size, double limit_ns, double road_ns,
+// One line for the script that collects them: the operation, its size (what that counts is part of the
+// name), the times of limit and operation in microseconds, their ratio, and the ratio that is allowed.
+inline void print(const std::string& operation, double size, double limit_ns, double operation_ns,
                   double ratio, double budget) {
-  std::printf("bench|%s|%.0f|%.3f|%.3f|%.3f|%.2f\n", road.c_str(), size, limit_ns / 1000,
-              road_ns / 1000, ratio, budget);
+  std::printf("bench|%s|%.0f|%.3f|%.3f|%.3f|%.2f\n", operation.c_str(), size, limit_ns / 1000,
+              operation_ns / 1000, ratio, budget);
   std::fflush(stdout);
 }
 
@@ -48,19 +48,19 @@ struct Plan {
   int repeats = 1;  // calls a round; short calls need many
 };
 
-// Limit and road take turns, so that a machine that is busy for a while is so for both. The ratio
+// Limit and operation take turns, so that a machine that is busy for a while is so for both. The ratio
 // is the median of the rounds' ratios.
-inline void compare(const std::string& road, double size, double budget, Plan plan,
+inline void compare(const std::string& operation, double size, double budget, Plan plan,
                     const std::function<void()>& limit, const std::function<void()>& call) {
   time_of(limit, 1);
   time_of(call, 1);
-  std::vector<double> limits, roads, ratios;
+  std::vector<double> limits, operations, ratios;
   for (int round = 0; round < plan.rounds; ++round) {
     limits.push_back(time_of(limit, plan.repeats));
-    roads.push_back(time_of(call, plan.repeats));
-    ratios.push_back(roads.back() / limits.back());
+    operations.push_back(time_of(call, plan.repeats));
+    ratios.push_back(operations.back() / limits.back());
   }
-  print(road, size, median(limits), median(roads), median(ratios), budget);
+  print(operation, size, median(limits), median(operations), median(ratios), budget);
 }
 
 }  // namespace bench

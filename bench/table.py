@@ -28,8 +28,8 @@ def read(path):
     for line in path.read_text("utf-8").splitlines():
         kind, *fields = line.strip().split("|")
         if kind == "bench":
-            road, size, limit, took, ratio, budget = fields
-            rows.append((road, number(size), float(limit), float(took), float(ratio), float(budget)))
+            operation, size, limit, took, ratio, budget = fields
+            rows.append((operation, number(size), float(limit), float(took), float(ratio), float(budget)))
         elif kind == "figure":
             name, value, unit, budget = fields
             figures.append((name, float(value), unit, float(budget)))
@@ -42,9 +42,9 @@ def verdict(value, budget):
 
 def tables(rows, figures):
     lines = ["| operation | size | limit | library | ratio | budget | |", "|---|--:|--:|--:|--:|--:|---|"]
-    for road, size, limit, took, ratio, budget in rows:
+    for operation, size, limit, took, ratio, budget in rows:
         shown = f"{budget:g}" if budget else ""
-        lines.append(f"| {road} | {size} | {time_text(limit)} | {time_text(took)} | {ratio:.3g} | {shown} | "
+        lines.append(f"| {operation} | {size} | {time_text(limit)} | {time_text(took)} | {ratio:.3g} | {shown} | "
                      f"{verdict(ratio, budget)} |")
     lines += ["", "| figure | value | budget | |", "|---|--:|--:|---|"]
     for name, value, unit, budget in figures:
@@ -64,10 +64,10 @@ def picture(rows):
              '<text x="10" y="20" font-size="14">Time beside the limit (1 = bare system calls; mark = budget)</text>']
     x = lambda ratio: 420 + min(ratio, widest) / widest * 420
     parts.append(f'<line x1="{x(1)}" y1="30" x2="{x(1)}" y2="{height - 10}" stroke="#888" stroke-dasharray="3"/>')
-    for index, (road, size, _, _, ratio, budget) in enumerate(rows):
+    for index, (operation, size, _, _, ratio, budget) in enumerate(rows):
         y = 34 + index * line
         color = "#3a7" if ratio <= budget else "#c53"
-        parts.append(f'<text x="410" y="{y + 13}" text-anchor="end">{html.escape(road)}: {size}</text>'
+        parts.append(f'<text x="410" y="{y + 13}" text-anchor="end">{html.escape(operation)}: {size}</text>'
                      f'<rect x="420" y="{y}" width="{x(ratio) - 420:.1f}" height="16" fill="{color}"/>'
                      f'<line x1="{x(budget):.1f}" y1="{y - 2}" x2="{x(budget):.1f}" y2="{y + 18}" stroke="black" '
                      f'stroke-width="2"/><text x="{x(ratio) + 5:.1f}" y="{y + 13}">{ratio:.2f}</text>')

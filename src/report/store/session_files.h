@@ -40,8 +40,8 @@ std::optional<SessionRecord> read_session(const std::filesystem::path& file);
 
 void remove_session(const std::filesystem::path& root, const ProcessIdentity& session);
 
-// Removes the session files of processes that are gone, and what is no session file. A file that
-// cannot be read just now, or that a running process is about to put in place, is left. Throws
+// Removes the session files of processes that are gone, and all other files. A file that cannot be
+// read at the moment, or that a running process is about to put in place, stays. Throws
 // DirectoryIterationError.
 void sweep_sessions(const std::filesystem::path& root);
 
