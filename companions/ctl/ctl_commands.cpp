@@ -8,6 +8,7 @@
 
 #include "common/program_io.h"
 #include "ctl/ctl_output.h"
+#include "ctl/folder_argument.h"
 #include "ctl/log_tail.h"
 #include "ctl/output_text.h"
 #include "ctl/progress_text.h"
@@ -40,10 +41,13 @@ fs::path store_of(const CtlOptions& options) {
   return default_store_dir(options.application, options.version);
 }
 
-std::vector<fs::path> folders_of(const CtlOptions& options, const fs::path& store) {
-  std::vector<fs::path> folders;
+std::vector<FolderArgument> folders_of(const CtlOptions& options, const fs::path& store) {
+  std::vector<FolderArgument> folders;
+  if (options.all) {
+    for (fs::path& folder : pending_report_folders(store)) folders.push_back({folder, ""});
+  }
   for (const std::string& argument : options.folders) {
-    folders.push_back(plain_path(report_folder_of(store, argument)));
+    folders.push_back(find_report_folder(store, argument));
   }
   return folders;
 }
@@ -63,11 +67,12 @@ int list(const CtlOptions& options, const fs::path& store) {
 }
 
 int show(const CtlOptions& options, const fs::path& store) {
-  const fs::path folder = folders_of(options, store).front();
-  const auto details = read_report_details(folder);
+  const auto [folder, error] = folders_of(options, store).front();
+  const auto details = error.empty() ? read_report_details(folder) : std::nullopt;
   if (!details) {
-    return report_failure(WRENFALL_ERROR_INVALID_ARGUMENT,
-                          "There is no report folder " + path_to_utf8(folder) + ".");
+    return report_failure(
+        WRENFALL_ERROR_INVALID_ARGUMENT,
+        path_to_utf8(folder) + ": " + (error.empty() ? "there is no such report" : error) + ".");
   }
   print_text(TextStream::kOutput,
              options.json ? json_document(details_json(*details)) : details_text(*details));
@@ -113,9 +118,17 @@ ActionOutcome broken_off(const fs::path& folder, const fs::filesystem_error& err
   return outcome;
 }
 
+ActionOutcome ambiguous(const fs::path& folder, const std::string& error) {
+  ActionOutcome outcome;
+  outcome.folder = folder;
+  outcome.not_sent = NotSent::kNoFolder;
+  outcome.upload.result = WRENFALL_ERROR_INVALID_ARGUMENT;
+  outcome.upload.error = error;
+  return outcome;
+}
+
 int send(const CtlOptions& options, const fs::path& store) {
   if (options.all && !is_folder(store)) return no_store(store);
-  const auto folders = options.all ? pending_report_folders(store) : folders_of(options, store);
   const bool console = is_console(TextStream::kError);
   const bool shows_progress = !options.json && (console || options.progress);
   ProgressText progress(console);
@@ -124,7 +137,11 @@ int send(const CtlOptions& options, const fs::path& store) {
     if (shows_progress) print_text(TextStream::kError, progress.update(name, sent, total));
   });
   Outcomes outcomes(Action::kSend, options.json);
-  for (const fs::path& folder : folders) {
+  for (const auto& [folder, error] : folders_of(options, store)) {
+    if (!error.empty()) {
+      outcomes.add(ambiguous(folder, error));
+      continue;
+    }
     name = path_to_utf8(folder.filename());
     Logger logger(folder.parent_path() / kLogFile);
     const auto waiting = [&] {
@@ -138,8 +155,8 @@ int send(const CtlOptions& options, const fs::path& store) {
       const bool unreached = outcome.upload.result == WRENFALL_ERROR_TRANSPORT;
       outcomes.add(std::move(outcome));
       if (options.all && unreached) break;  // the other reports would fail like this one
-    } catch (const fs::filesystem_error& error) {
-      outcomes.add(broken_off(folder, error));
+    } catch (const fs::filesystem_error& failure) {
+      outcomes.add(broken_off(folder, failure));
     }
   }
   return outcomes.finish();
@@ -147,11 +164,11 @@ int send(const CtlOptions& options, const fs::path& store) {
 
 int discard(const CtlOptions& options, const fs::path& store) {
   Outcomes outcomes(Action::kDiscard, options.json);
-  for (const fs::path& folder : folders_of(options, store)) {
+  for (const auto& [folder, error] : folders_of(options, store)) {
     try {
-      outcomes.add(discard_folder(store, folder));
-    } catch (const fs::filesystem_error& error) {
-      outcomes.add(broken_off(folder, error));
+      outcomes.add(error.empty() ? discard_folder(store, folder) : ambiguous(folder, error));
+    } catch (const fs::filesystem_error& failure) {
+      outcomes.add(broken_off(folder, failure));
     }
   }
   return outcomes.finish();

@@ -2,8 +2,6 @@
 
 #include <charconv>
 
-#include "support/text.h"
-
 namespace wrenfall::ctl {
 namespace {
 
@@ -178,16 +176,6 @@ const char kCtlHelp[] =
 
 CtlOptions parse_ctl_options(const std::vector<std::string>& arguments) {
   return Parser(arguments).parse();
-}
-
-std::filesystem::path report_folder_of(const std::filesystem::path& store, std::string argument) {
-  // Shells put a separator at the end when they complete a folder's name.
-  while (argument.size() > 1 && (argument.back() == '/' || argument.back() == '\\')) {
-    argument.pop_back();
-  }
-  std::filesystem::path folder = utf8_to_path(argument);
-  const bool is_name = !folder.has_root_path() && !folder.has_parent_path();
-  return is_name && !store.empty() ? store / folder : folder;
 }
 
 }  // namespace wrenfall::ctl

@@ -2,7 +2,6 @@
 #define WRENFALL_COMPANIONS_CTL_CTL_OPTIONS_H_
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -29,10 +28,6 @@ struct CtlOptions {
 
 // `arguments` in UTF-8, without the program's name.
 CtlOptions parse_ctl_options(const std::vector<std::string>& arguments);
-
-// The report folder that an argument names. A name without a separator is a folder in the store, if
-// there is one. Everything else is a path; a relative one is not made absolute here.
-std::filesystem::path report_folder_of(const std::filesystem::path& store, std::string argument);
 
 // The text of --help.
 extern const char kCtlHelp[];

@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int32_t kTooManyRequests = 429;
+constexpr char kNoSuchReport[] = "there is no such report";
 
 ActionOutcome refused(const fs::path& folder, wrenfall_result result, const char* error) {
   ActionOutcome outcome;
@@ -30,7 +31,7 @@ ActionOutcome refused(const fs::path& folder, wrenfall_result result, const char
 const char* reason_text(NotSent reason) {
   switch (reason) {
     case NotSent::kNoFolder:
-      return "no such folder";
+      return kNoSuchReport;
     case NotSent::kNoReport:
       return "the folder holds no report";
     case NotSent::kDamaged:
@@ -102,7 +103,7 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pe
 }
 
 ActionOutcome discard_folder(const fs::path& store, const fs::path& folder) {
-  if (!is_folder(folder)) return refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, "no such folder");
+  if (!is_folder(folder)) return refused(folder, WRENFALL_ERROR_INVALID_ARGUMENT, kNoSuchReport);
   const bool claimed = path_exists(claim_file(folder));
   if (discard_report_folder(store, folder)) {
     ActionOutcome outcome;

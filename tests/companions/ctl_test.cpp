@@ -3,10 +3,12 @@
 #include <algorithm>
 
 #include "ctl/ctl_options.h"
+#include "ctl/folder_argument.h"
 #include "ctl/log_tail.h"
 #include "ctl/output_text.h"
 #include "ctl/progress_text.h"
 #include "support/text.h"
+#include "tests/support/temp_dir.h"
 
 namespace wrenfall::ctl {
 namespace {
@@ -55,6 +57,32 @@ TEST(CtlOptions, Commands) {
     EXPECT_EQ(options.error.empty(), *row.error == '\0') << label << options.error;
     EXPECT_NE(options.error.find(row.error), std::string::npos) << label << options.error;
   }
+}
+
+TEST(FolderArgument, IsANameTheStartOfOneOrAPath) {
+  const TempDir folder;
+  const std::filesystem::path store = folder.path();
+  for (const char* name : {"5f0c2c9e", "5f0c", "5Fff-1", "crashpad", "sessions", "sending-1"}) {
+    folder.make_folder(name);
+  }
+  folder.add("5fff-1.sending", "");
+  const struct {
+    const char* argument;
+    const char* found;
+    bool fits_several = false;
+  } rows[] = {
+      {"5f0c2", "5f0c2c9e"}, {"5f0c", "5f0c"}, {"5ff", "5Fff-1"},  {"5f", "5f", true},
+      {"s", "sending-1"},    {"cra", "cra"},   {"other", "other"}, {"5f0c2/", "5f0c2c9e"},
+  };
+  for (const auto& row : rows) {
+    const FolderArgument found = find_report_folder(store, row.argument);
+    EXPECT_EQ(found.folder, store / row.found) << row.argument;
+    EXPECT_EQ(found.error.empty(), !row.fits_several) << found.error;
+  }
+  // A path is never completed.
+  const std::string path = path_to_utf8(store / "5f0c2");
+  EXPECT_EQ(find_report_folder(store, path).folder, store / "5f0c2");
+  EXPECT_EQ(find_report_folder("", "5f0c2").folder, std::filesystem::current_path() / "5f0c2");
 }
 
 TEST(OutputText, Tables) {

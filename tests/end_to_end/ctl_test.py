@@ -217,7 +217,14 @@ class CtlTest(ServiceTest):
         self.assertEqual({"file": "minidump.dmp", "readable": False}, dump)
         self.assertIn("damaged", self.ctl("show", "truncated dump")[1])
         self.assertIsNone(self.ctl_json("show", "huge record")["record"])
-        self.assertEqual(1, self.ctl("show", "missing")[0])
+        # A name may be cut when one folder fits it, and a mistyped one is told.
+        self.assertIn("truncated dump", self.ctl("show", "TRUNC")[1])
+        for name, words in (("ow", "2 names"), ("missing", "there is no such report")):
+            for command in ("show", "send", "discard"):
+                status, out, err = self.ctl(command, name)
+                self.assertEqual((1, ""), (status, out))
+                self.assertIn(words, err)
+        self.assertEqual((0, "truncated dump: discarded\n", ""), self.ctl("discard", "trunc"))
 
     def test_usage(self):
         for arguments in ([], ["list"], ["nonsense"], ["tail", "--store", "x", "-n", "many"]):
