@@ -6,13 +6,14 @@
 namespace wrenfall {
 namespace {
 
-// Has the live annotations of the real one. Its dumps go nowhere.
+// Has the live annotations of the real one. Its dumps go nowhere. A program of the name "no handler"
+// cannot be started.
 class CaptureLessBackend : public Backend {
  public:
   const char* name() const override { return "crashpad"; }
-  wrenfall_result start(const BackendConfiguration&) override {
-    started_ = true;
-    return WRENFALL_OK;
+  wrenfall_result start(const BackendConfiguration& configuration) override {
+    started_ = configuration.handler_path.filename() != "no handler";
+    return started_ ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
   }
   void stop() override { started_ = false; }
   void set_annotation(const std::string& key, const std::string& value) override {

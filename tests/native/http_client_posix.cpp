@@ -1,28 +1,34 @@
+#include "tests/native/http_client_posix.h"
+
 #include "support/version.h"
-#include "upload/http_client.h"
 
 namespace wrenfall {
 namespace {
 
-// A machine without a network.
-class UnreachableHttpClient : public HttpClient {
+class NativeHttpClient : public HttpClient {
  public:
-  HttpResponse request(const std::string&, const std::string&, const HttpHeaders&,
-                       const std::string&) override {
+  HttpResponse request(const std::string&, const std::string& url, const HttpHeaders&,
+                       const std::string& body) override {
+    if (network()) return network()(url, body);
     return {WRENFALL_ERROR_TRANSPORT, 0, "", "no network"};
   }
-  HttpResponse request_file(const std::string&, const std::string&, const HttpHeaders&,
-                            const std::filesystem::path&) override {
-    return {WRENFALL_ERROR_TRANSPORT, 0, "", "no network"};
+  HttpResponse request_file(const std::string& method, const std::string& url,
+                            const HttpHeaders& headers, const std::filesystem::path&) override {
+    return request(method, url, headers, "");
   }
 };
 
 }  // namespace
 
+Network& network() {
+  static Network service;
+  return service;
+}
+
 std::string make_user_agent() { return "Wrenfall/" WRENFALL_VERSION_TEXT; }
 
 std::unique_ptr<HttpClient> make_http_client(UploadProgress) {
-  return std::make_unique<UnreachableHttpClient>();
+  return std::make_unique<NativeHttpClient>();
 }
 
 }  // namespace wrenfall

@@ -1,17 +1,22 @@
-// What init and shutdown promise, where no real handler is needed.
+// What the exported functions promise, where neither a real handler nor a real service is needed.
 #include <gtest/gtest.h>
 #include <wrenfall/wrenfall.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
 
+#include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
+#include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "report/store/session_files.h"
 #include "support/paths.h"
+#include "tests/native/http_client_posix.h"
 #include "tests/support/temp_dir.h"
 
 namespace wrenfall {
@@ -22,15 +27,22 @@ namespace fs = std::filesystem;
 class LifecycleTest : public ::testing::Test {
  protected:
   LifecycleTest() { put_file(dir_ / "companion", ""); }
-  ~LifecycleTest() override { wrenfall_shutdown(); }
+  ~LifecycleTest() override {
+    wrenfall_shutdown();
+    network() = nullptr;
+  }
 
-  wrenfall_result start(const fs::path& store) {
+  wrenfall_result start(const fs::path& store, uint32_t policy = WRENFALL_UPLOAD_MANUAL,
+                        bool crash_signature = true) {
     wrenfall_options* const options = wrenfall_options_new("127", "Lifecycle", "1.0");
     const std::string companion = path_to_utf8(dir_ / "companion");
     wrenfall_options_set_store_dir(options, path_to_utf8(store).c_str());
-    wrenfall_options_set_monitor_path(options, companion.c_str());
+    wrenfall_options_set_monitor_path(options, path_to_utf8(monitor_).c_str());
     wrenfall_options_set_reporter_path(options, companion.c_str());
-    wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
+    wrenfall_options_set_upload_policy(options, policy);
+    wrenfall_options_set_crash_signature(options, crash_signature);
+    wrenfall_options_set_user(options, "user");
+    wrenfall_options_set_email(options, "email");
     wrenfall_options_set_environment(options, "first");
     wrenfall_options_set_hang_detection(options, 60000, WRENFALL_HANG_REPORT);
     wrenfall_options_set_logger(options, log, this);
@@ -46,7 +58,14 @@ class LifecycleTest : public ::testing::Test {
     return session_file(store, current_process());
   }
 
+  // Posts a report that waits in the store; its folder.
+  fs::path post_feedback() const {
+    EXPECT_EQ(wrenfall_post_feedback("title", "words", nullptr, 0, nullptr), WRENFALL_OK);
+    return list_report_folders(dir_ / "store").at(0);
+  }
+
   const TempDir dir_;
+  fs::path monitor_ = dir_ / "companion";
   std::function<void(const std::string& message)> on_line_;
 };
 
@@ -61,6 +80,13 @@ TEST_F(LifecycleTest, TheSessionFileIsThereAfterInitWhateverRemovedItMeanwhile) 
   EXPECT_TRUE(fs::exists(own_session(store)));
   wrenfall_shutdown();
   EXPECT_FALSE(fs::exists(own_session(store)));
+}
+
+TEST_F(LifecycleTest, AFailedInitLeavesNoSession) {
+  monitor_ = dir_.add("no handler", "");
+  EXPECT_EQ(start(dir_ / "store"), WRENFALL_ERROR_HANDLER_START_FAILED);
+  EXPECT_TRUE(fs::exists(dir_ / "store" / kSessionsFolder));
+  EXPECT_TRUE(fs::is_empty(dir_ / "store" / kSessionsFolder));
 }
 
 TEST_F(LifecycleTest, ARelativeStoreIsThatOfTheInitCall) {
@@ -91,8 +117,7 @@ TEST_F(LifecycleTest, TheCallbackIsSilentAfterShutdown) {
     ASSERT_LT(patience_ms, 60000);
     on_line_ = nullptr;
     ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
-    ASSERT_EQ(wrenfall_post_feedback("", "", nullptr, 0, nullptr), WRENFALL_OK);
-    const fs::path folder = list_report_folders(dir_ / "store").at(0);
+    const fs::path folder = post_feedback();
     auto claim = FolderClaim::try_take(folder);
     std::thread sender([&] {
       result =
@@ -106,6 +131,90 @@ TEST_F(LifecycleTest, TheCallbackIsSilentAfterShutdown) {
   }
   EXPECT_FALSE(called);
   EXPECT_NE(file_text(dir_ / "store" / kLogFile).find("Report not sent"), std::string::npos);
+}
+
+// Of the three texts a new one replaces what the record says, an empty one clears it, and none keeps it.
+TEST_F(LifecycleTest, SendingCarriesWhatTheHostSays) {
+  const struct {
+    const char *user, *email, *description;
+    const char* sent;
+  } rows[] = {{nullptr, nullptr, nullptr, "user|email|words"},
+              {"new", "address", "text", "new|address|text"},
+              {"", "", "", "||"}};
+  for (const auto& row : rows) {
+    ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+    const fs::path folder = post_feedback();
+    std::string recorded, form;
+    network() = [&](const std::string&, const std::string& body) -> HttpResponse {
+      if (recorded.empty()) {
+        CrashData record;
+        EXPECT_TRUE(load(folder, record));
+        recorded = record.user + "|" + record.email + "|" + record.userDescription;
+      }
+      form = body;
+      return {WRENFALL_OK, 200, R"({"status":"success","url":"https://b/k"})", ""};
+    };
+    EXPECT_EQ(wrenfall_send_report(path_to_utf8(folder).c_str(), row.user, row.email,
+                                   row.description, nullptr),
+              WRENFALL_OK);
+    const auto field = [&form](const std::string& name) {
+      const std::string head = "name=\"" + name + "\"\r\n\r\n";
+      const size_t begin = form.find(head) + head.size();
+      return form.substr(begin, form.find("\r\n--", begin) - begin);
+    };
+    EXPECT_EQ(recorded, row.sent);
+    EXPECT_EQ(field("user") + "|" + field("email") + "|" + field("description"), row.sent);
+    wrenfall_shutdown();
+  }
+}
+
+TEST_F(LifecycleTest, FeedbackIsWrittenInThisForm) {
+  ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+  const fs::path folder = post_feedback();
+  CrashData record;
+  ASSERT_TRUE(load(folder, record));
+  EXPECT_EQ(file_text(folder / kFeedbackFile), "{\n  \"description\": \"words\",\n  \"time\": \"" +
+                                                   record.crashTime +
+                                                   "\",\n  \"title\": \"title\"\n}");
+  wrenfall_report_list* const list = wrenfall_pending_reports();
+  EXPECT_EQ(wrenfall_report_list_folder(list, 0), path_to_utf8(folder));
+  EXPECT_EQ(wrenfall_report_list_json(list, 0), file_text(folder / kCrashDataFile));
+  wrenfall_report_list_free(list);
+}
+
+TEST_F(LifecycleTest, ASignatureIsMadeUnlessTheHostWantsNone) {
+  for (const bool wanted : {true, false}) {
+    const fs::path store = dir_ / std::to_string(wanted);
+    ASSERT_EQ(start(store, WRENFALL_UPLOAD_MANUAL, wanted), WRENFALL_OK);
+    wrenfall_report* const report = wrenfall_report_new(WRENFALL_REPORT_JSON);
+    wrenfall_report_add_thread(report, "t", 1);
+    wrenfall_report_add_frame(report, 0, "f", "a", 12, "", 0);
+    EXPECT_EQ(wrenfall_report_post(report, nullptr), WRENFALL_OK);
+    wrenfall_report_free(report);
+    CrashData record;
+    ASSERT_TRUE(load(list_report_folders(store).at(0), record));
+    EXPECT_EQ(record.crashSignature, wanted ? "f|a|12" : "");
+    EXPECT_EQ(record.crashSignatureHash.size(), wanted ? 64u : 0u);
+    wrenfall_shutdown();
+  }
+}
+
+// Posts of feedback and of sanitizer texts wait for each other, with all that they send.
+TEST_F(LifecycleTest, PostsGoOneAfterTheOther) {
+  ASSERT_EQ(start(dir_ / "store", WRENFALL_UPLOAD_QUIET), WRENFALL_OK);
+  std::atomic<int> at_once{0}, most{0};
+  network() = [&](const std::string&, const std::string&) -> HttpResponse {
+    most = std::max(most.load(), ++at_once);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    --at_once;
+    return {WRENFALL_OK, 200, R"({"status":"success","url":"https://b/k"})", ""};
+  };
+  std::thread others[] = {std::thread([] { wrenfall_post_feedback("", "", nullptr, 0, nullptr); }),
+                          std::thread([] { wrenfall_post_asan_report("", nullptr); }),
+                          std::thread([] { wrenfall_post_asan_report("", nullptr); }),
+                          std::thread([] { wrenfall_post_feedback("", "", nullptr, 0, nullptr); })};
+  for (std::thread& other : others) other.join();
+  EXPECT_EQ(most, 1);
 }
 
 }  // namespace
