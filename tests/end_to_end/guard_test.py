@@ -39,8 +39,8 @@ class Case:
         self.slow = False
         self.error = None
 
-    def init(self, application="Guard Test"):
-        self.host.set_options(self.store, application)
+    def init(self, application="Guard Test", dump_type=0):
+        self.host.set_options(self.store, application, dump_type=dump_type)
         assert self.host.do("init") == "0", self.log()
 
     def log(self):
@@ -73,7 +73,10 @@ class Case:
             self.start_again()
 
     def lose(self, names, blow, when, message):
-        self.init()
+        # A dump of all memory takes long enough to strike in the middle of it.
+        self.init(dump_type=2 if when == "middle" else 0)
+        if when == "middle":
+            self.host.do("fill_memory", 600)
         self.slow = (blow, when) == (signal.SIGSTOP, "before")
         if when == "before":
             self.strike(names, blow)

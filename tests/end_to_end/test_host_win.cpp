@@ -297,6 +297,13 @@ constexpr Command kCommands[] = {
        answer_text(messages.c_str());
        messages.clear();
      }},
+    // For a dump that takes its time.
+    {"fill_memory",
+     [](const Words& w) {
+       static std::vector<char> memory;
+       memory.assign(static_cast<size_t>(w.number(0)) << 20, 'm');
+       answer(0);
+     }},
     {"pid", [](const Words&) { answer(GetCurrentProcessId()); }},
     {"crash",
      [](const Words& w) {
