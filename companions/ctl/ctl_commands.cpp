@@ -108,7 +108,8 @@ class Outcomes {
   std::vector<ActionOutcome> outcomes_;
 };
 
-// The outcome for a folder whose files could not be listed or removed. The others are still tried.
+// The outcome for a folder whose files could not be listed or removed. The other folders are still
+// processed.
 ActionOutcome broken_off(const fs::path& folder, const fs::filesystem_error& error) {
   ActionOutcome outcome;
   outcome.folder = folder;

@@ -19,12 +19,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A folder whose dump is younger is left alone. A monitor at work claims the dump, so this only
+// A folder whose dump is younger is left alone. A working monitor claims the dump, so this only
 // covers the moments in which it holds no claim.
 constexpr std::chrono::seconds kHalfMadeAge(60);
 
-// For how long a dump that cannot be opened is looked at often. Writing a dump of all memory takes
-// its time.
+// For how long a dump that cannot be opened is checked often. Writing a full-memory dump takes a
+// while.
 constexpr std::chrono::seconds kBusyPatience(30);
 
 // The facts of a readable dump that names its process. Otherwise nothing, with an error logged.

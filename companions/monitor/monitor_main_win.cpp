@@ -44,7 +44,7 @@ constexpr char kHelp[] =
     "  --help, --version                   print this text or the version\n";
 
 // After the handler's end its dumps are complete, but another program may have one open for a
-// moment. So long they are waited for.
+// moment. The monitor waits this long for them.
 constexpr ULONGLONG kLastSweepMs = 2000;
 constexpr DWORD kLastSweepPauseMs = 20;
 

@@ -17,11 +17,11 @@ namespace wrenfall {
 
 inline bool is_empty(const char* text) { return text == nullptr || *text == '\0'; }
 
-// Runs the body of an exported function that has a result. System errors of locks and threads, and
-// a directory listing that breaks off, leave it as exceptions, as the header says. Other
-// file-system errors become WRENFALL_ERROR_FILE, and all other exceptions of the standard and JSON
-// libraries, lack of memory above all, become `otherwise`: a host written in C could do nothing
-// about an exception.
+// Runs the body of an exported function and turns exceptions into results, because a host written
+// in C cannot catch them. Two kinds still leave the function, as the header says: errors of locks
+// and threads (std::system_error), and a directory listing that breaks off. Other file-system
+// errors become WRENFALL_ERROR_FILE. All other exceptions of the standard and JSON libraries, above
+// all lack of memory, become `otherwise`.
 template <typename Body>
 wrenfall_result guarded(wrenfall_result otherwise, Body body) {
   try {
@@ -37,7 +37,8 @@ wrenfall_result guarded(wrenfall_result otherwise, Body body) {
   }
 }
 
-// Runs `use` on the published state, which stays alive meanwhile, with the guard of above.
+// Runs `use` on the published state, inside guarded(). The state stays alive until `use` returns,
+// also when the library is shut down meanwhile.
 template <typename Use>
 wrenfall_result with_state(wrenfall_result otherwise, Use use) {
   return guarded(otherwise, [&]() -> wrenfall_result {
@@ -46,8 +47,8 @@ wrenfall_result with_state(wrenfall_result otherwise, Use use) {
   });
 }
 
-// The same for a function that sends: `use` gives an UploadResult. The host's record is filled in
-// any case, so that the host can always read it and free what it holds.
+// The same for a function that sends: `use` returns an UploadResult. The host's record is filled
+// whatever happens, so the host can always read it and free its text.
 template <typename Use>
 wrenfall_result with_state_for_upload(wrenfall_upload_result* record, Use use) {
   fill_upload_record({}, record);

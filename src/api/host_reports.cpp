@@ -19,7 +19,7 @@ using namespace wrenfall;
 
 namespace {
 
-// Changes a report, where there is one. Without memory for the change it stays as it was.
+// Applies the change unless the report is null. When memory runs out, the change is dropped.
 template <typename Change>
 void change(wrenfall_report* report, Change apply) {
   if (report == nullptr) return;
@@ -131,7 +131,7 @@ wrenfall_result wrenfall_post_feedback(const char* title, const char* descriptio
     for (uint32_t i = 0; attachments != nullptr && i < attachment_count; ++i) {
       if (attachments[i] != nullptr) paths.emplace_back(attachments[i]);
     }
-    // For the whole run: posts of these two kinds go one after the other.
+    // Held until the post is done: feedback and sanitizer posts run one after the other.
     const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
     return post_with(state, [&](const PostingContext& context) {
       return post_feedback(context, state.facts, text_or_empty(title), text_or_empty(description),

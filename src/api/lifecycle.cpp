@@ -119,7 +119,8 @@ void start_watchdog(State& state) {
   state.watchdog->start();
 }
 
-// The session file of a run that may still fail to start: removed at the end unless it is kept.
+// Writes the session file of a run that may still fail to start, and removes it again unless keep()
+// is called.
 class PendingSession {
  public:
   explicit PendingSession(State& state) : state_(state) {
@@ -132,8 +133,8 @@ class PendingSession {
   PendingSession(const PendingSession&) = delete;
   PendingSession& operator=(const PendingSession&) = delete;
 
-  // Written again: starting the handler takes a while, and without the file a report would lack its
-  // attachments.
+  // Writes the file once more: starting the handler takes a while, and should the file have been
+  // removed meanwhile, reports would lack their attachments.
   void keep() {
     kept_ = true;
     write();
@@ -163,7 +164,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   collect_facts(*state);
   PendingSession session(*state);
   state->backend = make_crashpad_backend();
-  // The crash filter that this puts in force lives in this library's code.
+  // The backend installs a crash filter whose code is in this library.
   keep_library_loaded();
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
   if (started != WRENFALL_OK) return started;
@@ -238,7 +239,7 @@ const char* wrenfall_get_environment(void) {
 bool wrenfall_has_capability(uint32_t capability) {
   const std::shared_ptr<State> state = current_state();
   if (!state || !state->backend) return false;
-  // The backend can capture hangs; whether they are noticed is known here alone.
+  // The backend can always capture hangs, but only a watchdog notices them.
   if (capability == WRENFALL_CAPABILITY_HANG_DETECTION) return state->watchdog != nullptr;
   return state->backend->has_capability(capability);
 }
@@ -249,7 +250,7 @@ const char* wrenfall_log_file_path(void) {
   static std::string& buffer = *new std::string;
   const wrenfall_result result =
       with_state(WRENFALL_ERROR_FILE, [](State& state) -> wrenfall_result {
-        // Not asked of the logger, whose lock the caller holds when it is the logging callback.
+        // The logger is not asked: its lock is held when the logging callback calls this function.
         buffer = path_to_utf8(state.store_dir / kLogFile);
         return WRENFALL_OK;
       });

@@ -12,8 +12,8 @@
 namespace wrenfall {
 namespace {
 
-// Runs `change` on the state, with the metadata lock held. Without memory for the change nothing,
-// or not all of it, has happened.
+// Runs `change` on the state under the metadata lock. When memory runs out, the change may have
+// been made in part.
 template <typename Change>
 wrenfall_result change_state(Change change) {
   return with_state(WRENFALL_ERROR_FILE, [&](State& state) -> wrenfall_result {
@@ -35,7 +35,7 @@ wrenfall_result set_fact(const char* value) {
   });
 }
 
-// Whether an argument is wrong matters only once the library is initialized.
+// Before init the result is WRENFALL_ERROR_NOT_INITIALIZED, whatever the arguments are.
 wrenfall_result invalid_argument() {
   return peek_state() == nullptr ? WRENFALL_ERROR_NOT_INITIALIZED : WRENFALL_ERROR_INVALID_ARGUMENT;
 }
@@ -92,8 +92,8 @@ wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
 void wrenfall_set_quiet_mode(int flag) {
   change_state([=](State& state) -> wrenfall_result {
     const uint32_t at_start = state.configuration.upload_policy;
-    // Host-made reports go back to the policy of the start. For captured ones, a library that was
-    // started quiet and no longer is asks the user.
+    // With quiet mode off, host-made reports carry the policy given at start. So do captured
+    // reports, unless that policy was quiet: then the reporter asks the user.
     state.facts.uploadPolicy = flag != 0 ? kPolicyQuiet : upload_policy_text(at_start);
     const char* const captured = flag != 0                            ? kPolicyQuiet
                                  : at_start == WRENFALL_UPLOAD_MANUAL ? kPolicyManual

@@ -6,18 +6,19 @@
 
 namespace wrenfall {
 
-// Lets one thread at a time do a piece of work that covers whatever there is to do. A thread that
-// finds another at work asks that one to look once more, and can end: many requests need one thread.
+// Serves many requests for the same job with one thread. The first thread to begin does the job. A
+// thread that comes while the job runs asks the first one to repeat it, and can end.
 class OneAtWork {
  public:
-  // True when the caller is to do the work. False when a thread is at it, which will look once more.
+  // True when the caller must do the job. False when another thread does it; that thread will
+  // repeat it.
   bool begin() {
     const std::lock_guard<std::mutex> lock(mutex_);
     look_again_ = at_work_;
     return !std::exchange(at_work_, true);
   }
 
-  // Called by the thread at work when it is done: true when it is to look once more.
+  // Called by the working thread after each run. True when it must run the job again.
   bool look_again() {
     const std::lock_guard<std::mutex> lock(mutex_);
     at_work_ = look_again_;

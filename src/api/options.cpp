@@ -9,8 +9,8 @@ using wrenfall::text_or_empty;
 
 namespace {
 
-// Changes a record, where there is one. Without memory for the change the record stays as it was: a
-// setter has no result.
+// Applies the change unless the record is null. When memory runs out the record stays as it was,
+// because a setter has no result to say so.
 template <typename Change>
 void change(wrenfall_options* options, Change apply) {
   if (options == nullptr) return;

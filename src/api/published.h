@@ -19,12 +19,11 @@ class Published {
     return object == nullptr ? nullptr : object->shared_from_this();
   }
 
-  // Without a share in it: the object may be withdrawn and destroyed at any moment. Good for
-  // comparing, and for callers who know that it is not.
+  // A bare pointer, which keeps nothing alive: the object may be withdrawn and destroyed at any
+  // moment. Use it for comparing, or where the caller knows that the object stays.
   T* peek() const { return bare_.load(); }
 
-  // Null withdraws. Waits for the readers that are between finding the previous object and holding a
-  // share in it.
+  // Null withdraws. Waits for readers that have found the previous object but do not share it yet.
   void publish(std::shared_ptr<T> object) {
     bare_ = object.get();
     while (readers_ != 0) std::this_thread::yield();

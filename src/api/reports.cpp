@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 SendOutcome send(State& state, SendRequest request) {
   request.retry_rule_logs_to_folder = true;
   SendOutcome outcome = send_folder(make_http_client().get(), request, state.logger);
-  // The folder's own log may be gone with it.
+  // The folder's own log may have been deleted with the folder, so a failure is logged here too.
   if (!outcome.not_sent && outcome.upload.result != WRENFALL_OK) {
     state.logger.error("Report not sent: %s: %s (http %d)", path_to_utf8(request.folder).c_str(),
                        outcome.upload.error.c_str(), outcome.upload.http_status);
@@ -43,8 +43,8 @@ void send_one_pending(State& state, const fs::path& folder) {
   SendRequest request;
   request.folder = folder;
   request.is_wanted = [&state](ReportState report_state, const CrashData& record) {
-    // While this waited, another process may have sent the folder, or the host may have shut the
-    // library down.
+    // While this thread waited for the claim, another process may have sent the folder, or the host
+    // may have shut the library down.
     return state.is_published() && report_state != ReportState::kHasResult &&
            record.ownerPid != current_process_id();
   };

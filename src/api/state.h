@@ -23,9 +23,9 @@ namespace wrenfall {
 inline constexpr size_t kMaxAttributes = 64;
 inline constexpr size_t kMaxAttachments = 24;
 
-// Everything of an initialized library. Made by init, published as the last step of it, withdrawn
-// as the first step of shutdown, and destroyed when the last call that still works with it has
-// ended.
+// Everything that belongs to an initialized library. Init makes it and publishes it as its last
+// step; shutdown withdraws it as its first step. It is destroyed when the last call that uses it
+// has ended.
 //
 // Locks, in the order in which they are taken: the lifecycle lock (init and shutdown), then
 // metadata_lock, then those of the backend and of the logger.
@@ -42,7 +42,7 @@ struct State : std::enable_shared_from_this<State> {
   ProcessIdentity process;
   std::unique_ptr<Backend> backend;
 
-  // Taken before what follows is changed, and held while the change is handed to the backend.
+  // Hold it while changing the members below, and while passing the change to the backend.
   std::recursive_mutex metadata_lock;
   // What every report of this process says, whichever program makes it. Guarded by metadata_lock.
   CrashData facts;
@@ -70,8 +70,8 @@ struct State : std::enable_shared_from_this<State> {
   bool session_closed_ = false;  // guarded by session_mutex_
 
  public:
-  // Null unless hang detection is on. Constant after init. Destroyed first: its thread uses the
-  // others.
+  // Null unless hang detection is on. Constant after init. Declared last and so destroyed first,
+  // because its thread uses the other members.
   std::unique_ptr<Watchdog> watchdog;
 };
 
@@ -79,7 +79,7 @@ struct State : std::enable_shared_from_this<State> {
 // initialized. Takes no lock.
 std::shared_ptr<State> current_state();
 
-// The same without a share in it: good until shutdown only.
+// The same as a bare pointer, which is valid until shutdown only.
 State* peek_state();
 
 // Null withdraws. Called by one thread at a time. Waits for threads that are taking a reference to

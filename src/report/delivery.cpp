@@ -12,7 +12,7 @@
 namespace wrenfall {
 namespace {
 
-// The outcome of a step that the uploader itself does not report.
+// The outcome of a failure that the uploader does not report itself. Logs it as the uploader would.
 UploadResult failed_upload(Logger& logger, wrenfall_result result, int32_t http_status,
                            const char* error) {
   UploadResult outcome;
@@ -40,7 +40,7 @@ void leave_pending(const std::filesystem::path& folder, CrashData& record) {
   try {
     save(folder, record);
   } catch (const std::bad_alloc&) {
-    // The report is pending nevertheless: its owner does not run.
+    // The report is pending all the same, because its owner no longer runs.
   }
 }
 
@@ -63,14 +63,14 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   } catch (const std::bad_alloc&) {
     outcome = failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, "out of memory");
   }
-  // Writing a result would create a folder again that another program has removed meanwhile.
+  // Writing a result would recreate a folder that another program has just removed.
   if (!is_folder(folder)) return outcome;
   if (stays_pending(undecided, outcome.result)) {
     leave_pending(folder, record);
     return outcome;
   }
   if (broken_off) return outcome;
-  // Where the result cannot be written, the retry rule still decides.
+  // Even when the result cannot be written, the retry rule decides.
   write_result(folder, make_report_result(outcome));
   apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.http_status,
                      retry_logger);

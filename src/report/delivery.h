@@ -20,16 +20,17 @@ enum class Undecided {
 // Whether an attempt that ended with that result leaves the report pending.
 bool stays_pending(Undecided undecided, wrenfall_result result);
 
-// One attempt to send a report folder that the caller has claimed: uploads it, writes the outcome
-// into it as its result record, and applies the retry rule, which keeps or deletes the folder.
+// Makes one attempt to send a report folder that the caller has claimed: uploads it, writes the
+// outcome into it as its result record, and applies the retry rule, which keeps or deletes the
+// folder.
 //
-// `record` is the folder's record; the retry rule may raise its retryCount. `http` may be null,
-// which is a transport failure. The upload logs to `folder_logger`, the log in the folder itself, so
-// that its lines stay with the report and travel with a later attempt; the retry rule logs to
-// `retry_logger`, which may be the same. A folder that could not be packed for want of memory or by
-// an error of the file system is left as it was, pending: that says nothing about the report. Where
-// `undecided` lets the report stay pending, the result of an earlier attempt is removed, and so is an
-// owner that does not run any more. Blocks for the upload.
+// `record` is the folder's record; the retry rule may raise its retryCount. Without a client
+// (`http` is null) the result is a transport failure. The upload logs to `folder_logger`, the log
+// in the folder itself, so that its lines stay with the report and travel with a later attempt; the
+// retry rule logs to `retry_logger`, which may be the same. When packing the folder fails for lack
+// of memory or by a file-system error, the report is not at fault: the folder stays as it was,
+// pending. Where `undecided` lets the report stay pending, the result of an earlier attempt is
+// removed, and so is an owner that no longer runs. Blocks for the upload.
 UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, CrashData& record,
                      Logger& folder_logger, Logger& retry_logger,
                      Undecided undecided = Undecided::kRetryRule);

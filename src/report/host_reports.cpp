@@ -23,7 +23,7 @@ namespace {
 
 constexpr uint32_t kFormatJson = WRENFALL_REPORT_JSON;
 
-// Under which the service files the kinds of report.
+// The crash types under which the service files each kind of report.
 constexpr char kCrashTypeStructured[] = "21";
 constexpr char kCrashTypeAsan[] = "25";
 constexpr char kCrashTypeFeedback[] = "36";
@@ -31,7 +31,7 @@ constexpr char kCrashTypeFeedback[] = "36";
 constexpr char kKindStructured[] = "structured";
 constexpr char kKindFeedback[] = "feedback";
 
-// SHA-256 of nothing: reports without a signature of their own are all of one group.
+// The SHA-256 of an empty text. The service puts all reports without a signature into one group.
 constexpr char kEmptySha256[] = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
 // What tells one kind of report from another.
@@ -76,7 +76,7 @@ UploadResult post_structured_report(const PostingContext& context, const CrashDa
   contents.record.dumpFile = is_json ? kStructuredJsonFile : kStructuredXmlFile;
   contents.record.dumpFormat = is_json ? "json" : "xml";
   if (with_signature) {
-    // The service compares the hash with the text that it is sent.
+    // The service checks the hash against the text that it receives, so both use valid UTF-8.
     contents.record.crashSignature = valid_utf8(crash_signature(report));
     if (!contents.record.crashSignature.empty()) {
       contents.record.crashSignatureHash = sha256_hex(contents.record.crashSignature);

@@ -58,8 +58,9 @@ CrashData make_record(const CrashData& facts, const std::string& report_kind,
 UploadResult post_folder(const PostingContext& context, const std::filesystem::path& folder,
                          CrashData& record) {
   if (context.upload_policy == WRENFALL_UPLOAD_MANUAL) return store_folder(context, folder, record);
-  // Saved first, so that a report whose sender is ended is found pending; claimed, so that no other
-  // process that finds it meanwhile sends it too. Without a record it can still be sent from here.
+  // Hold the claim, so that no process that finds the report meanwhile sends it too. Save the
+  // record first: if this process ends during the upload, the next start finds the report pending.
+  // A report whose record cannot be saved is still sent from here.
   const FolderClaim claim(folder);
   if (!try_save(folder, record)) {
     context.logger.warn("Could not write the record of %s", path_to_utf8(folder).c_str());

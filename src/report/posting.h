@@ -14,7 +14,7 @@
 
 namespace wrenfall {
 
-// How the host wants its own reports treated, and the means to do it.
+// What is needed to post a host-made report.
 struct PostingContext {
   std::filesystem::path store_dir;
   uint32_t upload_policy;  // as the library was started
@@ -27,11 +27,11 @@ struct PostingContext {
 CrashData make_record(const CrashData& facts, const std::string& report_kind,
                       const std::string& crash_type_id);
 
-// Posts a folder that holds all of a report but its record. With policy "manual" the record is
-// saved, owned by nobody, and the report waits as pending; the result is then WRENFALL_OK. When it
+// Posts a report folder that is complete except for its record. With policy "manual" the record is
+// saved without an owner, and the report waits as pending; the result is then WRENFALL_OK. When it
 // cannot be saved the folder is removed again, and the result is WRENFALL_ERROR_FILE. Otherwise the
-// record is saved, owned by this process, and the folder is sent at once; the retry rule logs to the
-// library's log. Blocks for an upload.
+// record is saved, owned by this process, and the folder is sent at once; the retry rule logs to
+// the library's log. Blocks for an upload.
 UploadResult post_folder(const PostingContext& context, const std::filesystem::path& folder,
                          CrashData& record);
 

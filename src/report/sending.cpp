@@ -22,7 +22,7 @@ FolderClaim wait_for_claim(const SendRequest& request) {
 
 // Empty when the record was loaded.
 std::optional<NotSent> load_record(const fs::path& folder, CrashData& record) {
-  // Read once: a record that is being replaced must not pass for a damaged one.
+  // Read only once, so that a record that is being replaced does not look damaged.
   if (std::string text; read_file(folder / kCrashDataFile, text)) {
     if (parse(text, record)) return std::nullopt;
     return NotSent::kDamaged;
@@ -61,12 +61,12 @@ void apply(const RecordEdits& edits, CrashData& record) {
 
 SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& logger) {
   const fs::path& folder = request.folder;
-  // A claim to a folder that is not there would leave a file beside it for a moment.
+  // Claiming a folder that does not exist would create a claim file in the store for a moment.
   if (!is_folder(folder)) return refuse(folder, NotSent::kNoFolder);
   const FolderClaim claim = wait_for_claim(request);
   CrashData record;
-  // A folder without a usable record is left alone: the retry rule would delete what is no report at
-  // all, a report whose record another program has open, or a dump that may be good.
+  // A folder without a usable record is left alone. The retry rule would delete it, although it may
+  // not be a report, its record may only be in use, or its dump may be good.
   if (const auto reason = load_record(folder, record)) return refuse(folder, *reason);
   if (request.is_wanted && !request.is_wanted(state_of_report(folder, record), record)) {
     return refuse(folder, NotSent::kNotWanted);

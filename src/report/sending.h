@@ -27,15 +27,16 @@ struct RecordEdits {
 enum class NotSent {
   kNoFolder,
   kNoReport,    // there is no record in it: it is no report, or still being made
-  kDamaged,     // the record is not what a record looks like
-  kUnreadable,  // the record cannot be opened, for now at least
-  kNotWanted,   // it is not in the state any more that the sender asked for
+  kDamaged,     // the record is not a JSON object
+  kUnreadable,  // the record cannot be opened at present
+  kNotWanted,   // its state is no longer the one that the sender asked for
 };
 
 struct SendRequest {
   std::filesystem::path folder;
   RecordEdits edits;
-  // Asked with the claim held, as the folder may have changed until then. Empty is always wanted.
+  // Asked once the claim is held, because the folder may have changed by then. When empty, every
+  // folder is wanted.
   std::function<bool(ReportState state, const CrashData& record)> is_wanted;
   // Told once before the call waits for another thread or process that sends or deletes the folder.
   std::function<void()> on_wait;
@@ -51,11 +52,11 @@ struct SendOutcome {
   bool pending = false;             // it is kept, and waits for the host's next start
 };
 
-// Sends one report folder: claims it, waiting for the present holder of the claim, applies the edits to the
-// record, writes that back, makes one attempt and applies the rules for what follows. Used by the
-// library, the reporter and the store tool alike. `http` may be null, which is a transport failure.
-// A record that could not be written back is logged to `logger`; what the outcome says is the
-// caller's to log. Blocks for the upload.
+// Sends one report folder: waits for the claim to it, applies the edits to the record and writes it
+// back, makes one attempt, and applies the rules for what follows. Used by the library, the
+// reporter and the store tool alike. Without a client (`http` is null) the result is a transport
+// failure. A record that could not be written back is logged to `logger`; the caller logs the
+// outcome. Blocks for the upload.
 SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& logger);
 
 }  // namespace wrenfall

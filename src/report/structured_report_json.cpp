@@ -12,8 +12,8 @@ namespace {
 
 constexpr int kSchemaVersion = 1;
 
-// Appends a quoted JSON string. Plain ASCII, which nearly all texts are, goes without a detour
-// through the JSON library.
+// Appends a quoted JSON string. Nearly all texts are plain ASCII and are appended directly; the
+// JSON library escapes the others.
 void append_quoted(std::string_view text, std::string& out) {
   for (const char c : text) {
     if (c < 0x20 || c > 0x7E || c == '"' || c == '\\') {

@@ -34,7 +34,7 @@ void append_escaped(std::string_view text, std::string& out) {
   out.append(text, copied);
 }
 
-// A section cannot hold its own end mark; text with one goes on in a second section.
+// A CDATA section cannot contain its own end mark; a text with one is split over two sections.
 void append_cdata(std::string_view text, std::string& out) {
   static constexpr std::string_view kEnd = "]]>";
   static constexpr std::string_view kSplitEnd = "]]]]><![CDATA[>";
@@ -116,7 +116,7 @@ void append_frame(const ReportFrame& frame, std::string& out) {
   out += "                </frame>\n";
 }
 
-// More than one thread may be marked crashing; each is then.
+// The host may mark several threads as crashing; the XML marks each of them.
 void append_thread(const ReportThread& thread, std::string& out) {
   const char* const crashing = thread.crashing ? "yes" : "no";
   out += "            <thread id=\"";

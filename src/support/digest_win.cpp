@@ -37,7 +37,7 @@ class Digest {
   }
 
   void add(const char* bytes, size_t count) {
-    // The system only reads the data, in spite of its type.
+    // The system only reads the data, although the parameter is not const.
     const auto data = reinterpret_cast<PUCHAR>(const_cast<char*>(bytes));
     if (hash_ && !BCRYPT_SUCCESS(BCryptHashData(hash_.get(), data, static_cast<ULONG>(count), 0))) {
       hash_.reset();

@@ -19,9 +19,9 @@ class DirectoryIterationError : public std::filesystem::filesystem_error {
       : filesystem_error("directory_iterator::operator++", directory, error) {}
 };
 
-// Reads a whole file; false when it cannot be opened or read. Waits for a moment where somebody has
-// it open without sharing. Never keeps another process from replacing or removing the file
-// meanwhile.
+// Reads a whole file; false when it cannot be opened or read. Waits for a fraction of a second
+// while another process has it open without sharing. Never keeps another process from replacing or
+// removing the file meanwhile.
 bool read_file(const std::filesystem::path& path, std::string& bytes);
 
 // What is added to a file's name while it is being written.
@@ -61,8 +61,8 @@ std::optional<uint64_t> size_of_file(const std::filesystem::path& path);
 
 bool create_folders(const std::filesystem::path& path);
 
-// Renames a file, replacing the target in one step. Waits for a moment where somebody has the
-// target open.
+// Renames a file, replacing the target in one step. Waits for a fraction of a second while another
+// process has the target open.
 bool replace_file(const std::filesystem::path& from, const std::filesystem::path& to);
 
 // Copies a file, replacing the target.

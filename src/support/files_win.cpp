@@ -27,7 +27,8 @@ struct FindHandleTraits {
 
 // Calls `visit` for each entry of a folder but "." and "..". Asks the system itself: the directory
 // iterator of some runtimes takes no path of more than 260 characters, and follows junctions as if
-// they were folders. False when the folder cannot be opened; `error` tells of one in the middle.
+// they were folders. False when the folder cannot be opened; `error` is set when the listing breaks
+// off in the middle.
 template <typename Visit>
 bool for_each_entry(const fs::path& folder, DWORD& error, Visit visit) {
   error = ERROR_SUCCESS;
@@ -112,7 +113,7 @@ bool read_file(const fs::path& path, std::string& bytes) {
   try {
     bytes.resize(static_cast<size_t>(size.QuadPart));
   } catch (const std::exception&) {
-    // A file beyond the memory there is counts as one that cannot be read.
+    // A file that does not fit into memory counts as unreadable.
     return false;
   }
   // One call reads at most 4 GiB, and a file that shrinks meanwhile ends early.

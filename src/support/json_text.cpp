@@ -15,7 +15,7 @@ std::string json_text(const json& value, int indent) {
 
 std::string valid_utf8(std::string text) {
   const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
-  // Nearly every text, and the detour over JSON costs far more than this look.
+  // Nearly every text is ASCII, and the detour through JSON costs far more than this check.
   if (std::all_of(text.begin(), text.end(), is_ascii)) return text;
   return parse_json(json_text(text)).get<std::string>();
 }

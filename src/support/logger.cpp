@@ -39,8 +39,8 @@ size_t control_length(std::string_view text, size_t position) {
   return 0;
 }
 
-// What a service answered may hold line breaks, which must not look like lines of the log's own,
-// and orders to the terminal that shows it.
+// Replaces control characters by blanks. A service's answer may contain line breaks, which would
+// look like lines of the log itself, and escape sequences for the terminal that shows it.
 void append_on_one_line(std::string& line, std::string_view message) {
   size_t copied = 0;
   for (size_t i = 0; i < message.size();) {
@@ -93,7 +93,8 @@ void Logger::log_arguments(wrenfall_log_level level, const char* format, va_list
   char formatted[kMessageCapacity];
   formatted[0] = '\0';
   std::vsnprintf(formatted, sizeof formatted, format, arguments);
-  // The host was promised UTF-8; what a service answered, or a cut through a character, is none.
+  // The host is promised UTF-8, but a service's answer may hold other bytes, and the cut may have
+  // split a character.
   const std::string message = valid_utf8(scrub_user_names(formatted));
 
   const std::lock_guard<std::mutex> lock(mutex_);

@@ -30,7 +30,7 @@ namespace wrenfall {
 //
 // Any thread may log. Callback and file are served under one mutex, so lines of this logger never
 // interleave and the callback is never entered twice at once; a callback that logs through the same
-// logger would wait for itself. What a callback throws leaves the call.
+// logger would wait for itself. An exception from the callback leaves the logging call.
 class Logger {
  public:
   using Callback = std::function<void(wrenfall_log_level, const std::string&)>;
@@ -41,7 +41,7 @@ class Logger {
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
-  // No callback any more; waits for one that is running.
+  // Removes the callback, after waiting for a call of it that is under way.
   void detach_callback();
 
   void set_path(const std::filesystem::path& path);

@@ -26,8 +26,9 @@ struct HttpResponse {
   std::string error;  // empty when there was an answer
 };
 
-// Is told how much of a file's body has been handed to the network, in bytes, from 0 to `total`, after
-// each piece of some kilobytes. Called on the thread that makes the request; must not throw.
+// Called with the number of bytes of a file that have been handed to the network: first with 0,
+// then after each piece of some kilobytes, up to `total`. Called on the thread that makes the
+// request; must not throw.
 using UploadProgress = std::function<void(uint64_t sent, uint64_t total)>;
 
 // Makes HTTP requests, one at a time per call, blocking the calling thread. May be used by several
@@ -49,7 +50,7 @@ class HttpClient {
 std::string make_user_agent();
 
 // The client of the platform; null when there is no memory for it. `progress`, where not empty, is
-// told of every body that is streamed from a file.
+// called for every body that is streamed from a file.
 std::unique_ptr<HttpClient> make_http_client(UploadProgress progress = nullptr);
 
 }  // namespace wrenfall

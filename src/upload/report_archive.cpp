@@ -24,7 +24,7 @@ struct FileCloser {
 };
 using ScopedStream = std::unique_ptr<std::FILE, FileCloser>;
 
-// A ZIP writer on an open stream; ended in every case.
+// A ZIP writer on an open stream. The destructor frees it when finish() was not reached.
 class ZipWriter {
  public:
   explicit ZipWriter(std::FILE* stream) : open_(mz_zip_writer_init_cfile(&zip_, stream, 0)) {}

@@ -21,7 +21,7 @@ struct UploadContext {
 // the last request ends. Two uploads of one folder at the same time would use one archive file;
 // callers prevent that.
 //
-// Every failure is told in the result and logged. Throws DirectoryIterationError.
+// Every failure is logged and reported in the result. Throws DirectoryIterationError.
 UploadResult upload_report(const UploadContext& context, const CrashData& data,
                            const std::filesystem::path& folder);
 

@@ -85,7 +85,7 @@ using Failure = std::optional<HttpResponse>;
 // Each of the two sends the request with its body.
 Failure send_memory(HINTERNET request, const std::string& body) {
   const auto length = static_cast<DWORD>(body.size());
-  // The system only reads the optional data, in spite of its type.
+  // The system only reads the data, although the parameter is not const.
   void* const data = body.empty() ? nullptr : const_cast<char*>(body.data());
   if (!WinHttpSendRequest(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, data, length, length, 0)) {
     return transport_failure();
@@ -101,7 +101,7 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
   if (!file || !GetFileSizeEx(file.get(), &size)) {
     return failure(WRENFALL_ERROR_FILE, last_error_text());
   }
-  // A length beyond 32 bits cannot be told here; the system then takes the caller's Content-Length
+  // This parameter has 32 bits. For a larger file the system takes the caller's Content-Length
   // header.
   const DWORD total = size.QuadPart <= MAXDWORD ? static_cast<DWORD>(size.QuadPart)
                                                 : WINHTTP_IGNORE_REQUEST_TOTAL_LENGTH;
@@ -130,7 +130,7 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
   return std::nullopt;
 }
 
-// What arrived before a failure is kept.
+// Returns what has arrived, also when the rest fails to arrive.
 std::string read_body(HINTERNET request) {
   std::string body;
   for (;;) {
@@ -159,8 +159,8 @@ HttpResponse receive(HINTERNET request) {
   return response;
 }
 
-// Over WinHTTP, with a session, a connection and a request of its own per call. The system's
-// defaults hold for redirects, certificates and proxies; nothing is relaxed.
+// Uses WinHTTP, with a session, a connection and a request of its own for each call. Redirects,
+// certificates and proxies follow the system's defaults; no check is relaxed.
 class WinHttpClient : public HttpClient {
  public:
   explicit WinHttpClient(UploadProgress progress) : progress_(std::move(progress)) {}
@@ -176,8 +176,7 @@ class WinHttpClient : public HttpClient {
   }
 
  private:
-  // No failure leaves as an exception, a service that answers more than there is memory for
-  // included.
+  // Turns lack of memory into a failed response: a service may answer more than fits into memory.
   HttpResponse perform_safely(const std::string& method, const std::string& url,
                               const HttpHeaders& headers, const std::string& body,
                               const std::filesystem::path& file_path) const {
@@ -188,7 +187,7 @@ class WinHttpClient : public HttpClient {
     }
   }
 
-  // The body is the file's where a file is named.
+  // Sends the file when one is named, else `body`.
   HttpResponse perform(const std::string& method, const std::string& url,
                        const HttpHeaders& headers, const std::string& body,
                        const std::filesystem::path& file_path) const {

@@ -30,7 +30,7 @@ std::string clean_name(std::string_view name) {
 std::string numbered_name(const std::string& name, size_t stem, unsigned number) {
   const std::string tail = " (" + std::to_string(number) + ")" + name.substr(stem);
   size_t length = std::min(stem, kMaxNameBytes - std::min(kMaxNameBytes, tail.size()));
-  // Not in the middle of a character.
+  // Do not cut a UTF-8 character in two.
   while (length > 0 && length < stem && (name[length] & 0xC0) == 0x80) --length;
   return name.substr(0, length) + tail;
 }
@@ -85,7 +85,7 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
       if (!is_among(folder, name, names)) names.push_back(name);
       continue;
     }
-    // A copy that broke off must not pass for the file.
+    // Remove a partial copy, so that nobody takes it for the file.
     remove_entry(target);
     logger.warn("Attachment not copied, %s: %s",
                 is_file(source) ? "cannot be read" : "no such file", path.c_str());

@@ -22,8 +22,8 @@ std::string free_attachment_name(std::string_view name,
 enum class SameName { kReplaces, kGetsANumber };
 
 // Copies files into a report folder and returns the names of the copies. None gets a reserved name.
-// A name that an earlier call gave, which was cut off, is given again, and its file replaced. A file
-// that cannot be copied costs a warning and nothing else.
+// When an earlier call was interrupted, its names are used again and its files replaced. A file
+// that cannot be copied is left out with a warning.
 std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
                                           Logger& logger);

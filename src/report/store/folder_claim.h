@@ -7,10 +7,10 @@
 
 namespace wrenfall {
 
-// The right to send or to delete one report folder, held by at most one thread at a time, across
-// processes. Held through the file "<folder>.sending" beside the folder, which is open without
-// sharing and which the system deletes with its last handle: a process that ends, however, releases
-// its claims. Where no such file can be made, the claim is taken for granted.
+// The right to send or to delete one report folder. At most one thread of all processes holds it at
+// a time, by keeping the file "<folder>.sending" beside the folder open without sharing. The system
+// deletes that file with its last handle, so a process releases its claims however it ends. Where
+// the file cannot be made, as in a read-only store, every claim succeeds.
 class FolderClaim {
  public:
   // Takes the claim, and waits for a holder to release it first.

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Compared byte for byte: a host's attachment "Result.json" is sent.
+// Compared byte for byte, so that a host's attachment "Result.json" is sent.
 bool stays_here(const fs::path& file) {
   const std::string name = path_to_utf8(file.filename());
   return name == kCrashDataFile || name == kArchiveFile || name == kResultFile;

@@ -25,8 +25,8 @@ bool may_have_dumps(const fs::path& root) {
   }
 }
 
-// A session file that is being written, or that a process left behind when it ended in the middle.
-// The name tells which process.
+// Removes a temporary session file, unless the process that writes it still runs. The file's name
+// says which process that is.
 void sweep_temporary(const fs::path& file) {
   const auto writer = ProcessIdentity::parse(path_to_utf8(file.stem().stem()));
   if (!writer || !is_process_running(writer->process_id)) remove_file(file);

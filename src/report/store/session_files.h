@@ -24,8 +24,8 @@ struct SessionRecord {
 std::filesystem::path session_file(const std::filesystem::path& root,
                                    const ProcessIdentity& session);
 
-// Where the sweep leaves the file of a process that is gone while dumps still wait to become
-// reports: they are to carry its attachments.
+// Where the sweep keeps the session file of a process that is gone while dumps still wait to become
+// reports: those reports need its list of attachments.
 std::filesystem::path kept_session_file(const std::filesystem::path& root,
                                         const ProcessIdentity& session);
 
@@ -40,8 +40,8 @@ std::optional<SessionRecord> read_session(const std::filesystem::path& file);
 
 void remove_session(const std::filesystem::path& root, const ProcessIdentity& session);
 
-// Removes the session files of processes that are gone, and all other files. A file that cannot be
-// read at the moment, or that a running process is about to put in place, stays. Throws
+// Removes every file from the sessions folder but the session files of running processes. A file
+// that cannot be read at present, or that a running process is still writing, stays. Throws
 // DirectoryIterationError.
 void sweep_sessions(const std::filesystem::path& root);
 
