@@ -5,8 +5,8 @@
  *   crashing_host [OPTION ...] --capture        takes a report of itself and goes on
  *   crashing_host [OPTION ...] --send-pending   sends what earlier runs left in the store
  *
- * It starts with upload policy "manual": reports stay in the store until --send-pending. This loses
- * no report while the machine is offline, as long as the host sends only when it is not.
+ * It starts with upload policy "manual": reports stay in the store until --send-pending. A host that
+ * sends only when the machine is online loses no report.
  */
 #include <stdio.h>
 #include <stdlib.h>

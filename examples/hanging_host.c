@@ -1,12 +1,13 @@
 /*
- * A host that hangs on command, and recovers: shows hang detection at work.
+ * A host that hangs on command and recovers: shows hang detection.
  *
  * It has a window, whose message loop is the main thread's sign of life; with --no-window it relies
  * on heartbeats. Commands come on standard input, one a line:
  *
  *   hang main SECONDS      the main thread does nothing for that long
  *   hang worker SECONDS    starts a watched thread "worker" that does nothing for that long, goes
- * on for a while, and ends quit                   ends the program; so does the end of the input
+ *                          on for a while, and ends
+ *   quit                   ends the program; so does the end of the input
  */
 #include <stdio.h>
 #include <stdlib.h>

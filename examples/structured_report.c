@@ -31,8 +31,8 @@ static const char* file_name(const char* path) {
   return slash == NULL ? path : slash + 1;
 }
 
-/* Names and lines need symbols, which a shipped program has not; the service finds them by module
- * and address. */
+/* Names and lines need symbols, which are not shipped; the service finds them by module and
+ * address. */
 static void add_this_thread(wrenfall_report* report, const char* name, int crashing) {
   void* addresses[MAX_FRAMES];
   const USHORT count = CaptureStackBackTrace(1, MAX_FRAMES, addresses, NULL);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the missing ones of the Debian packages that building and testing need.
+# Installs the Debian packages that building and testing need and that are missing.
 set -eu
 
 packages=(

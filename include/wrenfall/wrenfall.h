@@ -213,24 +213,25 @@ WRENFALL_API void wrenfall_options_set_reporter_path(wrenfall_options* options, 
  * the reporter's own look. */
 WRENFALL_API void wrenfall_options_set_theme_dir(wrenfall_options* options, const char* value);
 
-/** The first value of what wrenfall_set_key changes. NULL or empty, the default, sends none. */
+/** The key until wrenfall_set_key changes it. NULL or empty, the default, sends none. */
 WRENFALL_API void wrenfall_options_set_key(wrenfall_options* options, const char* value);
 
-/** The first value of what wrenfall_set_user changes. NULL or empty, the default, sends none. */
+/** The user's name until wrenfall_set_user changes it. NULL or empty, the default, sends none. */
 WRENFALL_API void wrenfall_options_set_user(wrenfall_options* options, const char* value);
 
-/** The first value of what wrenfall_set_email changes. NULL or empty, the default, sends none. */
+/** The e-mail address until wrenfall_set_email changes it. NULL or empty, the default, sends none.
+ */
 WRENFALL_API void wrenfall_options_set_email(wrenfall_options* options, const char* value);
 
-/** The first value of what wrenfall_set_user_description changes. NULL or empty, the default, sends
- * none. */
+/** The description until wrenfall_set_user_description changes it. NULL or empty, the default,
+ * sends none. */
 WRENFALL_API void wrenfall_options_set_user_description(wrenfall_options* options,
                                                         const char* value);
 
-/** The first value of what wrenfall_set_notes changes. NULL or empty, the default, sends none. */
+/** The notes until wrenfall_set_notes changes them. NULL or empty, the default, sends none. */
 WRENFALL_API void wrenfall_options_set_notes(wrenfall_options* options, const char* value);
 
-/** The first value of what wrenfall_set_environment changes. NULL or empty, the default, is a line
+/** The environment until wrenfall_set_environment changes it. NULL or empty, the default, is a line
  * about the operating system, for example "Windows 11 10.0.22631 x64". */
 WRENFALL_API void wrenfall_options_set_environment(wrenfall_options* options, const char* value);
 
@@ -345,9 +346,9 @@ WRENFALL_API wrenfall_result wrenfall_init(wrenfall_options* options);
 
 /**
  * Ends the library's work, and does nothing when it is not initialized. What was set at run time is
- * cleared, and so are the facts of the options that it changes. A crash after this call is still
- * captured by the handler of this run, without them. The logging callback is not called any more
- * after it.
+ * cleared, and so are the facts of the options that can be set at run time. A crash after this call
+ * is still captured by the handler of this run, without them. The logging callback is not called
+ * any more after it.
  *
  * Blocking: waits for a hang report that is being taken, which has the bound of
  * wrenfall_capture_report. It waits neither for the next tick of the hang detection nor for uploads
@@ -372,8 +373,8 @@ WRENFALL_API uint32_t wrenfall_abi_version(void);
  * when not initialized. */
 WRENFALL_API const char* wrenfall_get_environment(void);
 
-/** Whether a WRENFALL_CAPABILITY_... is there; false for unknown numbers and when not initialized.
- */
+/** Whether the library has a WRENFALL_CAPABILITY_...; false for unknown numbers and when not
+ * initialized. */
 WRENFALL_API bool wrenfall_has_capability(uint32_t capability);
 
 /**

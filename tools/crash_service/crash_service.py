@@ -169,7 +169,7 @@ def _serve(options: argparse.Namespace, certificates: Path) -> int:
         return _complain(f"--port {options.port} is not between 0 and 65535")
     if options.ready_file:
         with contextlib.suppress(FileNotFoundError):
-            options.ready_file.unlink()  # One of an earlier run would be taken for this one's.
+            options.ready_file.unlink()  # A file of an earlier run would look like this run's.
     service = CrashService(
         options.dir, options.port, certificates, options.variant,
         user_agent=options.user_agent, strict=not options.lenient, log=_say,

@@ -138,13 +138,13 @@ class FaultPlan:
             self._faults = {call: [] for call in CALLS}
 
     def connection(self, call: str) -> Optional[str]:
-        """What is to go wrong when the call connects; None: nothing."""
+        """The fault for the connection on which the call is made; None: none."""
         with self._lock:
             queue = self._faults.get(call, [])
             return queue[0].connect if queue else None
 
     def take(self, call: str) -> Optional[Fault]:
-        """The fault for the call's next request, counted as used; None: behave."""
+        """The fault for the call's next request, counted as used; None: answer as usual."""
         with self._lock:
             queue = self._faults.get(call, [])
             if not queue:

@@ -67,7 +67,7 @@ class RequestHead:
         return "close" in words or (self.version == "1.0" and "keep-alive" not in words)
 
     def expects_continue(self) -> bool:
-        """Whether the client waits for leave before it sends the body."""
+        """Whether the client waits for "100 Continue" before it sends the body."""
         return any(value.lower() == "100-continue" for value in self.all("Expect"))
 
 

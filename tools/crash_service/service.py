@@ -89,7 +89,7 @@ class CrashService:
         self._acceptor.start()
 
     def stop(self) -> None:
-        """Ends at once what is idle or held up by a fault; requests under way get a moment."""
+        """Ends idle and stalled connections at once; requests under way get a moment to finish."""
         self._stopping.set()
         with self._changed:
             self._changed.notify_all()
@@ -125,7 +125,7 @@ class CrashService:
         self._listening.wait(_STOP_SECONDS)
 
     def _expect(self, call: str) -> bool:
-        """Gets ready for the next call; true when it must not come on a connection that is there."""
+        """Prepares for the next call; true when it must come on a new connection."""
         self._connect_fault = self._plan.connection(call)
         if self._connect_fault is None:
             return False
@@ -172,7 +172,7 @@ class CrashService:
                 plain, _ = self._listener.accept()
             except socket.timeout:
                 continue
-            except OSError:  # Out of descriptors, say: others must end first.
+            except OSError:  # For example out of descriptors: other connections must end first.
                 self._listen_again()
                 continue
             thread = threading.Thread(target=self._serve, args=(plain,), daemon=True)

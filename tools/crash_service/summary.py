@@ -109,7 +109,7 @@ def _pairs(values: Dict[str, Any], indent: str = "    ") -> List[str]:
 
 
 def _shown(value: object) -> str:
-    """On one line, with nothing in it that a terminal would obey."""
+    """On one line, without control characters."""
     return "".join(c if c.isprintable() else repr(c)[1:-1] for c in str(value))
 
 

@@ -73,7 +73,7 @@ class Connection:
         return ReceivedBody(size - left, digest.hexdigest(), left == 0)
 
     def send_continue(self) -> None:
-        """Gives the client leave to send the body it has announced."""
+        """Sends "100 Continue", so that the client sends the body it has announced."""
         self._socket.sendall(b"HTTP/1.1 100 Continue\r\n\r\n")
 
     def send(self, answer: Answer, *, chunked: bool = False, close: bool = False) -> None:
@@ -98,7 +98,7 @@ class Connection:
 
     def send_half(self, answer: Answer) -> None:
         """Sends the head, which promises the whole body, but only half of the body."""
-        if answer.length < 2:  # Nothing to halve: promise something and send none of it.
+        if answer.length < 2:  # There is no half to send: promise some bytes and send none.
             self._socket.sendall(Answer(answer.status, b"12", answer.content_type).head())
             return
         left = answer.length // 2
@@ -122,7 +122,7 @@ class Connection:
             self._socket.settimeout(0)
             try:
                 self._socket.unwrap()
-            except ssl.SSLError:  # The client's own farewell is not there yet.
+            except ssl.SSLError:  # The client has not sent its close_notify yet.
                 pass
             self._socket.shutdown(socket.SHUT_WR)
             # Closing with unread bytes would turn the orderly end into a reset.
