@@ -10,10 +10,12 @@ A row of the table:
   file     the file to break
   find     the exact text, which must be there once (or as often as `count` says)
   replace  what takes its place
-  test     a regular expression for ctest, of the test that must fail
+  test     the test that must fail: a regular expression for ctest, or a file below tests/end_to_end with the names of
+           tests in it, "send_test.py SendTest.test_wire"
   preset   where that test is: "mingw" (the default) or "linux-asan"
 """
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -23,6 +25,10 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 COPY = ROOT / "build" / "mutants"
 LOG = ROOT / "build" / "mutants.log"
+# The programs of those tests that have another name than theirs, and what an end-to-end test needs.
+PROGRAMS = {"abi": "abi_test", "fallback.crashpad": "fallback_crashpad_test", "fallback.miniz": "fallback_miniz_test"}
+HOST_AND_COMPANIONS = ["test_host", "hanging_host", "WrenfallMonitor", "WrenfallReporter", "wrenfallctl",
+                       "crashpad_handler", "dialog_reader"]
 
 
 def run(command, cwd=COPY):
@@ -48,21 +54,32 @@ def copy_sources():
             os.utime(target)
 
 
-def build(preset):
-    if preset == "mingw":
-        return run(["scripts/build.sh"]) == 0
-    return (run(["cmake", "--preset", preset]) == 0) and run(["cmake", "--build", "--preset", preset]) == 0
+def prepare(preset):
+    """Builds everything without a fault; true when that worked."""
+    if preset != "mingw":
+        return run(["cmake", "--preset", preset]) == 0 and run(["cmake", "--build", "--preset", preset]) == 0
+    ctest = ["scripts/with-wine.sh", "ctest", "--preset", preset, "-R", "^end_to_end.certificates$"]
+    return run(["scripts/build.sh"]) == 0 and run(ctest) == 0
 
 
-def test(preset, name):
+def build(preset, test):
+    """Builds what the test needs: a test program that stands alone, or everything."""
+    alone = re.fullmatch(r"\^([\w.]+)\$", test)
+    targets = [PROGRAMS.get(alone[1], alone[1])] if alone else HOST_AND_COMPANIONS
+    return run(["cmake", "--build", "--preset", preset, "--", *targets]) == 0
+
+
+def run_test(preset, name):
     """True when the test passes; None when there is no such test."""
+    wine = ["xvfb-run", "-a", "scripts/with-wine.sh"]
+    if ".py " in name:
+        file, *names = name.split()
+        return run([*wine, sys.executable, f"tests/end_to_end/{file}", *names]) == 0
     ctest = ["ctest", "--preset", preset, "--no-tests=error", "-R", name]
     listed = subprocess.run([*ctest, "-N"], cwd=COPY, capture_output=True, text=True).stdout
     if "Total Tests: 0" in listed:
         return None
-    if preset == "mingw":
-        ctest = ["xvfb-run", "-a", "scripts/with-wine.sh", *ctest]
-    return run(ctest) == 0
+    return run([*(wine if preset == "mingw" else []), *ctest]) == 0
 
 
 def judge(mutant):
@@ -74,9 +91,9 @@ def judge(mutant):
         return f"STALE: the text is in {mutant['file']} {original.count(mutant['find'])} times"
     file.write_text(original.replace(mutant["find"], mutant["replace"]), encoding="utf-8")
     try:
-        if not build(preset):
+        if not build(preset, mutant["test"]):
             return "NOT BUILT"
-        passed = test(preset, mutant["test"])
+        passed = run_test(preset, mutant["test"])
         return "NO TEST" if passed is None else "SURVIVED" if passed else "caught"
     finally:
         file.write_text(original, encoding="utf-8")
@@ -95,14 +112,14 @@ def main():
     # A test that fails without the fault says nothing about it.
     sound = {}
     for preset in sorted({mutant.get("preset", "mingw") for mutant in mutants}):
-        if not build(preset):
+        if not prepare(preset):
             print(f"mutants: {preset} was not built; see {LOG}")
             return 1
     caught = 0
     for mutant in mutants:
         key = (mutant.get("preset", "mingw"), mutant["test"])
         if key not in sound:
-            sound[key] = test(*key)
+            sound[key] = build(*key) and run_test(*key)
         verdict = judge(mutant) if sound[key] else "NO TEST" if sound[key] is None else "FAILS WITHOUT THE FAULT"
         caught += verdict == "caught"
         print(f"{verdict:10} {mutant['name']}", flush=True)

@@ -240,12 +240,40 @@ static void test_initialized(void) {
   CHECK_INT(3, wrenfall_capture_report());
 }
 
-/* The crash filter stays in this library after shutdown. */
-static void test_stays_loaded(void) {
-  FreeLibrary(GetModuleHandleW(L"Wrenfall.dll"));
-  FreeLibrary(GetModuleHandleW(L"Wrenfall.dll"));
-  CHECK(GetModuleHandleW(L"Wrenfall.dll") != NULL);
-  CHECK_INT(1, wrenfall_abi_version());
+static void find_function(HMODULE module, const char* name, void* function) {
+  const FARPROC found = GetProcAddress(module, name);
+  memcpy(function, &found, sizeof found);
+}
+
+/* Loads the DLL from another folder and under another name, as a plug-in does. The programs beside the application
+ * come first: the monitor in that folder is none. The crash filter stays in the DLL's code after shutdown, so the DLL
+ * stays loaded. */
+static void test_loaded_at_run_time(void) {
+  wchar_t dll[MAX_PATH];
+  wchar_t folder[MAX_PATH * 2];
+  wchar_t path[MAX_PATH * 3];
+  HMODULE module;
+  wrenfall_options* (*new_options)(const char*, const char*, const char*);
+  wrenfall_result (*init)(wrenfall_options*);
+  void (*shut_down)(void);
+  wrenfall_options* options;
+  GetModuleFileNameW(GetModuleHandleW(L"Wrenfall.dll"), dll, MAX_PATH);
+  MultiByteToWideChar(CP_UTF8, 0, store, -1, folder, MAX_PATH * 2);
+  swprintf(path, MAX_PATH * 3, L"%ls\\WrenfallMonitor.exe", folder);
+  CloseHandle(CreateFileW(path, GENERIC_WRITE, 0, NULL, CREATE_ALWAYS, 0, NULL));
+  swprintf(path, MAX_PATH * 3, L"%ls\\Plugin.dll", folder);
+  CHECK(CopyFileW(dll, path, FALSE));
+  module = LoadLibraryW(path);
+  CHECK(module != NULL);
+  if (module == NULL) return;
+  find_function(module, "wrenfall_options_new", &new_options);
+  find_function(module, "wrenfall_init", &init);
+  find_function(module, "wrenfall_shutdown", &shut_down);
+  options = new_options("127", "Plug-in", "1.0");
+  CHECK_INT(WRENFALL_OK, init(options));
+  shut_down();
+  FreeLibrary(module);
+  CHECK(GetModuleHandleW(L"Plugin.dll") != NULL);
 }
 
 int main(void) {
@@ -258,7 +286,7 @@ int main(void) {
   CHECK_INT(WRENFALL_OK, wrenfall_init(good_options()));
   CHECK(strncmp(wrenfall_get_environment(), "Windows", 7) == 0);
   wrenfall_shutdown();
-  test_stays_loaded();
+  test_loaded_at_run_time();
   printf(failures == 0 ? "ok\n" : "%d failures\n", failures);
   return failures == 0 ? 0 : 1;
 }

@@ -168,6 +168,23 @@ TEST_F(LifecycleTest, SendingCarriesWhatTheHostSays) {
   }
 }
 
+TEST_F(LifecycleTest, AnArchiveThatVanishesIsToldOf) {
+  ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+  const fs::path folder = post_feedback();
+  std::string bytes(8 << 20, '\0');
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * i >> 7);
+  put_file(folder / "large", bytes);
+  std::atomic<bool> removed{false};
+  std::thread remover([&] {
+    while (!removed) removed = fs::remove(folder / kArchiveFile);  // while it is being packed
+  });
+  EXPECT_EQ(wrenfall_send_report(path_to_utf8(folder).c_str(), nullptr, nullptr, nullptr, nullptr),
+            WRENFALL_ERROR_FILE);
+  remover.join();
+  EXPECT_NE(file_text(dir_ / "store" / kLogFile).find(": report zip is empty (http 0)"),
+            std::string::npos);
+}
+
 TEST_F(LifecycleTest, FeedbackIsWrittenInThisForm) {
   ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
   const fs::path folder = post_feedback();

