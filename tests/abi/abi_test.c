@@ -214,13 +214,35 @@ static void test_wrong_folders(void) {
   CHECK(store_attributes() != INVALID_FILE_ATTRIBUTES);
 }
 
-static void test_initialized(void) {
+static void find_function(HMODULE module, const char* name, void* function) {
+  const FARPROC found = GetProcAddress(module, name);
+  memcpy(function, &found, sizeof found);
+}
+
+/* What calls of SetUnhandledExceptionFilter meet: the system's code, or the guard. */
+static int is_guarded(void) {
+  static const unsigned char kReturnsNull[] = {0x90, 0x33, 0xC0, 0x90, 0xC3};
+  const void* function;
+  MEMORY_BASIC_INFORMATION memory;
+  find_function(GetModuleHandleW(L"kernel32.dll"), "SetUnhandledExceptionFilter", &function);
+  CHECK(VirtualQuery(function, &memory, sizeof memory) != 0);
+  CHECK_INT(PAGE_EXECUTE_READ, memory.Protect);
+  return memcmp(function, kReturnsNull, sizeof kReturnsNull) == 0;
+}
+
+/* The guard is on in all rounds but the first, and outlasts them. */
+static void test_initialized(int round) {
+  char start[96];
   wrenfall_report_list* list;
   wrenfall_options* options = good_options();
+  wrenfall_options_set_protect_exception_filter(options, round);
   wrenfall_options_set_environment(options, "test bed \xc3\xbc \xff");
   wrenfall_options_set_user(options, "\xff\xfe");
   CHECK_INT(WRENFALL_OK, wrenfall_init(options));
   CHECK(wrenfall_is_initialized());
+  CHECK_INT(round != 0, is_guarded());
+  snprintf(start, sizeof start, "WrenfallMonitor.exe for pid %lu, store ", GetCurrentProcessId());
+  CHECK(strstr(logged, "\n1 Starting ") != NULL && strstr(logged, start) != NULL);
   CHECK(strcmp(wrenfall_get_environment(), "test bed \xc3\xbc \xff") == 0);
   CHECK(strncmp(wrenfall_log_file_path(), store, strlen(store)) == 0);
   CHECK(strcmp(wrenfall_log_file_path() + strlen(store), "\\Wrenfall.log") == 0);
@@ -238,11 +260,6 @@ static void test_initialized(void) {
   wrenfall_shutdown();
   CHECK(!wrenfall_is_initialized());
   CHECK_INT(3, wrenfall_capture_report());
-}
-
-static void find_function(HMODULE module, const char* name, void* function) {
-  const FARPROC found = GetProcAddress(module, name);
-  memcpy(function, &found, sizeof found);
 }
 
 /* Loads the DLL from another folder and under another name, as a plug-in does. The programs beside the application
@@ -282,7 +299,7 @@ int main(void) {
   test_not_initialized();
   test_null_objects();
   test_failing_inits();
-  for (round = 0; round < 3; ++round) test_initialized();
+  for (round = 0; round < 3; ++round) test_initialized(round);
   CHECK_INT(WRENFALL_OK, wrenfall_init(good_options()));
   CHECK(strncmp(wrenfall_get_environment(), "Windows", 7) == 0);
   wrenfall_shutdown();

@@ -81,9 +81,13 @@ class CrashTest(EndToEndTest):
         host.set_options(self.store, version="2", user="second")
         self.assertEqual("0", host.do("init"))
         wait_for(lambda: len(processes("crashpad_handler.exe", self.folder.name)) == 1, what="the first handler's end")
+        database = windows_path(self.store / "crashpad")
+        self.assertTrue(processes("crashpad_handler.exe", "--no-periodic-tasks", "--no-rate-limit",
+                                  f"--database={database}", f"--metrics-dir={database}"))
         host.crash("access-violation")
         record = self.record(self.only_report())
-        self.assertEqual(("second", "", "2"), (record["user"], record["notes"], record["appVersion"]))
+        self.assertEqual(("second", "", "2", "1"),
+                         tuple(record[key] for key in ("user", "notes", "appVersion", "crashTypeId")))
 
     def test_limits_of_init(self):
         host = self.host(init=False, attachment=[f"Z:\\{i}" for i in range(25)])
