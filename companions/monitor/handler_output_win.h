@@ -10,7 +10,7 @@
 
 namespace wrenfall::monitor {
 
-// The capture handler's standard error output, which tells why a dump could not be written. Used by
+// The capture handler's standard error output, which says why a dump could not be written. Used by
 // one thread. When the pipe cannot be made, there is simply nothing to log.
 class HandlerOutput {
  public:

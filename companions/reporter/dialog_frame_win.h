@@ -13,7 +13,7 @@
 
 namespace wrenfall::reporter {
 
-// What the dialog's owner is told. Called on the window's thread.
+// The events that the dialog's owner handles. Called on the window's thread.
 class DialogEvents {
  public:
   virtual ~DialogEvents() = default;

@@ -15,7 +15,7 @@ std::vector<ListedFile> list_files_to_send(const fs::path& folder) {
       files.push_back({path_to_utf8(file.filename()), size_of_file(file).value_or(0)});
     }
   } catch (const fs::filesystem_error&) {
-    // The list is for the user's information; sending tells of an unreadable folder.
+    // The list only informs the user; sending reports an unreadable folder.
   }
   return files;
 }

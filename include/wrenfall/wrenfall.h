@@ -296,7 +296,7 @@ WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
 
 /**
  * @name Lifecycle
- * Start and end of the library's work, and what can be asked of it meanwhile.
+ * Starting and ending the library, and asking for its state.
  * @{
  */
 
@@ -516,7 +516,7 @@ WRENFALL_API void wrenfall_heartbeat(void);
 
 /**
  * Watches the calling thread under a name from now on, or gives it a new name; NULL counts as
- * empty. The thread ends its watch itself before it ends.
+ * empty. The thread must end its watch before it ends.
  *
  * @retval WRENFALL_OK watched
  * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
@@ -549,10 +549,10 @@ WRENFALL_API void wrenfall_unwatch_thread(void);
  * and every later one fails at once, until the slow handler has answered after all or the library
  * has been shut down and initialized again.
  *
- * Threads: any; several calls at once take their turns.
+ * Threads: any; concurrent calls run one after the other.
  *
- * @retval WRENFALL_OK the handler has answered, also when it could not write the dump (a full
- * disk): the log tells
+ * @retval WRENFALL_OK the handler has answered. It may have failed to write the dump, for example
+ * to a full disk; the log then says so
  * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
  * @retval WRENFALL_ERROR_HANDLER_START_FAILED the handler or the monitor has ended or does not
  * answer, as the log says, or there was not enough memory
@@ -599,14 +599,14 @@ typedef char wrenfall_upload_result_has_40_bytes[sizeof(wrenfall_upload_result) 
 WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
 
 /**
- * Uploads one report folder. `user`, `email` and `description`, where not NULL, replace those of
- * the report first, in its record too; an empty text clears. `result`, where not NULL, receives the
- * outcome.
+ * Uploads one report folder. Where `user`, `email` and `description` are not NULL, they first
+ * replace those in the report's record; an empty text clears the field. `result`, where not NULL,
+ * receives the outcome.
  *
  * The retry rule: the folder is deleted after success, and after every failure but HTTP 500, 502,
- * 503 and 504, which keep it for two more attempts. So a service that cannot be reached costs the
- * report: a host that must not lose reports sends when it knows that it is online. A folder that is
- * kept is no longer pending: only this call, or a person with wrenfallctl, sends it again.
+ * 503 and 504, which keep it for two more attempts. So the report is lost when the service cannot
+ * be reached: a host that must not lose reports sends when it knows that it is online. A folder
+ * that is kept is no longer pending: only this call, or a person with wrenfallctl, sends it again.
  *
  * The rule does not apply, and the folder stays, where no attempt came to an end: it holds no
  * record, its record is damaged or cannot be opened at present, its files could not be listed, or
@@ -646,14 +646,14 @@ WRENFALL_API wrenfall_result wrenfall_send_report(const char* report_folder, con
  * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
  * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty folder
  * @retval WRENFALL_ERROR_FILE there is no such folder, it is no report folder, it is being sent, or
- * a file could not be removed; in the last case it is no longer pending all the same
+ * a file could not be removed; in the last case it is no longer pending
  */
 WRENFALL_API wrenfall_result wrenfall_discard_report(const char* report_folder);
 
 /**
- * Sends every pending report of the store, oldest first, as wrenfall_send_report does. Reports that
- * a living process owns are skipped: another one's, for example while its reporter asks the user,
- * and those that this process is posting itself.
+ * Sends every pending report of the store, oldest first, as wrenfall_send_report does. It skips
+ * reports that a running process works on: those that a reporter is asking the user about, for
+ * example, and those that this process is posting.
  *
  * A report that was sent is gone, with its own log; one that could not be sent leaves a line
  * "Report not sent: ..." in the log of the store.
@@ -678,7 +678,7 @@ WRENFALL_API wrenfall_result wrenfall_post_pending_reports_async(void);
 /**
  * @name Pending list
  *
- * Threads: any may read a list; none may use it when it is freed.
+ * Threads: any number may read a list at once; none may use it once it is being freed.
  *
  * @{
  */
@@ -687,8 +687,8 @@ WRENFALL_API wrenfall_result wrenfall_post_pending_reports_async(void);
 typedef struct wrenfall_report_list wrenfall_report_list;
 
 /**
- * Lists the reports that wait to be sent, oldest first: folders with a readable record and without
- * a result that no other running process owns.
+ * Lists the reports that wait to be sent, oldest first: folders that hold a readable record and no
+ * result, and that no running process works on.
  *
  * Blocking: for the disk; each record is read.
  *
@@ -733,7 +733,7 @@ WRENFALL_API void wrenfall_report_list_free(wrenfall_report_list* list);
  * In JSON each invalid UTF-8 sequence becomes U+FFFD; XML and the AddressSanitizer text keep the
  * bytes as they are. Attachments are copied into the report folder during the call, and relative
  * paths count from the current directory at that time. Of two with the same file name the later one
- * counts. One that cannot be copied costs a warning in the log, not the report.
+ * counts. One that cannot be copied is left out, with a warning in the log.
  *
  * Blocking: the posting calls block for the whole upload. wrenfall_post_feedback and
  * wrenfall_post_asan_report hold the lock of the run-time metadata for that long: they wait for
@@ -843,8 +843,8 @@ WRENFALL_API wrenfall_result wrenfall_post_asan_report(const char* text,
 /**
  * @name Reserved
  *
- * Settings that the library stores and nothing in it acts on. They are options like those above:
- * the same rules hold for blocking, threads, ownership and results.
+ * Settings that the library stores but does not use. They are options like those above: the same
+ * rules hold for blocking, threads, ownership and results.
  *
  * @{
  */

@@ -34,7 +34,7 @@ constexpr char kKindFeedback[] = "feedback";
 // The SHA-256 of an empty text. The service puts all reports without a signature into one group.
 constexpr char kEmptySha256[] = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
-// What tells one kind of report from another.
+// What differs between the kinds of reports.
 struct Contents {
   CrashData record;
   std::string main_file;  // its text, which is written under the record's dumpFile

@@ -30,7 +30,7 @@ UploadResult store_folder(const PostingContext& context, const std::filesystem::
   outcome.result = WRENFALL_OK;
   record.ownerPid = 0;
   if (try_save(folder, record)) return outcome;
-  // Without a record the report would never be found. The host still has its contents and is told.
+  // Without a record the report would never be found. The host still has its contents, and gets the result.
   context.logger.error("Could not write the record of %s", path_to_utf8(folder).c_str());
   remove_folder(folder);
   outcome.result = WRENFALL_ERROR_FILE;

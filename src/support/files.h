@@ -39,8 +39,8 @@ bool append_to_file(const std::filesystem::path& path, std::string_view bytes);
 // Opens for binary writing, truncating; null when that fails. The caller closes.
 std::FILE* open_for_writing(const std::filesystem::path& path);
 
-// The direct entries of a folder, in no particular order; empty when it cannot be opened, which
-// `opened`, where given, tells. Throws DirectoryIterationError.
+// The direct entries of a folder, in no particular order; empty when it cannot be opened;
+// `opened`, where given, says whether it was. Throws DirectoryIterationError.
 std::vector<std::filesystem::path> list_folder(const std::filesystem::path& folder,
                                                bool* opened = nullptr);
 

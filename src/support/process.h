@@ -17,7 +17,7 @@ uint64_t current_process_start_time();
 // Whether a process of that id runs. One that may not be queried counts as running.
 bool is_process_running(uint64_t process_id);
 
-// A run of a process, told apart from a later process with the same id by its creation time.
+// Identifies a process: its id and, because ids are used again, its creation time.
 struct ProcessIdentity {
   uint64_t process_id = 0;
   uint64_t start_time = 0;

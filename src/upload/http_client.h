@@ -32,7 +32,7 @@ struct HttpResponse {
 using UploadProgress = std::function<void(uint64_t sent, uint64_t total)>;
 
 // Makes HTTP requests, one at a time per call, blocking the calling thread. May be used by several
-// threads at once. Failures are told in the response.
+// threads at once. The response says what failed.
 class HttpClient {
  public:
   virtual ~HttpClient() = default;

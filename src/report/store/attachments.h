@@ -13,8 +13,8 @@ namespace wrenfall {
 
 // A file name for an attachment in a report folder: its own, or with the first number from 2 before
 // the extension that makes it free: "log.txt", "log (2).txt". Characters and endings that would
-// make the system put the file elsewhere are replaced or left out. `is_taken` tells of names in use
-// besides the reserved ones.
+// make the system put the file elsewhere are replaced or left out. `is_taken` says which names are in
+// use besides the reserved ones.
 std::string free_attachment_name(std::string_view name,
                                  const std::function<bool(const std::string&)>& is_taken);
 
