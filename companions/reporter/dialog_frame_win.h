@@ -47,6 +47,8 @@ class DialogFrame {
   // one of the system's icons, which is used where there is no logo.
   void show(Page page, const std::string& title, const wchar_t* icon, ControlId focus,
             const std::vector<ControlId>& optional = {});
+  // Places the controls again after the length of a text has changed.
+  void lay_out();
   void hide();
   bool is_hidden() const { return hidden_; }
   void close();
@@ -65,7 +67,6 @@ class DialogFrame {
   void use_dpi(unsigned dpi);
   void use_icons();
   void take_focus();
-  void lay_out();
   void fit_to_page();
   void place_on_screen();
   int ask_with_box(const std::string& text, UINT type);

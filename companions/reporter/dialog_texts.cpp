@@ -22,6 +22,8 @@ constexpr Entry kEntries[] = {
     {Text::kIntro, "intro",
      "A report was made that helps to find and fix the problem. It consists of the files below and "
      "facts about the program and this computer. Please send it, and say what you know."},
+    {Text::kMoreReports, "moreReports",
+     "This report and {count} more wait for your answer, one after the other."},
     {Text::kFilesLabel, "filesLabel", "Files that &will be sent ({count}, {size}):"},
     {Text::kFileColumn, "fileColumn", "File"},
     {Text::kSizeColumn, "sizeColumn", "Size"},

@@ -20,6 +20,7 @@ enum class Text {
   kHeadingHang,
   kHeadingOther,
   kIntro,
+  kMoreReports,
   kFilesLabel,
   kFileColumn,
   kSizeColumn,

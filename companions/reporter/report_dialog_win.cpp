@@ -21,6 +21,7 @@ namespace wrenfall::reporter {
 namespace {
 
 constexpr UINT kSendingEnded = WM_APP;
+constexpr UINT kReportAnnounced = WM_APP + 1;
 constexpr UINT kMarqueeStepMs = 30;
 
 // What the user sees and does, step by step. Everything runs on the thread that made the object,
@@ -28,8 +29,12 @@ constexpr UINT kMarqueeStepMs = 30;
 class ReportDialog : private DialogEvents {
  public:
   ReportDialog(OwnedReport& report, const DialogTexts& texts, const std::filesystem::path& logo,
-               Logger& logger)
-      : report_(report), texts_(texts), logger_(logger), frame_(*this, logo) {
+               const std::function<size_t()>& count_more, Logger& logger)
+      : report_(report),
+        texts_(texts),
+        count_more_(count_more),
+        logger_(logger),
+        frame_(*this, logo) {
     outcome_.upload.result = WRENFALL_OK;
   }
   ~ReportDialog() override {
@@ -38,10 +43,10 @@ class ReportDialog : private DialogEvents {
   ReportDialog(const ReportDialog&) = delete;
   ReportDialog& operator=(const ReportDialog&) = delete;
 
-  wrenfall_result run() {
+  std::optional<wrenfall_result> run() {
     if (!frame_.create()) {
       logger_.error("Dialog not shown (error %lu); the report stays in the store", GetLastError());
-      return WRENFALL_OK;
+      return std::nullopt;
     }
     fill_fixed_texts();
     ask();
@@ -86,10 +91,19 @@ class ReportDialog : private DialogEvents {
                          : kind == kReportKindHang ? Text::kHeadingHang
                                                    : Text::kHeadingOther;
     set(kHeading, heading);
-    set(kMessage, Text::kIntro);
+    show_introduction();
     // The focus is not on a button: a user who is typing when the window appears must not press one
     // by accident.
     frame_.show(Page::kAsk, filled(Text::kTitle), IDI_WARNING, kDescription);
+  }
+
+  void show_introduction() {
+    std::string text = filled(Text::kIntro);
+    const size_t more = count_more_();
+    if (more > 0) {
+      text += "\n" + texts_.filled(Text::kMoreReports, {{"count", std::to_string(more)}});
+    }
+    controls().set_text(kMessage, text);
   }
 
   void send() {
@@ -177,6 +191,10 @@ class ReportDialog : private DialogEvents {
   }
 
   void on_message(UINT message) override {
+    if (message == kReportAnnounced && frame_.page() == Page::kAsk) {
+      show_introduction();
+      frame_.lay_out();
+    }
     if (message != kSendingEnded) return;
     sender_.join();
     SendMessageW(controls().get(kProgress), PBM_SETMARQUEE, FALSE, 0);
@@ -198,17 +216,35 @@ class ReportDialog : private DialogEvents {
 
   OwnedReport& report_;
   const DialogTexts& texts_;
+  const std::function<size_t()>& count_more_;
   Logger& logger_;
   SendOutcome outcome_;
   std::thread sender_;
   DialogFrame frame_;
 };
 
+BOOL CALLBACK announce_to_window(HWND window, LPARAM process) {
+  wchar_t name[8] = {};
+  DWORD owner = 0;
+  GetWindowThreadProcessId(window, &owner);
+  if (owner == static_cast<DWORD>(process) && GetClassNameW(window, name, 8) != 0 &&
+      std::wstring(name) == L"#32770") {
+    PostMessageW(window, kReportAnnounced, 0, 0);
+  }
+  return TRUE;
+}
+
 }  // namespace
 
-wrenfall_result run_report_dialog(OwnedReport& report, const DialogTexts& texts,
-                                  const std::filesystem::path& logo, Logger& logger) {
-  return ReportDialog(report, texts, logo, logger).run();
+std::optional<wrenfall_result> run_report_dialog(OwnedReport& report, const DialogTexts& texts,
+                                                 const std::filesystem::path& logo,
+                                                 const std::function<size_t()>& count_more,
+                                                 Logger& logger) {
+  return ReportDialog(report, texts, logo, count_more, logger).run();
+}
+
+void announce_report(uint64_t process) {
+  EnumWindows(announce_to_window, static_cast<LPARAM>(process));
 }
 
 }  // namespace wrenfall::reporter

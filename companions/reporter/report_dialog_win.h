@@ -3,7 +3,11 @@
 
 #include <wrenfall/wrenfall.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <optional>
 
 #include "reporter/dialog_texts.h"
 #include "reporter/owned_report.h"
@@ -18,10 +22,16 @@ namespace wrenfall::reporter {
 // report stays in the store. Closing the window while the report is being sent only hides it: the
 // attempt goes on, and the window comes back if it fails.
 //
-// Returns the result of the last attempt, or WRENFALL_OK when there was none. `logo` is an icon file
-// or empty.
-wrenfall_result run_report_dialog(OwnedReport& report, const DialogTexts& texts,
-                                  const std::filesystem::path& logo, Logger& logger);
+// Returns the result of the last attempt, WRENFALL_OK when there was none, and nothing when the
+// window could not be shown. `logo` is an icon file or empty. `count_more` says how many reports wait
+// besides this one; it is asked again after announce_report().
+std::optional<wrenfall_result> run_report_dialog(OwnedReport& report, const DialogTexts& texts,
+                                                 const std::filesystem::path& logo,
+                                                 const std::function<size_t()>& count_more,
+                                                 Logger& logger);
+
+// Tells the dialog of another process, if it shows one, that one more report waits.
+void announce_report(uint64_t process);
 
 }  // namespace wrenfall::reporter
 

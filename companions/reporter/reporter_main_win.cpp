@@ -7,12 +7,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "common/program_io.h"
 #include "report/store/layout.h"
 #include "report/store/upload_policy.h"
 #include "reporter/owned_report.h"
 #include "reporter/report_dialog_win.h"
+#include "reporter/report_queue.h"
+#include "reporter/reporter_lock_win.h"
 #include "reporter/reporter_options.h"
 #include "reporter/shell_win.h"
 #include "reporter/theme.h"
@@ -35,37 +38,88 @@ constexpr char kHelp[] =
     "user did not want it sent now, else the wrenfall_result that says why not.\n"
     "  --help, --version  print this text or the version\n";
 
+constexpr DWORD kPauseMs = 50;
+
 int refuse(const std::string& reason, Logger& logger) {
   logger.error("Report not sent: %s", reason.c_str());
   print_text(TextStream::kError, "WrenfallReporter: " + reason + "\n");
   return WRENFALL_ERROR_INVALID_ARGUMENT;
 }
 
-// A policy that this version does not know counts as dialog, as in the monitor.
-bool asks_the_user(const CrashData& record) {
-  return known_upload_policy(record.uploadPolicy) == kPolicyDialog;
+int refuse_folder(const fs::path& folder, Logger& logger) {
+  return refuse("no readable record in " + path_to_utf8(folder), logger);
 }
 
-int show_dialog(OwnedReport& report, Logger& logger) {
-  if (!has_visible_desktop()) {
-    logger.warn("Nobody can be asked on this desktop; the report stays in the store");
-    return WRENFALL_OK;
+// Works on the first report and on those that come meanwhile.
+class Reporter {
+ public:
+  Reporter(fs::path folder, const std::string& policy, Logger& logger)
+      : first_(std::move(folder)),
+        logger_(logger),
+        lock_(first_.parent_path(), policy),
+        queue_(first_.parent_path(), policy, lock_,
+               {[this](const fs::path& report) { return serve(report); }, announce_report,
+                [] { Sleep(kPauseMs); }},
+               logger) {}
+
+  // The exit code.
+  int run() {
+    queue_.run(first_);
+    return result_;
   }
-  // The shell needs COM to open folders and web pages.
-  const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
-  const fs::path theme = utf8_to_path(report.record().themeDir);
-  const int result = run_report_dialog(report, load_theme_texts(theme, logger),
-                                       find_theme_logo(theme, logger), logger);
-  if (SUCCEEDED(com)) CoUninitialize();
-  return result;
-}
+
+ private:
+  // False when the other reports are to be left for the host's next start.
+  bool serve(const fs::path& folder) {
+    std::optional<OwnedReport> report = OwnedReport::take(folder, logger_);
+    // Another process may have sent or discarded a report that was waiting.
+    if (!report) {
+      if (folder == first_) result_ = refuse_folder(folder, logger_);
+      return true;
+    }
+    const auto result = known_upload_policy(report->record().uploadPolicy) == kPolicyDialog
+                            ? ask(*report)
+                            : send(*report);
+    if (!result) return false;
+    if (result_ == WRENFALL_OK) result_ = *result;
+    return true;
+  }
+
+  std::optional<wrenfall_result> ask(OwnedReport& report) {
+    if (!has_visible_desktop()) {
+      logger_.warn("Nobody can be asked on this desktop; the report stays in the store");
+      return std::nullopt;
+    }
+    const fs::path theme = utf8_to_path(report.record().themeDir);
+    return run_report_dialog(
+        report, load_theme_texts(theme, logger_), find_theme_logo(theme, logger_),
+        [this] { return queue_.count_waiting(); }, logger_);
+  }
+
+  // Nothing when the service cannot be reached: the other reports would fail like this one.
+  std::optional<wrenfall_result> send(OwnedReport& report) {
+    const std::unique_ptr<HttpClient> http = make_http_client();
+    const wrenfall_result result = report.send(http.get()).upload.result;
+    if (result != WRENFALL_ERROR_TRANSPORT) return result;
+    if (result_ == WRENFALL_OK) result_ = result;
+    return std::nullopt;
+  }
+
+  const fs::path first_;
+  Logger& logger_;
+  int result_ = WRENFALL_OK;  // of the first failure
+  StoreReporterLock lock_;
+  ReportQueue queue_;
+};
 
 int serve(const fs::path& folder, Logger& logger) {
-  std::optional<OwnedReport> report = OwnedReport::take(folder, logger);
-  if (!report) return refuse("no readable record in " + path_to_utf8(folder), logger);
-  if (asks_the_user(report->record())) return show_dialog(*report, logger);
-  const std::unique_ptr<HttpClient> http = make_http_client();
-  return report->send(http.get()).upload.result;
+  CrashData record;
+  if (!load(folder, record)) return refuse_folder(folder, logger);
+  // The shell needs COM to open folders and web pages.
+  const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
+  const int result = Reporter(folder, known_upload_policy(record.uploadPolicy), logger).run();
+  if (SUCCEEDED(com)) CoUninitialize();
+  return result;
 }
 
 int run() {

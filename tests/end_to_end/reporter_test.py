@@ -27,13 +27,18 @@ class ReporterTest(DialogDriver, ServiceTest):
         for process in self.reporters():
             os.kill(process, signal.SIGKILL)
 
+    def start_reporter(self, name="report", **fields):
+        """Makes a report and starts the reporter on it."""
+        report = self.make_report(name, **{"uploadPolicy": "dialog", "openSupportUrl": False, **fields})
+        process = wine(BIN / "WrenfallReporter.exe", windows_path(report),
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return report, process
+
     def start(self, **fields):
-        """Starts the dialog on a report of the store, and waits until it asks."""
-        self.report = self.make_report(**{"uploadPolicy": "dialog", "openSupportUrl": False, **fields})
-        self.process = wine(BIN / "WrenfallReporter.exe", windows_path(self.report),
-                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(self.process.wait)
-        self.addCleanup(self.process.kill)
+        """The same, and waits until the dialog asks."""
+        self.report, _ = self.start_reporter(**fields)
         return self.wait_for_window("Problem report", DESCRIPTION)
 
     def wait_for_end(self):
@@ -119,6 +124,41 @@ class ReporterTest(DialogDriver, ServiceTest):
                     self.assertFalse(self.report.exists())
                 self.press("Report", "Escape")
                 self.wait_for_end()
+
+    def test_one_dialog_at_a_time(self):
+        names = ["first", "second", "third"]
+        reports = []
+        for name in names:
+            report, process = self.start_reporter(name, appName=name)
+            if reports:
+                self.assertEqual(0, process.wait(PATIENCE))
+            else:
+                self.wait_for_window("first - Problem report", DESCRIPTION)
+            reports.append(report)
+        wait_for(lambda: any("and 2 more" in window.get(MESSAGE, "") for window in windows()), PATIENCE, "the count")
+        self.assertEqual(1, len(windows()))
+        for name in names:
+            self.wait_for_window(f"{name} - Problem report", DESCRIPTION)
+            self.press(f"{name} - Problem report", *(["Escape"] if name == "second" else ["alt+d"]))
+        self.wait_for_end()
+        self.assertEqual([False, True, False], [report.exists() for report in reports])
+        self.assertEqual(0, self.record(reports[1])["ownerPid"])
+
+    def test_one_quiet_reporter_sends_one_report_after_the_other(self):
+        """Until the service is silent: what is left then stays pending."""
+        self.service.fail("first", delay=10.0)
+        started = [self.start_reporter(f"r{i}", uploadPolicy="quiet") for i in range(8)]
+        wait_for(lambda: sum(process.poll() is None for _, process in started) == 1, PATIENCE, "one reporter")
+        self.assertLessEqual(len(self.service.requests), 1)
+        self.service.clear_faults()
+        self.wait_for_end()
+        self.assertEqual((8, []), (len(self.service.reports), self.report_folders()))
+        self.service.stop()
+        started = [self.start_reporter(f"r{i}", uploadPolicy="quiet") for i in range(8)]
+        self.wait_for_end()
+        codes = {process.wait(PATIENCE) for _, process in started}
+        self.assertTrue({10} <= codes <= {0, 10}, codes)
+        self.assertEqual(8, len(self.host().do("pending").split("\t")))
 
     def close_while_it_sends(self, **fault):
         self.service.fail("first", **fault)

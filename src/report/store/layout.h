@@ -11,6 +11,7 @@
 //     reports/<id>.dmp                dumps that are being written, or wait to become reports
 //     sessions/<process>.json         session files kept for such dumps of processes that are gone
 //   <report>.sending                  the claim to a report folder
+//   <policy>.reporter                 held by the reporter that works on the reports of that policy
 //   <report>/                         a report folder, of any name
 //     WrenfallCrashData.json          the record, which makes the folder a report
 //     minidump.dmp, feedback.json ... the main file, by the kind of report
@@ -27,6 +28,7 @@ inline constexpr char kHandlerFolder[] = "crashpad";
 inline constexpr char kDumpsFolder[] = "reports";
 inline constexpr char kDumpExtension[] = ".dmp";
 inline constexpr char kClaimSuffix[] = ".sending";
+inline constexpr char kReporterSuffix[] = ".reporter";
 
 inline constexpr char kCrashDataFile[] = "WrenfallCrashData.json";
 inline constexpr char kResultFile[] = "result.json";
