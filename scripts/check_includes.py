@@ -23,19 +23,23 @@ LAYERS["report"] = LAYERS["upload"] | BACKEND | {"report"}
 LAYERS["api"] = LAYERS["report"] | {"hang", "api"}
 SHARED = LAYERS["report"] | {"common"}
 COMPANIONS = {
-    "common": SHARED,
-    "minidump": SHARED | {"minidump"},
+    "common": SUPPORT | {"common"},
+    "minidump": SUPPORT | {"minidump"},
     "monitor": SHARED | {"minidump", "monitor"},
     "ctl": SHARED | {"minidump", "ctl"},
     "reporter": SHARED | {"reporter"},
     "wer": SHARED | {"wer"},
 }
-OWN_HEADER = re.compile(r'^#include "([^"]+)/[^/"]+"', re.MULTILINE)
+OWN_HEADER = re.compile(r'^#include "([^"]+)/([^/"]+)"', re.MULTILINE)
 WINDOWS_HEADER = re.compile(
     r"^#include <(windows|winhttp|winternl|bcrypt|shlobj|shellapi|objbase|tlhelp32|commctrl|dbghelp|werapi)\.h>",
     re.MULTILINE)
-# Owns handles for the _win files alone.
-WINDOWS_ONLY_HEADERS = {"src/support/win_handle.h"}
+# Owns handles; for the _win files alone.
+WINDOWS_ONLY_HEADERS = {"win_handle.h"}
+
+
+def is_for_windows(name):
+    return name.rpartition(".")[0].endswith("_win") or name in WINDOWS_ONLY_HEADERS
 
 
 def wrong_includes(root, rules):
@@ -45,12 +49,12 @@ def wrong_includes(root, rules):
         folder = path.parent.relative_to(ROOT / root).as_posix()
         name = path.relative_to(ROOT).as_posix()
         text = path.read_text(encoding="utf-8")
-        for included in OWN_HEADER.findall(text):
-            if included not in rules[folder]:
-                yield f"{name} includes {included}/"
-        if not path.stem.endswith("_win") and name not in WINDOWS_ONLY_HEADERS:
-            for header in WINDOWS_HEADER.findall(text):
-                yield f"{name} includes <{header}.h>"
+        portable = not is_for_windows(path.name)
+        for included, header in OWN_HEADER.findall(text):
+            if included not in rules[folder] or (portable and is_for_windows(header)):
+                yield f"{name} includes {included}/{header}"
+        for header in WINDOWS_HEADER.findall(text) if portable else ():
+            yield f"{name} includes <{header}.h>"
 
 
 def main():

@@ -46,6 +46,16 @@ class DocsTest(unittest.TestCase):
         self.assertEqual(0, done.returncode, f"{command}\n{done.stdout[-3000:]}")
         return done.stdout
 
+    def test_paths_of_the_code(self):
+        """A path that a page names is there, also one without its ending or with a star."""
+        checked = 0
+        for page in PAGES:
+            for path in re.findall(r"`((?:src|companions|fallback|tests|scripts|tools|cmake|bench|examples)/[\w./*-]+)`",
+                                   page.read_text("utf-8")):
+                checked += 1
+                self.assertTrue(any(ROOT.glob(path)) or any(ROOT.glob(path + ".*")), f"{page.name}: {path}")
+        self.assertGreater(checked, 50)
+
     def test_links(self):
         checked = 0
         for page in PAGES:
