@@ -4,62 +4,14 @@
 #include <array>
 #include <vector>
 
+#include "minidump/stream_directory.h"
+
 namespace wrenfall::minidump {
 namespace {
 
-constexpr uint32_t kSignature = 0x504D444D;  // "MDMP"
-constexpr uint32_t kVersion = 0xA793;        // the lower half; the upper one is the writer's own
-constexpr uint32_t kMaxStreams = 1024;
 constexpr uint64_t kMaxMemoryRanges = uint64_t{4} * 1024 * 1024;
-constexpr size_t kStreamEntryBytes = 12;
 constexpr size_t kMemoryRangeBytes = 16;
 constexpr size_t kRangesPerRead = 4096;
-
-enum StreamType : uint32_t {
-  kMemoryList = 5,
-  kException = 6,
-  kMemory64List = 9,
-};
-
-struct Stream {
-  uint32_t type = 0;
-  DumpLocation place;
-};
-
-struct Header {
-  uint32_t stream_count = 0;
-  uint32_t directory_rva = 0;
-  uint32_t time_stamp = 0;
-};
-
-std::optional<Header> read_header(const DumpBytes& dump) {
-  std::array<uint8_t, 32> bytes{};
-  if (!dump.read(0, bytes.data(), bytes.size())) return std::nullopt;
-  if (u32_at(bytes.data(), 0) != kSignature) return std::nullopt;
-  if ((u32_at(bytes.data(), 4) & 0xFFFF) != kVersion) return std::nullopt;
-  return Header{u32_at(bytes.data(), 8), u32_at(bytes.data(), 12), u32_at(bytes.data(), 20)};
-}
-
-// False when the directory, or a stream that it names, is not wholly in the file.
-bool read_directory(const DumpBytes& dump, const Header& header, std::vector<Stream>& streams) {
-  if (header.stream_count > kMaxStreams) return false;
-  std::vector<uint8_t> bytes(header.stream_count * kStreamEntryBytes);
-  if (!bytes.empty() && !dump.read(header.directory_rva, bytes.data(), bytes.size())) return false;
-  for (size_t i = 0; i < header.stream_count; ++i) {
-    const size_t entry = i * kStreamEntryBytes;
-    const Stream stream{u32_at(bytes.data(), entry), location_at(bytes.data(), entry + 4)};
-    if (!dump.holds(stream.place.rva, stream.place.size)) return false;
-    streams.push_back(stream);
-  }
-  return true;
-}
-
-// The first stream of a type; null when there is none.
-const Stream* find_stream(const std::vector<Stream>& streams, uint32_t type) {
-  const auto found = std::find_if(streams.begin(), streams.end(),
-                                  [type](const Stream& stream) { return stream.type == type; });
-  return found == streams.end() ? nullptr : &*found;
-}
 
 // Calls `check(entry)` for each 16-byte entry of a list of memory ranges that begins at `offset`;
 // false as soon as one call returns false, or when the list is not wholly in the file.
@@ -126,16 +78,15 @@ bool read_exception(const DumpBytes& dump, const Stream* stream, DumpFacts& fact
 
 std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size) {
   const DumpBytes dump(read, size);
-  const auto header = read_header(dump);
-  std::vector<Stream> streams;
-  if (!header || !read_directory(dump, *header, streams)) return std::nullopt;
-  if (!memory_is_whole(dump, find_stream(streams, kMemoryList))) return std::nullopt;
-  if (!memory64_is_whole(dump, find_stream(streams, kMemory64List))) return std::nullopt;
+  const auto directory = read_stream_directory(dump);
+  if (!directory) return std::nullopt;
+  if (!memory_is_whole(dump, directory->find(kMemoryList))) return std::nullopt;
+  if (!memory64_is_whole(dump, directory->find(kMemory64List))) return std::nullopt;
 
   DumpFacts facts;
-  facts.time_stamp = header->time_stamp;
-  if (!read_exception(dump, find_stream(streams, kException), facts)) return std::nullopt;
-  const Stream* const annotations = find_stream(streams, kAnnotationStreamType);
+  facts.time_stamp = directory->time_stamp;
+  if (!read_exception(dump, directory->find(kException), facts)) return std::nullopt;
+  const Stream* const annotations = directory->find(kAnnotationStreamType);
   if (annotations != nullptr &&
       !read_annotation_stream(dump, annotations->place, facts.annotations)) {
     return std::nullopt;

@@ -30,6 +30,8 @@ class ClaimedDump {
 
   uint64_t size() const;
   bool read_at(uint64_t offset, void* buffer, size_t size) const;
+  // False, with error() set, when not all was written; the claim may be one for reading only.
+  bool write_at(uint64_t offset, const void* data, size_t size);
   minidump::ReadAt reader() const;  // valid while this object exists
 
   // The time since the dump was last written; 0 when the system does not tell. A time of writing in

@@ -35,15 +35,18 @@ void ClaimedDump::Closer::operator()(void* file) const { CloseHandle(file); }
 ClaimedDump::ClaimedDump(const std::filesystem::path& path) {
   // The open fails while another process has the file open for writing. Because it shares no deletion,
   // no other process can rename the file or claim it afterwards.
-  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | DELETE, FILE_SHARE_READ, nullptr,
-                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    error_ = GetLastError();
-    state_ = state_after(error_);
-    return;
+  // Another program that only reads the file keeps it from being opened for writing.
+  for (const DWORD access : {GENERIC_READ | GENERIC_WRITE | DELETE, GENERIC_READ | DELETE}) {
+    const HANDLE file = CreateFileW(path.c_str(), access, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+      file_.reset(file);
+      state_ = State::kClaimed;
+      return;
+    }
   }
-  file_.reset(file);
-  state_ = State::kClaimed;
+  error_ = GetLastError();
+  state_ = state_after(error_);
 }
 
 uint64_t ClaimedDump::size() const {
@@ -53,6 +56,12 @@ uint64_t ClaimedDump::size() const {
 
 bool ClaimedDump::read_at(uint64_t offset, void* buffer, size_t size) const {
   return read_file_at(file_.get(), offset, buffer, size);
+}
+
+bool ClaimedDump::write_at(uint64_t offset, const void* data, size_t size) {
+  if (write_file_at(file_.get(), offset, data, size)) return true;
+  error_ = GetLastError();
+  return false;
 }
 
 minidump::ReadAt ClaimedDump::reader() const {

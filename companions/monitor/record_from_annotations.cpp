@@ -49,11 +49,13 @@ void copy_attributes(const std::map<std::string, std::string>& texts, CrashData&
   }
 }
 
-int64_t duration_from(const std::string& text) {
-  int64_t duration = 0;
+// The whole text as a positive decimal number; 0 when it is none.
+template <typename Number>
+Number positive_number(const std::string& text) {
+  Number number = 0;
   const char* const end = text.data() + text.size();
-  const auto parsed = std::from_chars(text.data(), end, duration);
-  return parsed.ec == std::errc() && parsed.ptr == end && duration > 0 ? duration : 0;
+  const auto parsed = std::from_chars(text.data(), end, number);
+  return parsed.ec == std::errc() && parsed.ptr == end && number > 0 ? number : 0;
 }
 
 // Seconds since 1970 as "2026-01-31T23:59:59Z". The years are counted from March, so that the leap
@@ -87,8 +89,10 @@ void fill_host_facts(const minidump::DumpAnnotations& annotations, CrashData& re
 }
 
 void fill_hang_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {
-  record.hangDurationMs = duration_from(value_of(annotations, annotation::kHangDurationMs));
-  for (const char* const key : {annotation::kHangThread, annotation::kHangPolicy}) {
+  record.hangDurationMs =
+      positive_number<int64_t>(value_of(annotations, annotation::kHangDurationMs));
+  for (const char* const key :
+       {annotation::kHangThread, annotation::kHangThreadId, annotation::kHangPolicy}) {
     const std::string value = value_of(annotations, key);
     if (!value.empty()) record.attributes[key] = value;
   }
@@ -101,6 +105,20 @@ std::optional<ProcessIdentity> process_of(const minidump::DumpFacts& facts) {
 }
 
 bool is_crash(const minidump::DumpFacts& facts) { return kind_of(facts) == kReportKindCrash; }
+
+std::optional<ThreadOfInterest> thread_of_interest(const minidump::DumpFacts& facts) {
+  if (is_crash(facts)) return std::nullopt;
+  ThreadOfInterest thread;
+  if (kind_of(facts) == kReportKindHang) {
+    thread.id =
+        positive_number<uint32_t>(find_text(facts.annotations.live, annotation::kHangThreadId));
+    thread.context = minidump::ShownContext::kThreadsOwn;
+  } else {
+    thread.id = positive_number<uint32_t>(find_text(facts.annotations.live, annotation::kThreadId));
+  }
+  if (thread.id == 0) return std::nullopt;
+  return thread;
+}
 
 bool asks_for_termination(const minidump::DumpFacts& facts) {
   return kind_of(facts) == kReportKindHang &&

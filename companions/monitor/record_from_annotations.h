@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "minidump/exception_thread.h"
 #include "minidump/minidump_reader.h"
 #include "report/store/crash_data.h"
 #include "report/store/layout.h"
@@ -29,6 +30,15 @@ std::optional<ProcessIdentity> process_of(const minidump::DumpFacts& facts);
 
 // Whether the dump is of a crash rather than one on demand.
 bool is_crash(const minidump::DumpFacts& facts);
+
+// The thread that a dump on demand is of, and how it is to be shown.
+struct ThreadOfInterest {
+  uint32_t id = 0;
+  minidump::ShownContext context = minidump::ShownContext::kUnchanged;
+};
+
+// Nothing for a crash, and for a dump that does not say.
+std::optional<ThreadOfInterest> thread_of_interest(const minidump::DumpFacts& facts);
 
 // Whether the dump is of a hang after which the process is to be ended.
 bool asks_for_termination(const minidump::DumpFacts& facts);

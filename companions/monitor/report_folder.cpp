@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "monitor/shown_thread.h"
 #include "report/store/attachments.h"
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
@@ -64,6 +65,7 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
                                               RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger) {
+  show_thread_of_interest(dump, facts, logger);
   context.attachments = copy_attachments(folder, attachment_paths, SameName::kGetsANumber, logger);
   add_earlier_copies(folder, context.attachments);
   CrashData record = record_from_annotations(facts, context);

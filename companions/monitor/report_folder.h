@@ -17,7 +17,7 @@ namespace wrenfall::monitor {
 // A dump becomes a report folder in these steps. A monitor may be killed after any of them:
 //   1. an empty folder with a new name is made in the store;
 //   2. the dump is moved in and stays claimed; from here on another monitor can finish the folder;
-//   3. the attachments are copied in;
+//   3. the dump is made to name the thread that it is of, and the attachments are copied in;
 //   4. the record is written; only now is the folder a report.
 
 // Steps 1 and 2. Nothing, with an error logged and no folder left, when the dump could not be moved.

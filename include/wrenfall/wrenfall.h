@@ -544,8 +544,8 @@ WRENFALL_API void wrenfall_unwatch_thread(void);
  * that hangs. The monitor makes the report folder from the dump a moment later, and sends it by the
  * upload policy.
  *
- * Blocking: until the handler has written the dump. The wait ends early when the handler or the
- * monitor ends, and after two minutes without an answer (125 seconds at most). Then the call fails,
+ * Blocking: until the handler has written the dump. The wait ends early when the handler
+ * ends, and after two minutes without an answer (125 seconds at most). Then the call fails,
  * and every later one fails at once, until the slow handler has answered after all or the library
  * has been shut down and initialized again.
  *
@@ -554,8 +554,8 @@ WRENFALL_API void wrenfall_unwatch_thread(void);
  * @retval WRENFALL_OK the handler has answered. It may have failed to write the dump, for example
  * to a full disk; the log then says so
  * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
- * @retval WRENFALL_ERROR_HANDLER_START_FAILED the handler or the monitor has ended or does not
- * answer, as the log says, or there was not enough memory
+ * @retval WRENFALL_ERROR_HANDLER_START_FAILED the handler has ended or does not answer, as the log
+ * says, or there was not enough memory
  */
 WRENFALL_API wrenfall_result wrenfall_capture_report(void);
 

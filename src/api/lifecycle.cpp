@@ -111,11 +111,11 @@ void start_watchdog(State& state) {
   const uint32_t policy = state.configuration.hang_policy;
   if (threshold <= 0) return;
   // The watchdog is destroyed before the state's other members, so the callback may use them.
-  const auto on_hang = [&state, policy](const std::string& thread_name, int64_t duration_ms) {
-    capture_hang(*state.backend, state.logger, policy, thread_name, duration_ms);
+  const auto on_hang = [&state, policy](const Hang& hang) {
+    capture_hang(*state.backend, state.logger, policy, hang);
   };
   state.watchdog =
-      std::make_unique<Watchdog>(threshold, policy, on_hang, any_window_answers, state.logger);
+      std::make_unique<Watchdog>(threshold, policy, on_hang, ask_windows, state.logger);
   state.watchdog->start();
 }
 

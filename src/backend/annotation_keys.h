@@ -29,7 +29,9 @@ inline constexpr char kEmail[] = "email";
 inline constexpr char kDescription[] = "description";
 inline constexpr char kNotes[] = "notes";
 inline constexpr char kAttributePrefix[] = "attr.";
+inline constexpr char kThreadId[] = "wrenfall.threadId";  // of the caller of a capture
 inline constexpr char kHangThread[] = "wrenfall.hangThread";
+inline constexpr char kHangThreadId[] = "wrenfall.hangThreadId";
 inline constexpr char kHangDurationMs[] = "wrenfall.hangDurationMs";
 inline constexpr char kHangPolicy[] = "wrenfall.hangPolicy";  // stays set after a hang
 

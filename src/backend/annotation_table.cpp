@@ -25,6 +25,16 @@ size_t value_capacity(const std::string& key) {
                                                                       : kValueCapacity;
 }
 
+// Whether the annotation says what one dump is of.
+bool is_of_one_dump(const std::string& key) {
+  for (const char* const one :
+       {annotation::kReportKind, annotation::kThreadId, annotation::kHangThread,
+        annotation::kHangThreadId, annotation::kHangDurationMs, annotation::kHangPolicy}) {
+    if (key == one) return true;
+  }
+  return false;
+}
+
 // One live annotation. The handler reads its name and value at their addresses in the dying process.
 class Holder {
  public:
@@ -58,12 +68,24 @@ class Holder {
 
   bool is_set() const { return is_set_; }
 
+  // Keeps the value for make_change(). Clearing needs no memory.
+  void put_off(const std::string& value) {
+    next_ = value;
+    has_next_ = true;
+  }
+  void make_change() {
+    if (has_next_) set(next_);
+    has_next_ = false;
+  }
+
  private:
   const size_t capacity_;
   const std::unique_ptr<char[]> value_;
   char name_[kNameBytes];
   crashpad::Annotation annotation_;
   bool is_set_ = false;
+  std::string next_;
+  bool has_next_ = false;
 };
 
 bool is_attribute(const std::string& key) {
@@ -105,13 +127,36 @@ class HolderPool {
   }
 
   void clear() {
-    for (const auto& [key, holder] : holders_) holder->set("");
+    for (const auto& [key, holder] : holders_) set(key, *holder, {});
+  }
+
+  void set(const std::string& key, Holder& holder, const std::string& value) {
+    if (held_dump_ != 0 && is_of_one_dump(key)) {
+      holder.put_off(value);
+    } else {
+      holder.set(value);
+    }
+  }
+
+  uint64_t hold_dump() {
+    make_changes();
+    return held_dump_ = ++last_dump_;
+  }
+
+  void release_dump(uint64_t dump) {
+    if (dump != held_dump_) return;
+    held_dump_ = 0;
+    make_changes();
   }
 
  private:
   // Well below the number that the handler reads, and above the number of values that can be set at
   // one time.
   static constexpr size_t kReuseFrom = 150;
+
+  void make_changes() {
+    for (const auto& [key, holder] : holders_) holder->make_change();
+  }
 
   Holder* reuse_attribute(const std::string& key) {
     const auto unused = std::find_if(holders_.begin(), holders_.end(), [](const auto& entry) {
@@ -130,6 +175,8 @@ class HolderPool {
   std::mutex mutex_;
   std::unordered_map<std::string, std::unique_ptr<Holder>> holders_;
   uint64_t generation_ = 0;
+  uint64_t last_dump_ = 0;
+  uint64_t held_dump_ = 0;  // 0 for none
 };
 
 uint64_t begin_generation() {
@@ -157,7 +204,19 @@ void AnnotationTable::set(const std::string& key, const std::string& value) {
     if (value.empty()) return;
     holder = &pool.make(key);
   }
-  holder->set(value);
+  pool.set(key, *holder, value);
+}
+
+uint64_t AnnotationTable::hold_dump() {
+  HolderPool& pool = HolderPool::instance();
+  const std::lock_guard<std::mutex> lock(pool.mutex());
+  return pool.hold_dump();
+}
+
+void AnnotationTable::release_dump(uint64_t dump) {
+  HolderPool& pool = HolderPool::instance();
+  const std::lock_guard<std::mutex> lock(pool.mutex());
+  pool.release_dump(dump);
 }
 
 }  // namespace wrenfall

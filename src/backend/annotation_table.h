@@ -30,6 +30,13 @@ class AnnotationTable {
   // NOLINTNEXTLINE(readability-make-member-function-const)
   void set(const std::string& key, const std::string& value);
 
+  // Annotations that say what one dump is of must not change while that dump is under way, however
+  // late it comes. From hold_dump() on, changes of them are put off, those of every table; the matching
+  // release_dump() makes them. A further hold_dump() makes them as well, for its own dump: an earlier
+  // dump that is still under way then no longer counts, and its release does nothing.
+  static uint64_t hold_dump();
+  static void release_dump(uint64_t dump);
+
  private:
   const uint64_t generation_;
 };

@@ -3,6 +3,7 @@
 
 #include <wrenfall/wrenfall.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -53,7 +54,11 @@ class Backend {
   virtual wrenfall_result capture(const std::string& report_kind) = 0;
 };
 
-std::unique_ptr<Backend> make_crashpad_backend();
+// How long a handler that is alive may take for a dump on demand. Some clients wait for ever when the
+// handler does not answer. A large process on a busy machine takes a minute and more.
+inline constexpr std::chrono::seconds kDumpBound(120);
+
+std::unique_ptr<Backend> make_crashpad_backend(std::chrono::milliseconds dump_bound = kDumpBound);
 
 }  // namespace wrenfall
 

@@ -16,6 +16,7 @@
 #include "backend/handler_watch_win.h"
 #include "backend/scoped_annotation.h"
 #include "backend/wer_module_win.h"
+#include "support/files.h"
 #include "support/process.h"
 #include "support/text.h"
 
@@ -25,20 +26,37 @@ namespace {
 // What a stack overflow on the initialising thread leaves free for reporting it.
 constexpr ULONG kStackGuaranteeBytes = 32768;
 
-// How long a handler that is alive may take for a dump on demand. Some clients wait for ever when
-// the handler does not answer. A large process on a busy machine takes a minute and more.
-constexpr std::chrono::seconds kDumpBound(120);
-
 // One capture at a time in the process, so that each dump carries its own kind. Never destroyed.
 std::mutex& capture_mutex() {
   static std::mutex& mutex = *new std::mutex;
   return mutex;
 }
 
+// Why a start failed, as far as that can be found out: not every client leaves it in the last error.
+std::string start_failure(const BackendConfiguration& configuration, DWORD error) {
+  if (!path_exists(configuration.handler_path)) return "the file is missing";
+  for (const std::filesystem::path& folder :
+       {configuration.database_dir, configuration.database_dir / "reports"}) {
+    if (path_exists(folder) && !is_folder(folder)) return path_to_utf8(folder) + " is not a folder";
+  }
+  switch (error) {
+    case ERROR_FILENAME_EXCED_RANGE:
+      return "its command line, which holds the facts that init was given, is too long";
+    case ERROR_ACCESS_DENIED:
+      return "access denied";
+    case ERROR_PROCESS_ABORTED:
+      return "it ended before it was ready";
+    default:
+      return "error " + std::to_string(error);
+  }
+}
+
 // Drives the Crashpad client. The initialising thread calls start once; any thread may call the other
 // operations.
 class CrashpadBackend : public Backend {
  public:
+  explicit CrashpadBackend(std::chrono::milliseconds dump_bound) : dump_bound_(dump_bound) {}
+
   const char* name() const override { return "crashpad"; }
   wrenfall_result start(const BackendConfiguration& configuration) override;
   void stop() override { started_.exchange(false); }
@@ -54,6 +72,7 @@ class CrashpadBackend : public Backend {
   bool can_answer();
   bool dump(const CONTEXT& context);
 
+  const std::chrono::milliseconds dump_bound_;
   crashpad::CrashpadClient client_;
   BackendConfiguration configuration_;
   Logger silent_;
@@ -63,6 +82,7 @@ class CrashpadBackend : public Backend {
   AnnotationTable annotations_;
   HandlerWatch watch_;      // after start guarded by the capture mutex
   DumpThread dump_thread_;  // guarded by the capture mutex
+  uint64_t held_dump_ = 0;  // the last one; guarded by the capture mutex
 };
 
 bool CrashpadBackend::start_handler() {
@@ -82,10 +102,13 @@ bool CrashpadBackend::start_handler() {
       base::FilePath(configuration_.handler_path.wstring()), base::FilePath(database),
       base::FilePath(database), "", configuration_.startup_annotations,
       {"--no-periodic-tasks", "--no-rate-limit"}, restartable, asynchronous_start);
+  const DWORD error = GetLastError();
   if (!started) {
     // A failed start may leave a filter behind that waits for a handler that does not exist.
     SetUnhandledExceptionFilter(previous_filter);
     logger_->error("StartHandler failed for %s", handler.c_str());
+    logger_->error("The capture handler did not start: %s",
+                   start_failure(configuration_, error).c_str());
   }
   return started;
 }
@@ -131,6 +154,7 @@ bool CrashpadBackend::has_capability(uint32_t capability) const {
 bool CrashpadBackend::can_answer() {
   watch_.find();
   if (watch_.has_ended()) {
+    AnnotationTable::release_dump(held_dump_);  // it can no longer come
     logger_->error("Capture failed: the capture handler has ended");
     return false;
   }
@@ -142,14 +166,21 @@ bool CrashpadBackend::can_answer() {
 }
 
 bool CrashpadBackend::dump(const CONTEXT& context) {
-  const DumpThread::Outcome outcome =
-      dump_thread_.run([context] { crashpad::CrashpadClient::DumpWithoutCrash(context); },
-                       watch_.processes(), kDumpBound);
+  // A dump that comes after the bound still says what it is of.
+  const uint64_t held = held_dump_ = AnnotationTable::hold_dump();
+  const DumpThread::Outcome outcome = dump_thread_.run(
+      [context, held] {
+        crashpad::CrashpadClient::DumpWithoutCrash(context);
+        AnnotationTable::release_dump(held);
+      },
+      watch_.processes(), dump_bound_);
+  if (outcome != DumpThread::Outcome::kOverdue) AnnotationTable::release_dump(held);
   // A client that sees the handler end may return without a dump.
   if (outcome == DumpThread::Outcome::kReturned && !watch_.has_ended()) return true;
   if (outcome == DumpThread::Outcome::kOverdue) {
     logger_->error("Capture failed: the capture handler has not answered for %lld s",
-                   static_cast<long long>(kDumpBound.count()));
+                   static_cast<long long>(
+                       std::chrono::duration_cast<std::chrono::seconds>(dump_bound_).count()));
   } else if (outcome == DumpThread::Outcome::kNotStarted) {
     logger_->error("Capture failed: no thread for it");
   } else {
@@ -164,7 +195,9 @@ wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
   if (!started_) return WRENFALL_ERROR_NOT_INITIALIZED;
   if (!can_answer()) return WRENFALL_ERROR_HANDLER_START_FAILED;
   const ScopedAnnotation kind(*this, annotation::kReportKind, report_kind);
-  // The dump names the thread that asks the handler, but shows the registers of this one.
+  // The dump names the thread that asks the handler, but shows the registers of this one. By its id
+  // the monitor makes the dump name it.
+  const ScopedAnnotation thread(*this, annotation::kThreadId, std::to_string(GetCurrentThreadId()));
   CONTEXT context{};
   RtlCaptureContext(&context);
   return dump(context) ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
@@ -172,6 +205,8 @@ wrenfall_result CrashpadBackend::capture(const std::string& report_kind) {
 
 }  // namespace
 
-std::unique_ptr<Backend> make_crashpad_backend() { return std::make_unique<CrashpadBackend>(); }
+std::unique_ptr<Backend> make_crashpad_backend(std::chrono::milliseconds dump_bound) {
+  return std::make_unique<CrashpadBackend>(dump_bound);
+}
 
 }  // namespace wrenfall

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <utility>
 
+#include "support/clock.h"
+
 namespace wrenfall {
 namespace {
 
@@ -65,9 +67,9 @@ DumpThread::Outcome DumpThread::run(std::function<void()> dump,
   const auto count = static_cast<DWORD>(objects.size());
   DWORD result = WAIT_TIMEOUT;
   for (const std::chrono::milliseconds patience : {bound, kGrace}) {
-    const auto end = std::chrono::steady_clock::now() + patience;
+    const auto end = AwakeClock::now() + patience;
     // In pieces, because a wait may start from the beginning when its thread was suspended meanwhile.
-    while (result == WAIT_TIMEOUT && std::chrono::steady_clock::now() < end) {
+    while (result == WAIT_TIMEOUT && AwakeClock::now() < end) {
       result = WaitForMultipleObjects(count, objects.data(), FALSE, kPieceMs);
     }
   }

@@ -37,8 +37,6 @@ ScopedKernelHandle find_child(DWORD parent, const std::wstring& program, uint64_
   return newest;
 }
 
-bool is_over(HANDLE process) { return WaitForSingleObject(process, 0) == WAIT_OBJECT_0; }
-
 }  // namespace
 
 void HandlerWatch::expect(const std::filesystem::path& program) {
@@ -58,16 +56,14 @@ void HandlerWatch::find() {
                  process_start_time(program_.get()));
 }
 
+const ScopedKernelHandle& HandlerWatch::writer() const { return handler_ ? handler_ : program_; }
+
 bool HandlerWatch::has_ended() const {
-  return (program_ && is_over(program_.get())) || (handler_ && is_over(handler_.get()));
+  return writer() && WaitForSingleObject(writer().get(), 0) == WAIT_OBJECT_0;
 }
 
 std::vector<HANDLE> HandlerWatch::processes() const {
-  std::vector<HANDLE> found;
-  for (const ScopedKernelHandle* process : {&program_, &handler_}) {
-    if (*process) found.push_back(process->get());
-  }
-  return found;
+  return writer() ? std::vector<HANDLE>{writer().get()} : std::vector<HANDLE>{};
 }
 
 }  // namespace wrenfall

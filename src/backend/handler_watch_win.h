@@ -12,10 +12,11 @@
 
 namespace wrenfall {
 
-// Knows whether the processes that write the dumps are still alive: the program that was started as
-// the handler and, when that is the monitor, the handler that it started. The capture client does not
-// say which processes these are, so they are looked up among the children. A process that was not
-// found counts as alive. One thread at a time may use an object.
+// Knows whether the process that writes the dumps is still alive. That is the handler; when the program
+// that was started is the monitor, the handler is its child. The dumps of a handler whose monitor was
+// killed are complete too, and the next monitor takes them. The capture client does not say which
+// processes these are, so they are looked up among the children. A process that was not found counts
+// as alive. One thread at a time may use an object.
 class HandlerWatch {
  public:
   // Forgets what was found and notes the time. Call it before the program is started.
@@ -27,10 +28,14 @@ class HandlerWatch {
 
   bool has_ended() const;
 
-  // The processes that were found. Their handles are signalled when they end.
+  // The handler, or else the program that was started; empty when neither was found. The handle is
+  // signalled when the process ends.
   std::vector<HANDLE> processes() const;
 
  private:
+  // Of the two processes the one that is known to write the dumps.
+  const ScopedKernelHandle& writer() const;
+
   std::wstring program_name_;
   uint64_t started_after_ = 0;
   ScopedKernelHandle program_;

@@ -6,18 +6,19 @@
 
 namespace wrenfall {
 
-void capture_hang(Backend& backend, Logger& logger, uint32_t policy, const std::string& thread_name,
-                  int64_t duration_ms) {
+void capture_hang(Backend& backend, Logger& logger, uint32_t policy, const Hang& hang) {
   const wrenfall_result result = [&] {
-    const ScopedAnnotation thread(backend, annotation::kHangThread, thread_name);
+    const ScopedAnnotation thread(backend, annotation::kHangThread, hang.thread_name);
+    const ScopedAnnotation thread_id(backend, annotation::kHangThreadId,
+                                     std::to_string(hang.thread_id));
     const ScopedAnnotation duration(backend, annotation::kHangDurationMs,
-                                    std::to_string(duration_ms));
+                                    std::to_string(hang.duration_ms));
     backend.set_annotation(annotation::kHangPolicy, hang_policy_text(policy));
     return backend.capture(kReportKindHang);
   }();
   if (result != WRENFALL_OK) return;
-  logger.info("hang report captured for thread '%s' (%lld ms)", thread_name.c_str(),
-              static_cast<long long>(duration_ms));
+  logger.info("hang report captured for thread '%s' (%lld ms)", hang.thread_name.c_str(),
+              static_cast<long long>(hang.duration_ms));
 }
 
 }  // namespace wrenfall

@@ -2,9 +2,9 @@
 #define WRENFALL_HANG_HANG_REPORT_H_
 
 #include <cstdint>
-#include <string>
 
 #include "backend/backend.h"
+#include "hang/hang_tracker.h"
 #include "support/logger.h"
 
 namespace wrenfall {
@@ -13,8 +13,7 @@ namespace wrenfall {
 // length and the policy. The monitor, which makes the report, ends the process when the policy says
 // so. Blocks until the dump is written or has failed. A success is logged here; the backend logs
 // failures.
-void capture_hang(Backend& backend, Logger& logger, uint32_t policy, const std::string& thread_name,
-                  int64_t duration_ms);
+void capture_hang(Backend& backend, Logger& logger, uint32_t policy, const Hang& hang);
 
 }  // namespace wrenfall
 

@@ -7,12 +7,15 @@
 #include <optional>
 #include <string>
 
+#include "support/clock.h"
+
 namespace wrenfall {
 
 // A thread that hangs, and how long it has been silent.
 struct Hang {
   std::string thread_name;
   int64_t duration_ms = 0;
+  uint32_t thread_id = 0;  // 0 for the main thread, whose id the tracker does not know
 };
 
 // Decides from signs of life whether the main thread or a watched thread hangs. A plain state
@@ -23,7 +26,7 @@ struct Hang {
 // cool-down: after a report there is none for the next five minutes.
 class HangTracker {
  public:
-  using Time = std::chrono::steady_clock::time_point;
+  using Time = AwakeClock::time_point;
 
   static constexpr int64_t kCoolDownMs = 300000;
 
@@ -38,6 +41,9 @@ class HangTracker {
   // A thread that is watched already gets the new name and counts as alive.
   void watch(uint32_t thread_id, std::string name, Time now);
   void unwatch(uint32_t thread_id) { watched_.erase(thread_id); }
+
+  // A sign of life of every thread: the process as a whole did not run for a while.
+  void all_beat(Time now);
 
   // At most one hang a call: the main thread's first, then in ascending order of the thread ids. It
   // counts as reported from then on.
@@ -55,7 +61,7 @@ class HangTracker {
     }
   };
 
-  std::optional<Hang> check_thread(Thread& thread, Time now);
+  std::optional<Hang> check_thread(uint32_t id, Thread& thread, Time now);
 
   const int32_t threshold_ms_;
   Thread main_;

@@ -41,8 +41,9 @@ Watchdog::Watchdog(int32_t threshold_ms, uint32_t policy, HangCallback on_hang, 
       policy_(policy),
       on_hang_(std::move(on_hang)),
       probe_(std::move(probe)),
+      main_thread_id_(current_thread_id()),
       logger_(logger),
-      tracker_(threshold_ms, Clock::now()) {}
+      tracker_(threshold_ms, AwakeClock::now()) {}
 
 Watchdog::~Watchdog() { stop(); }
 
@@ -65,14 +66,14 @@ void Watchdog::stop() {
 
 void Watchdog::heartbeat() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const Clock::time_point now = Clock::now();
+  const AwakeClock::time_point now = AwakeClock::now();
   tracker_.main_beat(now);
   tracker_.thread_beat(current_thread_id(), now);
 }
 
 void Watchdog::watch(const std::string& name) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  tracker_.watch(current_thread_id(), name, Clock::now());
+  tracker_.watch(current_thread_id(), name, AwakeClock::now());
 }
 
 void Watchdog::unwatch() {
@@ -80,12 +81,11 @@ void Watchdog::unwatch() {
   tracker_.unwatch(current_thread_id());
 }
 
-bool Watchdog::wait_for_tick(std::unique_lock<std::mutex>& lock) {
-  const Clock::time_point deadline = Clock::now() + tick_period(threshold_ms_);
+bool Watchdog::wait_until(Clock::time_point due, std::unique_lock<std::mutex>& lock) {
   while (!stopping_) {
     const Clock::time_point now = Clock::now();
-    if (now >= deadline) return true;
-    wake_.wait_for(lock, std::min<Clock::duration>(deadline - now, kLongestWait));
+    if (now >= due) return true;
+    wake_.wait_for(lock, std::min<Clock::duration>(due - now, kLongestWait));
   }
   return false;
 }
@@ -95,25 +95,39 @@ void Watchdog::report(const Hang& hang) {
     logger_.warn("hang detected on thread '%s' after %lld ms", hang.thread_name.c_str(),
                  static_cast<long long>(hang.duration_ms));
   });
-  if (on_hang_) ignore_out_of_memory([&] { on_hang_(hang.thread_name, hang.duration_ms); });
+  if (on_hang_) ignore_out_of_memory([&] { on_hang_(hang); });
 }
 
 std::optional<Hang> Watchdog::due_hang() {
   std::optional<Hang> hang;
-  if (!stopping_) ignore_out_of_memory([&] { hang = tracker_.check(Clock::now()); });
+  if (!stopping_) ignore_out_of_memory([&] { hang = tracker_.check(AwakeClock::now()); });
   return hang;
+}
+
+void Watchdog::note_signs_of_life(const WindowAnswers& answers, Clock::time_point due) {
+  const Clock::duration late = Clock::now() - due - answers.asked * kWindowPatience;
+  if (late > std::chrono::milliseconds(threshold_ms_) / 2) {
+    tracker_.all_beat(AwakeClock::now());
+  } else if (answers.any) {
+    tracker_.main_beat(AwakeClock::now());
+  }
 }
 
 void Watchdog::run() {
   std::unique_lock<std::mutex> lock(mutex_);
-  while (wait_for_tick(lock)) {
+  for (;;) {
+    const Clock::time_point due = Clock::now() + tick_period(threshold_ms_);
+    if (!wait_until(due, lock)) return;
     lock.unlock();
-    const bool answered = probe_ && probe_(stopping_);
+    const WindowAnswers answers = probe_ ? probe_(stopping_) : WindowAnswers{};
     lock.lock();
-    if (answered) tracker_.main_beat(Clock::now());
-    const std::optional<Hang> hang = due_hang();
+    note_signs_of_life(answers, due);
+    std::optional<Hang> hang = due_hang();
     if (!hang) continue;
     lock.unlock();
+    if (hang->thread_id == 0) {
+      hang->thread_id = answers.silent_thread_id != 0 ? answers.silent_thread_id : main_thread_id_;
+    }
     report(*hang);
     lock.lock();
   }

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "hang/hang_tracker.h"
+#include "hang/window_probe.h"
 #include "support/logger.h"
 
 namespace wrenfall {
@@ -19,17 +20,21 @@ namespace wrenfall {
 // Watches for hangs on a thread of its own, from start to stop.
 //
 // On every tick that thread asks the probe whether a window of the process answers, which is a sign
-// of life of the main thread, and calls the hang callback for a hang that is due. It holds no lock
-// during either call, so that a slow capture never blocks a heartbeat. Any thread may beat, watch
+// of life of the main thread, and calls the hang callback for a hang that is due. A tick that comes
+// far too late shows that the whole process did not run: the machine slept, a debugger or a dump had
+// stopped it. That counts as a sign of life of every thread. No lock is held during either call, so
+// that a slow capture never blocks a heartbeat. Any thread may beat, watch
 // and unwatch; start and stop are called by one thread at a time. Failures of mutexes, condition
 // variables and threads are thrown as std::system_error.
 class Watchdog {
  public:
-  using HangCallback = std::function<void(const std::string& thread_name, int64_t duration_ms)>;
-  // True when a window answered. Should return early once its argument is set.
-  using WindowProbe = std::function<bool(const std::atomic<bool>& stopping)>;
+  using HangCallback = std::function<void(const Hang& hang)>;
+  // Asks the windows. Should return early once its argument is set.
+  using WindowProbe = std::function<WindowAnswers(const std::atomic<bool>& stopping)>;
 
-  // The logger outlives the watchdog. With a `threshold_ms` below 1 start() does nothing.
+  // The logger outlives the watchdog. With a `threshold_ms` below 1 start() does nothing. The calling
+  // thread counts as the main thread, unless another one owns a visible window that does not answer
+  // when the main thread hangs.
   Watchdog(int32_t threshold_ms, uint32_t policy, HangCallback on_hang, WindowProbe probe,
            Logger& logger);
   ~Watchdog();
@@ -55,16 +60,19 @@ class Watchdog {
 
  private:
   void run();
+  // Under mutex_. `due` is when the tick should have come.
+  void note_signs_of_life(const WindowAnswers& answers, std::chrono::steady_clock::time_point due);
   void report(const Hang& hang);
   // Under mutex_.
   std::optional<Hang> due_hang();
   // False when the watchdog is to stop.
-  bool wait_for_tick(std::unique_lock<std::mutex>& lock);
+  bool wait_until(std::chrono::steady_clock::time_point due, std::unique_lock<std::mutex>& lock);
 
   const int32_t threshold_ms_;
   const uint32_t policy_;
   const HangCallback on_hang_;
   const WindowProbe probe_;
+  const uint32_t main_thread_id_;
   Logger& logger_;
 
   std::mutex mutex_;

@@ -1,9 +1,21 @@
 #ifndef WRENFALL_SUPPORT_CLOCK_H_
 #define WRENFALL_SUPPORT_CLOCK_H_
 
+#include <chrono>
 #include <string>
 
 namespace wrenfall {
+
+// Monotonic time in which the machine is awake. A wait that this clock bounds, or a silence that it
+// measures, does not count the time that the machine sleeps.
+struct AwakeClock {
+  using duration = std::chrono::nanoseconds;
+  using rep = duration::rep;
+  using period = duration::period;
+  using time_point = std::chrono::time_point<AwakeClock>;
+  static constexpr bool is_steady = true;
+  static time_point now();
+};
 
 // A moment broken down by the proleptic Gregorian calendar; months and days count from 1.
 struct CalendarTime {

@@ -11,6 +11,12 @@ CalendarTime from_system_time(const SYSTEMTIME& time) {
 
 }  // namespace
 
+AwakeClock::time_point AwakeClock::now() {
+  ULONGLONG ticks = 0;  // of 100 ns
+  QueryUnbiasedInterruptTime(&ticks);
+  return time_point(std::chrono::nanoseconds(ticks * 100));
+}
+
 CalendarTime local_now() {
   SYSTEMTIME time{};
   GetLocalTime(&time);

@@ -3,7 +3,7 @@
 namespace wrenfall::minidump {
 namespace {
 
-constexpr uint32_t kStreams = 4;
+constexpr uint32_t kStreams = 5;
 
 }  // namespace
 
@@ -37,11 +37,32 @@ uint32_t MinidumpBuilder::add_text(const std::string& text) {
 
 void MinidumpBuilder::add_exception() {
   const uint32_t rva = here();
-  add32(77);  // the thread
+  mark("exception thread");
+  add32(77);
   add32(0);
   add32(*exception_code);
-  bytes_.append(156, '\0');
+  bytes_.append(148, '\0');
+  mark("exception context");
+  bytes_.append(8, '\0');
   add_directory_entry(6, here() - rva, rva);
+}
+
+void MinidumpBuilder::add_threads() {
+  const auto count = static_cast<uint32_t>(threads.size());
+  const uint32_t list = here();
+  mark("thread count");
+  add32(count);
+  if (aligned_threads) add32(0);
+  const uint32_t registers = here() + 48 * count;
+  for (uint32_t i = 0; i < count; ++i) {
+    mark("thread " + std::to_string(i));
+    add32(threads[i]);
+    bytes_.append(36, '\0');
+    add32(16);
+    add32(registers + 16 * i);
+  }
+  add_directory_entry(3, here() - list, list);
+  bytes_.append(16 * count, 'r');
 }
 
 void MinidumpBuilder::add_memory() {
@@ -122,8 +143,10 @@ std::string MinidumpBuilder::build() {
   add32(0);
   add32(0);
   next_entry_ = bytes_.size();
+  mark("directory");
   bytes_.append(kStreams * 12, '\0');  // an entry that stays empty is an unused stream
   if (exception_code) add_exception();
+  if (!threads.empty()) add_threads();
   if (with_memory) add_memory();
   if (with_annotations) add_annotations();
   return bytes_;

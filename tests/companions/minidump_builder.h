@@ -10,11 +10,13 @@
 
 namespace wrenfall::minidump {
 
-// Builds a small minidump, in this order: header, directory, exception, memory lists with their
-// memory, annotation stream with its texts. The offsets that tests damage are noted while building.
+// Builds a small minidump, in this order: header, directory, exception, threads with their registers,
+// memory lists with their memory, annotation stream with its texts. The offsets that tests damage are noted while building.
 struct MinidumpBuilder {
   uint32_t time_stamp = 0;
   std::optional<uint32_t> exception_code;
+  std::vector<uint32_t> threads;  // each with 16 bytes of registers
+  bool aligned_threads = false;   // as some writers have them
   std::map<std::string, std::string> startup;
   std::vector<std::pair<std::string, std::string>> live;
   bool with_memory = false;
@@ -27,6 +29,7 @@ struct MinidumpBuilder {
 
  private:
   void add_exception();
+  void add_threads();
   void add_memory();
   void add_annotations();
   uint32_t add_texts_list(const std::string& name, bool live_list);

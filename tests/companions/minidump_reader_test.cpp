@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "minidump/exception_thread.h"
 #include "minidump_builder.h"
 
 namespace wrenfall::minidump {
@@ -72,6 +73,66 @@ TEST(MinidumpReader, LimitsTextThatIsNamedAgainAndAgain) {
   const size_t first = builder.offset("live key");
   for (size_t i = 0; i < 4000; ++i) dump = with32(std::move(dump), first + i * 12 + 8, text);
   EXPECT_FALSE(read_text(dump));
+}
+
+// The dump after the change, or nothing. Fails the test on a read beyond the dump.
+std::optional<std::string> with_thread(std::string dump, uint32_t thread, ShownContext context) {
+  const ReadAt read = [&dump](uint64_t offset, void* buffer, size_t size) {
+    EXPECT_TRUE(offset <= dump.size() && size <= dump.size() - offset);
+    std::memcpy(buffer, dump.data() + offset, size);
+    return true;
+  };
+  const auto patches = name_exception_thread(read, dump.size(), thread, context);
+  if (!patches) return std::nullopt;
+  for (const DumpPatch& patch : *patches) {
+    dump.replace(static_cast<size_t>(patch.offset), patch.bytes.size(),
+                 reinterpret_cast<const char*>(patch.bytes.data()), patch.bytes.size());
+  }
+  return dump;
+}
+
+TEST(ExceptionThread, IsNamedAndShownWithItsOwnRegisters) {
+  for (const bool aligned : {false, true}) {
+    MinidumpBuilder builder = sample();
+    builder.threads = {77, 80, 0xFFFFFFFC};
+    builder.aligned_threads = aligned;
+    const std::string dump = builder.build();
+    const size_t thread = builder.offset("exception thread");
+    const size_t context = builder.offset("exception context");
+    const size_t own_context = builder.offset("thread 2") + 40;
+
+    const std::string named = with32(dump, thread, 0xFFFFFFFC);
+    EXPECT_EQ(with_thread(dump, 0xFFFFFFFC, ShownContext::kUnchanged), named) << aligned;
+    std::string shown = named;
+    shown.replace(context, 8, dump, own_context, 8);
+    EXPECT_EQ(with_thread(dump, 0xFFFFFFFC, ShownContext::kThreadsOwn), shown) << aligned;
+    EXPECT_EQ(with_thread(shown, 0xFFFFFFFC, ShownContext::kThreadsOwn), shown) << aligned;
+    EXPECT_FALSE(with_thread(dump, 81, ShownContext::kUnchanged)) << aligned;
+  }
+}
+
+TEST(ExceptionThread, LeavesDamagedDumpsAlone) {
+  MinidumpBuilder builder = sample();
+  builder.threads = {77, 80};
+  const std::string dump = builder.build();
+  const struct {
+    const char* field;
+    size_t beyond;  // bytes from the start of the field
+    uint32_t value;
+  } rows[] = {
+      {"directory", 4, 167},         // the exception stream is too short
+      {"directory", 8, 0xFFFFFFF0},  // and lies beyond the file
+      {"directory", 12, 99},         // no thread list
+      {"directory", 16, 3},         {"thread count", 0, 3}, {"thread count", 0, 0xFFFFFFFF},
+      {"thread count", 0, 1},       {"thread 1", 40, 0},    {"thread 1", 40, 0x7FFFFFFF},
+      {"thread 1", 44, 0xFFFFFFF8},
+  };
+  ASSERT_TRUE(with_thread(dump, 80, ShownContext::kThreadsOwn));
+  for (const auto& row : rows) {
+    EXPECT_FALSE(with_thread(with32(dump, builder.offset(row.field) + row.beyond, row.value), 80,
+                             ShownContext::kThreadsOwn))
+        << row.field << " +" << row.beyond << " = " << row.value;
+  }
 }
 
 }  // namespace

@@ -64,9 +64,10 @@ TEST(RecordFromAnnotations, JudgesTheOthers) {
       {{},
        {{"wrenfall.reportKind", "hang"},
         {"wrenfall.hangThread", "ui"},
+        {"wrenfall.hangThreadId", "44"},
         {"wrenfall.hangPolicy", "report"}},
        "attributes",
-       R"({"wrenfall.hangPolicy":"report","wrenfall.hangThread":"ui"})"},
+       R"({"wrenfall.hangPolicy":"report","wrenfall.hangThread":"ui","wrenfall.hangThreadId":"44"})"},
       // The policy of an earlier hang stays set.
       {{}, {{"wrenfall.hangPolicy", "terminate"}}, "attributes", "{}"},
       {{{"wrenfall.policy", "manual"}},
@@ -104,6 +105,32 @@ TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
   minidump::DumpFacts unmarked = facts_of({}, {});
   unmarked.exception_code = 0x0517A7ED;
   EXPECT_EQ(record_from_annotations(unmarked, context()).reportKind, "capture");
+}
+
+TEST(RecordFromAnnotations, TellsTheThreadThatADumpOnDemandIsOf) {
+  const struct {
+    Texts live;
+    uint32_t thread;  // 0 for none
+    bool own_context;
+  } rows[] = {
+      {{{"wrenfall.reportKind", "capture"}, {"wrenfall.threadId", "12"}}, 12, false},
+      {{{"wrenfall.reportKind", "hang"},
+        {"wrenfall.threadId", "12"},
+        {"wrenfall.hangThreadId", "4294967292"}},
+       4294967292,
+       true},
+      {{{"wrenfall.reportKind", "hang"}, {"wrenfall.threadId", "12"}}, 0, false},
+      {{{"wrenfall.reportKind", "capture"}, {"wrenfall.threadId", "4294967296"}}, 0, false},
+      {{{"wrenfall.reportKind", "capture"}, {"wrenfall.threadId", "12x"}}, 0, false},
+      // A crash, whatever was asked for meanwhile.
+      {{{"wrenfall.threadId", "12"}}, 0, false},
+  };
+  for (const auto& row : rows) {
+    const auto thread = thread_of_interest(facts_of({}, row.live));
+    EXPECT_EQ(thread ? thread->id : 0, row.thread) << ::testing::PrintToString(row.live);
+    if (!thread) continue;
+    EXPECT_EQ(thread->context == minidump::ShownContext::kThreadsOwn, row.own_context);
+  }
 }
 
 TEST(RecordFromAnnotations, TellsTheTimeOfTheDump) {

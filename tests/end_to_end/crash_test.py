@@ -109,15 +109,24 @@ class CrashTest(EndToEndTest):
         host.do("shutdown")
         self.assertFalse(session.exists())
 
-    def test_dump_of_a_run_without_monitor_is_adopted(self):
-        host = self.host()
+    def test_dumps_of_a_run_without_monitor_are_adopted(self):
+        """The handler outlives its monitor, and the next monitor makes reports of what it wrote."""
+        note = self.folder / "note.txt"
+        note.write_text("x")
+        host = self.host(init=False, attachment=windows_path(note))
+        host.do("hang_detection", 2000, 0)
+        self.assertEqual("0", host.do("init"))
         (monitor,) = processes("WrenfallMonitor.exe", self.folder.name)
         subprocess_kill(monitor)
         wait_for(lambda: not alive(monitor), what="the end of the monitor")
+        self.assertEqual("0", host.do("capture"), self.log())
+        wait_for(lambda: "INFO hang report captured" in self.log(), what="the hang report")
         host.crash("access-violation")
         self.assertEqual([], self.report_folders())
         self.host()
-        self.assertEqual("0xC0000005", self.record(self.only_report())["signalOrExceptionCode"])
+        records = map(self.record, self.wait_for_reports(3))
+        self.assertEqual([("capture", ["note.txt"]), ("crash", ["note.txt"]), ("hang", ["note.txt"])],
+                         sorted((record["reportKind"], record["attachments"]) for record in records))
 
     def test_two_hosts_share_a_store(self):
         hosts = [self.host(user=name) for name in ("one", "two")]

@@ -16,7 +16,6 @@ CASES = [
     # the processes, what happens to them, when, what the library says of it
     ((HANDLER,), signal.SIGKILL, "before", "has ended"),
     ((HANDLER,), signal.SIGKILL, "middle", "ended before the dump was written"),
-    ((MONITOR,), signal.SIGKILL, "before", "has ended"),
     ((MONITOR, HANDLER), signal.SIGKILL, "middle", "ended before the dump was written"),
     ((HANDLER, MONITOR), signal.SIGSTOP, "before", "has not answered for 120 s"),
     ((HANDLER, MONITOR), signal.SIGSTOP, "middle", "has not answered for 120 s"),

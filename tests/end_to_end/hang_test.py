@@ -57,8 +57,16 @@ class HangTest(EndToEndTest):
         self.assertEqual("hang", record["reportKind"])
         self.assertGreater(record["hangDurationMs"], least_ms)
         self.assertEqual("", record["signalOrExceptionCode"])
-        self.assertEqual({"wrenfall.hangThread": thread, "wrenfall.hangPolicy": policy}, record["attributes"])
-        live = self.dump(folder).live_annotations
+        dump = self.dump(folder)
+        # The process's first thread is the main one, and of those that are asked for the watchdog takes the dump.
+        main, live = next(iter(dump.stacks)), dump.live_annotations
+        hung = int(live["wrenfall.hangThreadId"])
+        self.assertEqual(thread == "main", hung == main)
+        self.assertNotIn(live["wrenfall.threadId"], (str(hung), str(main)))
+        self.check_shown_thread(dump, hung)
+        self.assertEqual(dump.contexts[hung], dump.exception_context)
+        self.assertEqual({"wrenfall.hangThread": thread, "wrenfall.hangThreadId": str(hung),
+                          "wrenfall.hangPolicy": policy}, record["attributes"])
         self.assertEqual((thread, str(record["hangDurationMs"]), policy, "hang"),
                          (live["wrenfall.hangThread"], live["wrenfall.hangDurationMs"],
                           live["wrenfall.hangPolicy"], live["wrenfall.reportKind"]))
@@ -72,7 +80,7 @@ class HangTest(EndToEndTest):
     def test_heartbeats_alone(self):
         host = self.hanging_host("--no-window", "--threshold", "600")
         host.wait_for_line("hang detection on: 600 ms, policy report")
-        host.say("hang main 2")
+        host.say("hang main 4")
         host.wait_for_line("main goes on")
         self.check_report("main", 600, "report")
         # Once a hang, and no other report in the cool-down.
@@ -84,7 +92,7 @@ class HangTest(EndToEndTest):
     def test_watched_thread(self):
         host = self.hanging_host("--no-window", "--threshold", "500")
         host.wait_for_line("hang detection on")
-        host.say("hang worker 1.5")
+        host.say("hang worker 4")
         host.wait_for_line("worker goes on")
         self.check_report("worker", 500, "report")
 
@@ -106,7 +114,7 @@ class HangTest(EndToEndTest):
         # The loop serves the window; nobody sends a heartbeat.
         time.sleep(2)
         self.assertNotIn("hang detected", self.log())
-        host.say("hang main 2.5")
+        host.say("hang main 4")
         host.wait_for_line("main goes on")
         self.check_report("main", 600, "report")
 
@@ -119,7 +127,10 @@ class HangTest(EndToEndTest):
         wait_for(lambda: captured in self.log(), what="the hang report of a host that nobody talks to")
         self.assertEqual("0", host.do("capture"))
         (folder,) = [path for path in self.wait_for_reports(2) if self.record(path)["reportKind"] == "capture"]
-        live = self.dump(folder).live_annotations
+        dump = self.dump(folder)
+        live = dump.live_annotations
+        self.check_shown_thread(dump, int(live["wrenfall.threadId"]))
+        self.assertEqual(next(iter(dump.stacks)), dump.exception_thread)  # which asked for it
         self.assertEqual({"wrenfall.hangPolicy": "report"}, {key: live[key] for key in live if "hang" in key})
         host.do("shutdown")
 

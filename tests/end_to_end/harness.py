@@ -179,6 +179,12 @@ class EndToEndTest(unittest.TestCase):
     def dump(self, folder):
         return minidump.Minidump((folder / self.record(folder)["dumpFile"]).read_bytes())
 
+    def check_shown_thread(self, dump, thread):
+        """The dump names the thread, and the registers that it shows are of its stack."""
+        self.assertEqual(thread, dump.exception_thread)
+        start, size = dump.stacks[thread]
+        self.assertTrue(start <= dump.stack_pointer(dump.exception_context) < start + size)
+
     def make_report(self, name="report", **fields):
         """Puts a report folder of one small file into the store, as the monitor would."""
         folder = self.store / name

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "minidump/exception_thread.h"
 #include "minidump/minidump_reader.h"
 #include "monitor/record_from_annotations.h"
 #include "tests/companions/minidump_builder.h"
@@ -17,19 +18,35 @@ using namespace monitor;
 // The reader's own limit, which bounds what a damaged dump can cost.
 constexpr size_t kMostTextBytes = size_t{16} * 1024 * 1024;
 
-std::optional<DumpFacts> read_bytes(const std::string& dump) {
-  const auto read_at = [&dump](uint64_t offset, void* buffer, size_t count) {
+ReadAt reader_of(const std::string& dump) {
+  return [&dump](uint64_t offset, void* buffer, size_t count) {
     require(offset <= dump.size() && count <= dump.size() - offset, "no read outside the dump");
     std::memcpy(buffer, dump.data() + offset, count);
     return true;
   };
-  return read_minidump(read_at, dump.size());
+}
+
+std::optional<DumpFacts> read_bytes(const std::string& dump) {
+  return read_minidump(reader_of(dump), dump.size());
 }
 
 size_t text_bytes(const std::map<std::string, std::string>& texts) {
   size_t bytes = 0;
   for (const auto& [key, value] : texts) bytes += key.size() + value.size();
   return bytes;
+}
+
+// What is written over a dump must lie inside it, and must not make it unreadable.
+void check_thread_patches(std::string dump) {
+  const auto patches =
+      name_exception_thread(reader_of(dump), dump.size(), 80, ShownContext::kThreadsOwn);
+  if (!patches) return;
+  for (const DumpPatch& patch : *patches) {
+    require(patch.offset <= dump.size() && patch.bytes.size() <= dump.size() - patch.offset,
+            "no write outside the dump");
+    dump.replace(patch.offset, patch.bytes.size(),
+                 reinterpret_cast<const char*>(patch.bytes.data()), patch.bytes.size());
+  }
 }
 
 void read_and_record(const std::string& dump) {
@@ -40,6 +57,7 @@ void read_and_record(const std::string& dump) {
           "no more text than the limit");
   require(annotations.report_id.empty() || annotations.report_id.size() == 36, "a UUID");
   const CrashData record = record_from_annotations(*facts, {});
+  check_thread_patches(dump);
   require(record.reportKind != "crash" || !asks_for_termination(*facts), "only a hang may kill");
   CrashData read;
   require(parse(serialize(record), read), "every record can be read");
@@ -51,6 +69,7 @@ void build_and_read(FuzzedDataProvider& input) {
   builder.time_stamp = input.ConsumeIntegral<uint32_t>();
   if (input.ConsumeBool()) builder.exception_code = input.ConsumeIntegral<uint32_t>();
   builder.with_memory = input.ConsumeBool();
+  if (input.ConsumeBool()) builder.threads = {77, 80};
   const auto changed_at = input.ConsumeIntegral<uint16_t>();
   const auto change = input.ConsumeIntegral<uint32_t>();
   std::map<std::string, std::string> live;

@@ -65,6 +65,15 @@ bool ClaimedDump::read_at(uint64_t offset, void* buffer, size_t size) const {
          static_cast<ssize_t>(size);
 }
 
+bool ClaimedDump::write_at(uint64_t offset, const void* data, size_t size) {
+  const int descriptor = open(open_file(file_.get()).name.c_str(), O_WRONLY | O_CLOEXEC);
+  const ssize_t done =
+      descriptor < 0 ? -1 : pwrite(descriptor, data, size, static_cast<off_t>(offset));
+  error_ = static_cast<uint32_t>(errno);
+  if (descriptor >= 0) close(descriptor);
+  return done == static_cast<ssize_t>(size);
+}
+
 minidump::ReadAt ClaimedDump::reader() const {
   return [this](uint64_t offset, void* buffer, size_t count) {
     return read_at(offset, buffer, count);

@@ -15,6 +15,12 @@ CalendarTime calendar_time(std::tm* (*convert)(const std::time_t*, std::tm*)) {
 
 }  // namespace
 
+AwakeClock::time_point AwakeClock::now() {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);  // which stands still while the machine sleeps
+  return time_point(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+}
+
 CalendarTime local_now() { return calendar_time(localtime_r); }
 CalendarTime utc_now() { return calendar_time(gmtime_r); }
 

@@ -31,6 +31,8 @@ class CaptureLessBackend : public Backend {
 
 }  // namespace
 
-std::unique_ptr<Backend> make_crashpad_backend() { return std::make_unique<CaptureLessBackend>(); }
+std::unique_ptr<Backend> make_crashpad_backend(std::chrono::milliseconds) {
+  return std::make_unique<CaptureLessBackend>();
+}
 
 }  // namespace wrenfall

@@ -2,6 +2,6 @@
 
 namespace wrenfall {
 
-bool any_window_answers(const std::atomic<bool>&) { return false; }
+WindowAnswers ask_windows(const std::atomic<bool>&) { return {}; }
 
 }  // namespace wrenfall

@@ -4,6 +4,8 @@
 
 #include <future>
 
+#include "support/process.h"
+
 namespace wrenfall {
 namespace {
 
@@ -15,7 +17,7 @@ Logger& silent_logger() {
   return logger;
 }
 
-bool no_window(const std::atomic<bool>&) { return false; }
+WindowAnswers no_window(const std::atomic<bool>&) { return {}; }
 
 TEST(Watchdog, TickIsAQuarterOfTheThresholdButNotTooShort) {
   const struct {
@@ -31,8 +33,7 @@ TEST(Watchdog, TickIsAQuarterOfTheThresholdButNotTooShort) {
 TEST(Watchdog, HeartbeatsOfAnyThreadKeepMainAlive) {
   std::atomic<bool> hung{false};
   Watchdog watchdog(
-      800, WRENFALL_HANG_REPORT, [&hung](const std::string&, int64_t) { hung = true; }, no_window,
-      silent_logger());
+      800, WRENFALL_HANG_REPORT, [&hung](const Hang&) { hung = true; }, no_window, silent_logger());
   watchdog.start();
   std::thread([&] {
     for (int i = 0; i < 80; ++i) {
@@ -53,7 +54,7 @@ TEST(Watchdog, StopsAtOnce) {
           if (!told) probing.set_value();
           told = true;
           while (!stopping) std::this_thread::sleep_for(milliseconds(1));
-          return false;
+          return WindowAnswers{};
         },
         silent_logger());
     watchdog.start();
@@ -70,7 +71,7 @@ TEST(Watchdog, ASlowCaptureBlocksNoHeartbeatAndStopWaitsForIt) {
   std::atomic<bool> captured{false};
   Watchdog watchdog(
       100, WRENFALL_HANG_REPORT,
-      [&](const std::string&, int64_t) {
+      [&](const Hang&) {
         capturing.set_value();
         release.get_future().wait();
         captured = true;
@@ -88,6 +89,51 @@ TEST(Watchdog, ASlowCaptureBlocksNoHeartbeatAndStopWaitsForIt) {
   watchdog.stop();
   EXPECT_TRUE(captured);
   releaser.join();
+}
+
+TEST(Watchdog, NamesTheThreadThatHangs) {
+  const struct {
+    const char* watched;
+    WindowAnswers answers;
+    const char* name;
+    uint32_t thread_id;  // 0 for that of the calling thread
+  } rows[] = {
+      {nullptr, {}, "main", 0},
+      {nullptr, {false, 4711, 1}, "main", 4711},
+      {"worker", {true, 4711, 2}, "worker", 0},  // a window that answers keeps "main" alive
+  };
+  for (const auto& row : rows) {
+    std::promise<Hang> hung;
+    Watchdog watchdog(
+        150, WRENFALL_HANG_REPORT, [&hung](const Hang& hang) { hung.set_value(hang); },
+        [&row](const std::atomic<bool>&) { return row.answers; }, silent_logger());
+    watchdog.start();
+    if (row.watched != nullptr) watchdog.watch(row.watched);
+    std::future<Hang> hang = hung.get_future();
+    ASSERT_EQ(hang.wait_for(std::chrono::seconds(60)), std::future_status::ready) << row.name;
+    watchdog.stop();
+    const Hang result = hang.get();
+    EXPECT_EQ(result.thread_name, row.name);
+    EXPECT_EQ(result.thread_id, row.thread_id == 0 ? current_thread_id() : row.thread_id);
+  }
+}
+
+// A machine that slept, a debugger's break or a dump stop all threads, not only those that hang.
+TEST(Watchdog, ATickThatComesFarTooLateIsASignOfLifeOfEveryThread) {
+  std::atomic<int> ticks{0};
+  std::atomic<bool> hung{false};
+  Watchdog watchdog(
+      200, WRENFALL_HANG_REPORT, [&hung](const Hang&) { hung = true; },
+      [&ticks](const std::atomic<bool>&) {
+        ++ticks;
+        std::this_thread::sleep_for(milliseconds(300));
+        return WindowAnswers{};
+      },
+      silent_logger());
+  watchdog.start();
+  watchdog.watch("worker");
+  while (ticks < 5) std::this_thread::sleep_for(milliseconds(10));
+  EXPECT_FALSE(hung);
 }
 
 }  // namespace

@@ -138,12 +138,12 @@ LRESULT WINAPI note_message(HWND window, UINT message, WPARAM word, LPARAM numbe
   return system_send_message(window, message, word, number, flags, milliseconds, result);
 }
 
-// A thread with a window, which answers messages or does not.
-void live_with_window(bool visible, bool answers, std::promise<void>& ready,
+// A thread with a window, which answers messages or does not. Gives its id when it has the window.
+void live_with_window(bool visible, bool answers, std::promise<DWORD>& ready,
                       std::future<void> end) {
   const HWND window = CreateWindowExW(0, L"STATIC", L"", visible ? WS_VISIBLE : 0, 0, 0, 10, 10,
                                       nullptr, nullptr, nullptr, nullptr);
-  ready.set_value();
+  ready.set_value(GetCurrentThreadId());
   while (end.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
     MSG message{};
     if (answers) PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
@@ -151,24 +151,28 @@ void live_with_window(bool visible, bool answers, std::promise<void>& ready,
   DestroyWindow(window);
 }
 
-TEST(WindowProbeWin, OneVisibleWindowThatAnswersWillDo) {
+TEST(WindowProbeWin, AsksVisibleWindowsAndNamesTheThreadOfASilentOne) {
   const ImportHook hook(__imp_SendMessageTimeoutW, &note_message);
   const struct {
-    bool visible, answers, expected;
-  } rows[] = {
-      {false, true, false}, {false, false, false}, {true, true, true}, {true, false, false}};
+    bool visible, answers, any, silent;
+  } rows[] = {{false, true, false, false},
+              {false, false, false, false},
+              {true, true, true, false},
+              {true, false, false, true}};
   for (const auto& row : rows) {
     asked_windows.clear();
-    std::promise<void> ready, end;
+    std::promise<DWORD> ready;
+    std::promise<void> end;
     std::thread thread(live_with_window, row.visible, row.answers, std::ref(ready),
                        end.get_future());
-    ready.get_future().wait();
+    const DWORD thread_id = ready.get_future().get();
     const std::atomic<bool> stopping{false};
-    bool answered = any_window_answers(stopping);
+    WindowAnswers answers = ask_windows(stopping);
     // A busy machine may not run the thread in time, but some time it does.
-    for (int i = 0; i < 100 && answered != row.expected; ++i)
-      answered = any_window_answers(stopping);
-    EXPECT_EQ(answered, row.expected) << row.visible << row.answers;
+    for (int i = 0; i < 100 && answers.any != row.any; ++i) answers = ask_windows(stopping);
+    EXPECT_EQ(answers.any, row.any) << row.visible << row.answers;
+    EXPECT_EQ(answers.asked, row.visible ? 1u : 0u) << row.answers;
+    EXPECT_EQ(answers.silent_thread_id, row.silent ? thread_id : 0u);
     EXPECT_EQ(!asked_windows.empty(), row.visible);
     for (const auto& [flags, milliseconds] : asked_windows) {
       EXPECT_EQ(flags, UINT{SMTO_BLOCK | SMTO_ABORTIFHUNG});

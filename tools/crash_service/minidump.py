@@ -54,7 +54,10 @@ class Minidump:
         self.exception_code: Optional[int] = None
         self.exception_address: Optional[int] = None
         self.exception_thread: Optional[int] = None
+        self.exception_context: Optional[int] = None  # where its registers lie in the file
         self.thread_count: Optional[int] = None
+        self.stacks: Dict[int, Tuple[int, int]] = {}  # address and size by thread, in the dump's order
+        self.contexts: Dict[int, int] = {}  # where the registers of each thread lie in the file
         self.module_names: List[str] = []
         self.startup_annotations: Dict[str, str] = {}
         self.annotations: List[Annotation] = []
@@ -114,10 +117,20 @@ class Minidump:
     def _read_exception(self, stream: Stream) -> None:
         self.exception_thread, _, code, _, _, address = self._unpack("IIIIQQ", stream.offset)
         self.exception_code, self.exception_address = code, address
+        (self.exception_context,) = self._unpack("I", stream.offset + 164)
 
     def _read_threads(self, stream: Stream) -> None:
-        count, _ = self._list(stream, _THREAD_SIZE)
+        count, offset = self._list(stream, _THREAD_SIZE)
         self.thread_count = count
+        for index in range(count):
+            thread = offset + index * _THREAD_SIZE
+            identifier, start, size = self._unpack("I20xQI", thread)
+            self.stacks[identifier] = (start, size)
+            (self.contexts[identifier],) = self._unpack("I", thread + 44)
+
+    def stack_pointer(self, context: int) -> int:
+        """That of the x64 registers at an offset of the file."""
+        return self._unpack("Q", context + 152)[0]
 
     def _read_modules(self, stream: Stream) -> None:
         count, offset = self._list(stream, _MODULE_SIZE)

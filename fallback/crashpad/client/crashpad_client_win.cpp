@@ -57,13 +57,20 @@ bool CrashpadClient::StartHandler(const base::FilePath& handler, const base::Fil
   for (const std::string& argument : arguments) add(to_utf16(argument));
   add(L"--initial-client-data=" +
       internal::format_initial_client_data(connection->initial_client_data()));
-  if (command_line.size() >= kMaxCommandLine) return false;
+  if (command_line.size() >= kMaxCommandLine) {
+    SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    return false;
+  }
 
   internal::ScopedHandle process = internal::start_handler_process(handler.value(), command_line,
                                                                    connection->inherited_handles());
   if (!process) return false;
   connection->set_started_process(std::move(process));
-  if (!asynchronous_start && !connection->wait_until_ready()) return false;
+  if (!asynchronous_start && !connection->wait_until_ready()) {
+    connection.reset();
+    SetLastError(ERROR_PROCESS_ABORTED);
+    return false;
+  }
   internal::direct_crashes_to(std::move(connection));
   return true;
 }

@@ -23,7 +23,7 @@ class CrashpadClient {
 
   // Starts `handler` and installs the crash handling. True once the handler is ready, or, with
   // `asynchronous_start`, once its process exists. False leaves everything unchanged: no handle, no
-  // exception filter, and an earlier handler still in force. An earlier handler is told to end after
+  // exception filter, and an earlier handler still in force; the last error says why. An earlier handler is told to end after
   // the new one has taken over.
   //
   // `annotations` are UTF-8 and end at their first NUL. `restartable` has no effect.
