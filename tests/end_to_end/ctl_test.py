@@ -191,7 +191,7 @@ class CtlTest(ServiceTest):
                              json.loads(follower.stdout.readline()))
 
     def test_damaged_and_foreign_folders(self):
-        self.make_report("healthy", reportKind="\x9b31m\u2069red\x7f", crashTime=5)
+        self.make_report("healthy", reportKind="\x1b[2J\x9b31m\u2069red\x7f", crashTime=5)
         self.make_report("owner gone", ownerPid=4294967288)
         self.make_report("owned", ownerPid=int(self.host(init=False).do("pid")))
         self.make_report("truncated dump")
