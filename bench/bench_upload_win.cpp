@@ -74,8 +74,9 @@ void bench_archive(const fs::path& folder) {
     bytes = std::string();
     const double before = peak_mib();
     const fs::path archive = folder / wrenfall::kArchiveFile;
+    wrenfall::Logger logger;
     const auto pack = [&] {
-      wrenfall::write_report_archive(report, archive);
+      wrenfall::write_report_archive(report, archive, logger);
       wrenfall::md5_file_hex(archive);
     };
     pack();

@@ -13,9 +13,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The library's texts are limited to some hundred kilobytes, so its records are far smaller.
-constexpr uint64_t kMaxRecordBytes = uint64_t{16} << 20;
-
 std::string word_for(const std::optional<ReportResult>& result) {
   if (!result) return "failed";
   if (result->cancelled) return "cancelled";
@@ -31,19 +28,13 @@ uint64_t size_of_files(const fs::path& folder) {
   return size;
 }
 
-ReportState state_of(const fs::path& folder, CrashData& record) {
-  // A file that is too large for a record is not even opened.
-  const uint64_t size = size_of_file(folder / kCrashDataFile).value_or(0);
-  return size > kMaxRecordBytes ? ReportState::kUnreadable : report_state(folder, record);
-}
-
 // `claimed` says that a process holds the claim to the folder.
 std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed) {
   ReportSummary summary;
   summary.folder = folder;
   CrashData data;
   const bool had_record = is_file(folder / kCrashDataFile);
-  const ReportState state = state_of(folder, data);
+  const ReportState state = report_state(folder, data);
   summary.size = size_of_files(folder);
   ReportResult result;
   if (read_result(folder, result)) summary.result = result;
@@ -87,8 +78,7 @@ std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
   const std::set<fs::path> reports(folders.begin(), folders.end());
   for (const fs::path& entry : entries) {
     const bool is_report = reports.count(entry) != 0;
-    const bool is_own = entry == store / kSessionsFolder || entry == store / kHandlerFolder;
-    if (!is_report && !is_own && is_folder(entry)) folders.push_back(entry);
+    if (!is_report && is_folder(entry) && !is_own_folder(entry)) folders.push_back(entry);
   }
   std::vector<ReportSummary> summaries;
   for (const fs::path& folder : folders) {

@@ -9,6 +9,8 @@
 #include "monitor/watched_process.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
+#include "report/store/report_files.h"
+#include "report/store/report_store.h"
 #include "support/clock.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -112,10 +114,9 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
 void DumpCollector::finish_half_made_folders() {
   for (const fs::path& folder : list_folder(places_.store)) {
     // Monitors make no links, and what a link leads to does not belong to the store.
-    if (is_link(folder)) continue;
-    if (!path_exists(folder / kCrashDataFile) && is_file(folder / kReportDumpFile)) {
-      finish_half_made_folder(folder);
-    }
+    if (is_link(folder) || !is_folder(folder) || is_own_folder(folder)) continue;
+    remove_stale_temporaries(folder);
+    if (is_half_made(folder)) finish_half_made_folder(folder);
   }
 }
 

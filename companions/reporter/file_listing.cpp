@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 std::vector<ListedFile> list_files_to_send(const fs::path& folder) {
   std::vector<ListedFile> files;
   try {
-    for (const fs::path& file : files_to_send(folder).value_or(std::vector<fs::path>())) {
+    for (const fs::path& file : files_to_send(folder).files) {
       files.push_back({path_to_utf8(file.filename()), size_of_file(file).value_or(0)});
     }
   } catch (const fs::filesystem_error&) {

@@ -91,6 +91,11 @@ bool deflate_smaller(const Bytef* data, size_t size, int level, Pieces* output) 
   return true;
 }
 
+mz_bool failed(mz_zip_archive* archive, mz_zip_error error) {
+  archive->m_last_error = error;
+  return MZ_FALSE;
+}
+
 bool write(mz_zip_archive* archive, Writer* writer, const void* data, size_t size) {
   if (size != 0 && std::fwrite(data, 1, size, writer->file) != size) {
     writer->failed = true;
@@ -152,9 +157,9 @@ void mz_zip_zero_struct(mz_zip_archive* pZip) {
 mz_bool mz_zip_writer_init_cfile(mz_zip_archive* pZip, FILE* pFile, mz_uint /*flags*/) {
   if (pZip == nullptr || pFile == nullptr || pZip->m_pState != nullptr) return MZ_FALSE;
   auto* writer = new (std::nothrow) Writer;
-  if (writer == nullptr) return MZ_FALSE;
+  if (writer == nullptr) return failed(pZip, MZ_ZIP_ALLOC_FAILED);
   writer->file = pFile;
-  *pZip = mz_zip_archive{0, 0, writer};
+  *pZip = mz_zip_archive{0, 0, MZ_ZIP_NO_ERROR, writer};
   return MZ_TRUE;
 }
 
@@ -171,9 +176,9 @@ mz_bool mz_zip_writer_add_mem(mz_zip_archive* pZip, const char* pArchive_name, c
     return add(pZip, writer, pArchive_name, static_cast<const Bytef*>(pBuf), buf_size,
                level_of(level_and_flags))
                ? MZ_TRUE
-               : MZ_FALSE;
+               : failed(pZip, MZ_ZIP_UNDEFINED_ERROR);
   } catch (const std::bad_alloc&) {
-    return MZ_FALSE;
+    return failed(pZip, MZ_ZIP_ALLOC_FAILED);
   }
 }
 
@@ -181,10 +186,14 @@ mz_bool mz_zip_writer_finalize_archive(mz_zip_archive* pZip) {
   Writer* writer = writer_of(pZip);
   if (writer == nullptr || writer->failed || writer->finalized) return MZ_FALSE;
   try {
-    return finalize(pZip, writer) ? MZ_TRUE : MZ_FALSE;
+    return finalize(pZip, writer) ? MZ_TRUE : failed(pZip, MZ_ZIP_UNDEFINED_ERROR);
   } catch (const std::bad_alloc&) {
-    return MZ_FALSE;
+    return failed(pZip, MZ_ZIP_ALLOC_FAILED);
   }
+}
+
+mz_zip_error mz_zip_get_last_error(mz_zip_archive* pZip) {
+  return pZip == nullptr ? MZ_ZIP_UNDEFINED_ERROR : pZip->m_last_error;
 }
 
 mz_bool mz_zip_writer_end(mz_zip_archive* pZip) {

@@ -32,9 +32,17 @@ enum {
   MZ_DEFAULT_COMPRESSION = -1
 };
 
+// Of miniz's many, those that the writer tells apart.
+typedef enum {
+  MZ_ZIP_NO_ERROR = 0,
+  MZ_ZIP_UNDEFINED_ERROR,  // Here every failure that is not listed below.
+  MZ_ZIP_ALLOC_FAILED
+} mz_zip_error;
+
 typedef struct mz_zip_archive {
   mz_uint64 m_archive_size;  // Bytes written so far.
   mz_uint m_total_files;
+  mz_zip_error m_last_error;
   void* m_pState;  // Owned; null outside init to end.
 } mz_zip_archive;
 
@@ -54,6 +62,9 @@ mz_bool mz_zip_writer_add_mem(mz_zip_archive* pZip, const char* pArchive_name, c
 
 // Writes the central directory and flushes the file. Nothing can be added afterwards.
 mz_bool mz_zip_writer_finalize_archive(mz_zip_archive* pZip);
+
+// Why the last init, add or finalize failed.
+mz_zip_error mz_zip_get_last_error(mz_zip_archive* pZip);
 
 // Frees the writer's memory, whatever came before. Fails only when there is none.
 mz_bool mz_zip_writer_end(mz_zip_archive* pZip);

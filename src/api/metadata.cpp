@@ -6,6 +6,7 @@
 #include "api/state.h"
 #include "backend/annotation_keys.h"
 #include "report/fact_annotations.h"
+#include "report/store/session_files.h"
 #include "report/store/upload_policy.h"
 #include "support/text.h"
 

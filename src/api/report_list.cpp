@@ -29,7 +29,7 @@ wrenfall_report_list* wrenfall_pending_reports(void) {
     auto list = std::make_unique<wrenfall_report_list>();
     for (const std::filesystem::path& folder : pending_report_folders(state.store_dir)) {
       std::string record;
-      if (!read_file(folder / kCrashDataFile, record)) continue;
+      if (!read_file(folder / kCrashDataFile, record, kMaxRecordBytes)) continue;
       list->entries.push_back({path_to_utf8(folder), std::move(record)});
     }
     complete = std::move(list);

@@ -21,7 +21,6 @@
 namespace wrenfall {
 
 inline constexpr size_t kMaxAttributes = 64;
-inline constexpr size_t kMaxAttachments = 24;
 
 // Everything that belongs to an initialized library. Init makes it and publishes it as its last
 // step; shutdown withdraws it as its first step. It is destroyed when the last call that uses it

@@ -22,13 +22,16 @@ FolderClaim wait_for_claim(const SendRequest& request) {
 
 // Empty when the record was loaded.
 std::optional<NotSent> load_record(const fs::path& folder, CrashData& record) {
-  // Read only once, so that a record that is being replaced does not look damaged.
-  if (std::string text; read_file(folder / kCrashDataFile, text)) {
-    if (parse(text, record)) return std::nullopt;
-    return NotSent::kDamaged;
+  switch (read_record(folder, record)) {
+    case RecordState::kLoaded:
+      return std::nullopt;
+    case RecordState::kDamaged:
+      return NotSent::kDamaged;
+    case RecordState::kUnreadable:
+      return NotSent::kUnreadable;
+    default:
+      return is_folder(folder) ? NotSent::kNoReport : NotSent::kNoFolder;
   }
-  if (is_file(folder / kCrashDataFile)) return NotSent::kUnreadable;
-  return is_folder(folder) ? NotSent::kNoReport : NotSent::kNoFolder;
 }
 
 wrenfall_result result_of(NotSent reason) {
@@ -63,6 +66,7 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
   const fs::path& folder = request.folder;
   // Claiming a folder that does not exist would create a claim file in the store for a moment.
   if (!is_folder(folder)) return refuse(folder, NotSent::kNoFolder);
+  if (is_own_folder(folder)) return refuse(folder, NotSent::kNoReport);
   const FolderClaim claim = wait_for_claim(request);
   CrashData record;
   // A folder without a usable record is left alone. The retry rule would delete it, although it may

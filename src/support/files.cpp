@@ -1,5 +1,6 @@
 #include "support/files.h"
 
+#include <cstdlib>
 #include <fstream>
 
 namespace wrenfall {
@@ -27,6 +28,18 @@ bool write_file_atomic(const fs::path& path, std::string_view bytes) {
   const bool copied = copy_file_over(temporary, path);
   remove_file(temporary);
   return copied;
+}
+
+bool is_same_entry(const fs::path& a, const fs::path& b) {
+  std::error_code error;
+  return fs::equivalent(a, b, error) && !error;
+}
+
+std::optional<std::chrono::seconds> age_of_file(const fs::path& path) {
+  constexpr int64_t kTicksPerSecond = 10'000'000;
+  const auto written = file_write_time(path);
+  if (!written) return std::nullopt;
+  return std::chrono::seconds(std::abs(file_time_now() - *written) / kTicksPerSecond);
 }
 
 std::optional<uint64_t> size_of_file(const fs::path& path) {

@@ -1,9 +1,11 @@
 #ifndef WRENFALL_SUPPORT_FILES_H_
 #define WRENFALL_SUPPORT_FILES_H_
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,10 +21,11 @@ class DirectoryIterationError : public std::filesystem::filesystem_error {
       : filesystem_error("directory_iterator::operator++", directory, error) {}
 };
 
-// Reads a whole file; false when it cannot be opened or read. Waits for a fraction of a second
-// while another process has it open without sharing. Never keeps another process from replacing or
-// removing the file meanwhile.
-bool read_file(const std::filesystem::path& path, std::string& bytes);
+// Reads a whole file; false when it cannot be opened or read, or is larger than `max_bytes`. Waits
+// for a moment where another program has it open without sharing. Never keeps another process from
+// replacing or removing the file meanwhile. Throws bad_alloc where there is no memory for the file.
+bool read_file(const std::filesystem::path& path, std::string& bytes,
+               uint64_t max_bytes = std::numeric_limits<uint64_t>::max());
 
 // What is added to a file's name while it is being written.
 inline constexpr char kTemporarySuffix[] = ".tmp";
@@ -50,11 +53,25 @@ bool path_exists(const std::filesystem::path& path);
 bool is_file(const std::filesystem::path& path);
 bool is_folder(const std::filesystem::path& path);
 
+// Whether the entry, or what it leads to as a link, is a file on a disk: no device, pipe, folder or
+// link that leads nowhere. A file that cannot be looked at counts as one.
+bool is_disk_file(const std::filesystem::path& path);
+
+// Whether both names lead to the same file or folder, by the rules of the file system. False when
+// either cannot be opened.
+bool is_same_entry(const std::filesystem::path& a, const std::filesystem::path& b);
+
 // Whether the entry is a symbolic link or a junction, which leads elsewhere.
 bool is_link(const std::filesystem::path& path);
 
-// The last write of a regular file in 100 ns units of the system; only good for comparison.
+// The last write of a regular file in 100 ns units of the system; only good for comparison with
+// another, and with this moment.
 std::optional<int64_t> file_write_time(const std::filesystem::path& path);
+int64_t file_time_now();
+
+// How long ago the last write of a regular file was. A time to come counts like one that is past:
+// the clock was set back since.
+std::optional<std::chrono::seconds> age_of_file(const std::filesystem::path& path);
 
 // The size in bytes; nothing when it cannot be read.
 std::optional<uint64_t> size_of_file(const std::filesystem::path& path);

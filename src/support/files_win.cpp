@@ -1,7 +1,7 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <exception>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -54,6 +54,20 @@ ScopedFile open_for_reading(const fs::path& path) {
   }
 }
 
+// The end of a read that failed: false, unless the system itself lacked memory for it.
+bool fail_reading() {
+  switch (GetLastError()) {
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_OUTOFMEMORY:
+    case ERROR_NO_SYSTEM_RESOURCES:
+    case ERROR_WORKING_SET_QUOTA:
+    case ERROR_COMMITMENT_LIMIT:
+      throw std::bad_alloc();
+    default:
+      return false;
+  }
+}
+
 DWORD attributes_of(const fs::path& path) { return GetFileAttributesW(path.c_str()); }
 
 }  // namespace
@@ -88,6 +102,18 @@ bool is_link(const fs::path& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
+bool is_disk_file(const fs::path& path) {
+  if (!is_file(path)) return false;
+  // Without any access right, so that no other program is in the way.
+  const ScopedFile file(CreateFileW(path.c_str(), 0,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (file) return GetFileType(file.get()) == FILE_TYPE_DISK;
+  const DWORD error = GetLastError();
+  return error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND &&
+         error != ERROR_CANT_RESOLVE_FILENAME;
+}
+
 bool remove_entry(const fs::path& path) {
   const DWORD attributes = attributes_of(path);
   if (attributes == INVALID_FILE_ATTRIBUTES) return true;
@@ -106,21 +132,21 @@ bool remove_entry(const fs::path& path) {
 
 bool remove_folder(const fs::path& folder) { return !is_file(folder) && remove_entry(folder); }
 
-bool read_file(const fs::path& path, std::string& bytes) {
+bool read_file(const fs::path& path, std::string& bytes, uint64_t max_bytes) {
   const ScopedFile file = open_for_reading(path);
   LARGE_INTEGER size{};
-  if (!file || !GetFileSizeEx(file.get(), &size)) return false;
-  try {
-    bytes.resize(static_cast<size_t>(size.QuadPart));
-  } catch (const std::exception&) {
-    // A file that does not fit into memory counts as unreadable.
-    return false;
-  }
+  if (!file || !GetFileSizeEx(file.get(), &size)) return fail_reading();
+  if (static_cast<uint64_t>(size.QuadPart) > max_bytes) return false;
+  // A string of that length is beyond any memory; it must not be told by another exception.
+  if (static_cast<uint64_t>(size.QuadPart) > bytes.max_size()) throw std::bad_alloc();
+  bytes.resize(static_cast<size_t>(size.QuadPart));
   // One call reads at most 4 GiB, and a file that shrinks meanwhile ends early.
   for (size_t done = 0; done < bytes.size();) {
     const auto wanted = static_cast<DWORD>(std::min<size_t>(bytes.size() - done, kLargestRead));
     DWORD got = 0;
-    if (!ReadFile(file.get(), bytes.data() + done, wanted, &got, nullptr)) return false;
+    if (!ReadFile(file.get(), bytes.data() + done, wanted, &got, nullptr)) {
+      return fail_reading();
+    }
     done += got;
     if (got == 0) bytes.resize(done);
   }
@@ -158,6 +184,15 @@ std::optional<int64_t> file_write_time(const fs::path& path) {
   ULARGE_INTEGER time{};
   time.LowPart = data.ftLastWriteTime.dwLowDateTime;
   time.HighPart = data.ftLastWriteTime.dwHighDateTime;
+  return static_cast<int64_t>(time.QuadPart);
+}
+
+int64_t file_time_now() {
+  FILETIME now{};
+  GetSystemTimeAsFileTime(&now);
+  ULARGE_INTEGER time{};
+  time.LowPart = now.dwLowDateTime;
+  time.HighPart = now.dwHighDateTime;
   return static_cast<int64_t>(time.QuadPart);
 }
 

@@ -31,10 +31,10 @@ bool has_required_fields(const CrashData& data, UploadResult& outcome) {
   return false;
 }
 
-bool make_archive(const fs::path& folder, Archive& archive, UploadResult& outcome) {
+bool make_archive(const fs::path& folder, Logger& logger, Archive& archive, UploadResult& outcome) {
   archive.path = folder / kArchiveFile;
   outcome.result = WRENFALL_ERROR_FILE;
-  if (!write_report_archive(folder, archive.path)) {
+  if (!write_report_archive(folder, archive.path, logger)) {
     outcome.error = "could not create the report zip";
     return false;
   }
@@ -98,7 +98,7 @@ UploadResult upload_report(const UploadContext& context, const CrashData& data,
   UploadResult outcome;
   Archive archive;
   const bool delivered = has_required_fields(data, outcome) &&
-                         make_archive(folder, archive, outcome) &&
+                         make_archive(folder, context.logger, archive, outcome) &&
                          deliver_archive(context.http, data, archive, outcome);
   if (!delivered) {
     context.logger.error("Upload failed: %s (http %d)", outcome.error.c_str(), outcome.http_status);

@@ -40,6 +40,22 @@ TEST(ReportFolder, AttachmentsOfTheSameName) {
   }
 }
 
+TEST(ReportFolder, AttachmentThatCannotBeCopiedCostsNoOther) {
+  const TempDir files;
+  Logger logger;
+  const std::string first = path_to_utf8(files.add("a/log.txt", "1"));
+  fs::create_directories(files.path() / "b" / "LOG.TXT");
+  for (const SameName rule : {SameName::kGetsANumber, SameName::kReplaces}) {
+    for (const char* const other : {"b/LOG.TXT", "c/log.txt"}) {
+      const TempDir store;
+      const Names paths = {first, path_to_utf8(files.path() / other)};
+      EXPECT_EQ(copy_attachments(store.path(), paths, rule, logger), Names{"log.txt"}) << other;
+      EXPECT_EQ(file_text(store.path() / "log.txt"), "1") << other;
+      EXPECT_EQ(list_folder(store.path()).size(), 1u) << other;
+    }
+  }
+}
+
 TEST(ReportFolder, ReadOnlyAttachmentDoesNotKeepTheReportFromBeingDeleted) {
   const TempDir files;
   const TempDir store;
@@ -67,7 +83,9 @@ TEST(ReportFolder, SecondTryKeepsWhatTheFirstCopied) {
   const auto facts = minidump::read_minidump(dump.reader(), dump.size());
   ASSERT_TRUE(facts);
   const auto record = finish_report_folder(
-      folder, dump, *facts, {}, {path_to_utf8(files.add("log.txt", "all of it"))}, logger);
+      folder, dump, *facts, {},
+      {path_to_utf8(files.add("log.txt", "all of it")), path_to_utf8(files.path() / "gone.txt")},
+      logger);
   ASSERT_TRUE(record);
   EXPECT_EQ(record->attachments, (Names{"log.txt", "gone.txt"}));
   EXPECT_EQ(file_text(folder / "log.txt"), "all of it");

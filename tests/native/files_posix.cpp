@@ -1,5 +1,6 @@
 #include <dirent.h>
 #include <sys/stat.h>
+#include <time.h>
 
 #include <fstream>
 #include <iterator>
@@ -49,9 +50,14 @@ bool remove_entry(const fs::path& path) {
 
 bool remove_folder(const fs::path& folder) { return !is_file(folder) && remove_entry(folder); }
 
-bool read_file(const fs::path& path, std::string& bytes) {
+bool is_disk_file(const fs::path& path) {
+  std::error_code error;
+  return fs::is_regular_file(path, error);
+}
+
+bool read_file(const fs::path& path, std::string& bytes, uint64_t max_bytes) {
   std::ifstream stream(path, std::ios::binary);
-  if (!stream || is_folder(path)) return false;
+  if (!stream || is_folder(path) || size_of_file(path).value_or(0) > max_bytes) return false;
   bytes.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
   return !stream.bad();
 }
@@ -73,6 +79,12 @@ std::optional<int64_t> file_write_time(const fs::path& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
   return int64_t{status.st_mtim.tv_sec} * 10'000'000 + status.st_mtim.tv_nsec / 100;
+}
+
+int64_t file_time_now() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return int64_t{now.tv_sec} * 10'000'000 + now.tv_nsec / 100;
 }
 
 bool copy_file_over(const fs::path& from, const fs::path& to) {

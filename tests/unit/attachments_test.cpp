@@ -35,6 +35,8 @@ TEST(AttachmentNames, GivesEachFileANameOfItsOwn) {
       {{"WrenfallCrashData.json.tmp"}, {"WrenfallCrashData.json (2).tmp"}},
       {{"result.json", "Result.json.TMP"}, {"result (2).json", "Result.json (2).TMP"}},
       {{"WrenfallCrash.zip"}, {"WrenfallCrash (2).zip"}},
+      {{"wfattachment.tmp", "feedback.json.tmp"},
+       {"wfattachment (2).tmp", "feedback.json (2).tmp"}},
       {{"MINIDUMP.DMP", "minidump.dmp"}, {"MINIDUMP (2).DMP", "minidump (3).dmp"}},
       {{"Wrenfall.log"}, {"Wrenfall (2).log"}},
       // The system takes each of these for the name without its end.
@@ -49,13 +51,27 @@ TEST(AttachmentNames, GivesEachFileANameOfItsOwn) {
   for (const auto& row : rows) {
     std::set<std::string> taken;
     std::vector<std::string> names;
+    AttachmentNames free_names(
+        [&](const std::string& candidate) { return taken.count(lower(candidate)) != 0; });
     for (const std::string& name : row.names) {
-      names.push_back(free_attachment_name(
-          name, [&](const std::string& candidate) { return taken.count(lower(candidate)) != 0; }));
+      names.push_back(free_names.free_name(name));
       taken.insert(lower(names.back()));
     }
     EXPECT_EQ(names, row.expected) << row.names.front();
   }
+}
+
+TEST(AttachmentNames, AreFoundInLinearTime) {
+  constexpr unsigned kFiles = 3000;
+  unsigned asked = 0;
+  std::set<std::string> taken;
+  AttachmentNames free_names([&](const std::string& candidate) {
+    ++asked;
+    return taken.count(candidate) != 0;
+  });
+  for (unsigned i = 0; i < kFiles; ++i) taken.insert(free_names.free_name("log.txt"));
+  EXPECT_EQ(taken.size(), kFiles);
+  EXPECT_LE(asked, 2 * kFiles);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/files.h"
 #include "tests/support/temp_dir.h"
 
 namespace wrenfall {
@@ -39,6 +40,39 @@ TEST(SessionFiles, SweepLeavesWhatRunningProcessesOwn) {
   sweep_sessions(dir.path());
   for (const Case& c : cases) EXPECT_EQ(fs::exists(sessions / c.name), c.stays) << c.name;
   EXPECT_TRUE(fs::exists(dir / "outside.json"));
+}
+
+TEST(SessionFiles, ReadsNoMoreThanTheLibraryWrites) {
+  const TempDir dir;
+  SessionRecord record{{1, 2}, std::vector<std::string>(30, "a")};
+  ASSERT_TRUE(write_session(dir.path(), record));
+  const fs::path file = session_file(dir.path(), record.session);
+  ASSERT_TRUE(read_session(file));
+  EXPECT_EQ(read_session(file)->attachments.size(), 24u);
+  put_file(file, file_text(file) + std::string(1 << 20, ' '));
+  EXPECT_FALSE(read_session(file));
+}
+
+TEST(SessionFiles, SweepKeepsTheAttachmentsOfDumpsThatWait) {
+  const struct {
+    const char* dump;
+    bool kept;
+  } rows[] = {{"crashpad/reports/1.dmp", true},
+              {"half made/minidump.dmp", true},
+              {"complete/minidump.dmp", false},
+              {"crashpad/minidump.dmp", false},
+              {"notes.txt", false}};
+  for (const auto& row : rows) {
+    const TempDir dir;
+    dir.make_folder("crashpad/reports");
+    dir.add("complete/WrenfallCrashData.json", "{}");
+    dir.add(row.dump, "x");
+    const SessionRecord dead{{4294967292, 1}, {"a"}};
+    ASSERT_TRUE(write_session(dir.path(), dead));
+    sweep_sessions(dir.path());
+    EXPECT_FALSE(path_exists(session_file(dir.path(), dead.session)));
+    EXPECT_EQ(path_exists(kept_session_file(dir.path(), dead.session)), row.kept) << row.dump;
+  }
 }
 
 }  // namespace

@@ -6,9 +6,11 @@
 #include <sstream>
 #include <thread>
 
+#include "report/store/attachments.h"
 #include "support/digest.h"
 #include "support/files.h"
 #include "support/logger.h"
+#include "support/text.h"
 #include "support/win_handle.h"
 #include "tests/support/temp_dir.h"
 #include "upload/report_archive.h"
@@ -113,13 +115,52 @@ TEST(FilesWin, ReadingWaitsForWhoHoldsTheFileForAMoment) {
   EXPECT_EQ(read, 1);
 }
 
+std::wstring short_name(const std::filesystem::path& path) {
+  std::wstring text(1024, L'\0');
+  text.resize(GetShortPathNameW(path.c_str(), text.data(), static_cast<DWORD>(text.size())));
+  return std::filesystem::path(text).filename();
+}
+
+TEST(FilesWin, AttachmentsReplaceNothingThatTheLibraryWrote) {
+  const TempDir dir;
+  const auto report = dir.add("report/feedback.json", "the report");
+  const auto name = short_name(report);
+  if (name == L"feedback.json") GTEST_SKIP() << "the file system keeps no short names";
+  put_file(dir / "files" / name, "an attachment");
+  Logger logger;
+  for (const SameName rule : {SameName::kGetsANumber, SameName::kReplaces}) {
+    const auto names =
+        copy_attachments(dir / "report", {path_to_utf8(dir / "files" / name)}, rule, logger);
+    EXPECT_EQ(file_text(report), "the report");
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(file_text(dir / "report" / utf8_to_path(names[0])), "an attachment");
+  }
+}
+
+// A virus scanner holds a file for longer than other readers do.
+TEST(FilesWin, ArchiveWaitsForALockedFile) {
+  const TempDir dir;
+  const auto folder = dir.make_folder("report");
+  put_file(folder / "locked", "x");
+  ScopedFile holder = hold_open(folder / "locked", 0);
+  ASSERT_TRUE(holder);
+  std::thread releaser([&holder] {
+    Sleep(800);
+    holder.reset();
+  });
+  Logger logger;
+  EXPECT_TRUE(write_report_archive(folder, dir / "a.zip", logger));
+  releaser.join();
+}
+
 TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
+  Logger logger;
   const TempDir dir;
   const auto folder = dir.make_folder("report");
   put_file(folder / "locked", "x");
   const ScopedFile holder = hold_open(folder / "locked", 0);
   ASSERT_TRUE(holder);
-  EXPECT_FALSE(write_report_archive(folder, dir / "a.zip"));
+  EXPECT_FALSE(write_report_archive(folder, dir / "a.zip", logger));
   EXPECT_EQ(md5_file_hex(folder / "locked"), "");
   EXPECT_FALSE(remove_folder(folder));
   EXPECT_FALSE(remove_file(folder / "locked"));

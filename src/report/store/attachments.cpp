@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "report/store/layout.h"
 #include "report/store/report_files.h"
 #include "support/files.h"
 #include "support/paths.h"
@@ -35,16 +36,17 @@ std::string numbered_name(const std::string& name, size_t stem, unsigned number)
   return name.substr(0, length) + tail;
 }
 
-// Asks the file system itself, whose rules of upper and lower case are not repeated here.
-bool is_among(const fs::path& folder, const std::string& name,
-              const std::vector<std::string>& names) {
+// The one of the names that leads to the same file of the folder as `name` does; empty when there is
+// none. Asks the file system itself, whose rules of upper and lower case and of short names are not
+// repeated here.
+template <typename Names>
+std::string same_among(const fs::path& folder, const std::string& name, const Names& names) {
   const fs::path path = folder / utf8_to_path(name);
-  if (!path_exists(path)) return false;
-  if (std::find(names.begin(), names.end(), name) != names.end()) return true;
-  std::error_code error;
-  return std::any_of(names.begin(), names.end(), [&](const std::string& other) {
-    return fs::equivalent(path, folder / utf8_to_path(other), error);
+  if (!path_exists(path)) return {};
+  const auto same = std::find_if(std::begin(names), std::end(names), [&](const std::string& other) {
+    return name == other || is_same_entry(path, folder / utf8_to_path(other));
   });
+  return same == std::end(names) ? std::string() : std::string(*same);
 }
 
 // A copy keeps the attributes of the file, and a read-only one could not be deleted with its
@@ -56,37 +58,43 @@ void make_deletable(const fs::path& file) {
 
 }  // namespace
 
-std::string free_attachment_name(std::string_view name,
-                                 const std::function<bool(const std::string&)>& is_taken) {
+std::string AttachmentNames::free_name(std::string_view name) {
   const std::string first = clean_name(name);
-  std::string candidate = first;
   // A dot at the start begins no extension.
   const size_t dot = first.rfind('.');
   const size_t stem = dot == std::string::npos || dot == 0 ? first.size() : dot;
-  for (unsigned number = 2; is_reserved_file_name(candidate) || is_taken(candidate); ++number) {
-    candidate = numbered_name(first, stem, number);
+  std::string key = first;
+  std::transform(key.begin(), key.end(), key.begin(), ascii_lower);
+  unsigned& number = next_numbers_.try_emplace(std::move(key), 1).first->second;
+  for (;; ++number) {
+    std::string candidate = number == 1 ? first : numbered_name(first, stem, number);
+    if (!is_reserved_file_name(candidate) && !is_taken_(candidate)) return candidate;
   }
-  return candidate;
 }
 
 std::vector<std::string> copy_attachments(const fs::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
                                           Logger& logger) {
+  const fs::path temporary = folder / kAttachmentTemporary;
   std::vector<std::string> names;
+  AttachmentNames free_names([&](const std::string& candidate) {
+    return !same_among(folder, candidate, kOwnFiles).empty() ||
+           (rule == SameName::kGetsANumber && !same_among(folder, candidate, names).empty());
+  });
   for (const std::string& path : paths) {
     const fs::path source = utf8_to_path(path);
-    const std::string name =
-        free_attachment_name(path_to_utf8(source.filename()), [&](const std::string& candidate) {
-          return rule == SameName::kGetsANumber && is_among(folder, candidate, names);
-        });
-    const fs::path target = folder / utf8_to_path(name);
-    if (is_file(source) && copy_file_over(source, target)) {
-      make_deletable(target);
-      if (!is_among(folder, name, names)) names.push_back(name);
-      continue;
+    if (is_file(source) && copy_file_over(source, temporary)) {
+      make_deletable(temporary);
+      std::string name = free_names.free_name(path_to_utf8(source.filename()));
+      const std::string listed = same_among(folder, name, names);
+      // A file that is replaced keeps the name that the list has for it.
+      if (replace_file(temporary, folder / utf8_to_path(listed.empty() ? name : listed))) {
+        if (listed.empty()) names.push_back(std::move(name));
+        continue;
+      }
     }
-    // Remove a partial copy, so that nobody takes it for the file.
-    remove_entry(target);
+
+    remove_entry(temporary);
     logger.warn("Attachment not copied, %s: %s",
                 is_file(source) ? "cannot be read" : "no such file", path.c_str());
   }

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,19 +12,31 @@
 
 namespace wrenfall {
 
-// A file name for an attachment in a report folder: its own, or with the first number from 2 before
-// the extension that makes it free: "log.txt", "log (2).txt". Characters and endings that would
-// make the system put the file elsewhere are replaced or left out. `is_taken` says which names are in
-// use besides the reserved ones.
-std::string free_attachment_name(std::string_view name,
-                                 const std::function<bool(const std::string&)>& is_taken);
+// Gives the attachments of one report folder their names.
+class AttachmentNames {
+ public:
+  // `is_taken` says which names are in use besides the reserved ones.
+  explicit AttachmentNames(std::function<bool(const std::string&)> is_taken)
+      : is_taken_(std::move(is_taken)) {}
+
+  // The file's own name, or with the first number from 2 before the extension that makes it free:
+  // "log.txt", "log (2).txt". Characters and endings that would make the system put the file
+  // elsewhere are replaced or left out. A number is tried once only, so that many files of one name
+  // take linear time.
+  std::string free_name(std::string_view name);
+
+ private:
+  const std::function<bool(const std::string&)> is_taken_;
+  std::map<std::string, unsigned> next_numbers_;  // by the name in lower case
+};
 
 // What becomes of a second attachment of the same name.
 enum class SameName { kReplaces, kGetsANumber };
 
-// Copies files into a report folder and returns the names of the copies. None gets a reserved name.
-// When an earlier call was interrupted, its names are used again and its files replaced. A file
-// that cannot be copied is left out with a warning.
+// Copies files into a report folder and returns the names of the copies that are there. A file is
+// copied beside and put in place only when it is complete, so one that cannot be copied costs a
+// warning and nothing else. No file that the library itself wrote there is ever replaced. A name
+// that an earlier call gave, which was cut off, is given again, and its file replaced.
 std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
                                           Logger& logger);

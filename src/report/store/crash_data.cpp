@@ -70,9 +70,19 @@ bool parse(const std::string& text, CrashData& data) {
   return true;
 }
 
+RecordState read_record(const std::filesystem::path& folder, CrashData& data) {
+  const std::filesystem::path file = folder / kCrashDataFile;
+  // Read once: a record that is being replaced must not pass for a damaged one.
+  if (std::string text; read_file(file, text, kMaxRecordBytes)) {
+    return parse(text, data) ? RecordState::kLoaded : RecordState::kDamaged;
+  }
+  if (!is_file(file)) return RecordState::kMissing;
+  return size_of_file(file).value_or(0) > kMaxRecordBytes ? RecordState::kDamaged
+                                                          : RecordState::kUnreadable;
+}
+
 bool load(const std::filesystem::path& folder, CrashData& data) {
-  std::string text;
-  return read_file(folder / kCrashDataFile, text) && parse(text, data);
+  return read_record(folder, data) == RecordState::kLoaded;
 }
 
 bool save(const std::filesystem::path& folder, const CrashData& data) {

@@ -63,7 +63,20 @@ std::string serialize(const CrashData& data);
 // field.
 bool parse(const std::string& text, CrashData& data);
 
-// False when the folder holds no readable record; `data` is then untouched.
+// A larger record is damaged: the library's own texts are limited to some hundred kilobytes.
+inline constexpr uint64_t kMaxRecordBytes = uint64_t{64} << 20;
+
+enum class RecordState {
+  kLoaded,
+  kMissing,
+  kUnreadable,  // it is there, but cannot be opened or read for now
+  kDamaged,     // not what a record looks like
+};
+
+// Reads the folder's record; `data` is untouched unless that succeeds.
+RecordState read_record(const std::filesystem::path& folder, CrashData& data);
+
+// The same for callers to whom every failure is the same: whether it was loaded.
 bool load(const std::filesystem::path& folder, CrashData& data);
 
 // Replaces the folder's record atomically; false when it could not be written.

@@ -34,11 +34,19 @@ inline constexpr char kCrashDataFile[] = "WrenfallCrashData.json";
 inline constexpr char kResultFile[] = "result.json";
 inline constexpr char kArchiveFile[] = "WrenfallCrash.zip";
 
+// An attachment while it is being copied into the folder.
+inline constexpr char kAttachmentTemporary[] = "wfAttachment.tmp";
+
 inline constexpr char kReportDumpFile[] = "minidump.dmp";
 inline constexpr char kStructuredJsonFile[] = "wfCrashReport.json";
 inline constexpr char kStructuredXmlFile[] = "wfCrashReport.xml";
 inline constexpr char kFeedbackFile[] = "feedback.json";
 inline constexpr char kAsanReportFile[] = "wfAsanReport.xml";
+
+// What the library and its companions themselves write into a report folder.
+inline constexpr const char* kOwnFiles[] = {
+    kCrashDataFile,      kResultFile,        kArchiveFile,  kLogFile,       kReportDumpFile,
+    kStructuredJsonFile, kStructuredXmlFile, kFeedbackFile, kAsanReportFile};
 
 // The file through which the claim to a report folder is held.
 inline std::filesystem::path claim_file(std::filesystem::path folder) {

@@ -1,7 +1,10 @@
 #include "report/store/report_files.h"
 
 #include <algorithm>
+#include <chrono>
+#include <iterator>
 #include <string>
+#include <utility>
 
 #include "report/store/layout.h"
 #include "support/files.h"
@@ -19,33 +22,42 @@ bool stays_here(const fs::path& file) {
   return name == kCrashDataFile || name == kArchiveFile || name == kResultFile;
 }
 
+// No file takes that long to write or to copy.
+constexpr std::chrono::minutes kStaleAge(10);
+
+bool is_own_temporary(std::string_view name) {
+  if (equal_ignoring_ascii_case(name, kAttachmentTemporary)) return true;
+  return std::any_of(std::begin(kOwnFiles), std::end(kOwnFiles), [name](const char* own) {
+    return equal_ignoring_ascii_case(name, std::string(own) + kTemporarySuffix);
+  });
+}
+
 }  // namespace
 
-std::optional<std::vector<fs::path>> files_to_send(const fs::path& folder) {
-  bool opened = false;
-  std::vector<fs::path> files = list_folder(folder, &opened);
-  if (!opened) return std::nullopt;
-  files.erase(
-      std::remove_if(files.begin(), files.end(),
-                     [](const fs::path& entry) { return !is_file(entry) || stays_here(entry); }),
-      files.end());
-  std::sort(files.begin(), files.end(),
+FilesToSend files_to_send(const fs::path& folder) {
+  FilesToSend found;
+  for (fs::path& entry : list_folder(folder, &found.listed)) {
+    if (!is_file(entry) || stays_here(entry)) continue;
+    auto& files = is_disk_file(entry) ? found.files : found.skipped;
+    files.push_back(std::move(entry));
+  }
+  std::sort(found.files.begin(), found.files.end(),
             [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
-  return files;
+  return found;
 }
 
 bool is_reserved_file_name(std::string_view name) {
-  for (const std::string_view record : {kCrashDataFile, kResultFile}) {
-    if (equal_ignoring_ascii_case(name, record) ||
-        equal_ignoring_ascii_case(name, std::string(record) + kTemporarySuffix)) {
-      return true;
-    }
+  return is_own_temporary(name) ||
+         std::any_of(std::begin(kOwnFiles), std::end(kOwnFiles),
+                     [name](const char* own) { return equal_ignoring_ascii_case(name, own); });
+}
+
+void remove_stale_temporaries(const fs::path& folder) {
+  for (const fs::path& file : list_folder(folder)) {
+    if (!is_own_temporary(path_to_utf8(file.filename()))) continue;
+    const auto age = age_of_file(file);
+    if (age && *age >= kStaleAge) remove_file(file);
   }
-  for (const char* const own : {kArchiveFile, kLogFile, kReportDumpFile, kStructuredJsonFile,
-                                kStructuredXmlFile, kFeedbackFile, kAsanReportFile}) {
-    if (equal_ignoring_ascii_case(name, own)) return true;
-  }
-  return false;
 }
 
 }  // namespace wrenfall

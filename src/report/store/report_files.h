@@ -2,21 +2,30 @@
 #define WRENFALL_REPORT_STORE_REPORT_FILES_H_
 
 #include <filesystem>
-#include <optional>
 #include <string_view>
 #include <vector>
 
 namespace wrenfall {
 
-// The files of a report folder that are sent, in the order of their names: the regular files that
-// lie directly in it, but the record, the result and the archive itself. Nothing when the folder
-// cannot be opened. Throws DirectoryIterationError.
-std::optional<std::vector<std::filesystem::path>> files_to_send(
-    const std::filesystem::path& folder);
+// What an upload takes of a report folder.
+struct FilesToSend {
+  bool listed = false;  // false when the folder cannot be opened
+  // The regular files that lie directly in it, but the record, the result and the archive itself, in
+  // the order of their names.
+  std::vector<std::filesystem::path> files;
+  // Entries that look like files and are none: links that lead nowhere, devices.
+  std::vector<std::filesystem::path> skipped;
+};
 
-// Whether a report folder uses the name itself, for its main file, records, archive or log. Upper
-// and lower case of ASCII letters are the same, which is enough for these names.
+// Throws DirectoryIterationError.
+FilesToSend files_to_send(const std::filesystem::path& folder);
+
+// Whether a report folder uses the name itself, for one of its own files or while it writes one.
+// Upper and lower case of ASCII letters are the same, which is enough for these names.
 bool is_reserved_file_name(std::string_view name);
+
+// Removes from a report folder what a process left that ended while it wrote a file.
+void remove_stale_temporaries(const std::filesystem::path& folder);
 
 }  // namespace wrenfall
 

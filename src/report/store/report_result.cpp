@@ -49,8 +49,7 @@ bool write_result(const std::filesystem::path& folder, const ReportResult& resul
 bool read_result(const std::filesystem::path& folder, ReportResult& result) {
   const std::filesystem::path file = folder / kResultFile;
   std::string text;
-  if (size_of_file(file).value_or(kMaxResultBytes + 1) > kMaxResultBytes) return false;
-  if (!read_file(file, text)) return false;
+  if (!read_file(file, text, kMaxResultBytes)) return false;
   const nlohmann::json object = parse_json(text);
   if (!object.is_object()) return false;
   ReportResult read;

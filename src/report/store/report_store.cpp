@@ -11,6 +11,7 @@
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/process.h"
+#include "support/text.h"
 
 namespace wrenfall {
 
@@ -31,19 +32,31 @@ bool is_pending(const fs::path& folder) {
   return report_state(folder, data) == ReportState::kPending;
 }
 
-bool is_same(const fs::path& a, const fs::path& b) {
-  std::error_code error;
-  return fs::equivalent(a, b, error) && !error;
-}
-
-// Whether the folder is a direct sub-folder of the root that may hold a report. The file system is
-// asked what is the same, as its rules of upper and lower case and of links are its own.
-bool lies_in_store(const fs::path& root, const fs::path& folder) {
-  return is_same(folder.parent_path(), root) && !is_same(folder, root / kSessionsFolder) &&
-         !is_same(folder, root / kHandlerFolder);
+// Whether an entry of the store is one of the library's own folders. A link is one when it leads to
+// one: the file system is asked what is the same.
+bool is_own_entry(const fs::path& root, const fs::path& entry) {
+  const std::string name = path_to_utf8(entry.filename());
+  for (const char* const own : {kSessionsFolder, kHandlerFolder}) {
+    if (equal_ignoring_ascii_case(name, own)) return true;
+    if (is_link(entry) && is_same_entry(entry, root / own)) return true;
+  }
+  return false;
 }
 
 }  // namespace
+
+bool is_own_folder(const fs::path& folder) {
+  const fs::path plain = plain_path(folder);
+  const fs::path root = plain.parent_path();
+  return is_own_entry(root, plain) || is_same_entry(plain, root / kSessionsFolder) ||
+         is_same_entry(plain, root / kHandlerFolder);
+}
+
+bool is_half_made(const fs::path& folder) {
+  // No monitor makes a link; what one leads to is not the store's.
+  return is_file(folder / kReportDumpFile) && !path_exists(folder / kCrashDataFile) &&
+         !is_link(folder) && !is_own_folder(folder);
+}
 
 ReportState state_of_report(const fs::path& folder, const CrashData& record) {
   if (path_exists(folder / kResultFile)) return ReportState::kHasResult;
@@ -58,7 +71,7 @@ std::vector<fs::path> list_report_folders(const fs::path& root) {
   std::vector<std::pair<int64_t, fs::path>> found;
   for (fs::path& entry : list_folder(root)) {
     const auto time = file_write_time(entry / kCrashDataFile);
-    if (time) found.emplace_back(*time, std::move(entry));
+    if (time && !is_own_entry(root, entry)) found.emplace_back(*time, std::move(entry));
   }
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -95,7 +108,8 @@ bool remove_report_folder(const fs::path& folder) {
 bool discard_report_folder(const fs::path& root, const fs::path& folder) {
   const fs::path target = plain_path(folder);
   if (!is_folder(target)) return false;
-  if (!lies_in_store(root, target) && !is_file(target / kCrashDataFile)) return false;
+  if (is_own_folder(target)) return false;
+  if (!is_same_entry(target.parent_path(), root) && !is_file(target / kCrashDataFile)) return false;
   const auto claim = FolderClaim::try_take(target);
   if (!claim) return false;
   if (is_link(target)) return remove_report_folder(target);

@@ -12,6 +12,13 @@ namespace wrenfall {
 // report once it holds the crash-data file. Several processes use a store at the same time without
 // a lock: files are replaced as a whole, and a report that a living process owns is left to it.
 
+// Whether the folder is one of the library's own in a store. Those are never reports, whatever lies in
+// them.
+bool is_own_folder(const std::filesystem::path& folder);
+
+// Whether the folder holds a dump that no monitor has finished making a report of.
+bool is_half_made(const std::filesystem::path& folder);
+
 enum class ReportState {
   kPending,     // waits to be sent
   kOwned,       // in the hands of the record's owner, another process or a thread of this one

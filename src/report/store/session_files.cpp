@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "report/store/layout.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/json_text.h"
 #include "support/text.h"
@@ -14,12 +15,18 @@ using nlohmann::json;
 
 namespace {
 
-// Whether dumps may wait in the handler's folder; true as well where that cannot be found out.
+// Far beyond any that the library writes.
+constexpr uint64_t kMaxSessionBytes = uint64_t{1} << 20;
+
+// Whether a dump may still have to become a report, in the handler's folder or in a report folder
+// that is only half made; true as well where that cannot be found out.
 bool may_have_dumps(const fs::path& root) {
   try {
-    const std::vector<fs::path> entries = list_folder(root / kHandlerFolder / kDumpsFolder);
-    return std::any_of(entries.begin(), entries.end(),
-                       [](const fs::path& entry) { return entry.extension() == kDumpExtension; });
+    const std::vector<fs::path> dumps = list_folder(root / kHandlerFolder / kDumpsFolder);
+    const std::vector<fs::path> folders = list_folder(root);
+    return std::any_of(dumps.begin(), dumps.end(),
+                       [](const fs::path& entry) { return entry.extension() == kDumpExtension; }) ||
+           std::any_of(folders.begin(), folders.end(), is_half_made);
   } catch (const DirectoryIterationError&) {
     return true;
   }
@@ -32,12 +39,13 @@ void sweep_temporary(const fs::path& file) {
   if (!writer || !is_process_running(writer->process_id)) remove_file(file);
 }
 
-void sweep(const fs::path& root, const fs::path& file, bool keep_attachments) {
+void sweep(const fs::path& root, const fs::path& file) {
   std::string text;
-  if (!read_file(file, text)) return;
+  const bool damaged = size_of_file(file).value_or(0) > kMaxSessionBytes;
+  if (!damaged && !read_file(file, text, kMaxSessionBytes)) return;
   const auto record = parse_session(text);
   if (record && is_process_running(record->session.process_id)) return;
-  if (record && keep_attachments && !record->attachments.empty()) {
+  if (record && !record->attachments.empty() && may_have_dumps(root)) {
     write_file_atomic(kept_session_file(root, record->session), text);
   }
   remove_file(file);
@@ -70,6 +78,7 @@ std::optional<SessionRecord> parse_session(const std::string& text) {
   }
   if (const auto paths = object.find("attachments"); paths != object.end() && paths->is_array()) {
     for (const json& path : *paths) {
+      if (record.attachments.size() == kMaxAttachments) break;
       if (path.is_string()) record.attachments.push_back(path.get<std::string>());
     }
   }
@@ -78,7 +87,7 @@ std::optional<SessionRecord> parse_session(const std::string& text) {
 
 std::optional<SessionRecord> read_session(const fs::path& file) {
   std::string text;
-  if (!read_file(file, text)) return std::nullopt;
+  if (!read_file(file, text, kMaxSessionBytes)) return std::nullopt;
   return parse_session(text);
 }
 
@@ -93,13 +102,12 @@ fs::path kept_session_file(const fs::path& root, const ProcessIdentity& session)
 void sweep_sessions(const fs::path& root) {
   // What a link leads to is not the store's.
   if (is_link(root / kSessionsFolder)) return;
-  const bool keep_attachments = may_have_dumps(root);
   for (const fs::path& file : list_folder(root / kSessionsFolder)) {
     if (!is_file(file)) continue;
     if (file.extension() == kTemporarySuffix) {
       sweep_temporary(file);
     } else {
-      sweep(root, file, keep_attachments);
+      sweep(root, file);
     }
   }
 }

@@ -32,10 +32,14 @@ std::filesystem::path kept_session_file(const std::filesystem::path& root,
 // False when the file could not be written.
 bool write_session(const std::filesystem::path& root, const SessionRecord& record);
 
+// As many attachments as a process can register; what a file lists beyond them does not count.
+inline constexpr size_t kMaxAttachments = 24;
+
 // Nothing when the text is not that of a session file.
 std::optional<SessionRecord> parse_session(const std::string& text);
 
-// Nothing when the file is missing or is not a session file.
+// Nothing when the file is missing, cannot be read or is not a session file; one of more than 1 MiB
+// is none.
 std::optional<SessionRecord> read_session(const std::filesystem::path& file);
 
 void remove_session(const std::filesystem::path& root, const ProcessIdentity& session);
