@@ -53,11 +53,13 @@ bool stays_pending(Undecided undecided, wrenfall_result result) {
 
 UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, CrashData& record,
                      Logger& folder_logger, Logger& retry_logger, Undecided undecided) {
+  const std::filesystem::path result_file = folder / kResultFile;
   UploadResult outcome;
   bool broken_off = true;
   try {
     outcome = upload(http, folder, record, folder_logger);
-    broken_off = false;
+    // There is no client where there was no memory for one.
+    broken_off = http == nullptr;
   } catch (const std::filesystem::filesystem_error& error) {
     outcome = failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, error.what());
   } catch (const std::bad_alloc&) {
@@ -70,10 +72,15 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
     return outcome;
   }
   if (broken_off) return outcome;
-  // Even when the result cannot be written, the retry rule decides.
-  write_result(folder, make_report_result(outcome));
-  apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.http_status,
-                     retry_logger);
+  try {
+    // Even when the result cannot be written, the retry rule decides.
+    write_result(folder, make_report_result(outcome));
+    apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.http_status,
+                       retry_logger);
+  } catch (const std::bad_alloc&) {
+    // The service has the report. With any result it is not pending, and is not sent a second time.
+    if (outcome.result == WRENFALL_OK) append_to_file(result_file, "");
+  }
   return outcome;
 }
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <fstream>
+#include <new>
 
 #include "support/digest.h"
 #include "support/encoding.h"
@@ -24,22 +25,30 @@ struct HashTraits {
   static void close(Handle handle) { BCryptDestroyHash(handle); }
 };
 
+// False for a failure of the system; lack of memory is told apart from that.
+bool succeeded(NTSTATUS status) {
+  constexpr auto kNoMemory = static_cast<NTSTATUS>(0xC0000017);
+  constexpr auto kInsufficientResources = static_cast<NTSTATUS>(0xC000009A);
+  if (status == kNoMemory || status == kInsufficientResources) throw std::bad_alloc();
+  return BCRYPT_SUCCESS(status);
+}
+
 // One running digest of the system's cryptography provider. After any failure it stays failed.
 class Digest {
  public:
   explicit Digest(const wchar_t* algorithm) {
     BCRYPT_ALG_HANDLE provider = nullptr;
-    if (!BCRYPT_SUCCESS(BCryptOpenAlgorithmProvider(&provider, algorithm, nullptr, 0))) return;
+    if (!succeeded(BCryptOpenAlgorithmProvider(&provider, algorithm, nullptr, 0))) return;
     algorithm_.reset(provider);
     BCRYPT_HASH_HANDLE hash = nullptr;
-    if (!BCRYPT_SUCCESS(BCryptCreateHash(provider, &hash, nullptr, 0, nullptr, 0, 0))) return;
+    if (!succeeded(BCryptCreateHash(provider, &hash, nullptr, 0, nullptr, 0, 0))) return;
     hash_.reset(hash);
   }
 
   void add(const char* bytes, size_t count) {
     // The system only reads the data, although the parameter is not const.
     const auto data = reinterpret_cast<PUCHAR>(const_cast<char*>(bytes));
-    if (hash_ && !BCRYPT_SUCCESS(BCryptHashData(hash_.get(), data, static_cast<ULONG>(count), 0))) {
+    if (hash_ && !succeeded(BCryptHashData(hash_.get(), data, static_cast<ULONG>(count), 0))) {
       hash_.reset();
     }
   }
@@ -47,7 +56,7 @@ class Digest {
   template <size_t kSize>
   std::string hex() {
     std::array<unsigned char, kSize> digest{};
-    if (!hash_ || !BCRYPT_SUCCESS(BCryptFinishHash(hash_.get(), digest.data(), kSize, 0))) {
+    if (!hash_ || !succeeded(BCryptFinishHash(hash_.get(), digest.data(), kSize, 0))) {
       return {};
     }
     return hex_lower(digest.data(), digest.size());

@@ -24,6 +24,9 @@ struct HttpResponse {
   int32_t status = 0;  // the HTTP status, 0 when there was no answer
   std::string body;
   std::string error;  // empty when there was an answer
+  // There was no memory for the request, or for all of an answer's body: that says nothing about the
+  // report or the service.
+  bool out_of_memory = false;
 };
 
 // Called with the number of bytes of a file that have been handed to the network: first with 0,

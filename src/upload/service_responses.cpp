@@ -1,5 +1,7 @@
 #include "upload/service_responses.h"
 
+#include <algorithm>
+
 #include "support/json_text.h"
 
 namespace wrenfall {
@@ -22,8 +24,17 @@ bool fail_transport(UploadResult& outcome, const char* call, const HttpResponse&
   return fail(outcome, WRENFALL_ERROR_TRANSPORT, std::string(call) + ": " + response.error);
 }
 
+// As much of what the service answered as error texts and log lines quote; whole characters of UTF-8.
+std::string excerpt(const std::string& answer) {
+  constexpr size_t kMaxQuotedBytes = 4096;
+  if (answer.size() <= kMaxQuotedBytes) return answer;
+  size_t length = kMaxQuotedBytes;
+  while (length > kMaxQuotedBytes - 4 && (answer[length] & 0xC0) == 0x80) --length;
+  return answer.substr(0, length);
+}
+
 std::string status_and_body(const HttpResponse& response) {
-  return std::to_string(response.status) + ": " + response.body;
+  return std::to_string(response.status) + ": " + excerpt(response.body);
 }
 
 // A string member of an object; `fallback` when it is missing or of another type.
@@ -32,13 +43,19 @@ std::string string_member(const json& object, const char* key, const char* fallb
   return member != object.end() && member->is_string() ? member->get<std::string>() : fallback;
 }
 
+// A control character would cut a URL, or begin another header.
+bool is_usable(const std::string& url) {
+  return std::none_of(url.begin(), url.end(),
+                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
+
 void read_id(const json& object, const char* key, int64_t& id) {
   const auto member = object.find(key);
   if (member == object.end()) return;
-  // The JSON library's conversion raises its type error for everything but a number. It leaves a
-  // floating-point number beyond the target's range undefined, so numbers are converted here; one
-  // that does not fit counts as no id.
-  id = member->is_number() ? json_integer(*member).value_or(0) : member->get<int64_t>();
+  // The JSON library's conversion takes every integer as it is, one above 2^63-1 as its bit pattern,
+  // and raises its type error for everything but a number. It leaves a floating-point number beyond
+  // the target's range undefined: one that does not fit counts as no id.
+  id = member->is_number_float() ? json_integer(*member).value_or(0) : member->get<int64_t>();
 }
 
 }  // namespace
@@ -59,13 +76,13 @@ bool parse_upload_location_response(const HttpResponse& response, std::string& u
   const json answer = parse_json(response.body);
   if (answer.is_object() && string_member(answer, "status", "failure") == "success") {
     const auto url = answer.find("url");
-    if (url != answer.end() && url->is_string()) {
+    if (url != answer.end() && url->is_string() && is_usable(url->get_ref<const std::string&>())) {
       upload_url = url->get<std::string>();
       return true;
     }
   }
   return fail(outcome, WRENFALL_ERROR_REJECTED,
-              "getCrashUploadUrl rejected the report: " + response.body);
+              "getCrashUploadUrl rejected the report: " + excerpt(response.body));
 }
 
 bool parse_put_response(const HttpResponse& response, UploadResult& outcome) {
@@ -83,7 +100,8 @@ bool parse_commit_response(const HttpResponse& response, UploadResult& outcome) 
   }
   const json answer = parse_json(response.body);
   if (answer.is_discarded()) {
-    return fail(outcome, WRENFALL_ERROR_SERVICE, "commit response is not JSON: " + response.body);
+    return fail(outcome, WRENFALL_ERROR_SERVICE,
+                "commit response is not JSON: " + excerpt(response.body));
   }
   if (answer.is_object()) {
     outcome.status = string_member(answer, "status", "");
@@ -100,7 +118,7 @@ bool parse_commit_response(const HttpResponse& response, UploadResult& outcome) 
     outcome.info_url = string_member(answer, "infoUrl", "");
   }
   if (outcome.status != "success") {
-    return fail(outcome, WRENFALL_ERROR_SERVICE, "commit status: " + outcome.status);
+    return fail(outcome, WRENFALL_ERROR_SERVICE, "commit status: " + excerpt(outcome.status));
   }
   outcome.result = WRENFALL_OK;
   return true;

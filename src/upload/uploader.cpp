@@ -1,5 +1,7 @@
 #include "upload/uploader.h"
 
+#include <new>
+
 #include "report/store/layout.h"
 #include "support/digest.h"
 #include "support/files.h"
@@ -14,6 +16,8 @@ namespace wrenfall {
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr int32_t kHttpOk = 200;
 
 struct Archive {
   fs::path path;
@@ -65,30 +69,69 @@ MultipartForm commit_form(const CrashData& data) {
   return form;
 }
 
+// Of a request that failed for lack of memory nothing is known that the retry rule could judge.
+HttpResponse checked(HttpResponse response) {
+  if (response.out_of_memory && response.result != WRENFALL_OK) throw std::bad_alloc();
+  return response;
+}
+
+bool locate(HttpClient& http, const CrashData& data, const Archive& archive,
+            std::string& upload_url, UploadResult& outcome) {
+  const HttpResponse response =
+      checked(http.request("POST", build_upload_url_request(data, archive.size),
+                           {{"User-Agent", make_user_agent()}}, ""));
+  if (response.out_of_memory) throw std::bad_alloc();
+  return parse_upload_location_response(response, upload_url, outcome);
+}
+
+bool put(HttpClient& http, const Archive& archive, const std::string& upload_url,
+         UploadResult& outcome) {
+  const HttpHeaders headers = {{"User-Agent", make_user_agent()},
+                               {"Content-Type", "application/zip"},
+                               {"Content-Length", std::to_string(archive.size)}};
+  return parse_put_response(checked(http.request_file("PUT", upload_url, headers, archive.path)),
+                            outcome);
+}
+
+bool commit(HttpClient& http, const CrashData& data, const Archive& archive,
+            const std::string& upload_url, UploadResult& outcome) {
+  const MultipartForm form = commit_form(data);
+  const HttpHeaders headers = {{"User-Agent", make_user_agent()},
+                               {"Content-Type", form.content_type()}};
+  const HttpResponse response = checked(http.request(
+      "POST", build_commit_url(data, upload_url, archive.md5_hex), headers, form.body()));
+  try {
+    if (response.out_of_memory) throw std::bad_alloc();
+    return parse_commit_response(response, outcome);
+  } catch (const std::bad_alloc&) {
+    if (response.status != kHttpOk) throw;
+    // The service has taken the report. Another attempt would send it a second time, so this counts
+    // as an answer that cannot be used.
+    outcome = {};
+    outcome.result = WRENFALL_ERROR_SERVICE;
+    outcome.http_status = response.status;
+    outcome.error = "out of memory";
+    return false;
+  }
+}
+
 // The three calls. True when the report was committed.
 bool deliver_archive(HttpClient& http, const CrashData& data, const Archive& archive,
                      UploadResult& outcome) {
-  const std::string agent = make_user_agent();
   std::string upload_url;
-  if (!parse_upload_location_response(
-          http.request("POST", build_upload_url_request(data, archive.size),
-                       {{"User-Agent", agent}}, ""),
-          upload_url, outcome)) {
-    return false;
+  return locate(http, data, archive, upload_url, outcome) &&
+         put(http, archive, upload_url, outcome) &&
+         commit(http, data, archive, upload_url, outcome);
+}
+
+void log_outcome(const UploadResult& outcome, Logger& logger) {
+  if (outcome.result == WRENFALL_OK) {
+    logger.info("Crash uploaded: crashId=%lld stackKeyId=%lld infoUrl=%s",
+                static_cast<long long>(outcome.crash_id),
+                static_cast<long long>(outcome.stack_key_id), outcome.info_url.c_str());
+  } else {
+    logger.error("Upload failed: %s (http %d)", outcome.error.c_str(), outcome.http_status);
   }
-  const HttpHeaders put_headers = {{"User-Agent", agent},
-                                   {"Content-Type", "application/zip"},
-                                   {"Content-Length", std::to_string(archive.size)}};
-  if (!parse_put_response(http.request_file("PUT", upload_url, put_headers, archive.path),
-                          outcome)) {
-    return false;
-  }
-  const MultipartForm form = commit_form(data);
-  const HttpHeaders commit_headers = {{"User-Agent", agent}, {"Content-Type", form.content_type()}};
-  return parse_commit_response(
-      http.request("POST", build_commit_url(data, upload_url, archive.md5_hex), commit_headers,
-                   form.body()),
-      outcome);
 }
 
 }  // namespace
@@ -100,14 +143,12 @@ UploadResult upload_report(const UploadContext& context, const CrashData& data,
   const bool delivered = has_required_fields(data, outcome) &&
                          make_archive(folder, context.logger, archive, outcome) &&
                          deliver_archive(context.http, data, archive, outcome);
-  if (!delivered) {
-    context.logger.error("Upload failed: %s (http %d)", outcome.error.c_str(), outcome.http_status);
-    return outcome;
+  try {
+    log_outcome(outcome, context.logger);
+  } catch (const std::bad_alloc&) {
+    // What has become of the report matters more than the line about it.
   }
-  context.logger.info("Crash uploaded: crashId=%lld stackKeyId=%lld infoUrl=%s",
-                      static_cast<long long>(outcome.crash_id),
-                      static_cast<long long>(outcome.stack_key_id), outcome.info_url.c_str());
-  remove_file(archive.path);
+  if (delivered) remove_file(archive.path);
   return outcome;
 }
 

@@ -21,7 +21,9 @@ struct UploadContext {
 // the last request ends. Two uploads of one folder at the same time would use one archive file;
 // callers prevent that.
 //
-// Every failure is logged and reported in the result. Throws DirectoryIterationError.
+// Every failure is logged and reported in the result, except for those that say nothing about the
+// report or the service: throws DirectoryIterationError, and bad_alloc when memory ends before the
+// service has taken the report.
 UploadResult upload_report(const UploadContext& context, const CrashData& data,
                            const std::filesystem::path& folder);
 

@@ -3,7 +3,9 @@
 #include <winhttp.h>
 // clang-format on
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <new>
 #include <optional>
 #include <utility>
@@ -22,6 +24,9 @@ constexpr int kSendTimeoutMs = 300000;
 constexpr int kReceiveTimeoutMs = 300000;
 constexpr size_t kChunkSize = 8192;
 constexpr DWORD kFirstFinalStatus = 200;
+// The service's answers are small. What a faulty or hostile one sends beyond these is not waited for.
+constexpr size_t kMaxAnswerBytes = size_t{8} << 20;
+constexpr std::chrono::seconds kMaxAnswerTime(60);
 
 struct InternetHandleTraits {
   using Handle = HINTERNET;
@@ -30,8 +35,6 @@ struct InternetHandleTraits {
 };
 using ScopedInternet = ScopedHandle<InternetHandleTraits>;
 
-std::string last_error_text() { return "win32 error " + std::to_string(GetLastError()); }
-
 HttpResponse failure(wrenfall_result result, std::string error) {
   HttpResponse response;
   response.result = result;
@@ -39,7 +42,21 @@ HttpResponse failure(wrenfall_result result, std::string error) {
   return response;
 }
 
-HttpResponse transport_failure() { return failure(WRENFALL_ERROR_TRANSPORT, last_error_text()); }
+bool is_lack_of_memory(DWORD error) {
+  return error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_OUTOFMEMORY ||
+         error == ERROR_NO_SYSTEM_RESOURCES || error == ERROR_WORKING_SET_QUOTA ||
+         error == ERROR_COMMITMENT_LIMIT;
+}
+
+// The failure of the system call that was made last.
+HttpResponse system_failure(wrenfall_result result) {
+  const DWORD error = GetLastError();
+  HttpResponse response = failure(result, "win32 error " + std::to_string(error));
+  response.out_of_memory = is_lack_of_memory(error);
+  return response;
+}
+
+HttpResponse transport_failure() { return system_failure(WRENFALL_ERROR_TRANSPORT); }
 
 struct CrackedUrl {
   std::array<wchar_t, 64> scheme{};
@@ -99,7 +116,7 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   LARGE_INTEGER size{};
   if (!file || !GetFileSizeEx(file.get(), &size)) {
-    return failure(WRENFALL_ERROR_FILE, last_error_text());
+    return system_failure(WRENFALL_ERROR_FILE);
   }
   // This parameter has 32 bits. For a larger file the system takes the caller's Content-Length
   // header.
@@ -130,16 +147,26 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
   return std::nullopt;
 }
 
-// Returns what has arrived, also when the rest fails to arrive.
-std::string read_body(HINTERNET request) {
-  std::string body;
-  for (;;) {
+// What arrived before a failure, or before too much time has passed, is kept.
+void read_body(HINTERNET request, std::string& body) {
+  const auto end = std::chrono::steady_clock::now() + kMaxAnswerTime;
+  std::array<char, kChunkSize> chunk{};
+  while (body.size() < kMaxAnswerBytes) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        end - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return;
+    // So that no single wait for more of the body goes beyond the end.
+    WinHttpSetTimeouts(request, kResolveTimeoutMs, kConnectTimeoutMs, kSendTimeoutMs,
+                       static_cast<int>(left.count()));
     DWORD available = 0;
-    if (!WinHttpQueryDataAvailable(request, &available) || available == 0) return body;
-    std::string buffer(available, '\0');
+    if (!WinHttpQueryDataAvailable(request, &available) || available == 0) return;
+    const size_t wanted =
+        std::min({size_t{available}, chunk.size(), kMaxAnswerBytes - body.size()});
     DWORD got = 0;
-    if (!WinHttpReadData(request, buffer.data(), available, &got) || got == 0) return body;
-    body.append(buffer, 0, got);
+    if (!WinHttpReadData(request, chunk.data(), static_cast<DWORD>(wanted), &got) || got == 0) {
+      return;
+    }
+    body.append(chunk.data(), got);
   }
 }
 
@@ -152,10 +179,16 @@ HttpResponse receive(HINTERNET request) {
     return transport_failure();
   }
   HttpResponse response;
-  // An informational answer, which some systems pass on, is not followed by a body to wait for.
-  if (status >= kFirstFinalStatus) response.body = read_body(request);
   response.result = WRENFALL_OK;
   response.status = static_cast<int32_t>(status);
+  // An informational answer, which some systems pass on, is not followed by a body to wait for.
+  if (status < kFirstFinalStatus) return response;
+  try {
+    read_body(request, response.body);
+  } catch (const std::bad_alloc&) {
+    // The status counts: it may say that the service has the report.
+    response.out_of_memory = true;
+  }
   return response;
 }
 
@@ -176,14 +209,16 @@ class WinHttpClient : public HttpClient {
   }
 
  private:
-  // Turns lack of memory into a failed response: a service may answer more than fits into memory.
+  // No failure leaves as an exception, lack of memory included.
   HttpResponse perform_safely(const std::string& method, const std::string& url,
                               const HttpHeaders& headers, const std::string& body,
                               const std::filesystem::path& file_path) const {
     try {
       return perform(method, url, headers, body, file_path);
     } catch (const std::bad_alloc&) {
-      return failure(WRENFALL_ERROR_TRANSPORT, "out of memory");
+      HttpResponse response = failure(WRENFALL_ERROR_TRANSPORT, "out of memory");
+      response.out_of_memory = true;
+      return response;
     }
   }
 

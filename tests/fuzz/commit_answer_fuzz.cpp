@@ -20,8 +20,9 @@ void require_ids(const nlohmann::json& answer, const UploadResult& outcome) {
   const int64_t ids[] = {outcome.stack_key_id, outcome.crash_id, outcome.message_id};
   for (size_t i = 0; i < std::size(kIds); ++i) {
     const auto id = answer.find(kIds[i]);
-    const int64_t expected = id == answer.end() ? 0 : json_integer(*id).value_or(0);
-    require(ids[i] == expected, "an id is taken as it is where it fits");
+    int64_t expected = id == answer.end() ? 0 : json_integer(*id).value_or(0);
+    if (id != answer.end() && id->is_number_unsigned()) expected = id->get<int64_t>();
+    require(ids[i] == expected, "an id is taken as it is");
   }
 }
 

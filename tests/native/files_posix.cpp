@@ -1,6 +1,8 @@
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -69,8 +71,12 @@ bool replace_file(const fs::path& from, const fs::path& to) {
 }
 
 bool append_to_file(const fs::path& path, std::string_view bytes) {
-  std::ofstream stream(path, std::ios::binary | std::ios::app);
-  return stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush().good();
+  const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0666);
+  if (file < 0) return false;
+  const bool written =
+      write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+  close(file);
+  return written;
 }
 
 std::FILE* open_for_writing(const fs::path& path) { return std::fopen(path.c_str(), "wb"); }

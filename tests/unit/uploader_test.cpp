@@ -45,6 +45,11 @@ TEST(Uploader, NamesTheCallAndTheReason) {
       {first(answer(429, "slow down")), "getCrashUploadUrl: rate limited"},
       {first(answer(500, "oops")), "getCrashUploadUrl returned 500: oops"},
       {first(answer(200, "[]")), "getCrashUploadUrl rejected the report: []"},
+      // Characters that would cut the URL of the commit, or begin another line.
+      {first(answer(200, R"({"url":"https://b/\u0000","status":"success"})")),
+       R"(getCrashUploadUrl rejected the report: {"url":"https://b/\u0000","status":"success"})"},
+      {first(answer(200, R"({"url":"https://b/\n","status":"success"})")),
+       R"(getCrashUploadUrl rejected the report: {"url":"https://b/\n","status":"success"})"},
       {put(no_answer("reset")), "PUT: reset"},
       {put(answer(403, "<xml>")), "PUT returned 403: <xml>"},
       {commit(no_answer("late")), "commit: late"},
@@ -78,6 +83,32 @@ TEST(Uploader, LeavesNoArchiveOfASuccess) {
             std::vector<std::string>{"1 Crash uploaded: crashId=1 stackKeyId=-2 infoUrl="});
   EXPECT_FALSE(fs::exists(folder / "WrenfallCrash.zip"));
   EXPECT_TRUE(fs::exists(folder / "x.dmp"));
+}
+
+TEST(Uploader, TakesIdsAsTheyAre) {
+  const std::pair<const char*, int64_t> rows[] = {{"18446744073709551615", -1},
+                                                  {"9223372036854775808", INT64_MIN},
+                                                  {"-7", -7},
+                                                  {"2.9", 2},
+                                                  {"1e300", 0},
+                                                  {"18446744073709551616", 0}};
+  for (const auto& [id, expected] : rows) {
+    const TempDir dir;
+    FakeHttpClient http({kLocated, kStored,
+                         answer(200, std::string(R"({"status":"success","crashId":)") + id + "}")});
+    Logger silent;
+    EXPECT_EQ(upload_report({http, silent}, record(), make_report(dir)).crash_id, expected) << id;
+  }
+}
+
+TEST(Uploader, QuotesTheBeginningOfALongAnswer) {
+  std::string body(5000, 'x');
+  body.replace(4094, 3, "\xE2\x82\xAC");
+  const TempDir dir;
+  FakeHttpClient http({answer(500, body)});
+  Logger silent;
+  const UploadResult outcome = upload_report({http, silent}, record(), make_report(dir));
+  EXPECT_EQ(outcome.error, "getCrashUploadUrl returned 500: " + std::string(4094, 'x'));
 }
 
 TEST(Uploader, IncompleteRecordsTouchNothing) {

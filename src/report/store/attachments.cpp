@@ -93,7 +93,7 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
         continue;
       }
     }
-
+    // Remove a partial copy.
     remove_entry(temporary);
     logger.warn("Attachment not copied, %s: %s",
                 is_file(source) ? "cannot be read" : "no such file", path.c_str());
