@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <new>
 #include <optional>
 #include <utility>
@@ -26,7 +25,7 @@ constexpr size_t kChunkSize = 8192;
 constexpr DWORD kFirstFinalStatus = 200;
 // The service's answers are small. What a faulty or hostile one sends beyond these is not waited for.
 constexpr size_t kMaxAnswerBytes = size_t{8} << 20;
-constexpr std::chrono::seconds kMaxAnswerTime(60);
+constexpr ULONGLONG kMaxAnswerTimeMs = 60000;
 
 struct InternetHandleTraits {
   using Handle = HINTERNET;
@@ -149,15 +148,14 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
 
 // What arrived before a failure, or before too much time has passed, is kept.
 void read_body(HINTERNET request, std::string& body) {
-  const auto end = std::chrono::steady_clock::now() + kMaxAnswerTime;
+  const ULONGLONG begin = GetTickCount64();
   std::array<char, kChunkSize> chunk{};
   while (body.size() < kMaxAnswerBytes) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        end - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return;
+    const ULONGLONG taken = GetTickCount64() - begin;
+    if (taken >= kMaxAnswerTimeMs) return;
     // So that no single wait for more of the body goes beyond the end.
     WinHttpSetTimeouts(request, kResolveTimeoutMs, kConnectTimeoutMs, kSendTimeoutMs,
-                       static_cast<int>(left.count()));
+                       static_cast<int>(kMaxAnswerTimeMs - taken));
     DWORD available = 0;
     if (!WinHttpQueryDataAvailable(request, &available) || available == 0) return;
     const size_t wanted =

@@ -78,14 +78,16 @@ UPLOAD_LOCATIONS = [
         # Of duplicate keys the last one counts.
         b'{"status":"success","url":"https://127.0.0.1:1/","status":"failure"}',
         b'{"status":"success","url":"https://127.0.0.1:1/","url":1e999}')],
+    # Control characters would cut the URL, or begin another header.
+    *[(b'{"status":"success","url":"https://127.0.0.1:1/%b"}' % end, (12, 200)) for end in (
+        b"\\u0000/x", b"\\r\\nHost: x", b"\\u007f")],
     (b"", (11, 200)),
     # URLs that lead nowhere; nothing but http and https is ever asked for.
     *[(b'{"status":"success","url":"%b"}' % url, NO_ANSWER) for url in (
         b"", b"no scheme", b"/upload/1", b"//127.0.0.1/", b"https:", b"https://", b"https:///x", b"ftp://127.0.0.1:1/",
         b"file:///c:/windows/win.ini", b"file://127.0.0.1/share", b"javascript:alert(1)", b"C:\\\\windows\\\\win.ini",
         b"https://127.0.0.1:1/", b"http://127.0.0.1:1/", b"https://127.0.0.1:99999/", b"https://127.0.0.1:x/",
-        b"https://127.0.0.1:1/" + b"p" * 5000, b"https://" + b"h" * 300 + b"/", b"https://127.0.0.1:1/\\u0000/x",
-        b"https://127.0.0.1:1/\\r\\nHost: x", b"https://127.0.0.1:1/\xc3\xbc\xf0\x9f\x92\xa5")],
+        b"https://127.0.0.1:1/" + b"p" * 5000, b"https://" + b"h" * 300 + b"/", b"https://127.0.0.1:1/\xc3\xbc\xf0\x9f\x92\xa5")],
 ]
 
 # What the answer to the commit says, with status 200; result, crash id, stack key id, info URL.
@@ -105,8 +107,8 @@ COMMITS = [
     (b'{%b,"crashId":1,"crashId":2}' % S, (0, 2, 0, "-")),
     (b'{%b,"crashId":-1.9,"stackKeyId":1.9e3}' % S, (0, -1, 1900, "-")),
     (b'{%b,"crashId":9223372036854775807,"stackKeyId":-9223372036854775808}' % S, (0, 2**63 - 1, -(2**63), "-")),
-    # Numbers that fit no id count as none.
-    (b'{%b,"crashId":9223372036854775808,"stackKeyId":-1e19}' % S, (0, 0, 0, "-")),
+    # Unsigned ids keep their bits; numbers that fit no id count as none.
+    (b'{%b,"crashId":9223372036854775808,"stackKeyId":-1e19}' % S, (0, -(2**63), 0, "-")),
     (b'{%b,"crashId":1e300,"stackKeyId":%b}' % (S, b"9" * 300), (0, 0, 0, "-")),
     # The host is told whatever the service says; opening it is another matter.
     (b'{%b,"infoUrl":7}' % S, (0, 0, 0, "-")),
@@ -288,15 +290,14 @@ class FaultMatrix(EndToEndTest):
                         listener.accept()
 
     def test_huge_answers(self):
-        """64 MiB of blanks around the answer: read, understood, and not held in more than a few copies."""
+        """Of 64 MiB of blanks around the answer no more is held than the library reads."""
         status = Path(f"/proc/{self.sender.process.pid}/status")
         for call in CALLS:
             with self.subTest(call=call):
                 answer = self.send(call, huge=64 << 20)
                 self.assertEqual(["0", "200"], answer[:2])
         peak = int(re.search(r"VmHWM:\s*(\d+) kB", status.read_text())[1]) >> 10
-        self.assertGreater(peak, 64)
-        self.assertLess(peak, 6 * 64)
+        self.assertLess(peak, 64)
 
 
 class TimeLimits(EndToEndTest):

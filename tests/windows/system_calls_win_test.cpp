@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <future>
 #include <thread>
 #include <vector>
@@ -17,11 +18,16 @@
 #include "tests/windows/import_hook_win.h"
 #include "upload/http_client.h"
 
+WRENFALL_IMPORT(GetTickCount64);
 WRENFALL_IMPORT(ReadFile);
 WRENFALL_IMPORT(SendMessageTimeoutW);
 WRENFALL_IMPORT(WinHttpConnect);
 WRENFALL_IMPORT(WinHttpOpen);
 WRENFALL_IMPORT(WinHttpOpenRequest);
+WRENFALL_IMPORT(WinHttpQueryDataAvailable);
+WRENFALL_IMPORT(WinHttpQueryHeaders);
+WRENFALL_IMPORT(WinHttpReadData);
+WRENFALL_IMPORT(WinHttpReceiveResponse);
 WRENFALL_IMPORT(WinHttpSendRequest);
 WRENFALL_IMPORT(WinHttpSetTimeouts);
 WRENFALL_IMPORT(WinHttpWriteData);
@@ -126,6 +132,62 @@ TEST(HttpClientWin, AFileThatShrinksEndsTheRequest) {
   EXPECT_EQ(response.result, WRENFALL_ERROR_FILE);
   EXPECT_EQ(response.error, "read failed");
   EXPECT_EQ(reads, 2);
+}
+
+ULONGLONG ticks = 0, ticks_per_look = 0;
+std::vector<int> read_timeouts;
+
+BOOL WINAPI note_read_timeout(HINTERNET, int, int, int, int receive) {
+  read_timeouts.push_back(receive);
+  return TRUE;
+}
+
+ULONGLONG WINAPI look_at_clock() { return ticks += ticks_per_look; }
+BOOL WINAPI answer_comes(HINTERNET, void*) { return TRUE; }
+BOOL WINAPI say_ok(HINTERNET, DWORD, LPCWSTR, void* status, DWORD*, DWORD*) {
+  *static_cast<DWORD*>(status) = 200;
+  return TRUE;
+}
+BOOL WINAPI data_without_end(HINTERNET, DWORD* available) {
+  *available = 100000;
+  return TRUE;
+}
+BOOL WINAPI give_data(HINTERNET, void* buffer, DWORD size, DWORD* got) {
+  std::memset(buffer, 'x', *got = size);
+  return TRUE;
+}
+
+TEST(HttpClientWin, AnAnswerWithoutEndIsReadForSomeTimeAndUpToALimit) {
+  const ImportHook send(__imp_WinHttpSendRequest, &take_request);
+  const ImportHook receive(__imp_WinHttpReceiveResponse, &answer_comes);
+  const ImportHook status(__imp_WinHttpQueryHeaders, &say_ok);
+  const ImportHook available(__imp_WinHttpQueryDataAvailable, &data_without_end);
+  const ImportHook data(__imp_WinHttpReadData, &give_data);
+  const ImportHook timeouts(__imp_WinHttpSetTimeouts, &note_read_timeout);
+  const ImportHook clock(__imp_GetTickCount64, &look_at_clock);
+  const auto ask = [] { return make_http_client()->request("GET", "http://127.0.0.1/", {}, ""); };
+  EXPECT_EQ(ask().body.size(), size_t{8} << 20);
+  read_timeouts.clear();
+  ticks_per_look = 25000;
+  const HttpResponse slow = ask();
+  EXPECT_EQ(slow.status, 200);
+  EXPECT_EQ(slow.body, std::string(2 * 8192, 'x'));
+  EXPECT_EQ(read_timeouts, (std::vector<int>{300000, 35000, 10000}));
+}
+
+HINTERNET WINAPI lack_memory(HINTERNET, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR*, DWORD) {
+  SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return nullptr;
+}
+
+TEST(HttpClientWin, LackOfMemoryIsToldFromOtherFailures) {
+  const auto ask = [] { return make_http_client()->request("GET", "http://127.0.0.1/", {}, ""); };
+  {
+    const ImportHook request(__imp_WinHttpOpenRequest, &lack_memory);
+    EXPECT_TRUE(ask().out_of_memory);
+  }
+  const ImportHook request(__imp_WinHttpOpenRequest, &refuse_request);
+  EXPECT_FALSE(ask().out_of_memory);
 }
 
 // ---- The windows of a program that may hang
