@@ -29,14 +29,33 @@ constexpr std::chrono::seconds kHalfMadeAge(60);
 // while.
 constexpr std::chrono::seconds kBusyPatience(30);
 
-// The facts of a readable dump that names its process. Otherwise nothing, with an error logged.
-std::optional<minidump::DumpFacts> read_facts(const ClaimedDump& dump, const fs::path& file,
+// Gives an unusable dump a name under which no monitor looks at it again, and returns that.
+fs::path set_aside(ClaimedDump& dump, const fs::path& file) {
+  fs::path aside = file;
+  aside += kDamagedSuffix;
+  return dump.move_to(aside) ? aside : file;
+}
+
+// The facts of a readable dump that names its process. Otherwise nothing, with an error logged; a
+// dump that is damaged, or that names no process, is set aside, so that it is read once only.
+std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path& file,
                                               Logger& logger) {
-  auto facts = minidump::read_minidump(dump.reader(), dump.size());
+  bool was_read = true;
+  const minidump::ReadAt read = [&](uint64_t offset, void* buffer, size_t size) {
+    was_read = dump.read_at(offset, buffer, size) && was_read;
+    return was_read;
+  };
+  auto facts = minidump::read_minidump(read, dump.size());
+  if (!was_read) {
+    logger.error("Dump not readable at present: %s", path_to_utf8(file).c_str());
+    return std::nullopt;
+  }
   if (!facts) {
-    logger.error("Dump not readable, damaged or no minidump: %s", path_to_utf8(file).c_str());
+    logger.error("Dump not readable, damaged or no minidump: %s",
+                 path_to_utf8(set_aside(dump, file)).c_str());
   } else if (!process_of(*facts)) {
-    logger.error("Dump not readable, names no session: %s", path_to_utf8(file).c_str());
+    logger.error("Dump not readable, names no session: %s",
+                 path_to_utf8(set_aside(dump, file)).c_str());
     facts.reset();
   }
   return facts;
@@ -82,16 +101,18 @@ bool DumpCollector::collect() {
   }
   notes_.swap(present);
   first_look_ = false;
-  // The attachment lists that an init kept for dumps of ended processes are no longer needed once
-  // all those dumps are settled.
-  const bool waits = std::any_of(notes_.begin(), notes_.end(), [](const auto& entry) {
+  drop_kept_sessions();
+  return busy;
+}
+
+void DumpCollector::drop_kept_sessions() {
+  const bool dumps_wait = std::any_of(notes_.begin(), notes_.end(), [](const auto& entry) {
     return entry.second.adoptable && !entry.second.settled;
   });
-  if (keeps_sessions_ && !waits) {
-    remove_folder(places_.store / kHandlerFolder / kSessionsFolder);
-    keeps_sessions_ = false;
-  }
-  return busy;
+  // Half-made folders need the lists too, and are known only when they were looked for.
+  if (!keeps_sessions_ || dumps_wait || has_half_made_.value_or(true)) return;
+  remove_folder(places_.store / kHandlerFolder / kSessionsFolder);
+  keeps_sessions_ = false;
 }
 
 bool DumpCollector::settle(const fs::path& file, bool adoptable) {
@@ -106,28 +127,31 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   if (!facts || !is_for_us(*process_of(*facts), adoptable)) return true;
   if (is_host(*process_of(*facts)) && is_crash(*facts)) has_seen_crash_ = true;
   if (const auto folder = move_into_new_folder(places_.store, dump, logger_)) {
-    finish(*folder, dump, *facts, path_to_utf8(file.stem()), true);
+    if (!finish(*folder, dump, *facts, path_to_utf8(file.stem()), true)) has_half_made_ = true;
   }
   return true;
 }
 
 void DumpCollector::finish_half_made_folders() {
+  bool left = false;
   for (const fs::path& folder : list_folder(places_.store)) {
     // Monitors make no links, and what a link leads to does not belong to the store.
     if (is_link(folder) || !is_folder(folder) || is_own_folder(folder)) continue;
     remove_stale_temporaries(folder);
-    if (is_half_made(folder)) finish_half_made_folder(folder);
+    if (is_half_made(folder)) left = !finish_half_made_folder(folder) || left;
   }
+  has_half_made_ = left;
+  drop_kept_sessions();
 }
 
-void DumpCollector::finish_half_made_folder(const fs::path& folder) {
+bool DumpCollector::finish_half_made_folder(const fs::path& folder) {
   const fs::path file = folder / kReportDumpFile;
   ClaimedDump dump(file);
-  if (dump.state() != ClaimedDump::State::kClaimed || dump.age() < kHalfMadeAge) return;
+  if (dump.state() != ClaimedDump::State::kClaimed || dump.age() < kHalfMadeAge) return false;
   // Another monitor may have finished the folder just before the claim.
-  if (path_exists(folder / kCrashDataFile)) return;
+  if (path_exists(folder / kCrashDataFile)) return true;
   const auto facts = read_facts(dump, file, logger_);
-  if (facts) finish(folder, dump, *facts, facts->annotations.report_id, false);
+  return !facts || finish(folder, dump, *facts, facts->annotations.report_id, false);
 }
 
 std::vector<std::string> DumpCollector::attachments_of(const ProcessIdentity& process) {
@@ -140,7 +164,7 @@ std::vector<std::string> DumpCollector::attachments_of(const ProcessIdentity& pr
   return record ? record->attachments : std::vector<std::string>();
 }
 
-void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
+bool DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
                            const minidump::DumpFacts& facts, const std::string& report_id,
                            bool may_terminate) {
   const ProcessIdentity process = *process_of(facts);
@@ -152,10 +176,11 @@ void DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
   context.monitor_pid = current_process_id();
   auto record = finish_report_folder(folder, dump, facts, std::move(context),
                                      attachments_of(process), logger_);
-  if (!record) return;
+  if (!record) return false;
   // A hang that was found late is no reason to end a process that may have recovered since.
   if (may_terminate && is_host(process) && asks_for_termination(facts)) terminate(process);
   start_reporter_or_release(folder, std::move(*record));
+  return true;
 }
 
 void DumpCollector::terminate(const ProcessIdentity& process) {

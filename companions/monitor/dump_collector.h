@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "monitor/claimed_dump.h"
 #include "monitor/session_memory.h"
 #include "report/store/crash_data.h"
+#include "support/clock.h"
 #include "support/logger.h"
 #include "support/process.h"
 
@@ -50,7 +52,7 @@ class DumpCollector {
   void refresh_session() { memory_.refresh(); }
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Clock = AwakeClock;
 
   // A dump in the reports folder.
   struct Note {
@@ -63,9 +65,13 @@ class DumpCollector {
   bool settle(const std::filesystem::path& file, bool adoptable);
   bool is_for_us(const ProcessIdentity& process, bool adoptable) const;
   bool is_host(const ProcessIdentity& process) const;
-  void finish_half_made_folder(const std::filesystem::path& folder);
-  void finish(const std::filesystem::path& folder, ClaimedDump& dump,
+  // Both are false when the folder is still half made.
+  bool finish_half_made_folder(const std::filesystem::path& folder);
+  bool finish(const std::filesystem::path& folder, ClaimedDump& dump,
               const minidump::DumpFacts& facts, const std::string& report_id, bool may_terminate);
+  // Removes the attachment lists that an init kept for dumps of ended processes, once none of those
+  // dumps needs them any more.
+  void drop_kept_sessions();
   std::vector<std::string> attachments_of(const ProcessIdentity& process);
   void terminate(const ProcessIdentity& process);
   void start_reporter_or_release(const std::filesystem::path& folder, CrashData record);
@@ -80,6 +86,7 @@ class DumpCollector {
   std::map<std::filesystem::path, Note> notes_;
   bool first_look_ = true;
   bool keeps_sessions_ = true;
+  std::optional<bool> has_half_made_;  // nothing until they were looked for
   bool has_seen_crash_ = false;
 };
 

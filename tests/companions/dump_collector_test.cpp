@@ -91,6 +91,34 @@ TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
   EXPECT_EQ(log_lines_with("bad.dmp"), 1u);
   EXPECT_EQ(log_lines_with("none.dmp"), 1u);
   EXPECT_EQ(log_lines_with("gone.dmp"), 0u);
+  // The next monitor does not read them again.
+  collector().collect();
+  EXPECT_EQ(log_lines_with("bad.dmp"), 1u);
+  EXPECT_EQ(log_lines_with("none.dmp"), 1u);
+  EXPECT_TRUE(is_file(store_.path() / "crashpad" / "reports" / "bad.dmp.damaged"));
+}
+
+TEST_F(DumpCollectorTest, AttachmentListsStayUntilTheLastFolderIsComplete) {
+  const fs::path dump = store_.add("half/minidump.dmp", dump_of(kGoneProcess.text()));
+  const fs::path attachment = store_.add("elsewhere/a.txt", "text");
+  write_session(store_.path(), {kGoneProcess, {path_to_utf8(attachment)}});
+  sweep_sessions(store_.path());
+  const fs::path list = kept_session_file(store_.path(), kGoneProcess);
+  const auto start_monitor = [this] {
+    DumpCollector collecting = collector();
+    collecting.collect();
+    collecting.finish_half_made_folders();
+    collecting.collect();
+  };
+  start_monitor();  // the folder is too young to be finished
+  EXPECT_TRUE(is_file(list));
+  EXPECT_TRUE(reports().empty());
+  fs::last_write_time(dump, fs::file_time_type::clock::now() - std::chrono::minutes(2));
+  start_monitor();
+  const auto records = reports();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].attachments, std::vector<std::string>{"a.txt"});
+  EXPECT_FALSE(path_exists(list));
 }
 
 TEST_F(DumpCollectorTest, FirstLookAdoptsDumpsOfProcessesThatAreGone) {

@@ -9,6 +9,7 @@
 //   sessions/<process>.json           one for each process that runs with the library initialized
 //   crashpad/                         the capture handler's own
 //     reports/<id>.dmp                dumps that are being written, or wait to become reports
+//     reports/<id>.dmp.damaged        dumps that cannot become reports, set aside by the monitor
 //     sessions/<process>.json         session files kept for such dumps of processes that are gone
 //   <report>.sending                  the claim to a report folder
 //   <policy>.reporter                 held by the reporter that works on the reports of that policy
@@ -27,6 +28,7 @@ inline constexpr char kSessionsFolder[] = "sessions";
 inline constexpr char kHandlerFolder[] = "crashpad";
 inline constexpr char kDumpsFolder[] = "reports";
 inline constexpr char kDumpExtension[] = ".dmp";
+inline constexpr char kDamagedSuffix[] = ".damaged";
 inline constexpr char kClaimSuffix[] = ".sending";
 inline constexpr char kReporterSuffix[] = ".reporter";
 
