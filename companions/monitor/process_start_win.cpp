@@ -22,10 +22,9 @@ ScopedKernelHandle start(const std::filesystem::path& program, const std::wstrin
   for (int attempt = 1;; ++attempt) {
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
-    if (error_output != nullptr) {
-      startup.dwFlags = STARTF_USESTDHANDLES;
-      startup.hStdError = error_output;
-    }
+    // None but that one: a program that reads the host's output to its end must not wait for these.
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdError = error_output;
     PROCESS_INFORMATION process{};
     std::wstring writable = command_line;  // the call may write into it
     if (CreateProcessW(program.c_str(), writable.data(), nullptr, nullptr, inherit_handles,

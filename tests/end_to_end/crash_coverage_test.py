@@ -1,9 +1,11 @@
 """Holds the table of docs/crash-coverage.md: what becomes of every kind of crash."""
 
+import os
 import re
 import subprocess
 import time
 import unittest
+from pathlib import Path
 
 from harness import BIN, ROOT, EndToEndTest, processes, wait_for, windows_path, wine
 
@@ -59,6 +61,22 @@ class CrashCoverageTest(EndToEndTest):
         output, _ = host.process.communicate("".join(line + "\n" for line in commands).encode(), timeout=120)
         self.assertLess(time.monotonic() - start, seconds, "from init to the end")
         return host.process.returncode, [int(word) for word in output.split()]
+
+    def test_a_crash_in_the_middle_of_init_leaves_no_companion_behind(self):
+        for milliseconds in range(0, 60, 5):
+            host = self.host(init=False, crash_while_starting=milliseconds)
+            host.process.communicate(b"init\n", timeout=120)
+        wait_for(lambda: not processes("WrenfallMonitor.exe", self.folder.name), what="the end of the monitors")
+
+    def test_companions_hold_none_of_the_hosts_standard_handles(self):
+        host = self.host()
+        pipes = {os.readlink(f"/proc/self/fd/{end.fileno()}") for end in (host.process.stdin, host.process.stdout)}
+        companions = [pid for name in ("WrenfallMonitor.exe", "crashpad_handler.exe")
+                      for pid in processes(name, self.folder.name)]
+        self.assertEqual(2, len(companions))
+        for pid in companions:
+            held = {os.readlink(entry) for entry in Path(f"/proc/{pid}/fd").iterdir()}
+            self.assertEqual(set(), held & pipes)
 
     def dumps(self, kind):
         return [self.dump(folder) for folder in self.report_folders() if self.record(folder)["reportKind"] == kind]

@@ -93,6 +93,13 @@ void run_code(const char* bytes, size_t size) {
   function();
 }
 
+// Writes over what lies beside a block of the process's heap, as a wrong loop does.
+void write_around_heap_block(int first, int last) {
+  auto* const volatile block = static_cast<volatile char*>(std::malloc(64));
+  for (int i = first; i < last; ++i) block[i] = 'x';
+  write_to_null();
+}
+
 void pure_virtual_call() { crash_kinds::Concrete().act(); }
 
 void throw_uncaught() { throw std::runtime_error("nobody catches this"); }
@@ -179,6 +186,8 @@ const struct {
     {"illegal-instruction", [] { run_code("\x0F\x0B", 2); }, false},
     {"fail-fast", [] { run_code("\xB9\x07\x00\x00\x00\xCD\x29", 7); }, false},
     {"exception", [] { RaiseException(0xE0000042, 0, 0, nullptr); }, false},
+    {"heap-overrun", [] { write_around_heap_block(64, 64 + 4096); }, false},
+    {"heap-underrun", [] { write_around_heap_block(-4096, 0); }, false},
     {"loader-lock", crash_under_loader_lock, false},
     {"heap-lock", crash_under_heap_lock, false},
     {"during-capture", crash_during_captures, false},

@@ -62,6 +62,14 @@ void answer_outcome(const std::string& results, wrenfall_upload_result* outcome)
 void crash_at_message(wrenfall_log_level, const char* message, void*) {
   if (std::strstr(message, fatal_message.c_str()) != nullptr) crash("access-violation");
 }
+// Crashes on another thread, so many milliseconds after init begins to start the handler.
+void crash_while_starting(wrenfall_log_level, const char* message, void*) {
+  if (std::strncmp(message, "Starting ", 9) != 0) return;
+  std::thread([] {
+    Sleep(static_cast<DWORD>(std::atoi(fatal_message.c_str())));
+    crash("access-violation");
+  }).detach();
+}
 void note_message(wrenfall_log_level level, const char* message, void*) {
   if (level >= WRENFALL_LOG_WARN) messages += message + std::string("\t");
 }
@@ -86,6 +94,11 @@ constexpr TextOption kTextOptions[] = {
      [](wrenfall_options* o, const char* text) {
        fatal_message = text;
        wrenfall_options_set_logger(o, crash_at_message, nullptr);
+     }},
+    {"crash_while_starting",
+     [](wrenfall_options* o, const char* text) {
+       fatal_message = text;
+       wrenfall_options_set_logger(o, crash_while_starting, nullptr);
      }},
     {"note_messages", [](wrenfall_options* o,
                          const char*) { wrenfall_options_set_logger(o, note_message, nullptr); }},

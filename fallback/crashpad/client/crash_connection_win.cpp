@@ -36,8 +36,11 @@ WaitResult wait_for_event_or_exit(HANDLE event, HANDLE process, DWORD millisecon
 
 }  // namespace
 
-std::unique_ptr<CrashConnection> CrashConnection::create() {
-  std::unique_ptr<CrashConnection> connection(new CrashConnection);
+std::unique_ptr<CrashConnection, CrashConnection::Deleter> CrashConnection::create() {
+  void* const pages =
+      VirtualAlloc(nullptr, sizeof(CrashConnection), MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+  if (pages == nullptr) return nullptr;
+  std::unique_ptr<CrashConnection, Deleter> connection(new (pages) CrashConnection);
   if (!connection->open_section() || !connection->open_events()) return nullptr;
   HANDLE self = nullptr;
   if (!DuplicateHandle(GetCurrentProcess(), GetCurrentProcess(), GetCurrentProcess(), &self,
@@ -46,6 +49,20 @@ std::unique_ptr<CrashConnection> CrashConnection::create() {
   }
   connection->client_process_.reset(self);
   return connection;
+}
+
+void CrashConnection::Deleter::operator()(CrashConnection* connection) const {
+  DWORD protection = 0;
+  VirtualProtect(connection, sizeof(*connection), PAGE_READWRITE, &protection);
+  connection->~CrashConnection();
+  VirtualFree(connection, 0, MEM_RELEASE);
+}
+
+void CrashConnection::protect() {
+  DWORD protection = 0;
+  if (handler_process_.load() != nullptr) {
+    VirtualProtect(this, sizeof(*this), PAGE_READONLY, &protection);
+  }
 }
 
 CrashConnection::CrashConnection()

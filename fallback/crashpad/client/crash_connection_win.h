@@ -14,7 +14,8 @@
 namespace crashpad::internal {
 
 // This process's side of the connection to one handler: the section, the events, the handler's
-// process.
+// process. It lies in pages of its own, which are made read-only when the handler is ready, so that a
+// program that writes beyond its own memory can still be reported.
 //
 // One thread sets it up. After that any thread may call the three members that wait, also in the
 // middle of a crash: they allocate nothing and take no lock. The callers make sure that at most one
@@ -22,10 +23,11 @@ namespace crashpad::internal {
 class CrashConnection {
  public:
   // Null when the system refuses a section, an event or a handle.
-  static std::unique_ptr<CrashConnection> create();
+  struct Deleter {
+    void operator()(CrashConnection* connection) const;
+  };
+  static std::unique_ptr<CrashConnection, Deleter> create();
 
-  // Tells the handler to stop.
-  ~CrashConnection();
   CrashConnection(const CrashConnection&) = delete;
   CrashConnection& operator=(const CrashConnection&) = delete;
 
@@ -51,7 +53,10 @@ class CrashConnection {
   void request_dump(const EXCEPTION_POINTERS* exception);
 
   // To be held while asking for a dump on demand.
-  SRWLOCK* dump_lock() { return &dump_lock_; }
+  SRWLOCK* dump_lock() { return dump_lock_.get(); }
+
+  // Makes the object read-only, if the handler is ready: nothing in it changes any more.
+  void protect();
 
   // The handler ends after it has answered pending requests.
   void tell_to_stop() const { SetEvent(stop_.get()); }
@@ -67,6 +72,8 @@ class CrashConnection {
   using ProcessFunction = LONG(NTAPI*)(HANDLE);
 
   CrashConnection();
+  // Tells the handler to stop.
+  ~CrashConnection();
 
   bool open_section();
   bool open_events();
@@ -86,7 +93,7 @@ class CrashConnection {
   ScopedHandle wer_request_;
   ScopedHandle wer_done_;
   ScopedHandle started_process_;
-  SRWLOCK dump_lock_ = SRWLOCK_INIT;
+  const std::unique_ptr<SRWLOCK> dump_lock_ = std::make_unique<SRWLOCK>();
 
   // Looked up beforehand, because a suspended thread may hold the loader's lock.
   const ProcessFunction resume_process_;

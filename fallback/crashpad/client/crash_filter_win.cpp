@@ -134,7 +134,8 @@ void install_crash_handling() {
 
 }  // namespace
 
-void direct_crashes_to(std::unique_ptr<CrashConnection> connection) {
+void direct_crashes_to(std::unique_ptr<CrashConnection, CrashConnection::Deleter> connection) {
+  connection->protect();
   std::shared_ptr<CrashConnection> previous = std::move(connection);
   {
     const ScopedLock lock(&g_shared_connection_lock);

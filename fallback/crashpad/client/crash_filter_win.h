@@ -13,7 +13,7 @@ namespace crashpad::internal {
 // unhandled exception filter, the abort signal, heap corruption. Tells the handler of an earlier
 // connection to stop; a dump on demand that is under way keeps that connection alive until it is
 // answered.
-void direct_crashes_to(std::unique_ptr<CrashConnection> connection);
+void direct_crashes_to(std::unique_ptr<CrashConnection, CrashConnection::Deleter> connection);
 
 // What RegisterWerModule() gives to the system. It exists from the start to the end of the process and
 // always describes the connection in force.

@@ -39,7 +39,7 @@ bool CrashpadClient::StartHandler(const base::FilePath& handler, const base::Fil
                                   const std::vector<std::string>& arguments, bool /*restartable*/,
                                   bool asynchronous_start,
                                   const std::vector<base::FilePath>& attachments) {
-  std::unique_ptr<internal::CrashConnection> connection = internal::CrashConnection::create();
+  auto connection = internal::CrashConnection::create();
   if (!connection) return false;
 
   std::wstring command_line;

@@ -31,46 +31,84 @@ class InheritanceScope {
   bool ok_ = true;
 };
 
-// The attribute list that limits inheritance to `handles`, which must outlive it.
-class HandleListAttribute {
+// A job that ends its process when its last handle is closed, unless it is let go before. Creating a
+// process takes several steps, between which it is suspended. When this process ends in between, the
+// system closes the handle, and no suspended process is left behind.
+class ScopedJob {
  public:
-  explicit HandleListAttribute(std::vector<HANDLE>* handles) {
+  ScopedJob() : job_(CreateJobObjectW(nullptr, nullptr)) {
+    if (job_ && !end_process_with_job(true)) job_.reset();
+  }
+
+  HANDLE get() const { return job_.get(); }
+
+  // The process lives on after this object's end. The handle stays open when that cannot be arranged.
+  void let_go() {
+    if (job_ && !end_process_with_job(false)) static_cast<void>(job_.release());
+  }
+
+ private:
+  bool end_process_with_job(bool end) {
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+    // Its children are not the job's: a program that starts them may end before they do.
+    limits.BasicLimitInformation.LimitFlags =
+        JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK | (end ? JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE : 0U);
+    return SetInformationJobObject(job_.get(), JobObjectExtendedLimitInformation, &limits,
+                                   sizeof(limits)) != FALSE;
+  }
+
+  ScopedHandle job_;
+};
+
+// The attributes of a new process: the handles that it inherits, and the job that it is born into, if
+// the system knows that attribute. Both must outlive the object.
+class ProcessAttributes {
+ public:
+  ProcessAttributes(std::vector<HANDLE>* handles, HANDLE job) : job_(job) {
+    constexpr DWORD kAttributes = 2;
     SIZE_T size = 0;
-    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    InitializeProcThreadAttributeList(nullptr, kAttributes, 0, &size);
     memory_ = std::make_unique<std::byte[]>(size);
     const auto list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.get());
-    if (!InitializeProcThreadAttributeList(list, 1, 0, &size)) return;
+    if (!InitializeProcThreadAttributeList(list, kAttributes, 0, &size)) return;
     list_ = list;
-    ok_ = UpdateProcThreadAttribute(list_, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles->data(),
-                                    handles->size() * sizeof(HANDLE), nullptr, nullptr) != FALSE;
+    ok_ = set(PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles->data(), handles->size() * sizeof(HANDLE));
+    if (job_ != nullptr) set(kJobList, &job_, sizeof(job_));
   }
-  ~HandleListAttribute() {
+  ~ProcessAttributes() {
     if (list_ != nullptr) DeleteProcThreadAttributeList(list_);
   }
-  HandleListAttribute(const HandleListAttribute&) = delete;
-  HandleListAttribute& operator=(const HandleListAttribute&) = delete;
+  ProcessAttributes(const ProcessAttributes&) = delete;
+  ProcessAttributes& operator=(const ProcessAttributes&) = delete;
 
   bool ok() const { return ok_; }
   LPPROC_THREAD_ATTRIBUTE_LIST list() const { return list_; }
 
  private:
+  // PROC_THREAD_ATTRIBUTE_JOB_LIST, which some headers lack.
+  static constexpr DWORD_PTR kJobList = 0x0002000D;
+
+  bool set(DWORD_PTR attribute, void* value, SIZE_T size) {
+    return UpdateProcThreadAttribute(list_, 0, attribute, value, size, nullptr, nullptr) != FALSE;
+  }
+
+  HANDLE job_;
   std::unique_ptr<std::byte[]> memory_;
   LPPROC_THREAD_ATTRIBUTE_LIST list_ = nullptr;
   bool ok_ = false;
 };
 
-}  // namespace
-
-ScopedHandle start_handler_process(const std::wstring& program, const std::wstring& command_line,
-                                   const std::vector<HANDLE>& inherited) {
-  std::vector<HANDLE> handles = inherited;
-  HandleListAttribute attribute(&handles);
-  InheritanceScope inheritance(handles);
-  if (!attribute.ok() || !inheritance.ok()) return nullptr;
-
+// Null when the process could not be started. `job` may be null.
+ScopedHandle start_process(const std::wstring& program, const std::wstring& command_line,
+                           std::vector<HANDLE>* inherited, HANDLE job) {
+  ProcessAttributes attributes(inherited, job);
+  if (!attributes.ok()) return nullptr;
   STARTUPINFOEXW startup = {};
   startup.StartupInfo.cb = sizeof(startup);
-  startup.lpAttributeList = attribute.list();
+  // No standard handles: a program that reads the client's output to its end must not wait for the
+  // handler.
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+  startup.lpAttributeList = attributes.list();
   PROCESS_INFORMATION process = {};
   const auto start = [&] {
     std::wstring writable_command_line = command_line;
@@ -85,6 +123,23 @@ ScopedHandle start_handler_process(const std::wstring& program, const std::wstri
   }
   CloseHandle(process.hThread);
   return ScopedHandle(process.hProcess);
+}
+
+}  // namespace
+
+ScopedHandle start_handler_process(const std::wstring& program, const std::wstring& command_line,
+                                   const std::vector<HANDLE>& inherited) {
+  std::vector<HANDLE> handles = inherited;
+  InheritanceScope inheritance(handles);
+  if (!inheritance.ok()) return nullptr;
+  ScopedJob job;
+  ScopedHandle process = start_process(program, command_line, &handles, job.get());
+  // The jobs that this process is in may not allow another one.
+  if (!process && job.get() != nullptr) {
+    process = start_process(program, command_line, &handles, nullptr);
+  }
+  job.let_go();
+  return process;
 }
 
 }  // namespace crashpad::internal
