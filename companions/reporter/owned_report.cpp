@@ -27,11 +27,13 @@ OwnedReport::OwnedReport(OwnedReport&& other) noexcept
 
 OwnedReport::~OwnedReport() { give_back(); }
 
-std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& logger) {
+std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& logger,
+                                             bool only_pending) {
   // While the host is sending the folder, wait: it may be gone afterwards.
   const FolderClaim claim(folder);
   CrashData record;
   if (!load(folder, record)) return std::nullopt;
+  if (only_pending && path_exists(folder / kResultFile)) return std::nullopt;
   return OwnedReport(folder, std::move(record), logger);
 }
 

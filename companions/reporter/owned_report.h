@@ -28,8 +28,10 @@ namespace wrenfall::reporter {
 class OwnedReport {
  public:
   // Makes this process the folder's owner, also when another process owned it. While another process
-  // sends the folder, this waits. Nothing when the folder holds no readable record.
-  static std::optional<OwnedReport> take(const std::filesystem::path& folder, Logger& logger);
+  // sends the folder, this waits. Nothing when the folder holds no readable record, and, with
+  // `only_pending`, when there has been an attempt to send it.
+  static std::optional<OwnedReport> take(const std::filesystem::path& folder, Logger& logger,
+                                         bool only_pending = false);
   OwnedReport(OwnedReport&& other) noexcept;
   ~OwnedReport();
 

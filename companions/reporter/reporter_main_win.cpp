@@ -71,10 +71,11 @@ class Reporter {
  private:
   // False when the other reports are to be left for the host's next start.
   bool serve(const fs::path& folder) {
-    std::optional<OwnedReport> report = OwnedReport::take(folder, logger_);
+    const bool was_waiting = folder != first_;
+    std::optional<OwnedReport> report = OwnedReport::take(folder, logger_, was_waiting);
     // Another process may have sent or discarded a report that was waiting.
     if (!report) {
-      if (folder == first_) result_ = refuse_folder(folder, logger_);
+      if (!was_waiting) result_ = refuse_folder(folder, logger_);
       return true;
     }
     const auto result = known_upload_policy(report->record().uploadPolicy) == kPolicyDialog

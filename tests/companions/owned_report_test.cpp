@@ -71,6 +71,7 @@ TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
       if (load(folder, seen)) owner_seen = seen.ownerPid;
       if (row.answers.empty()) throw std::bad_alloc();
     });
+    EXPECT_FALSE(OwnedReport::take(folder, logger, true).has_value());
     {
       auto report = OwnedReport::take(folder, logger);
       ASSERT_TRUE(report.has_value());
