@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "report/store/layout.h"
+#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/text.h"
@@ -21,8 +21,8 @@ bool starts_with(const std::string& name, const std::string& start) {
 std::vector<fs::path> folders_that_start_with(const fs::path& store, const std::string& start) {
   std::vector<fs::path> found;
   for (const fs::path& entry : list_folder(store)) {
-    const bool is_own = entry == store / kSessionsFolder || entry == store / kHandlerFolder;
-    if (!is_own && starts_with(path_to_utf8(entry.filename()), start) && is_folder(entry)) {
+    if (starts_with(path_to_utf8(entry.filename()), start) && is_folder(entry) &&
+        !is_own_folder(entry)) {
       found.push_back(entry);
     }
   }

@@ -65,7 +65,7 @@ void drop_long_texts(CrashData& record) {
 }  // namespace
 
 std::optional<ReportSummary> summarize_report(const fs::path& folder) {
-  if (!is_folder(folder)) return std::nullopt;
+  if (!is_folder(folder) || is_own_folder(folder)) return std::nullopt;
   return summarize(folder, path_exists(claim_file(folder)));
 }
 

@@ -28,7 +28,7 @@ struct ReportSummary {
 };
 
 // Reads a report folder's record and result; of the other files only the sizes. Empty when there is
-// no such folder.
+// no such report.
 std::optional<ReportSummary> summarize_report(const std::filesystem::path& folder);
 
 // The reports of a store, the one with the oldest record first, then the folders without a record.

@@ -32,7 +32,7 @@ std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& log
   // While the host is sending the folder, wait: it may be gone afterwards.
   const FolderClaim claim(folder);
   CrashData record;
-  if (!load(folder, record)) return std::nullopt;
+  if (is_own_folder(folder) || !load(folder, record)) return std::nullopt;
   if (only_pending && path_exists(folder / kResultFile)) return std::nullopt;
   return OwnedReport(folder, std::move(record), logger);
 }

@@ -101,6 +101,8 @@ TEST(OwnedReport, SavesWhatFitsAndNeverCreatesAFolderAgain) {
   Logger logger(store.path() / "Wrenfall.log");
   EXPECT_FALSE(OwnedReport::take(folder, logger).has_value());
   ASSERT_TRUE(save(folder, CrashData()));
+  ASSERT_TRUE(save(store.path() / "crashpad", CrashData()));
+  EXPECT_FALSE(OwnedReport::take(store.path() / "crashpad", logger).has_value());
   {
     auto report = OwnedReport::take(folder, logger);
     ASSERT_TRUE(report.has_value());

@@ -195,6 +195,8 @@ class CtlTest(ServiceTest):
         self.make_report("owner gone", ownerPid=4294967288)
         self.make_report("owned", ownerPid=int(self.host(init=False).do("pid")))
         self.make_report("truncated dump")
+        self.make_report("large record", userDescription="x" * (20 << 20))
+        self.make_report("crashpad")  # the library's own folder, which is never a report
         (self.store / "truncated dump" / "minidump.dmp").write_bytes(b"MDMP" + bytes(20))
         self.make_report("huge record")
         with (self.store / "huge record" / RECORD).open("r+b") as file:
@@ -206,7 +208,7 @@ class CtlTest(ServiceTest):
         self.make_report("no result")
         (self.store / "no result" / "result.json").mkdir()
         self.assertEqual(
-            {"healthy": "pending", "owner gone": "pending", "owned": "owned", "truncated dump": "pending",
+            {"healthy": "pending", "large record": "pending", "owner gone": "pending", "owned": "owned", "truncated dump": "pending",
              "huge record": "damaged", "no record": "incomplete", "\u202ereversed": "incomplete",
              "odd result": "cancelled", "no result": "failed"}, self.states())
         for command in (["list"], ["list", "--json"], ["show", "healthy"], ["show", "healthy", "--json"]):
@@ -219,8 +221,8 @@ class CtlTest(ServiceTest):
         self.assertIsNone(self.ctl_json("show", "huge record")["record"])
         # A name may be cut when one folder fits it, and a mistyped one is told.
         self.assertIn("truncated dump", self.ctl("show", "TRUNC")[1])
-        for name, words in (("ow", "2 names"), ("missing", "there is no such report")):
-            for command in ("show", "send", "discard"):
+        for name, words in (("ow", "2 names"), ("missing", "no such report"), ("crashpad", " no ")):
+            for command in ("show", "send", "discard") if name != "crashpad" else ("show", "send"):
                 status, out, err = self.ctl(command, name)
                 self.assertEqual((1, ""), (status, out))
                 self.assertIn(words, err)
