@@ -2,13 +2,19 @@
 #define WRENFALL_TESTS_SUPPORT_FAILING_NEW_H_
 
 #include <atomic>
+#include <cstddef>
 
 namespace wrenfall {
 
-// How many allocations succeed before all others fail; negative while none is to fail. Small ones
-// neither count nor fail: the JSON library needs some to destroy an object, which must not throw. Of
-// programs that have failing_new.cpp linked in.
+// Of programs that have failing_new.cpp linked in: how many allocations succeed before one fails, or
+// all others; negative while none is to fail. Small ones neither count nor fail: the JSON library
+// needs some to destroy an object, which must not throw.
 extern std::atomic<long> allocations_left;
+extern std::atomic<bool> one_allocation_fails;
+// Larger ones always fail.
+extern std::atomic<size_t> largest_allocation;
+// Whether any has failed.
+extern std::atomic<bool> allocation_failed;
 
 }  // namespace wrenfall
 

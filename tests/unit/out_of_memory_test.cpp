@@ -50,9 +50,10 @@ class Service : public HttpClient {
   const long allocations_after_commit_;
 };
 
-// Sends a report once. Memory ends some allocations after the begin, or after the commit.
+// Sends a report once. Memory ends some allocations after the begin, or after the commit, or does not
+// hold large pieces.
 struct Attempt {
-  Attempt(long after_begin, long after_commit) : service(after_commit) {
+  Attempt(long after_begin, long after_commit, size_t largest = SIZE_MAX) : service(after_commit) {
     const fs::path folder = dir.make_folder("report");
     put_file(folder / kReportDumpFile, std::string(20000, 'x'));
     CrashData record;
@@ -60,12 +61,14 @@ struct Attempt {
     save(folder, record);
     Logger log(folder / kLogFile);
     allocations_left = after_begin;
+    largest_allocation = largest;
     try {
       completed = deliver(&service, folder, record, log, log).result == WRENFALL_OK;
     } catch (const std::bad_alloc&) {
     }
-    memory_ended = allocations_left == 0;
+    memory_ended = allocation_failed.exchange(false);
     allocations_left = -1;
+    largest_allocation = SIZE_MAX;
     CrashData kept;
     pending = load(folder, kept) && !path_exists(folder / kResultFile);
   }
@@ -77,7 +80,14 @@ struct Attempt {
   bool pending = false;
 };
 
-TEST(OutOfMemory, BeforeTheCommitTheReportStaysPending) {
+class OutOfMemory : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override { one_allocation_fails = GetParam(); }
+};
+
+INSTANTIATE_TEST_SUITE_P(OneOrAll, OutOfMemory, ::testing::Bool());
+
+TEST_P(OutOfMemory, BeforeTheCommitTheReportStaysPending) {
   for (long left = 0;; ++left) {
     const Attempt attempt(left, -1);
     EXPECT_EQ(attempt.pending, !attempt.service.committed) << "after " << left << " allocations";
@@ -86,7 +96,7 @@ TEST(OutOfMemory, BeforeTheCommitTheReportStaysPending) {
   }
 }
 
-TEST(OutOfMemory, AfterTheCommitTheReportIsNotSentAgain) {
+TEST_P(OutOfMemory, AfterTheCommitTheReportIsNotSentAgain) {
   for (long left = 0;; ++left) {
     const Attempt attempt(-1, left);
     EXPECT_TRUE(attempt.service.committed);
@@ -96,7 +106,13 @@ TEST(OutOfMemory, AfterTheCommitTheReportIsNotSentAgain) {
   }
 }
 
-TEST(OutOfMemory, InARequestCountsAsSuch) {
+TEST(LargeFileWithoutMemory, IsNoFailureOfTheReport) {
+  const Attempt attempt(-1, -1, 16000);  // the dump has 20,000 bytes
+  EXPECT_TRUE(attempt.memory_ended);
+  EXPECT_TRUE(attempt.pending);
+}
+
+TEST(RequestWithoutMemory, IsNoFailureOfTheReport) {
   // Which request lacks memory, whether its status arrived, and whether the report stays.
   const struct {
     int request;
