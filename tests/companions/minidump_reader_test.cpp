@@ -62,6 +62,49 @@ TEST(MinidumpReader, RefusesDumpWhoseMemoryIsCutOff) {
   EXPECT_FALSE(read_text(whole.substr(0, whole.size() - 1)));
 }
 
+TEST(MinidumpReader, RefusesHostileNumbers) {
+  MinidumpBuilder builder = sample();
+  const std::string whole = builder.build();
+  const size_t startup = builder.offset("startup key"), live = builder.offset("live key");
+  constexpr size_t kExceptionSize = 36, kMemory = 248, kMemory64 = 276;
+  const std::pair<size_t, uint32_t> rows[] = {
+      {0, 0x504D444C},
+      {4, 0xA794},
+      {8, 1025},
+      {8, UINT32_MAX},
+      {12, UINT32_MAX},
+      {12, 4000000},
+      {kExceptionSize, UINT32_MAX},
+      {kExceptionSize, 11},
+      {kExceptionSize + 4, UINT32_MAX},
+      // Counts, sizes and places of memory; the last one has 64 bits.
+      {kMemory, 2},
+      {kMemory, UINT32_MAX},
+      {kMemory + 12, 4000},
+      {kMemory + 16, UINT32_MAX},
+      {kMemory64, 2},
+      {kMemory64 + 4, 1},
+      {kMemory64 + 8, UINT32_MAX},
+      {kMemory64 + 28, 1},
+      // More entries than there is room for, and texts that are elsewhere.
+      {startup - 4, 3},
+      {startup - 4, UINT32_MAX},
+      {startup, UINT32_MAX},
+      {startup + 4, 0},
+      {live - 4, 4},
+      {live - 4, UINT32_MAX},
+      {live, UINT32_MAX},
+      {live + 8, 0x7FFFFFFF}};
+  for (const auto& [offset, value] : rows) {
+    const std::string label = std::to_string(offset) + ": " + std::to_string(value);
+    EXPECT_FALSE(read_text(with32(whole, offset, value), label)) << label;
+  }
+  for (const size_t entries : {4096u, 4097u}) {
+    builder.live.assign(entries, {"k", "v"});
+    EXPECT_EQ(read_text(builder.build()).has_value(), entries == 4096) << entries;
+  }
+}
+
 // Many small lists that all point at the same long text would multiply it without a limit.
 TEST(MinidumpReader, LimitsTextThatIsNamedAgainAndAgain) {
   MinidumpBuilder builder;

@@ -35,6 +35,9 @@ class MetadataTest(EndToEndTest):
         self.assertEqual("0", host.do("set_attribute", "gone", "x"))
         self.assertEqual("0", host.do("set_attribute", "gone"))
         self.assertEqual("0", host.do("set_attribute", "k" * 300, "long name"))
+        # To a dump the same name; this one has no value in the end.
+        self.assertEqual("0", host.do("set_attribute", "k" * 300 + "2", "other"))
+        self.assertEqual("0", host.do("set_attribute", "k" * 300 + "2"))
         self.assertEqual("0", host.do("add_attachment", windows_path(attachment)))
         self.assertEqual("0", host.do("capture"))
         self.wait_for_reports(1)

@@ -129,7 +129,7 @@ class SendTest(ServiceTest):
         # Pending are reports without an owner, of this process, or of a process that has ended. Numbers beyond 32 bits
         # are no process.
         owners = (0, 2**64 - 1, 2**32 + owner, 4294967288, int(host.do("pid")))
-        names = [f"{number} é 試" for number in range(len(owners))]
+        names = ["Ä 試", "ä 試", *(f"{number} é" for number in range(2, len(owners)))]
         for age, (name, pid) in enumerate(zip(reversed(names), owners)):
             folder = self.make_report(name, ownerPid=pid)
             os.utime(folder / RECORD, (now - 100 * age, now - 100 * age))

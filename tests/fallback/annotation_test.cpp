@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/client_protocol.h"
+#include "common/command_line.h"
 #include "handler/annotation_snapshot.h"
 
 namespace {
@@ -112,6 +113,39 @@ TEST(AnnotationSnapshot, ClearedEntriesCountTowardsTheLimit) {
                      {kChain + 0x20 * (i + 1), kName, kValue, static_cast<uint32_t>(i % 2), 1, 0});
   }
   EXPECT_EQ(memory.snapshot(kHead).size(), 101u);
+}
+
+TEST(HandlerArguments, MalformedOnesAreRefused) {
+  using crashpad::internal::parse_handler_arguments;
+  const std::wstring database = L"--database=d", data = L"--initial-client-data=";
+  const std::wstring nine = L"0x1,0xaf,0x3,0x4,0x5,0x6,0x7,0x8,0x9";
+  const std::wstring sound = data + nine + L",0xffffffffffffffff";
+  const std::pair<std::vector<std::wstring>, bool> rows[] = {
+      {{database, sound}, true},
+      {{sound, L"--other", database, L"--annotation=a=", L"--annotation==b=c"}, true},
+      {{database}, false},
+      {{sound}, false},
+      {{L"--database=", sound}, false},
+      {{database, sound, L"--annotation=a"}, false},
+      {{database, data}, false},
+      {{database, data + nine}, false},
+      {{database, sound + L","}, false},
+      {{database, sound + L",0x1"}, false},
+      {{database, data + nine + L",0x10000000000000000"}, false},
+      {{database, data + nine + L",0x0"}, false},
+      {{database, data + nine + L",1"}, false},
+      {{database, data + nine + L",0x"}, false},
+      {{database, data + nine + L",0xg"}, false},
+      {{database, data + nine + L";0x1"}, false},
+  };
+  for (const auto& [arguments, usable] : rows) {
+    const auto parsed = parse_handler_arguments(arguments);
+    EXPECT_EQ(parsed.has_value(), usable) << testing::PrintToString(arguments);
+    if (!parsed) continue;
+    EXPECT_EQ(parsed->database, L"d");
+    EXPECT_EQ(parsed->client_data.client_process, 0xAFu);
+    EXPECT_EQ(parsed->client_data.wer_done, UINT64_MAX);
+  }
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import urllib.request
 import zipfile
 from pathlib import Path
 
@@ -142,11 +143,15 @@ class CrashServiceTest(unittest.TestCase):
     def test_a_report_is_kept_and_answered(self):
         with self.service() as service:
             client = Client(service.port)
-            answer = client.upload(crashHash="abc", description="caf\u00e9\r\n--x", attributes="{}")
+            answer = client.upload(crashHash="abc", description="caf\u00e9\r\n--x", notes="<b>&</b>", attributes="{}")
             self.assertEqual({"status": "success", "crashId": 1, "stackKeyId": 1001, "messageId": 5001,
                               "infoUrl": f"https://127.0.0.1:{service.port}/report/1"}, answer)
             self.assertEqual([], service.problems)
             self.assertTrue(service.wait_for_commits(1, 2))
+            with urllib.request.urlopen(answer["infoUrl"], context=client.context) as page:
+                text = page.read().decode()
+        self.assertIn("&lt;b&gt;&amp;&lt;/b&gt;", text)
+        self.assertNotIn("<b>", text)
         folder = self.directory / "report-0001"
         read = {path.stem: json.loads(path.read_text("utf-8")) for path in folder.glob("*.json")}
         self.assertEqual(client.archive, (folder / "archive.zip").read_bytes())

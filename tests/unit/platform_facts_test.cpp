@@ -30,5 +30,29 @@ TEST(PlatformFacts, NameFollowsVersionBuildAndProduct) {
   }
 }
 
+TEST(PlatformFacts, MachineAndLibraryMayDiffer) {
+  const struct {
+    const char* library;
+    uint16_t machine;
+    const char* expected;
+  } rows[] = {{"x86", kAmd64, "x86 on x64"},
+              {"x86", kArm64, "x86 on arm64"},
+              {"arm64", kArm64, "arm64"},
+              {"x86", 0, "x86"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(platform_facts({10, 0, 22631, kWorkstation, row.machine}, row.library).architecture,
+              row.expected);
+  }
+}
+
+TEST(PlatformFacts, PartsMayBeMissing) {
+  const std::pair<PlatformFacts, const char*> rows[] = {
+      {{"f", "Name", "", "", "", ""}, "Name"},
+      {{"f", "Name", "1.2", "7", "x64", ""}, "Name 1.2 (7) x64"},
+      {{"f", "Name", "1.7", "7", "x64", "remark"}, "Name 1.7 x64; remark"},
+      {{"f", "Name", "", "7", "", "remark"}, "Name (7); remark"}};
+  for (const auto& [facts, line] : rows) EXPECT_EQ(describe(facts), line);
+}
+
 }  // namespace
 }  // namespace wrenfall
