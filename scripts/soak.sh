@@ -12,7 +12,7 @@ run() {
 }
 scripts/build.sh || exit 1
 with_wine=(xvfb-run -a scripts/with-wine.sh)
-run "${with_wine[@]}" scripts/wine.sh build/mingw/bin/soak_test.exe 1000 "$minutes"
+run "${with_wine[@]}" scripts/wine.sh build/mingw/bin/soak_test.exe 1000 $((minutes * 60))
 run "${with_wine[@]}" python3 tests/end_to_end/fault_matrix_test.py --time-limits
 run "${with_wine[@]}" python3 tests/end_to_end/kill_test.py --rounds 200
 run scripts/fuzz.sh 60

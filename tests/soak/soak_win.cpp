@@ -1,5 +1,5 @@
 // Uses the library for long and looks whether anything grows: so many cycles of init and shutdown,
-// then so many minutes of mixed use from 16 threads. What this process holds is measured between two
+// then so many seconds of mixed use from 16 threads. What this process holds is measured between two
 // generations of threads, and must be flat over the second half of either phase.
 #include <windows.h>
 #include <wrenfall/wrenfall.h>
@@ -23,7 +23,12 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr int kThreads = 16, kCyclesPerSample = 20, kSampleSeconds = 10;
+constexpr int kThreads = 16;
+
+// A short run takes fewer samples, and judges handles and threads alone: memory takes minutes to
+// find its size.
+constexpr int kLongRunSeconds = 300, kLongRunCycles = 500;
+constexpr size_t kColumnsOfAShortRun = 2;
 
 struct Column {
   const char* name;
@@ -76,9 +81,11 @@ class Table {
     std::printf("%12ld\n", calls.load());
   }
 
-  void judge() const {
-    check(samples_.size() >= 8, "enough samples to judge", static_cast<long>(samples_.size()));
-    for (size_t column = 0; column < kColumns.size(); ++column) {
+  bool is_enough() const { return samples_.size() >= 8; }
+
+  void judge(bool long_run) const {
+    check(is_enough(), "enough samples to judge", static_cast<long>(samples_.size()));
+    for (size_t column = 0; column < (long_run ? kColumns.size() : kColumnsOfAShortRun); ++column) {
       // What leaks grows from each quarter to the next. What the runtime keeps from the first time on
       // that threads meet in some way, a few handles, comes once, sooner or later.
       const double third = mean_of_quarter(2, column);
@@ -103,19 +110,20 @@ class Table {
 
 void run_cycles(const fs::path& folder, int cycles) {
   Table table("cycle");
+  const int cycles_per_sample = std::max(4, cycles / 50);
   for (int cycle = 1; cycle <= cycles; ++cycle) {
     start_library(folder / "store");
     use_setters_once("cycle", cycle, (folder / "attachment").u8string());
     // Well before a sample, which would else count the reporter of quiet mode or not.
-    if (cycle % kCyclesPerSample == kCyclesPerSample / 2) {
+    if (cycle % cycles_per_sample == cycles_per_sample / 2) {
       expect_ok(wrenfall_capture_report(), "capture");
     }
     wrenfall_shutdown();
-    if (cycle % kCyclesPerSample != 0) continue;
+    if (cycle % cycles_per_sample != 0) continue;
     wait_for([] { return descendants().size() <= 2; }, 30);  // the handler before the present one
     table.add(cycle);
   }
-  table.judge();
+  table.judge(cycles >= kLongRunCycles);
 }
 
 // There is no service: in quiet mode a post is sent, and fails.
@@ -187,7 +195,8 @@ std::chrono::milliseconds use_once(int index, long round, const std::string& att
   return milliseconds(300);
 }
 
-void run_mixed(const fs::path& folder, int minutes) {
+void run_mixed(const fs::path& folder, int seconds) {
+  const std::chrono::seconds between_samples(std::max(2, seconds / 60));
   start_library(folder / "store");
   Table table("second");
   const std::string attachment = (folder / "file of ").u8string();
@@ -196,8 +205,8 @@ void run_mixed(const fs::path& folder, int minutes) {
   const auto second = [&start] {
     return static_cast<long>((Clock::now() - start) / std::chrono::seconds(1));
   };
-  while (second() < minutes * 60L) {
-    const Clock::time_point end = Clock::now() + std::chrono::seconds(kSampleSeconds);
+  while (second() < seconds || !table.is_enough()) {
+    const Clock::time_point end = Clock::now() + between_samples;
     std::vector<std::thread> threads;
     for (int i = 0; i < kThreads; ++i) {
       threads.emplace_back([&attachment, end, i] {
@@ -213,7 +222,7 @@ void run_mixed(const fs::path& folder, int minutes) {
     table.add(second());
   }
   wrenfall_shutdown();
-  table.judge();
+  table.judge(seconds >= kLongRunSeconds);
 }
 
 }  // namespace
@@ -221,15 +230,15 @@ void run_mixed(const fs::path& folder, int minutes) {
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   if (argc != 3) {
-    std::puts("usage: soak_test CYCLES MINUTES (0 leaves a phase out)");
+    std::puts("usage: soak_test CYCLES SECONDS (0 leaves a phase out)");
     return 2;
   }
   const fs::path folder =
       fs::temp_directory_path() / ("wrenfall soak " + std::to_string(GetCurrentProcessId()));
   fs::create_directories(folder);
-  const int cycles = std::atoi(argv[1]), minutes = std::atoi(argv[2]);
+  const int cycles = std::atoi(argv[1]), seconds = std::atoi(argv[2]);
   if (cycles > 0) run_cycles(folder, cycles);
-  if (minutes > 0) run_mixed(folder, minutes);
+  if (seconds > 0) run_mixed(folder, seconds);
   std::error_code error;
   fs::remove_all(folder, error);
   std::printf("%ld calls, %ld failures\n", calls.load(), failures.load());

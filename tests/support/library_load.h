@@ -11,7 +11,6 @@
 // What the tests that put a load on the library share: a round of its run-time calls, each of which
 // must succeed, and the count of what went wrong.
 
-constexpr size_t kLongestNotes = 20480;
 inline std::atomic<long> failures{0}, calls{0}, names{0};
 
 inline void check(bool passed, const char* what, long figure = 0) {
@@ -22,13 +21,11 @@ inline void expect_ok(wrenfall_result result, const char* call) {
   check(result == WRENFALL_OK, call, result);
 }
 
-inline void start_library(const std::filesystem::path& store,
-                          wrenfall_log_callback on_message = nullptr) {
-  wrenfall_options* const options = wrenfall_options_new("127", "Hammer", "1.0");
+inline void start_library(const std::filesystem::path& store) {
+  wrenfall_options* const options = wrenfall_options_new("127", "Load", "1.0");
   wrenfall_options_set_store_dir(options, store.u8string().c_str());
   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
   wrenfall_options_set_hang_detection(options, 60000, WRENFALL_HANG_REPORT);
-  wrenfall_options_set_logger(options, on_message, nullptr);
   expect_ok(wrenfall_init(options), "wrenfall_init");
 }
 
@@ -36,7 +33,7 @@ inline void use_setters_once(const std::string& own, long round, const std::stri
   const std::string name = own + "." + std::to_string(++names);
   expect_ok(wrenfall_set_attribute(name.c_str(), own.c_str()), "set an attribute");
   expect_ok(wrenfall_set_user(name.c_str()), "wrenfall_set_user");
-  const std::string notes(static_cast<size_t>(round * 977) % (kLongestNotes + 1), 'h');
+  const std::string notes(static_cast<size_t>(round * 977) % 20481, 'h');
   expect_ok(wrenfall_set_notes(notes.c_str()), "wrenfall_set_notes");
   // Few texts: the library keeps every environment, which a host may still read.
   expect_ok(wrenfall_set_environment(round % 2 == 0 ? own.c_str() : nullptr), "set environment");
