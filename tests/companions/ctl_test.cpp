@@ -102,6 +102,7 @@ TEST(ProgressText, SpeaksInSteps) {
   EXPECT_EQ(console.update("r", 0, 0), "\rr: 100 % of 0 bytes (0 bytes)   \n");
   EXPECT_EQ(console.update("r", 1, ~uint64_t{0}), "\rr: 0 % of 16777216.0 TB (1 bytes)   ");
   EXPECT_EQ(console.update("r", 2, ~uint64_t{0}), "");
+  EXPECT_EQ(console.update("s", 0, 2048), "\rs: 0 % of 2.0 KB (0 bytes)   ");
 }
 
 TEST(LogTail, FindsTheLastLines) {

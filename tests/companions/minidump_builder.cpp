@@ -67,6 +67,7 @@ void MinidumpBuilder::add_threads() {
 
 void MinidumpBuilder::add_memory() {
   const uint32_t list = here();
+  mark("memory");
   add32(1);
   add32(0x1000);
   add32(0);
@@ -76,6 +77,7 @@ void MinidumpBuilder::add_memory() {
   add_directory_entry(5, 20, list);
 
   const uint32_t list64 = here();
+  mark("memory64");
   add32(1);
   add32(0);
   add32(list64 + 32);

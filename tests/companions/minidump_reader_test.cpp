@@ -66,7 +66,8 @@ TEST(MinidumpReader, RefusesHostileNumbers) {
   MinidumpBuilder builder = sample();
   const std::string whole = builder.build();
   const size_t startup = builder.offset("startup key"), live = builder.offset("live key");
-  constexpr size_t kExceptionSize = 36, kMemory = 248, kMemory64 = 276;
+  const size_t exception_size = builder.offset("directory") + 4;
+  const size_t memory = builder.offset("memory"), memory64 = builder.offset("memory64");
   const std::pair<size_t, uint32_t> rows[] = {
       {0, 0x504D444C},
       {4, 0xA794},
@@ -74,18 +75,18 @@ TEST(MinidumpReader, RefusesHostileNumbers) {
       {8, UINT32_MAX},
       {12, UINT32_MAX},
       {12, 4000000},
-      {kExceptionSize, UINT32_MAX},
-      {kExceptionSize, 11},
-      {kExceptionSize + 4, UINT32_MAX},
+      {exception_size, UINT32_MAX},
+      {exception_size, 11},
+      {exception_size + 4, UINT32_MAX},
       // Counts, sizes and places of memory; the last one has 64 bits.
-      {kMemory, 2},
-      {kMemory, UINT32_MAX},
-      {kMemory + 12, 4000},
-      {kMemory + 16, UINT32_MAX},
-      {kMemory64, 2},
-      {kMemory64 + 4, 1},
-      {kMemory64 + 8, UINT32_MAX},
-      {kMemory64 + 28, 1},
+      {memory, 2},
+      {memory, UINT32_MAX},
+      {memory + 12, 4000},
+      {memory + 16, UINT32_MAX},
+      {memory64, 2},
+      {memory64 + 4, 1},
+      {memory64 + 8, UINT32_MAX},
+      {memory64 + 28, 1},
       // More entries than there is room for, and texts that are elsewhere.
       {startup - 4, 3},
       {startup - 4, UINT32_MAX},

@@ -99,6 +99,11 @@ TEST(ReportFolder, LeavesNoFolderBehindWhenTheDumpCannotBeMoved) {
   ClaimedDump dump(store.add("x.dmp", "x"));
   EXPECT_FALSE(move_into_new_folder(no_store, dump, logger));
   EXPECT_EQ(list_folder(store.path()).size(), 2u);
+  // Where a claimed dump can be deleted, it cannot be moved afterwards.
+  std::error_code error;
+  if (!fs::remove(store.path() / "x.dmp", error)) return;
+  EXPECT_FALSE(move_into_new_folder(store.path(), dump, logger));
+  EXPECT_EQ(list_folder(store.path()).size(), 1u);
 }
 
 TEST(ClaimedDump, TellsWhyItCannotClaim) {

@@ -63,7 +63,7 @@ FakeMemory one_entry(const AnnotationImage& image) {
   memory.put(kName + 0x400, full_name.data(), full_name.size());
   // The last bytes of readable memory: the page ends with the name's NUL.
   memory.put(kName + 0x1000 - 6, "brink", 6);
-  const std::string value(20480, 'v');
+  const std::string value(30000, 'v');
   memory.put(kValue, value.data(), value.size());
   return memory;
 }
@@ -78,7 +78,7 @@ TEST(AnnotationSnapshot, ToleratesGarbage) {
       {"largest value", {kEnd, kName, kValue, 20480, 1, 0}, "name"},
       {"value too large", {kEnd, kName, kValue, 20481, 1, 0}, ""},
       {"absurd size", {kEnd, kName, kValue, UINT32_MAX, 1, 0}, ""},
-      {"value runs out of memory", {kEnd, kName, kValue + 10, 20480, 1, 0}, ""},
+      {"value runs out of memory", {kEnd, kName, kValue + 9521, 20480, 1, 0}, ""},
       {"wild value", {kEnd, kName, UINT64_MAX, 5, 1, 0}, ""},
       {"wild name", {kEnd, UINT64_MAX, kValue, 5, 1, 0}, ""},
       {"null name", {kEnd, 0, kValue, 5, 1, 0}, ""},

@@ -51,6 +51,9 @@ TEST(MinidumpDirectory, FindsCutDumps) {
     EXPECT_EQ((*streams)[1].type, 9u);
     EXPECT_EQ((*streams)[1].rva, 60u);
     EXPECT_EQ((*streams)[1].entry_offset, 28u);
+    // A stream of another type, whose contents are not looked at.
+    EXPECT_TRUE(minidump_is_whole(read, file.size(), {{7, 9, 91, 0}}));
+    EXPECT_FALSE(minidump_is_whole(read, file.size(), {{7, 9, 300, 0}}));
   }
 }
 
