@@ -16,7 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int32_t kTooManyRequests = 429;
 constexpr char kNoSuchReport[] = "there is no such report";
 
 ActionOutcome refused(const fs::path& folder, wrenfall_result result, const char* error) {
@@ -134,7 +133,7 @@ std::string advice_after_send(const ActionOutcome& outcome) {
   const std::string advice = "The report was deleted";
   switch (outcome.upload.result) {
     case WRENFALL_ERROR_REJECTED:
-      return advice + (outcome.upload.http_status == kTooManyRequests
+      return advice + (outcome.upload.http_status == kHttpTooManyRequests
                            ? ". The service wants fewer reports: wait before sending others."
                            : ". The service does not want it: check that it knows the database, "
                              "the application and the version.");

@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include "ctl/shared_file.h"
+#include "support/positioned_io_win.h"
 
 namespace wrenfall::ctl {
 
@@ -19,12 +20,7 @@ uint64_t SharedFile::size() const {
 }
 
 bool SharedFile::read_at(uint64_t offset, void* buffer, size_t size) const {
-  if (!is_open() || size > MAXDWORD) return false;
-  OVERLAPPED position{};
-  position.Offset = static_cast<DWORD>(offset);
-  position.OffsetHigh = static_cast<DWORD>(offset >> 32);
-  DWORD got = 0;
-  return ReadFile(file_.get(), buffer, static_cast<DWORD>(size), &got, &position) && got == size;
+  return is_open() && read_file_at(file_.get(), offset, buffer, size);
 }
 
 }  // namespace wrenfall::ctl

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string word_for(const std::optional<ReportResult>& result) {
+std::string state_text(const std::optional<ReportResult>& result) {
   if (!result) return "failed";
   if (result->cancelled) return "cancelled";
   for (const char* const word : {"uploaded", "rejected"}) {
@@ -46,7 +46,7 @@ std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed) {
     summary.state = had_record && is_file(folder / kCrashDataFile) ? "damaged" : "incomplete";
   } else {
     summary.record = std::move(data);
-    summary.state = state == ReportState::kHasResult ? word_for(summary.result)
+    summary.state = state == ReportState::kHasResult ? state_text(summary.result)
                     : state == ReportState::kOwned   ? "owned"
                                                      : "pending";
   }

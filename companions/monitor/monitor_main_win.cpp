@@ -5,6 +5,7 @@
 #include <string>
 
 #include "common/program_io.h"
+#include "common/program_start.h"
 #include "monitor/dump_collector.h"
 #include "monitor/dump_watcher_win.h"
 #include "monitor/exit_code.h"
@@ -163,10 +164,7 @@ int refuse(const MonitorOptions& options, Logger& logger) {
 }
 
 int run() {
-  // DLLs that system libraries load later must not come from the program's or the current folder.
-  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
-  // A missing disk or a crash in here must not bring up a dialog.
-  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  prepare_program();
   // When the user logs off, this process ends after the one it watches.
   SetProcessShutdownParameters(0x100, SHUTDOWN_NORETRY);
 

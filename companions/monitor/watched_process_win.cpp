@@ -7,6 +7,8 @@
 
 #include "monitor/watched_process.h"
 #include "support/file_times_win.h"
+#include "support/open_process_win.h"
+#include "support/system_function_win.h"
 #include "support/win_handle.h"
 
 namespace wrenfall::monitor {
@@ -14,28 +16,22 @@ namespace {
 
 constexpr UINT kTerminatedExitCode = 1;
 
-ScopedKernelHandle open_process(uint64_t id, DWORD access) {
-  // The system rounds ids down to a multiple of four when it looks a process up, and knows none
-  // above 32 bits.
-  if (id == 0 || id > MAXDWORD) return ScopedKernelHandle();
-  return ScopedKernelHandle(OpenProcess(access, FALSE, static_cast<DWORD>(id)));
+// Empty as well when the id belongs to another process by now, which its start time tells.
+ScopedKernelHandle open_same_process(const ProcessIdentity& identity, DWORD access) {
+  ScopedKernelHandle process =
+      open_process(identity.process_id, access | PROCESS_QUERY_LIMITED_INFORMATION);
+  if (process && process_start_time(process.get()) != identity.start_time) process.reset();
+  return process;
 }
 
 using ProcessFunction = LONG(NTAPI*)(HANDLE);
 using QueryThreadFunction = LONG(NTAPI*)(HANDLE, int, void*, ULONG, ULONG*);
 
-template <typename Function>
-Function find_ntdll_function(const char* name) {
-  const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
-  return ntdll == nullptr
-             ? nullptr
-             : reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(ntdll, name)));
-}
-
 // False as well when the system does not tell.
 bool is_suspended(DWORD thread_id) {
   constexpr int kThreadSuspendCount = 35;
-  const auto query = find_ntdll_function<QueryThreadFunction>("NtQueryInformationThread");
+  const auto query =
+      find_system_function<QueryThreadFunction>(L"ntdll.dll", "NtQueryInformationThread");
   const ScopedKernelHandle thread(OpenThread(THREAD_QUERY_INFORMATION, FALSE, thread_id));
   ULONG count = 0;
   return query != nullptr && thread &&
@@ -66,13 +62,7 @@ struct ProcessExit::Process {
 };
 
 ProcessExit::ProcessExit(const ProcessIdentity& identity)
-    : process_(std::make_unique<Process>(Process{
-          open_process(identity.process_id, PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE)})) {
-  // A different start time means another process with the same id.
-  if (process_->handle && process_start_time(process_->handle.get()) != identity.start_time) {
-    process_->handle.reset();
-  }
-}
+    : process_(std::make_unique<Process>(Process{open_same_process(identity, SYNCHRONIZE)})) {}
 
 ProcessExit::~ProcessExit() = default;
 
@@ -95,20 +85,16 @@ bool is_still_running(const ProcessIdentity& identity) {
 }
 
 bool terminate_process(const ProcessIdentity& identity) {
-  const ScopedKernelHandle process =
-      open_process(identity.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE);
-  if (!process || identity.start_time == 0) return false;
-  if (process_start_time(process.get()) != identity.start_time) return false;
-  return TerminateProcess(process.get(), kTerminatedExitCode) != FALSE;
+  if (identity.start_time == 0) return false;
+  const ScopedKernelHandle process = open_same_process(identity, PROCESS_TERMINATE);
+  return process && TerminateProcess(process.get(), kTerminatedExitCode) != FALSE;
 }
 
 bool resume_frozen_process(const ProcessIdentity& identity) {
-  const ScopedKernelHandle process =
-      open_process(identity.process_id, PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_SUSPEND_RESUME);
-  if (!process || identity.start_time == 0) return false;
-  if (process_start_time(process.get()) != identity.start_time) return false;
-  if (!is_frozen(static_cast<DWORD>(identity.process_id))) return false;
-  const auto resume = find_ntdll_function<ProcessFunction>("NtResumeProcess");
+  if (identity.start_time == 0) return false;
+  const ScopedKernelHandle process = open_same_process(identity, PROCESS_SUSPEND_RESUME);
+  if (!process || !is_frozen(static_cast<DWORD>(identity.process_id))) return false;
+  const auto resume = find_system_function<ProcessFunction>(L"ntdll.dll", "NtResumeProcess");
   return resume != nullptr && resume(process.get()) >= 0;
 }
 

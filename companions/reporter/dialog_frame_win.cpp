@@ -42,7 +42,7 @@ bool DialogFrame::create() {
                                        reinterpret_cast<LPARAM>(this));
   if (window_ == nullptr || !controls_.create(window_)) return false;
   ready_ = true;
-  take_over_scaling(window_);
+  disable_system_scaling(window_);
   use_dpi(dpi_of(window_));
   place_on_screen();
   return true;

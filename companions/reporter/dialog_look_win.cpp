@@ -5,30 +5,25 @@
 #include <commctrl.h>
 // clang-format on
 
+#include "support/system_function_win.h"
+
 namespace wrenfall::reporter {
 namespace {
 
-template <typename Function>
-Function find_function(const wchar_t* module, const char* name) {
-  return reinterpret_cast<Function>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(module), name)));
-}
-
-// Functions that some versions of Windows 10, Wine, or some compilers' import libraries lack. A
-// pointer is null where the system does not have the function.
+// A pointer is null where the system does not have the function.
 struct SystemFunctions {
   using GetDpi = UINT(WINAPI*)(HWND);
   using GetParameters = BOOL(WINAPI*)(UINT, UINT, void*, UINT, UINT);
   using SetBehavior = BOOL(WINAPI*)(HWND, UINT, UINT);
   using LoadScaledIcon = HRESULT(WINAPI*)(HINSTANCE, const wchar_t*, int, int, HICON*);
 
-  GetDpi get_dpi = find_function<GetDpi>(L"user32.dll", "GetDpiForWindow");
+  GetDpi get_dpi = find_system_function<GetDpi>(L"user32.dll", "GetDpiForWindow");
   GetParameters get_parameters =
-      find_function<GetParameters>(L"user32.dll", "SystemParametersInfoForDpi");
+      find_system_function<GetParameters>(L"user32.dll", "SystemParametersInfoForDpi");
   SetBehavior set_behavior =
-      find_function<SetBehavior>(L"user32.dll", "SetDialogDpiChangeBehavior");
+      find_system_function<SetBehavior>(L"user32.dll", "SetDialogDpiChangeBehavior");
   LoadScaledIcon load_scaled_icon =
-      find_function<LoadScaledIcon>(L"comctl32.dll", "LoadIconWithScaleDown");
+      find_system_function<LoadScaledIcon>(L"comctl32.dll", "LoadIconWithScaleDown");
 };
 
 const SystemFunctions& functions() {
@@ -75,7 +70,7 @@ DialogFonts make_dialog_fonts(unsigned dpi) {
   return fonts;
 }
 
-void take_over_scaling(HWND dialog) {
+void disable_system_scaling(HWND dialog) {
   if (functions().set_behavior != nullptr) {
     functions().set_behavior(dialog, kDisableAll, kDisableAll);
   }

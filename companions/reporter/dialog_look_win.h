@@ -36,7 +36,7 @@ DialogFonts make_dialog_fonts(unsigned dpi);
 
 // Tells the system not to scale the dialog's controls when the dots per inch change: the dialog lays
 // itself out.
-void take_over_scaling(HWND dialog);
+void disable_system_scaling(HWND dialog);
 
 // The icon in the file `logo`. When the path is empty or the file is no icon, the system's icon of
 // that name (IDI_WARNING and so on). `size` is in pixels.

@@ -5,11 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "backend/annotation_keys.h"
+
 namespace wrenfall::reporter {
 
 // The library's own limits for the same two facts, in bytes of UTF-8.
-inline constexpr size_t kMaxEmailBytes = 4096;
-inline constexpr size_t kMaxDescriptionBytes = 20480;
+inline constexpr size_t kMaxEmailBytes = annotation::kValueBytes;
+inline constexpr size_t kMaxDescriptionBytes = annotation::kLongValueBytes;
 
 // The first `bytes` bytes of the text, or a few less, so that no UTF-8 character is cut in two.
 std::string cut_text(std::string_view text, size_t bytes);

@@ -4,11 +4,11 @@
 
 #include "reporter/field_text.h"
 #include "support/result_names.h"
+#include "support/text.h"
 
 namespace wrenfall::reporter {
 namespace {
 
-constexpr int32_t kHttpTooManyRequests = 429;
 constexpr size_t kMaxErrorBytes = 2000;  // some services answer with whole web pages
 constexpr size_t kMaxAddressBytes = 2000;
 
@@ -30,7 +30,7 @@ Text reason_for(const SendOutcome& outcome) {
   }
 }
 
-Text what_became_of(const SendOutcome& outcome) {
+Text kept_or_deleted(const SendOutcome& outcome) {
   if (outcome.pending) return Text::kSentLater;
   return outcome.kept ? Text::kKept : Text::kDeleted;
 }
@@ -45,20 +45,14 @@ std::string details_of(const UploadResult& upload) {
 
 bool starts_with_ignoring_case(const std::string& text, const std::string& prefix) {
   return text.size() > prefix.size() &&
-         std::equal(prefix.begin(), prefix.end(), text.begin(), [](char expected, char actual) {
-           return expected == (actual >= 'A' && actual <= 'Z' ? actual + ('a' - 'A') : actual);
-         });
+         equal_ignoring_ascii_case(std::string_view(text).substr(0, prefix.size()), prefix);
 }
 
 }  // namespace
 
-std::string name_and_number(wrenfall_result result) {
-  return std::string(result_name(result)) + " (" + std::to_string(result) + ")";
-}
-
 OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts,
                             const std::string& application) {
-  const bool sent = !outcome.not_sent && outcome.upload.result == WRENFALL_OK;
+  const bool sent = outcome.was_sent();
   OutcomeText shown;
   shown.title =
       texts.filled(sent ? Text::kTitleSent : Text::kTitleNotSent, {{"application", application}});
@@ -69,7 +63,7 @@ OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts
     shown.explanation =
         texts.filled(reason_for(outcome), {{"status", std::to_string(outcome.upload.http_status)}});
     if (!outcome.not_sent) {
-      shown.explanation += "\n" + texts[what_became_of(outcome)];
+      shown.explanation += "\n" + texts[kept_or_deleted(outcome)];
     }
   }
   if (!outcome.not_sent) shown.details = details_of(outcome.upload);

@@ -19,9 +19,6 @@ struct OutcomeText {
 OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts,
                             const std::string& application);
 
-// The result's constant and number, for example "WRENFALL_ERROR_TRANSPORT (10)".
-std::string name_and_number(wrenfall_result result);
-
 // What to do with the address of a support page that the service sent.
 enum class SupportPage {
   kNone,    // there is none

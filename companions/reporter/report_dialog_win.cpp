@@ -7,6 +7,7 @@
 #include "reporter/dialog_frame_win.h"
 #include "reporter/outcome_text.h"
 #include "reporter/shell_win.h"
+#include "support/result_names.h"
 #include "support/text.h"
 #include "upload/http_client.h"
 
@@ -121,7 +122,7 @@ class ReportDialog : private DialogEvents {
 
   void show_result() {
     const OutcomeText shown = explain_outcome(outcome_, texts_, report_.record().appName);
-    const bool sent = !outcome_.not_sent && outcome_.upload.result == WRENFALL_OK;
+    const bool sent = outcome_.was_sent();
     const SupportPage page =
         support_page_for(outcome_.upload.info_url, report_.record().openSupportUrl);
     controls().set_text(kHeading, shown.heading);
@@ -198,7 +199,7 @@ class ReportDialog : private DialogEvents {
     if (message != kSendingEnded) return;
     sender_.join();
     SendMessageW(controls().get(kProgress), PBM_SETMARQUEE, FALSE, 0);
-    const bool sent = !outcome_.not_sent && outcome_.upload.result == WRENFALL_OK;
+    const bool sent = outcome_.was_sent();
     if (frame_.is_hidden() && sent) {
       frame_.close();
     } else {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "common/program_io.h"
+#include "common/program_start.h"
 #include "report/store/layout.h"
 #include "report/store/upload_policy.h"
 #include "reporter/owned_report.h"
@@ -124,10 +125,7 @@ int serve(const fs::path& folder, Logger& logger) {
 }
 
 int run() {
-  // Libraries that the system loads later must not come from the program's or the current folder,
-  // where others may have put files of the same names.
-  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
-  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  prepare_program();
   const ReporterOptions options = parse_reporter_options(program_arguments());
   Logger logger;
   fs::path folder;

@@ -47,6 +47,13 @@ wrenfall_result with_state(wrenfall_result otherwise, Use use) {
   });
 }
 
+// The outcome of a send that was not even attempted.
+inline UploadResult not_attempted(wrenfall_result reason) {
+  UploadResult outcome;
+  outcome.result = reason;
+  return outcome;
+}
+
 // The same for a function that sends: `use` returns an UploadResult. The host's record is filled
 // whatever happens, so the host can always read it and free its text.
 template <typename Use>

@@ -38,12 +38,6 @@ UploadResult post_with(State& state, Post post) {
   return post(PostingContext{state.store_dir, policy, http.get(), state.logger});
 }
 
-UploadResult invalid_argument() {
-  UploadResult outcome;
-  outcome.result = WRENFALL_ERROR_INVALID_ARGUMENT;
-  return outcome;
-}
-
 }  // namespace
 
 wrenfall_report* wrenfall_report_new(uint32_t format) {
@@ -111,7 +105,7 @@ void wrenfall_report_add_attachment(wrenfall_report* report, const char* path) {
 wrenfall_result wrenfall_report_post(const wrenfall_report* report,
                                      wrenfall_upload_result* result) {
   return with_state_for_upload(result, [=](State& state) {
-    if (report == nullptr) return invalid_argument();
+    if (report == nullptr) return not_attempted(WRENFALL_ERROR_INVALID_ARGUMENT);
     const CrashData facts = [&state] {
       const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
       return state.facts;
@@ -142,7 +136,7 @@ wrenfall_result wrenfall_post_feedback(const char* title, const char* descriptio
 
 wrenfall_result wrenfall_post_asan_report(const char* text, wrenfall_upload_result* result) {
   return with_state_for_upload(result, [=](State& state) {
-    if (text == nullptr) return invalid_argument();
+    if (text == nullptr) return not_attempted(WRENFALL_ERROR_INVALID_ARGUMENT);
     const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
     return post_with(state, [&](const PostingContext& context) {
       return post_asan_report(context, state.facts, text);

@@ -97,11 +97,7 @@ wrenfall_result wrenfall_capture_report(void) {
 wrenfall_result wrenfall_send_report(const char* report_folder, const char* user, const char* email,
                                      const char* description, wrenfall_upload_result* result) {
   return with_state_for_upload(result, [=](State& state) {
-    if (is_empty(report_folder)) {
-      UploadResult outcome;
-      outcome.result = WRENFALL_ERROR_INVALID_ARGUMENT;
-      return outcome;
-    }
+    if (is_empty(report_folder)) return not_attempted(WRENFALL_ERROR_INVALID_ARGUMENT);
     SendRequest request;
     request.folder = utf8_to_path(report_folder);
     if (user != nullptr) request.edits.user = user;

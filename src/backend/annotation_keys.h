@@ -1,6 +1,8 @@
 #ifndef WRENFALL_BACKEND_ANNOTATION_KEYS_H_
 #define WRENFALL_BACKEND_ANNOTATION_KEYS_H_
 
+#include <cstddef>
+
 // The keys of the annotations that carry facts in a dump. The library writes them and the monitor
 // reads them.
 namespace wrenfall::annotation {
@@ -35,14 +37,20 @@ inline constexpr char kHangThreadId[] = "wrenfall.hangThreadId";
 inline constexpr char kHangDurationMs[] = "wrenfall.hangDurationMs";
 inline constexpr char kHangPolicy[] = "wrenfall.hangPolicy";  // stays set after a hang
 
+// How many bytes of a value travel: of the description and the notes the longer ones.
+inline constexpr size_t kValueBytes = 4096;
+inline constexpr size_t kLongValueBytes = 20480;
+
 }  // namespace wrenfall::annotation
 
 namespace wrenfall {
 
-// The values of kReportKind: what a dump is of.
+// What a report is of: the values of kReportKind for dumps, and the kinds of host-made reports.
 inline constexpr char kReportKindCrash[] = "crash";
 inline constexpr char kReportKindCapture[] = "capture";
 inline constexpr char kReportKindHang[] = "hang";
+inline constexpr char kReportKindStructured[] = "structured";
+inline constexpr char kReportKindFeedback[] = "feedback";
 
 // The values of kHangPolicy.
 inline constexpr char kHangPolicyTerminate[] = "terminate";

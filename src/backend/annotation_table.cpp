@@ -17,12 +17,10 @@ namespace {
 
 // The handler reads this many bytes at a name's address.
 constexpr size_t kNameBytes = 256;
-constexpr size_t kValueCapacity = 4096;
-constexpr size_t kLongValueCapacity = 20480;
 
 size_t value_capacity(const std::string& key) {
-  return key == annotation::kDescription || key == annotation::kNotes ? kLongValueCapacity
-                                                                      : kValueCapacity;
+  return key == annotation::kDescription || key == annotation::kNotes ? annotation::kLongValueBytes
+                                                                      : annotation::kValueBytes;
 }
 
 // Whether the annotation says what one dump is of.

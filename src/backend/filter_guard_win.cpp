@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "support/system_function_win.h"
+
 namespace wrenfall {
 
 void protect_exception_filter(Logger& logger) {
@@ -11,10 +13,8 @@ void protect_exception_filter(Logger& logger) {
   static constexpr unsigned char kReturnNull[] = {0x90, 0x33, 0xC0, 0x90, 0xC3};
   static constexpr size_t kFirstStore = 4;
 
-  const HMODULE kernel32 = GetModuleHandleW(L"kernel32.dll");
-  if (kernel32 == nullptr) return;
   void* const function =
-      reinterpret_cast<void*>(GetProcAddress(kernel32, "SetUnhandledExceptionFilter"));
+      find_system_function<void*>(L"kernel32.dll", "SetUnhandledExceptionFilter");
   if (function == nullptr) return;
 
   DWORD protection = 0;

@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include "backend/platform_facts.h"
+#include "support/system_function_win.h"
 
 namespace wrenfall {
 namespace {
@@ -18,17 +19,15 @@ using RtlGetVersionFunction = LONG(WINAPI*)(RTL_OSVERSIONINFOEXW*);
 
 PlatformFacts query_platform_facts() {
   SystemVersion system;
-  if (const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll")) {
-    const auto get_version = reinterpret_cast<RtlGetVersionFunction>(
-        reinterpret_cast<void*>(GetProcAddress(ntdll, "RtlGetVersion")));
-    RTL_OSVERSIONINFOEXW version{};
-    version.dwOSVersionInfoSize = sizeof version;
-    if (get_version != nullptr && get_version(&version) == 0) {
-      system.major = version.dwMajorVersion;
-      system.minor = version.dwMinorVersion;
-      system.build = version.dwBuildNumber;
-      system.product_type = version.wProductType;
-    }
+  const auto get_version =
+      find_system_function<RtlGetVersionFunction>(L"ntdll.dll", "RtlGetVersion");
+  RTL_OSVERSIONINFOEXW version{};
+  version.dwOSVersionInfoSize = sizeof version;
+  if (get_version != nullptr && get_version(&version) == 0) {
+    system.major = version.dwMajorVersion;
+    system.minor = version.dwMinorVersion;
+    system.build = version.dwBuildNumber;
+    system.product_type = version.wProductType;
   }
   SYSTEM_INFO machine{};
   GetNativeSystemInfo(&machine);

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "backend/annotation_keys.h"
 #include "report/crash_signature.h"
 #include "report/store/attachments.h"
 #include "report/store/layout.h"
@@ -27,9 +28,6 @@ constexpr uint32_t kFormatJson = WRENFALL_REPORT_JSON;
 constexpr char kCrashTypeStructured[] = "21";
 constexpr char kCrashTypeAsan[] = "25";
 constexpr char kCrashTypeFeedback[] = "36";
-
-constexpr char kKindStructured[] = "structured";
-constexpr char kKindFeedback[] = "feedback";
 
 // The SHA-256 of an empty text. The service puts all reports without a signature into one group.
 constexpr char kEmptySha256[] = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
@@ -72,7 +70,7 @@ UploadResult post_structured_report(const PostingContext& context, const CrashDa
                                     const StructuredReport& report, bool with_signature) {
   const bool is_json = report.format == kFormatJson;
   Contents contents;
-  contents.record = make_record(facts, kKindStructured, kCrashTypeStructured);
+  contents.record = make_record(facts, kReportKindStructured, kCrashTypeStructured);
   contents.record.dumpFile = is_json ? kStructuredJsonFile : kStructuredXmlFile;
   contents.record.dumpFormat = is_json ? "json" : "xml";
   if (with_signature) {
@@ -91,7 +89,7 @@ UploadResult post_feedback(const PostingContext& context, const CrashData& facts
                            const std::string& title, const std::string& description,
                            const std::vector<std::string>& attachments) {
   Contents contents;
-  contents.record = make_record(facts, kKindFeedback, kCrashTypeFeedback);
+  contents.record = make_record(facts, kReportKindFeedback, kCrashTypeFeedback);
   contents.record.userDescription = description;
   contents.record.dumpFile = kFeedbackFile;
   contents.record.dumpFormat = "none";
@@ -105,7 +103,7 @@ UploadResult post_feedback(const PostingContext& context, const CrashData& facts
 UploadResult post_asan_report(const PostingContext& context, const CrashData& facts,
                               const std::string& text) {
   Contents contents;
-  contents.record = make_record(facts, kKindStructured, kCrashTypeAsan);
+  contents.record = make_record(facts, kReportKindStructured, kCrashTypeAsan);
   contents.record.dumpFile = kAsanReportFile;
   contents.record.dumpFormat = "asan";
   contents.record.crashSignatureHash = kEmptySha256;

@@ -50,6 +50,8 @@ struct SendOutcome {
   std::optional<NotSent> not_sent;  // empty after an attempt
   bool kept = false;                // the folder is still a report
   bool pending = false;             // it is kept, and waits for the host's next start
+
+  bool was_sent() const { return !not_sent && upload.result == WRENFALL_OK; }
 };
 
 // Sends one report folder: waits for the claim to it, applies the edits to the record and writes it

@@ -84,11 +84,6 @@ void Logger::set_path(const std::filesystem::path& path) {
   path_ = path;
 }
 
-std::filesystem::path Logger::path() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return path_;
-}
-
 void Logger::log_arguments(wrenfall_log_level level, const char* format, va_list arguments) {
   char formatted[kMessageCapacity];
   formatted[0] = '\0';

@@ -45,7 +45,6 @@ class Logger {
   void detach_callback();
 
   void set_path(const std::filesystem::path& path);
-  std::filesystem::path path() const;
 
   void log(wrenfall_log_level level, const char* format, ...) WRENFALL_PRINTF(3, 4);
   void info(const char* format, ...) WRENFALL_PRINTF(2, 3);

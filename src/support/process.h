@@ -25,6 +25,10 @@ struct ProcessIdentity {
   // "<process id>-<start time>", both in decimal.
   std::string text() const;
   static std::optional<ProcessIdentity> parse(const std::string& text);
+
+  bool operator==(const ProcessIdentity& other) const {
+    return process_id == other.process_id && start_time == other.start_time;
+  }
 };
 
 ProcessIdentity current_process();

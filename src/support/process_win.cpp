@@ -1,8 +1,8 @@
 #include <windows.h>
 
 #include "support/file_times_win.h"
+#include "support/open_process_win.h"
 #include "support/process.h"
-#include "support/win_handle.h"
 
 namespace wrenfall {
 
@@ -13,11 +13,7 @@ uint32_t current_thread_id() { return GetCurrentThreadId(); }
 uint64_t current_process_start_time() { return process_start_time(GetCurrentProcess()); }
 
 bool is_process_running(uint64_t process_id) {
-  // The system rounds ids down to a multiple of four when it looks a process up, and knows none
-  // above 32 bits.
-  if (process_id == 0 || process_id > MAXDWORD) return false;
-  const ScopedKernelHandle process(
-      OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(process_id)));
+  const ScopedKernelHandle process = open_process(process_id, PROCESS_QUERY_LIMITED_INFORMATION);
   if (!process) return GetLastError() == ERROR_ACCESS_DENIED;
   DWORD exit_code = 0;
   return GetExitCodeProcess(process.get(), &exit_code) && exit_code == STILL_ACTIVE;

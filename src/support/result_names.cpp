@@ -53,10 +53,13 @@ const char* result_name(wrenfall_result result) { return text_of(result).name; }
 
 const char* result_meaning(wrenfall_result result) { return text_of(result).meaning; }
 
+std::string name_and_number(wrenfall_result result) {
+  return std::string(result_name(result)) + " (" + std::to_string(result) + ")";
+}
+
 std::string describe_result(wrenfall_result result) {
-  const ResultText& text = text_of(result);
-  const std::string head = std::string(text.name) + " (" + std::to_string(result) + ")";
-  return *text.meaning == '\0' ? head : head + ": " + text.meaning;
+  const std::string meaning = result_meaning(result);
+  return meaning.empty() ? name_and_number(result) : name_and_number(result) + ": " + meaning;
 }
 
 }  // namespace wrenfall

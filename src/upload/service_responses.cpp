@@ -12,7 +12,6 @@ using nlohmann::json;
 constexpr int32_t kHttpOk = 200;
 constexpr int32_t kHttpBadRequest = 400;
 constexpr int32_t kHttpPayloadTooLarge = 413;
-constexpr int32_t kHttpTooManyRequests = 429;
 
 bool fail(UploadResult& outcome, wrenfall_result result, std::string error) {
   outcome.result = result;

@@ -8,6 +8,9 @@
 
 namespace wrenfall {
 
+// The status with which the service asks to slow down (RFC 6585).
+inline constexpr int32_t kHttpTooManyRequests = 429;
+
 // The outcome of one upload.
 struct UploadResult {
   wrenfall_result result = WRENFALL_ERROR_TRANSPORT;
