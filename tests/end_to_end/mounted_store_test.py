@@ -94,9 +94,9 @@ class MountedStore(ServiceTest):
         """Half a dump makes room for the lines that tell of it, unless not even they fit."""
         self.mount_store(3)
         filler = self.store / "filler"
-        host = self.host()
         for left, is_told in ((200_000, True), (0, False)):
             with self.subTest(left=left):
+                host = self.host(dump_type=2)
                 self.fill(filler, left)
                 lines = self.log().count("no dump written to ")
                 self.assertEqual("0", host.do("capture"))
@@ -109,7 +109,7 @@ class MountedStore(ServiceTest):
                 self.assertEqual([], self.report_folders())
                 filler.unlink()
                 self.assertEqual([], list(self.store.glob("crashpad/reports/*")))
-                host = self.host()
+        host = self.host()
         self.assertEqual("0", host.do("capture"))
         self.assertEqual((0, 200), host.send(self.only_report()))
 

@@ -52,7 +52,7 @@ class StoreTrouble(ServiceTest):
         limits = resource.getrlimit(resource.RLIMIT_FSIZE)
         resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, limits[1]))  # The monitor and the handler inherit it.
         try:
-            host = self.host()
+            host = self.host(dump_type=2)
         finally:
             resource.setrlimit(resource.RLIMIT_FSIZE, limits)
         self.assertEqual("0", host.do("capture"))
@@ -63,7 +63,7 @@ class StoreTrouble(ServiceTest):
                  what="the line about the crash")
         self.assertEqual(2, self.log().count("no dump written to "), self.log())
         self.assertEqual([], self.report_folders())
-        host = self.host()
+        host = self.host(dump_type=2)
         self.assertEqual("0", host.do("capture"))
         folder = self.only_report()
         self.assertGreater((folder / "minidump.dmp").stat().st_size, 100_000)
