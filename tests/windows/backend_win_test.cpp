@@ -48,6 +48,9 @@ struct Client {
 
 Client client;
 
+// What a failed start may leave in force.
+LONG WINAPI wait_for_no_handler(EXCEPTION_POINTERS*) { return EXCEPTION_EXECUTE_HANDLER; }
+
 }  // namespace
 
 namespace crashpad {
@@ -58,6 +61,7 @@ bool CrashpadClient::StartHandler(const base::FilePath&, const base::FilePath&,
                                   const std::vector<std::string>&, bool restartable,
                                   bool asynchronous_start, const std::vector<base::FilePath>&) {
   client = {client.start_error, url, restartable, asynchronous_start, nullptr};
+  if (client.start_error != 0) SetUnhandledExceptionFilter(wait_for_no_handler);
   SetLastError(client.start_error);
   return client.start_error == 0;
 }
@@ -118,7 +122,9 @@ TEST_F(BackendTest, SaysWhyTheHandlerDidNotStart) {
     configuration.database_dir = row.database;
     configuration.logger = &log.logger;
     client.start_error = row.error;
+    SetUnhandledExceptionFilter(nullptr);
     EXPECT_EQ(backend->start(configuration), WRENFALL_ERROR_HANDLER_START_FAILED) << row.text;
+    EXPECT_EQ(SetUnhandledExceptionFilter(nullptr), nullptr) << row.text;
     const std::string failed = log.lines.at(log.lines.size() - 2);
     const std::string why = log.lines.back();
     EXPECT_EQ(failed.find("3 StartHandler failed for "), 0u) << failed;
