@@ -93,10 +93,14 @@ void run_code(const char* bytes, size_t size) {
   function();
 }
 
-// Writes over what lies beside a block of the process's heap, as a wrong loop does.
-void write_around_heap_block(int first, int last) {
-  auto* const volatile block = static_cast<volatile char*>(std::malloc(64));
-  for (int i = first; i < last; ++i) block[i] = 'x';
+// Writes 4 KiB beyond blocks of the process's heap, or before them, as a wrong loop does. Blocks of
+// many sizes lie in all places where a library may have allocated before.
+void write_around_heap_blocks(bool beyond) {
+  for (int size = 16; size <= 512; size += 16) {
+    auto* const volatile block =
+        static_cast<volatile char*>(std::malloc(static_cast<size_t>(size)));
+    for (int i = 0; i < 4096; ++i) block[beyond ? size + i : -1 - i] = 'x';
+  }
   write_to_null();
 }
 
@@ -186,8 +190,8 @@ const struct {
     {"illegal-instruction", [] { run_code("\x0F\x0B", 2); }, false},
     {"fail-fast", [] { run_code("\xB9\x07\x00\x00\x00\xCD\x29", 7); }, false},
     {"exception", [] { RaiseException(0xE0000042, 0, 0, nullptr); }, false},
-    {"heap-overrun", [] { write_around_heap_block(64, 64 + 4096); }, false},
-    {"heap-underrun", [] { write_around_heap_block(-4096, 0); }, false},
+    {"heap-overrun", [] { write_around_heap_blocks(true); }, false},
+    {"heap-underrun", [] { write_around_heap_blocks(false); }, false},
     {"loader-lock", crash_under_loader_lock, false},
     {"heap-lock", crash_under_heap_lock, false},
     {"during-capture", crash_during_captures, false},
