@@ -25,7 +25,7 @@ struct HashTraits {
   static void close(Handle handle) { BCryptDestroyHash(handle); }
 };
 
-// False for a failure of the system; lack of memory is told apart from that.
+// Whether the call succeeded. Throws bad_alloc where it failed for lack of memory.
 bool succeeded(NTSTATUS status) {
   constexpr auto kNoMemory = static_cast<NTSTATUS>(0xC0000017);
   constexpr auto kInsufficientResources = static_cast<NTSTATUS>(0xC000009A);

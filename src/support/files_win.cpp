@@ -137,7 +137,7 @@ bool read_file(const fs::path& path, std::string& bytes, uint64_t max_bytes) {
   LARGE_INTEGER size{};
   if (!file || !GetFileSizeEx(file.get(), &size)) return fail_reading();
   if (static_cast<uint64_t>(size.QuadPart) > max_bytes) return false;
-  // A string of that length is beyond any memory; it must not be told by another exception.
+  // A string of that length is beyond any memory, which bad_alloc is to say here too.
   if (static_cast<uint64_t>(size.QuadPart) > bytes.max_size()) throw std::bad_alloc();
   bytes.resize(static_cast<size_t>(size.QuadPart));
   // One call reads at most 4 GiB, and a file that shrinks meanwhile ends early.

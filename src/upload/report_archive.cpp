@@ -52,7 +52,8 @@ class ZipWriter {
   }
 
  private:
-  // Lack of memory says nothing about the report, so it is told apart from every other failure.
+  // Lack of memory says nothing about the report, so it leaves as an exception, unlike every other
+  // failure.
   bool check(mz_bool done) {
     if (!done && mz_zip_get_last_error(&zip_) == MZ_ZIP_ALLOC_FAILED) throw std::bad_alloc();
     return done != MZ_FALSE;

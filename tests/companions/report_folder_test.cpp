@@ -79,6 +79,8 @@ TEST(ReportFolder, SecondTryKeepsWhatTheFirstCopied) {
   builder.startup = {{"wrenfall.session", "5-6"}};
   store.add("report/log.txt", "half");
   store.add("report/gone.txt", "only here");
+  fs::permissions(store.add("report/wfAttachment.tmp", "half"), fs::perms::owner_write,
+                  fs::perm_options::remove);
   ClaimedDump dump(store.add("report/minidump.dmp", builder.build()));
   const auto facts = minidump::read_minidump(dump.reader(), dump.size());
   ASSERT_TRUE(facts);

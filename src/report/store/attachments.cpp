@@ -76,6 +76,8 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
                                           Logger& logger) {
   const fs::path temporary = folder / kAttachmentTemporary;
+  // A read-only one that an interrupted call left could not be replaced.
+  remove_entry(temporary);
   std::vector<std::string> names;
   AttachmentNames free_names([&](const std::string& candidate) {
     return !same_among(folder, candidate, kOwnFiles).empty() ||

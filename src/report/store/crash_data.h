@@ -50,7 +50,7 @@ struct CrashData {
   std::string sdkVersion;
   std::string monitorVersion;
   int32_t retryCount = 0;  // failed upload attempts so far
-  uint64_t ownerPid = 0;   // the process that works on the report; 0 is nobody
+  uint64_t ownerPid = 0;   // the process that works on the report; 0 for none
   uint64_t processId = 0;  // the process that the report is about
 };
 

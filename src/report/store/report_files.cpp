@@ -56,7 +56,7 @@ void remove_stale_temporaries(const fs::path& folder) {
   for (const fs::path& file : list_folder(folder)) {
     if (!is_own_temporary(path_to_utf8(file.filename()))) continue;
     const auto age = age_of_file(file);
-    if (age && *age >= kStaleAge) remove_file(file);
+    if (age && *age >= kStaleAge) remove_entry(file);
   }
 }
 

@@ -36,11 +36,12 @@ bool is_pending(const fs::path& folder) {
 // one: the file system is asked what is the same.
 bool is_own_entry(const fs::path& root, const fs::path& entry) {
   const std::string name = path_to_utf8(entry.filename());
-  for (const char* const own : {kSessionsFolder, kHandlerFolder}) {
-    if (equal_ignoring_ascii_case(name, own)) return true;
-    if (is_link(entry) && is_same_entry(entry, root / own)) return true;
+  if (equal_ignoring_ascii_case(name, kSessionsFolder) ||
+      equal_ignoring_ascii_case(name, kHandlerFolder)) {
+    return true;
   }
-  return false;
+  return is_link(entry) && (is_same_entry(entry, root / kSessionsFolder) ||
+                            is_same_entry(entry, root / kHandlerFolder));
 }
 
 }  // namespace
