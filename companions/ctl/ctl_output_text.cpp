@@ -101,7 +101,7 @@ std::string dump_text(const minidump::DumpFacts& dump) {
 
 std::string list_text(const std::vector<ReportSummary>& reports) {
   if (reports.empty()) return "no reports\n";
-  Rows rows = {{"STATE", "KIND", "TIME", "SIZE", "TRIES", "POLICY", "FOLDER"}};
+  Rows rows = {{"STATE", "KIND", "TIME", "SIZE", "ATTEMPTS", "POLICY", "FOLDER"}};
   for (const ReportSummary& report : reports) {
     const std::string size = size_text(report.size);
     const std::string name = name_of(report.folder);
