@@ -1,5 +1,6 @@
 #include <windows.h>
 
+#include <chrono>
 #include <exception>
 #include <optional>
 #include <string>
@@ -14,6 +15,7 @@
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
 #include "report/store/layout.h"
+#include "support/clock.h"
 #include "support/encoding.h"
 #include "support/files.h"
 #include "support/logger.h"
@@ -46,7 +48,7 @@ constexpr char kHelp[] =
 
 // After the handler's end its dumps are complete, but another program may have one open for a
 // moment. The monitor waits this long for them.
-constexpr ULONGLONG kLastSweepMs = 2000;
+constexpr std::chrono::seconds kLastSweep(2);
 constexpr DWORD kLastSweepPauseMs = 20;
 
 // Runs steps whose exceptions must not end the watch. An exception is logged, once for each change
@@ -134,13 +136,24 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
     logger.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
                 static_cast<unsigned long long>(options.host.process_id));
   }
-  const ULONGLONG end = GetTickCount64() + kLastSweepMs;
-  while (steps.run(look) && GetTickCount64() < end) Sleep(kLastSweepPauseMs);
+  const AwakeClock::time_point end = AwakeClock::now() + kLastSweep;
+  while (steps.run(look) && AwakeClock::now() < end) Sleep(kLastSweepPauseMs);
   output.log_rest(logger);
   if (!collector.has_seen_crash()) report_lost_crash(host_exit, options.host, store, logger);
 }
 
+// Some capture clients give their handler the host's standard handles. A program that reads the host's
+// output to its end must not wait for this process, nor for the handler, which inherits from it.
+void close_standard_handles() {
+  for (const DWORD which : {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
+    const HANDLE handle = GetStdHandle(which);
+    SetStdHandle(which, nullptr);
+    if (handle != nullptr && handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+  }
+}
+
 int monitor(const MonitorOptions& options, Logger& logger) {
+  close_standard_handles();
   const fs::path handler_path = application_dir() / kHandlerExecutable;
   HandlerOutput output;
   const ScopedKernelHandle handler = start_handler(handler_path, output.write_end());
