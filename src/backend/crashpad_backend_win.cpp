@@ -51,6 +51,24 @@ std::string start_failure(const BackendConfiguration& configuration, DWORD error
   }
 }
 
+// Keeps what the next dump is of for the lifetime of this object, or until that dump has come.
+class HeldDump {
+ public:
+  HeldDump() : id_(AnnotationTable::hold_dump()) {}
+  ~HeldDump() {
+    if (!is_late_) AnnotationTable::release_dump(id_);
+  }
+  HeldDump(const HeldDump&) = delete;
+  HeldDump& operator=(const HeldDump&) = delete;
+
+  uint64_t id() const { return id_; }
+  void leave_to_late_dump() { is_late_ = true; }
+
+ private:
+  const uint64_t id_;
+  bool is_late_ = false;
+};
+
 // Drives the Crashpad client. The initialising thread calls start once; any thread may call the other
 // operations.
 class CrashpadBackend : public Backend {
@@ -167,14 +185,15 @@ bool CrashpadBackend::can_answer() {
 
 bool CrashpadBackend::dump(const CONTEXT& context) {
   // A dump that comes after the bound still says what it is of.
-  const uint64_t held = held_dump_ = AnnotationTable::hold_dump();
+  HeldDump held;
+  held_dump_ = held.id();
   const DumpThread::Outcome outcome = dump_thread_.run(
-      [context, held] {
+      [context, id = held.id()] {
         crashpad::CrashpadClient::DumpWithoutCrash(context);
-        AnnotationTable::release_dump(held);
+        AnnotationTable::release_dump(id);
       },
       watch_.processes(), dump_bound_);
-  if (outcome != DumpThread::Outcome::kOverdue) AnnotationTable::release_dump(held);
+  if (outcome == DumpThread::Outcome::kOverdue) held.leave_to_late_dump();
   // A client that sees the handler end may return without a dump.
   if (outcome == DumpThread::Outcome::kReturned && !watch_.has_ended()) return true;
   if (outcome == DumpThread::Outcome::kOverdue) {
