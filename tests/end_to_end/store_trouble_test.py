@@ -1,18 +1,13 @@
-"""A store in trouble: full, unusable, locked, vanishing, crowded, linked elsewhere, with names at the limit."""
+"""A store in trouble: full, unusable, locked, vanishing, linked elsewhere, with names at the limit."""
 
 import itertools
-import json
 import os
 import resource
 import shutil
 import threading
-import time
 import unittest
 
-from harness import RECORD, ServiceTest, unix_path, wait_for, windows_path
-
-
-DEAD = 4294967288  # no process has this id
+from harness import RECORD, ServiceTest, wait_for, windows_path
 
 
 class StoreTrouble(ServiceTest):
@@ -43,6 +38,11 @@ class StoreTrouble(ServiceTest):
             self.assertEqual("7 7 0 0 0 -", host.do("post", *words))
         self.assertEqual(["Wrenfall.log", "crashpad", "sessions"], sorted(os.listdir(self.store)))
         self.assertEqual(("0", "7"), (host.do("set_notes", "n"), host.do("add_attachment", windows_path(__file__))))
+        # Nor can the next run write its session file, and runs all the same.
+        host.do("shutdown")
+        host.set_options(self.store, note_messages=1)
+        self.assertEqual("0", host.do("init"))
+        self.assertIn("Could not write the session file", host.do("messages"))
         self.limit_files(host, -1)
         self.assertEqual("0 0 0 0 0 -", host.do("post", "feedback", "title", "text"))
         self.only_report()
@@ -121,34 +121,6 @@ class StoreTrouble(ServiceTest):
             sender.join()
             self.assertEqual([(0 if status == 200 else 11, status)], got)
             self.assertFalse(folder.exists(), os.listdir(folder) if folder.exists() else "")
-
-    def test_crowded_store(self):
-        for number in range(10_000):
-            self.make_report(f"r{number}")
-        (self.store / "sessions").mkdir()
-        for number in range(1_000):
-            (self.store / "sessions" / f"{DEAD}-{number}.json").write_text(
-                json.dumps({"pid": DEAD, "startTime": number, "attachments": []}))
-        started = time.monotonic()
-        host = self.host()
-        init = time.monotonic() - started
-        names = host.pending()
-        listing = time.monotonic() - started - init
-        self.assertEqual(10_000, len(names))
-        self.assertEqual(1, len(os.listdir(self.store / "sessions")))
-        print(f"10,000 reports, 1,000 stale sessions: init {init:.1f} s, pending list {listing:.1f} s")
-        self.assertLess(init, 60)
-        self.assertLess(listing, 60)
-
-    def test_times_of_any_kind(self):
-        for name, seconds in (("b", 4102444800), ("a", -2208988800), ("c", 13000000000), ("now", time.time())):
-            folder = self.make_report(name, crashTime="9999-99-99T99:99:99Z" if name == "b" else "1601-01-01T00:00:00Z")
-            os.utime(folder / RECORD, (seconds, seconds))
-        host = self.host()
-        listed = [unix_path(path).name for path in host.do("pending").split("\t")]
-        self.assertEqual(["a", "now", "b", "c"], listed)
-        for name in listed:
-            self.assertEqual((0, 200), host.send(self.store / name))
 
     def outside(self):
         """A folder of the user's that is a report as well; and what is in it."""
@@ -240,15 +212,6 @@ class StoreTrouble(ServiceTest):
         self.assertEqual(["0", "1", "2"], [(folder / name).read_text() for name in names])
         self.assertEqual((0, 200), host.send(folder))
         self.assertEqual(4, len(self.service.reports[-1].entries))
-
-    def test_paths_beyond_260_characters(self):
-        self.store = self.folder / ("d" * 120) / ("e" * 120) / "store"
-        host = self.host(init=False)
-        self.assertEqual("0", host.do("init"))
-        self.assertEqual("0 0 0 0 0 -", host.do("post", "feedback", "title", "text"))
-        (folder,) = self.report_folders()
-        self.assertEqual((0, 200), host.send(folder))
-        self.assertFalse(folder.exists())
 
 
 if __name__ == "__main__":
