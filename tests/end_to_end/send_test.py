@@ -105,11 +105,6 @@ class SendTest(ServiceTest):
         self.assertEqual("11 502 0 0 -", host.do("send", windows_path(folder)))
         self.assertTrue(folder.exists())
 
-    def test_service_down(self):
-        self.service.stop()
-        self.assertEqual("10 0 0 0 -", self.host().do("send", windows_path(self.make_report())))
-        self.assertIn("getCrashUploadUrl: win32 error 12029 (http 0)", self.log())  # ERROR_WINHTTP_CANNOT_CONNECT
-
     def test_broken_records(self):
         self.assertEqual("3 0 0 0 -", self.host(init=False).do("send", "x"))
         host = self.host()
@@ -186,15 +181,6 @@ class SendTest(ServiceTest):
         self.assertEqual("Jürgen", report.fields["user"])
         self.assertEqual({"minidump.dmp"}, {entry["name"] for entry in report.entries})
         wait_for(lambda: not processes("WrenfallReporter.exe", self.folder.name), what="the reporter's end")
-
-    def test_quiet_policy_with_a_transient_failure_keeps_the_report(self):
-        self.service.fail("commit", status=503)
-        host = self.host(upload_policy=1)
-        host.do("capture")
-        folder = self.only_report()
-        wait_for(lambda: (folder / "result.json").exists(), what="the result")
-        wait_for(lambda: self.record(folder)["ownerPid"] == 0, what="the reporter to let go")
-        self.assertEqual(1, self.record(folder)["retryCount"])
 
     def test_quiet_policy_without_a_reporter_leaves_the_report_to_the_host(self):
         host = self.host(upload_policy=1, reporter_path=windows_path(__file__))
