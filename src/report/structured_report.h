@@ -1,6 +1,7 @@
 #ifndef WRENFALL_REPORT_STRUCTURED_REPORT_H_
 #define WRENFALL_REPORT_STRUCTURED_REPORT_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -48,6 +49,10 @@ struct StructuredReport {
 
 // The first thread that is marked crashing; null when there is none.
 const ReportThread* crashing_thread(const StructuredReport& report);
+
+// About as many bytes as the report takes as JSON or XML, so that its text need not grow piece by
+// piece.
+size_t estimated_text_size(const StructuredReport& report);
 
 // A line as the reports write it: signed, so that a host's negative number keeps its sign.
 inline int32_t signed_line(uint32_t line) { return static_cast<int32_t>(line); }

@@ -6,6 +6,7 @@
 
 #include "support/encoding.h"
 #include "support/json_text.h"
+#include "support/text.h"
 
 namespace wrenfall {
 namespace {
@@ -21,7 +22,7 @@ void append_quoted(std::string_view text, std::string& out) {
       return;
     }
   }
-  out.append(1, '"').append(text).append(1, '"');
+  append_pieces(out, "\"", text, "\"");
 }
 
 // Appends a list with one item a line, from its opening to its closing bracket: nothing between the
@@ -35,14 +36,14 @@ class Items {
 
   // To be called before each item.
   void next() {
-    out_.append(empty_ ? "\n" : ",\n").append(indent_).append("  ");
+    append_pieces(out_, empty_ ? "\n" : ",\n", indent_, "  ");
     empty_ = false;
   }
 
   // An item that is a member of an object, up to its value.
   void member(std::string_view key) {
     next();
-    out_.append(1, '"').append(key).append("\": ");
+    append_pieces(out_, "\"", key, "\": ");
   }
   void text_member(std::string_view key, std::string_view text) {
     member(key);
@@ -94,7 +95,10 @@ void append_module(const ReportModule& module, std::string& out) {
 
 void append_frame(const ReportFrame& frame, std::string& out) {
   Items members(out, '{', '}', "        ");
-  members.text_member("address", frame.address == 0 ? "" : hex_address(frame.address));
+  members.member("address");
+  out += '"';
+  if (frame.address != 0) append_hex_address(frame.address, out);
+  out += '"';
   members.text_member("file", frame.file);
   members.text_member("function", frame.function);
   members.member("line");
@@ -128,6 +132,7 @@ void append_thread(const ReportThread& thread, std::string& out) {
 
 std::string structured_report_json(const StructuredReport& report) {
   std::string out;
+  out.reserve(estimated_text_size(report));
   Items members(out, '{', '}', "");
   members.member("exception");
   append_exception(report, out);

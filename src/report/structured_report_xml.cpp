@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "support/encoding.h"
+#include "support/text.h"
 
 namespace wrenfall {
 namespace {
@@ -31,27 +32,27 @@ void append_escaped(std::string_view text, std::string& out) {
     out.append(text, copied, at - copied).append(entity(text[at]));
     copied = at + 1;
   }
-  out.append(text, copied);
+  append_pieces(out, text.substr(copied));
 }
 
 // A CDATA section cannot contain its own end mark; a text with one is split over two sections.
 void append_cdata(std::string_view text, std::string& out) {
   static constexpr std::string_view kEnd = "]]>";
   static constexpr std::string_view kSplitEnd = "]]]]><![CDATA[>";
-  out += "<![CDATA[";
+  append_pieces(out, "<![CDATA[");
   for (size_t at = 0; (at = text.find(kEnd)) != std::string_view::npos;) {
     out.append(text, 0, at).append(kSplitEnd);
     text.remove_prefix(at + kEnd.size());
   }
-  out.append(text).append(kEnd);
+  append_pieces(out, text, kEnd);
 }
 
 // One line: an element that holds text, after the blanks of its level.
 void append_element(std::string_view indent, std::string_view name, std::string_view text,
                     std::string& out, void (*append)(std::string_view, std::string&)) {
-  out.append(indent).append(1, '<').append(name).append(1, '>');
+  append_pieces(out, indent, "<", name, ">");
   append(text, out);
-  out.append("</").append(name).append(">\n");
+  append_pieces(out, "</", name, ">\n");
 }
 
 void element(std::string_view indent, std::string_view name, std::string_view text,
@@ -130,7 +131,9 @@ void append_thread(const ReportThread& thread, std::string& out) {
 }  // namespace
 
 std::string structured_report_xml(const StructuredReport& report) {
-  std::string out = "<report>\n";
+  std::string out;
+  out.reserve(estimated_text_size(report));
+  out += "<report>\n";
   element("    ", "platform", report.platform, out);
   element("    ", "os", report.os, out);
   out += "    <process>\n";

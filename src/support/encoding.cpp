@@ -25,10 +25,16 @@ std::string hex_lower(const unsigned char* bytes, size_t count) {
 }
 
 std::string hex_address(uint64_t address) {
-  std::string text(16, '0');
-  for (size_t i = text.size(); address != 0; address >>= 4)
-    text[--i] = "0123456789abcdef"[address & 15];
+  std::string text;
+  append_hex_address(address, text);
   return text;
+}
+
+void append_hex_address(uint64_t address, std::string& text) {
+  char digits[16];
+  for (size_t i = sizeof digits; i > 0; address >>= 4)
+    digits[--i] = "0123456789abcdef"[address & 15];
+  text.append(digits, sizeof digits);
 }
 
 std::string hex_code(uint32_t code) {

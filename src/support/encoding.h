@@ -13,6 +13,7 @@ std::string hex_lower(const unsigned char* bytes, size_t count);
 
 // Sixteen lower-case hexadecimal digits.
 std::string hex_address(uint64_t address);
+void append_hex_address(uint64_t address, std::string& text);
 
 // An exception or exit code as Windows writes it: "0x" and eight upper-case digits.
 std::string hex_code(uint32_t code);

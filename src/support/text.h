@@ -29,6 +29,21 @@ inline bool equal_ignoring_ascii_case(std::string_view a, std::string_view b) {
          });
 }
 
+// Appends pieces of text, most of which are a few bytes long: for those a loop costs far less than a
+// call.
+template <typename... Pieces>
+void append_pieces(std::string& text, const Pieces&... pieces) {
+  constexpr size_t kShort = 24;
+  const auto append = [&text](std::string_view piece) {
+    if (piece.size() > kShort) {
+      text.append(piece);
+    } else {
+      for (const char c : piece) text.push_back(c);
+    }
+  };
+  (append(pieces), ...);
+}
+
 // A C string of the host's, where NULL counts as empty.
 inline std::string text_or_empty(const char* text) { return text == nullptr ? "" : text; }
 
