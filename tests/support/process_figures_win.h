@@ -22,18 +22,6 @@ inline int count_handles() {
   return count;
 }
 
-inline int count_threads() {
-  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-  THREADENTRY32 entry{};
-  entry.dwSize = sizeof entry;
-  int count = 0;
-  for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
-    if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
-  }
-  CloseHandle(snapshot);
-  return count;
-}
-
 // Committed memory that is the process's alone, summed up: GetProcessMemoryInfo says 0 under Wine.
 inline long private_kib(HANDLE process) {
   size_t total = 0;
@@ -45,29 +33,34 @@ inline long private_kib(HANDLE process) {
   return static_cast<long>(total / 1024);
 }
 
-// The ids of this process's children and their children.
-inline std::vector<DWORD> descendants() {
+struct Family {
+  std::vector<DWORD> descendants;  // the ids of this process's children and their children
+  long threads = 0;                // of this process
+};
+
+inline Family family() {
   const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
   PROCESSENTRY32W entry{};
   entry.dwSize = sizeof entry;
+  const DWORD self = GetCurrentProcessId();
+  Family found;
   std::map<DWORD, DWORD> parents;
   for (BOOL more = Process32FirstW(snapshot, &entry); more;
        more = Process32NextW(snapshot, &entry)) {
     parents[entry.th32ProcessID] = entry.th32ParentProcessID;
+    if (entry.th32ProcessID == self) found.threads = static_cast<long>(entry.cntThreads);
   }
   CloseHandle(snapshot);
-  const DWORD self = GetCurrentProcessId();
-  std::vector<DWORD> found;
   for (const auto& [process, parent] : parents) {
     const auto above = parents.find(parent);
     if (parent == self || (above != parents.end() && above->second == self)) {
-      found.push_back(process);
+      found.descendants.push_back(process);
     }
   }
   return found;
 }
 
-inline bool wait_for(const std::function<bool()>& condition, int limit_seconds = 20) {
+inline bool wait_for(const std::function<bool()>& condition, int limit_seconds = 30) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point end = Clock::now() + std::chrono::seconds(limit_seconds);
   while (!condition()) {

@@ -1,0 +1,226 @@
+"""What is packed holds all that it should, in one version, and hosts built from it alone crash, and their reports
+arrive. It is packed into, and unpacked in, a folder with a blank and a letter beyond ASCII."""
+
+import json
+import os
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+import zipfile
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "end_to_end"))
+
+from harness import BUILD, RECORD, ROOT, start_service, wait_for, windows_path, wine
+
+VERSION_FILE = (ROOT / "src" / "support" / "version.h").read_text()
+TEXT = re.search(r'WRENFALL_VERSION_TEXT "(.*)"', VERSION_FILE).group(1)
+NUMBERS = [int(re.search(rf"WRENFALL_VERSION_{part} (\d+)", VERSION_FILE).group(1))
+           for part in ("MAJOR", "MINOR", "PATCH")]
+NAME = f"Wrenfall-{TEXT}-win64"
+# The other ones are built where what they need is installed.
+PROGRAMS = {"Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "crashpad_handler.exe"}
+OPTIONAL_PROGRAMS = {"WrenfallWer.dll", "wrenfallctl.exe"}
+FILES = {"lib/libWrenfall.dll.a", "lib/Wrenfall.lib", "lib/Wrenfall.def", "include/wrenfall/wrenfall.h",
+         "lib/cmake/Wrenfall/WrenfallConfig.cmake", "lib/cmake/Wrenfall/WrenfallConfigVersion.cmake",
+         "lib/pkgconfig/wrenfall.pc"}
+# These lie below the pages' folder as in the source tree.
+PAGES = "share/doc/Wrenfall"
+SOURCES = ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "docs/*.md", "docs/images/*", "examples/*.[ch]*",
+           "scripts/*.ps1", "scripts/*.reg", "tools/crash_service/[!t]*.*", "tools/crash_service/trust*.cpp",
+           "fallback/crashpad/README.md")
+# A sentence of each licence.
+LICENCES = {"nlohmann-json": "MIT", "zlib": "Jean-loup Gailly", "gcc": "GCC RUNTIME LIBRARY EXCEPTION",
+            "mingw-w64": "winpthreads"}
+COMPILER = "x86_64-w64-mingw32-gcc"
+CMAKE_PROJECT = """
+cmake_minimum_required(VERSION 3.20)
+project(hosts C)
+find_package(Wrenfall 10 CONFIG QUIET)
+if(Wrenfall_FOUND)
+  message(FATAL_ERROR "Version 9 was taken for version 10.")
+endif()
+find_package(Wrenfall 9.0 CONFIG REQUIRED)
+add_executable(host crashing_host.c)
+target_link_libraries(host PRIVATE Wrenfall::Wrenfall)
+install(TARGETS host)
+install(FILES ${Wrenfall_RUNTIME_FILES} DESTINATION bin)
+"""
+# Needs no C run-time library.
+MSVC_HOST = """
+#include <wrenfall/wrenfall.h>
+
+int start(void) {
+  return wrenfall_abi_version() == 1 && wrenfall_version_string()[0] == '9' &&
+         wrenfall_init(0) == WRENFALL_ERROR_INVALID_ARGUMENT ? 42 : 1;
+}
+"""
+
+
+def run(*command, **settings):
+    """The standard output of a command that succeeds."""
+    done = subprocess.run([str(part) for part in command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, errors="surrogateescape", check=False, **settings)
+    if done.returncode != 0:
+        raise AssertionError(f"{command} gave {done.returncode}:\n{done.stdout}")
+    return done.stdout
+
+
+class PackageTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = Path(tempfile.mkdtemp(prefix="wrenfall päckage ", dir=BUILD))
+        cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
+        run("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", cls.folder / "packed")
+        cls.zips = sorted((cls.folder / "packed").glob("*.zip"))
+        for path in cls.zips:
+            with zipfile.ZipFile(path) as archive:
+                archive.extractall(cls.folder / path.stem)
+
+
+def versions(program):
+    """The numbers and the texts of a program's version resource, which lies near its end."""
+    data = program.read_bytes()
+    at = data.rindex(struct.pack("<II", 0xFEEF04BD, 0x10000))
+    texts = dict(re.findall("(FileVersion|ProductVersion|OriginalFilename)\0+([^\0]+)",
+                            data[at:at + 2048].decode("utf-16-le", "replace")))
+    return [[word >> 16, word & 0xFFFF] for word in struct.unpack_from("<4I", data, at + 8)], texts
+
+
+class ContentsTest(PackageTest):
+    def setUp(self):
+        self.root = self.folder / NAME / NAME
+
+    def test_files(self):
+        files = {path.relative_to(self.root).as_posix() for path in self.root.rglob("*") if path.is_file()}
+        pages = {f"{PAGES}/{path.relative_to(ROOT)}" for pattern in SOURCES for path in ROOT.glob(pattern)}
+        licences = {f"{PAGES}/third-party/{name}" for name in ["THIRD-PARTY.md", *(f"{one}.txt" for one in LICENCES)]}
+        programs = {f"bin/{name}" for name in PROGRAMS}
+        self.assertEqual(programs | licences | pages | FILES, files - {f"bin/{name}" for name in OPTIONAL_PROGRAMS})
+        symbols = self.folder / f"{NAME}-symbols" / f"{NAME}"
+        self.assertEqual({path.name + ".debug" for path in (self.root / "bin").iterdir()},
+                         {path.name for path in symbols.rglob("*") if path.is_file()})
+        notices = self.root / PAGES / "third-party"
+        for name, sentence in LICENCES.items():
+            self.assertIn(f"{name}.txt", (notices / "THIRD-PARTY.md").read_text("utf-8"))
+            self.assertIn(sentence, (notices / f"{name}.txt").read_text("utf-8"))
+
+    def test_links(self):
+        links = [(page, link) for page in self.root.rglob("*.md")
+                 for link in re.findall(r"\]\(([^)#\s]+)", page.read_text("utf-8")) if not link.startswith("http")]
+        self.assertEqual([], [(page.name, link) for page, link in links if not (page.parent / link).exists()])
+        self.assertGreater(len(links), 30)
+
+    def test_no_path_of_this_machine(self):
+        for path in [*self.root.glob("lib/**/*.cmake"), *self.root.glob("lib/pkgconfig/*")]:
+            self.assertNotIn(str(ROOT), path.read_text())
+
+    def test_versions(self):
+        self.assertTrue(TEXT.startswith(".".join(map(str, NUMBERS))), TEXT)
+        for program in (self.root / "bin").iterdir():
+            with self.subTest(program=program.name):
+                numbers, texts = versions(program)
+                self.assertEqual([NUMBERS[:2], [NUMBERS[2], 0]] * 2, numbers)
+                self.assertEqual({"FileVersion": TEXT, "ProductVersion": TEXT,
+                                  "OriginalFilename": program.name}, texts)
+        library = self.root / "lib"
+        environment = {**os.environ, "PKG_CONFIG_LIBDIR": str(library / "pkgconfig")}
+        self.assertEqual(TEXT, run("pkgconf", "--modversion", "wrenfall", env=environment).strip())
+        config = (library / "cmake" / "Wrenfall" / "WrenfallConfig.cmake").read_text()
+        self.assertIn(f'set(Wrenfall_VERSION_TEXT "{TEXT}")', config)
+        self.assertIn(f'set(PACKAGE_VERSION "{".".join(map(str, NUMBERS))}")',
+                      (library / "cmake" / "Wrenfall" / "WrenfallConfigVersion.cmake").read_text())
+        self.assertEqual(TEXT, json.loads((ROOT / "vcpkg.json").read_text())["version-string"])
+        self.assertIn(f'"{TEXT}"', (self.root / "include" / "wrenfall" / "wrenfall.h").read_text("utf-8"))
+        self.assertIn(f"\n## {TEXT}", (ROOT / "CHANGELOG.md").read_text("utf-8"))
+
+
+class HostsTest(PackageTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        sdk = cls.zips[-1].stem
+        cls.root = cls.folder / "elsewhere é" / "wrenfall"
+        shutil.copytree(cls.folder / sdk / sdk, cls.root)
+        shutil.rmtree(cls.folder / sdk)
+        cls.sources = cls.folder / "my sources"
+        cls.sources.mkdir()
+        for name in ("crashing_host.c", "utf8_arguments.h"):
+            shutil.copy(ROOT / "examples" / name, cls.sources)
+        (cls.sources / "msvc.c").write_text(MSVC_HOST)
+        (cls.sources / "CMakeLists.txt").write_text(CMAKE_PROJECT)
+
+    def setUp(self):
+        name = self.id().rsplit(".", 1)[-1]
+        self.store = self.folder / f"store {name}"
+        self.service = start_service(self, self.folder / f"service {name}")
+
+    def run_host(self, program, *arguments):
+        """The exit code of a host, and what it said. Into a file: a reporter that lives longer holds a pipe open."""
+        with open(self.folder / "output.txt", "w+b") as output:
+            host = wine(program, *arguments, cwd=self.folder, stdout=output, stderr=subprocess.STDOUT)
+            try:
+                host.wait(120)
+            finally:
+                if host.poll() is None:
+                    host.kill()
+                    host.wait()
+            output.seek(0)
+            return host.returncode, output.read().decode("utf-8", "replace")
+
+    def reports(self):
+        return list(self.store.glob("*/" + RECORD))
+
+    def crash(self, program, kind, policy="manual"):
+        code, output = self.run_host(program, "--store", windows_path(self.store), "--policy", policy, kind)
+        self.assertNotIn(code, (0, 1, 2), output)
+
+    def assert_sent(self):
+        self.assertTrue(self.service.wait_for_commits(1, 60))
+        wait_for(lambda: not self.reports(), 60, "an empty store")
+        (report,) = self.service.reports
+        self.assertEqual([], self.service.problems)
+        self.assertEqual("Crashing Host", report.query["commit"]["appName"])
+        self.assertIn("minidump.dmp", {entry["name"] for entry in report.entries})
+
+    def test_pkg_config(self):
+        """The reporter sends by itself."""
+        program = self.root / "bin" / "pkg.exe"
+        script = 'flags=$(pkgconf --cflags --libs "wrenfall >= 9.0.0-dev") && eval "$0" \'"$1"\' "$flags" -o \'"$2"\''
+        run("sh", "-c", script, COMPILER, self.sources / "crashing_host.c", program,
+            env={**os.environ, "PKG_CONFIG_LIBDIR": str(self.root / "lib" / "pkgconfig")})
+        self.crash(program, "stack-overflow", "quiet")
+        self.assert_sent()
+
+    def test_cmake(self):
+        """The host sends at its next start."""
+        build, installed = self.folder / "their build", self.folder / "their program"
+        run("cmake", "-G", "Ninja", "-S", self.sources, "-B", build, "-DCMAKE_SYSTEM_NAME=Windows",
+            f"-DCMAKE_C_COMPILER={COMPILER}", f"-DCMAKE_PREFIX_PATH={self.root}",
+            f"-DCMAKE_INSTALL_PREFIX={installed}")
+        run("cmake", "--build", build, "--target", "install")
+        program = installed / "bin" / "host.exe"
+        self.crash(program, "division-by-zero")
+        wait_for(self.reports, 60, "the report of the crash")
+        code, output = self.run_host(program, "--store", windows_path(self.store), "--send-pending")
+        self.assertEqual(0, code, output)
+        self.assert_sent()
+
+    def test_library_for_msvc(self):
+        """An object file like MSVC's, linked by a linker like MSVC's."""
+        program, compiled = self.root / "bin" / "msvc.exe", self.folder / "msvc.obj"
+        clang = shutil.which("clang")
+        compiler = [clang, "--target=x86_64-pc-windows-msvc"] if clang else [COMPILER]
+        run(*compiler, "-ffreestanding", "-O1", "-c", self.sources / "msvc.c", f"-I{self.root}/include",
+            "-o", compiled)
+        run("lld-link", "/nodefaultlib", "/entry:start", "/subsystem:console", f"/out:{program}", compiled,
+            self.root / "lib" / "Wrenfall.lib")
+        self.assertEqual((42, ""), self.run_host(program))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
