@@ -1,6 +1,8 @@
 """From a real process that crashes to the report folder in the store."""
 
 import json
+import os
+import signal
 import unittest
 
 from harness import EndToEndTest, alive, processes, wait_for, windows_path
@@ -117,7 +119,7 @@ class CrashTest(EndToEndTest):
         host.do("hang_detection", 2000, 0)
         self.assertEqual("0", host.do("init"))
         (monitor,) = processes("WrenfallMonitor.exe", self.folder.name)
-        subprocess_kill(monitor)
+        os.kill(monitor, signal.SIGKILL)
         wait_for(lambda: not alive(monitor), what="the end of the monitor")
         self.assertEqual("0", host.do("capture"), self.log())
         wait_for(lambda: "INFO hang report captured" in self.log(), what="the hang report")
@@ -138,13 +140,6 @@ class CrashTest(EndToEndTest):
         self.assertEqual(
             [("capture", "one"), ("capture", "two"), ("crash", "one"), ("crash", "two")],
             sorted((record["reportKind"], record["user"]) for record in records))
-
-
-def subprocess_kill(pid):
-    import os
-    import signal
-
-    os.kill(pid, signal.SIGKILL)
 
 
 if __name__ == "__main__":

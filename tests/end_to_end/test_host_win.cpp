@@ -74,11 +74,10 @@ void note_message(wrenfall_log_level level, const char* message, void*) {
   if (level >= WRENFALL_LOG_WARN) messages += message + std::string("\t");
 }
 
-struct TextOption {
+constexpr struct {
   const char* name;
   void (*set)(wrenfall_options*, const char*);
-};
-constexpr TextOption kTextOptions[] = {
+} kTextOptions[] = {
     {"store_dir", wrenfall_options_set_store_dir},
     {"monitor_path", wrenfall_options_set_monitor_path},
     {"reporter_path", wrenfall_options_set_reporter_path},
@@ -90,32 +89,26 @@ constexpr TextOption kTextOptions[] = {
     {"notes", wrenfall_options_set_notes},
     {"environment", wrenfall_options_set_environment},
     {"attachment", wrenfall_options_add_attachment},
-    {"crash_at_message",
-     [](wrenfall_options* o, const char* text) {
-       fatal_message = text;
-       wrenfall_options_set_logger(o, crash_at_message, nullptr);
-     }},
-    {"crash_while_starting",
-     [](wrenfall_options* o, const char* text) {
-       fatal_message = text;
-       wrenfall_options_set_logger(o, crash_while_starting, nullptr);
-     }},
-    {"note_messages", [](wrenfall_options* o,
-                         const char*) { wrenfall_options_set_logger(o, note_message, nullptr); }},
-    {"open_support_url",
-     [](wrenfall_options* o, const char* text) {
-       wrenfall_options_set_open_support_url(o, std::atoi(text));
-     }},
-    {"protect_exception_filter",
-     [](wrenfall_options* o, const char* text) {
-       wrenfall_options_set_protect_exception_filter(o, std::atoi(text));
-     }},
 };
-struct NumberOption {
+constexpr struct {
+  const char* name;
+  void (*set)(wrenfall_options*, int);
+} kFlagOptions[] = {
+    {"open_support_url", wrenfall_options_set_open_support_url},
+    {"protect_exception_filter", wrenfall_options_set_protect_exception_filter},
+};
+constexpr struct {
+  const char* name;
+  wrenfall_log_callback log;
+} kLoggers[] = {
+    {"crash_at_message", crash_at_message},
+    {"crash_while_starting", crash_while_starting},
+    {"note_messages", note_message},
+};
+constexpr struct {
   const char* name;
   void (*set)(wrenfall_options*, uint32_t);
-};
-constexpr NumberOption kNumberOptions[] = {
+} kNumberOptions[] = {
     {"upload_policy", wrenfall_options_set_upload_policy},
     {"crash_type_id", wrenfall_options_set_crash_type_id},
     {"dump_type", wrenfall_options_set_dump_type},
@@ -123,11 +116,20 @@ constexpr NumberOption kNumberOptions[] = {
 };
 
 void set_option(const Words& words) {
-  for (const TextOption& option : kTextOptions) {
-    if (std::strcmp(option.name, words[0]) == 0) option.set(options, words[1]);
+  const std::string name = words[0];
+  for (const auto& option : kTextOptions) {
+    if (name == option.name) option.set(options, words[1]);
   }
-  for (const NumberOption& option : kNumberOptions) {
-    if (std::strcmp(option.name, words[0]) == 0) option.set(options, words.unsigned_number(1));
+  for (const auto& option : kFlagOptions) {
+    if (name == option.name) option.set(options, words.number(1));
+  }
+  for (const auto& option : kNumberOptions) {
+    if (name == option.name) option.set(options, words.unsigned_number(1));
+  }
+  for (const auto& option : kLoggers) {
+    if (name != option.name) continue;
+    fatal_message = words[1];
+    wrenfall_options_set_logger(options, option.log, nullptr);
   }
   answer(0);
 }
@@ -248,11 +250,10 @@ void hold(const Words& words) {
   answer(held == INVALID_HANDLE_VALUE);
 }
 
-struct Command {
+constexpr struct {
   const char* name;
   void (*run)(const Words&);
-};
-constexpr Command kCommands[] = {
+} kCommands[] = {
     {"options",
      [](const Words& w) {
        options = wrenfall_options_new(w[0], w[1], w[2]);
@@ -326,7 +327,7 @@ constexpr Command kCommands[] = {
 };
 
 void execute(const std::vector<std::string>& words) {
-  for (const Command& command : kCommands) {
+  for (const auto& command : kCommands) {
     if (words[0] == command.name) return command.run(Words(words));
   }
   answer_text("unknown command");
