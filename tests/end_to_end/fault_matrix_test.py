@@ -84,8 +84,8 @@ NOT_COMMITTED = (11, 0, 0, "-")
 S = b'"status":"success"'
 COMMITS = [
     *[(body, NOT_COMMITTED) for body in (
-        b"", b"not JSON", b"null", b"{}", b'{"status":"failure"}', b'{"status":7}', b"[" * 500000, b'{"a":"\xff",%b}' % S,
-        b'{"status":"success","status":"failure"}', b'{%b,"crashId":1e999}' % S,
+        b"", b"not JSON", b"null", b"{}", b'{"status":"failure"}', b'{"status":7}', b"[" * 500000,
+        b'{"a":"\xff",%b}' % S, b'{"status":"success","status":"failure"}', b'{%b,"crashId":1e999}' % S,
         *[b'{%b,"%b":%b}' % (S, name, value) for name in (b"crashId", b"stackKeyId", b"messageId")
           for value in (b'"7"', b"null", b"[7]")])],
     (b"{%b}" % S, (0, 0, 0, "-")),
