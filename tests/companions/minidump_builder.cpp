@@ -1,5 +1,7 @@
 #include "minidump_builder.h"
 
+#include <stdexcept>
+
 namespace wrenfall::minidump {
 namespace {
 
@@ -9,6 +11,25 @@ constexpr uint32_t kStreams = 5;
 
 std::string with32(std::string dump, size_t offset, uint32_t value) {
   for (size_t i = 0; i < 4; ++i) dump.at(offset + i) = static_cast<char>(value >> (8 * i));
+  return dump;
+}
+
+ReadAt reader_of(const std::string& dump) {
+  return [&dump](uint64_t offset, void* buffer, size_t size) {
+    // Copying throws when it begins beyond the end.
+    if (dump.copy(static_cast<char*>(buffer), size, offset) == size) return true;
+    throw std::out_of_range("read beyond the end of the dump");
+  };
+}
+
+std::optional<std::string> with_thread(std::string dump, uint32_t thread, ShownContext context) {
+  const auto patches = name_exception_thread(reader_of(dump), dump.size(), thread, context);
+  if (!patches) return std::nullopt;
+  for (const DumpPatch& patch : *patches) {
+    for (size_t i = 0; i < patch.bytes.size(); ++i) {
+      dump.at(patch.offset + i) = static_cast<char>(patch.bytes[i]);
+    }
+  }
   return dump;
 }
 

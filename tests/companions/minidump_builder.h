@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "minidump/exception_thread.h"
+
 namespace wrenfall::minidump {
 
 // Builds a small minidump, in this order: header, directory, exception, threads with their registers,
@@ -47,6 +49,13 @@ struct MinidumpBuilder {
 
 // The dump with a number put in at an offset.
 std::string with32(std::string dump, size_t offset, uint32_t value);
+
+// Reads a dump in memory, which must outlive the reader. A read beyond its end throws and so ends the
+// test: no code may attempt one.
+ReadAt reader_of(const std::string& dump);
+
+// The dump after the changes that name the thread, or nothing. A change beyond its end throws.
+std::optional<std::string> with_thread(std::string dump, uint32_t thread, ShownContext context);
 
 }  // namespace wrenfall::minidump
 

@@ -1,9 +1,6 @@
 // Reads arbitrary bytes as a minidump, and checks that a built one is read back.
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <cstring>
-
-#include "minidump/exception_thread.h"
 #include "minidump/minidump_reader.h"
 #include "monitor/record_from_annotations.h"
 #include "tests/companions/minidump_builder.h"
@@ -18,14 +15,6 @@ using namespace monitor;
 // The reader's own limit, which bounds what a damaged dump can cost.
 constexpr size_t kMostTextBytes = size_t{16} * 1024 * 1024;
 
-ReadAt reader_of(const std::string& dump) {
-  return [&dump](uint64_t offset, void* buffer, size_t count) {
-    require(offset <= dump.size() && count <= dump.size() - offset, "no read outside the dump");
-    std::memcpy(buffer, dump.data() + offset, count);
-    return true;
-  };
-}
-
 std::optional<DumpFacts> read_bytes(const std::string& dump) {
   return read_minidump(reader_of(dump), dump.size());
 }
@@ -36,19 +25,6 @@ size_t text_bytes(const std::map<std::string, std::string>& texts) {
   return bytes;
 }
 
-// What is written over a dump must lie inside it, and must not make it unreadable.
-void check_thread_patches(std::string dump) {
-  const auto patches =
-      name_exception_thread(reader_of(dump), dump.size(), 80, ShownContext::kThreadsOwn);
-  if (!patches) return;
-  for (const DumpPatch& patch : *patches) {
-    require(patch.offset <= dump.size() && patch.bytes.size() <= dump.size() - patch.offset,
-            "no write outside the dump");
-    dump.replace(patch.offset, patch.bytes.size(),
-                 reinterpret_cast<const char*>(patch.bytes.data()), patch.bytes.size());
-  }
-}
-
 void read_and_record(const std::string& dump) {
   const auto facts = read_bytes(dump);
   if (!facts) return;
@@ -57,7 +33,7 @@ void read_and_record(const std::string& dump) {
           "no more text than the limit");
   require(annotations.report_id.empty() || annotations.report_id.size() == 36, "a UUID");
   const CrashData record = record_from_annotations(*facts, {});
-  check_thread_patches(dump);
+  with_thread(dump, 80, ShownContext::kThreadsOwn);
   require(record.reportKind != "crash" || !asks_for_termination(*facts), "only a hang may kill");
   CrashData read;
   require(parse(serialize(record), read), "every record can be read");
