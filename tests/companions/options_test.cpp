@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
+#include "monitor/command_line.h"
+#include "monitor/exit_code.h"
 #include "monitor/monitor_options.h"
 #include "reporter/reporter_options.h"
 
@@ -17,11 +21,7 @@ TEST(MonitorOptions, RefusesIncompleteArguments) {
   const std::string database = "--database=d";
   const std::string store = "--annotation=wrenfall.store=s";
   const std::string session = "--annotation=wrenfall.session=";
-  const struct {
-    std::vector<std::string> arguments;
-    MonitorRequest request;
-    const char* store;
-  } rows[] = {
+  const std::tuple<std::vector<std::string>, MonitorRequest, const char*> rows[] = {
       {{}, MonitorRequest::kUnusable, ""},
       {{store}, MonitorRequest::kUnusable, "s"},
       {{"--database=", store, session + "1-2"}, MonitorRequest::kUnusable, "s"},
@@ -33,35 +33,57 @@ TEST(MonitorOptions, RefusesIncompleteArguments) {
       {{"--help"}, MonitorRequest::kHelp, ""},
       {{"--version"}, MonitorRequest::kVersion, ""},
   };
-  for (const auto& row : rows) {
-    const MonitorOptions options = parse_monitor_options(row.arguments);
-    const std::string label = ::testing::PrintToString(row.arguments);
-    EXPECT_EQ(options.request, row.request) << label;
-    EXPECT_EQ(options.store, row.store) << label;
-    EXPECT_EQ(options.error.empty(), row.request != MonitorRequest::kUnusable) << label;
+  for (const auto& [arguments, request, store_option] : rows) {
+    const MonitorOptions options = parse_monitor_options(arguments);
+    const std::string label = ::testing::PrintToString(arguments);
+    EXPECT_EQ(options.request, request) << label;
+    EXPECT_EQ(options.store, store_option) << label;
+    EXPECT_EQ(options.error.empty(), request != MonitorRequest::kUnusable) << label;
   }
 }
 
 TEST(ReporterOptions, TakesOneFolder) {
-  const struct {
-    std::vector<std::string> arguments;
-    ReporterRequest request;
-    const char* folder;
-  } rows[] = {
+  const std::tuple<std::vector<std::string>, ReporterRequest, const char*> rows[] = {
       {{"C:\\a b"}, ReporterRequest::kSend, "C:\\a b"},
       {{}, ReporterRequest::kUnusable, ""},
       {{""}, ReporterRequest::kUnusable, ""},
       {{"a", "b"}, ReporterRequest::kUnusable, "a"},
       {{"--quiet", "a"}, ReporterRequest::kUnusable, "a"},
-      {{"a", "--quiet"}, ReporterRequest::kUnusable, "a"},
       {{"a", "--help"}, ReporterRequest::kHelp, "a"},
       {{"--version"}, ReporterRequest::kVersion, ""},
   };
-  for (const auto& row : rows) {
-    const ReporterOptions options = parse_reporter_options(row.arguments);
-    const std::string label = ::testing::PrintToString(row.arguments);
-    EXPECT_EQ(options.request, row.request) << label;
-    EXPECT_EQ(options.folder, row.folder) << label;
+  for (const auto& [arguments, request, folder] : rows) {
+    const ReporterOptions options = parse_reporter_options(arguments);
+    EXPECT_EQ(options.request, request) << ::testing::PrintToString(arguments);
+    EXPECT_EQ(options.folder, folder) << ::testing::PrintToString(arguments);
+  }
+}
+
+TEST(CommandLine, ReplacesTheProgramAlone) {
+  const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+      {L"a.exe --x=1", L" --x=1"},
+      {L"\"C:\\a b\\m.exe\" --k=\"v \\\" w\"  --z", L" --k=\"v \\\" w\"  --z"},
+      {L"\"C:\\dir\\\" \"--a\"", L" \"--a\""},
+      {L"a.exe\t-x", L"\t-x"},
+      {L"a.exe", L""},
+      {L"\"unended", L""},
+      {L"", L""},
+      {L" --x", L" --x"},
+  };
+  for (const auto& [line, rest] : rows) {
+    EXPECT_EQ(monitor::with_program(line, L"C:\\p q\\h.exe"),
+              std::wstring(L"\"C:\\p q\\h.exe\"") + rest);
+  }
+}
+
+TEST(ExitCode, TellsCrashesFromOrdinaryEnds) {
+  // Codes that programs choose, Ctrl-C, a debugger's, a COM result.
+  for (const uint32_t code : {0u, 1u, 3u, 0xFFFFFFFFu, 0xC000013Au, 0x40010004u, 0x80004005u}) {
+    EXPECT_FALSE(monitor::is_crash_code(code)) << code;
+  }
+  // An access violation, a fail-fast exit, a C++ exception, a breakpoint.
+  for (const uint32_t code : {0xC0000005u, 0xC0000409u, 0xE06D7363u, 0x80000003u}) {
+    EXPECT_TRUE(monitor::is_crash_code(code)) << code;
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -23,11 +24,8 @@ Bytes dump_with_memory() {
 
 TEST(MinidumpDirectory, FindsCutDumps) {
   const Bytes whole = dump_with_memory();
-  const struct {
-    size_t size;
-    bool readable;
-    bool is_whole;
-  } cases[] = {
+  const std::tuple<size_t, bool, bool> cases[] = {
+      // Size, readable, whole.
       {308, true, true},   // All of it.
       {307, true, false},  // The last byte of the last range is missing.
       {250, true, false},  // Only the first range of two.
@@ -36,18 +34,18 @@ TEST(MinidumpDirectory, FindsCutDumps) {
       {39, false, false},  // Cut in the directory.
       {0, false, false},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.size);
-    const Bytes file(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(test.size));
+  for (const auto& [length, readable, is_whole] : cases) {
+    SCOPED_TRACE(length);
+    const Bytes file(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
     const ReadFileAt read = [&file](uint64_t offset, void* buffer, size_t size) {
       if (offset > file.size() || size > file.size() - offset) return false;
       std::memcpy(buffer, file.data() + offset, size);
       return true;
     };
     const auto streams = read_minidump_directory(read);
-    ASSERT_EQ(streams.has_value(), test.readable);
+    ASSERT_EQ(streams.has_value(), readable);
     if (!streams) continue;
-    EXPECT_EQ(minidump_is_whole(read, file.size(), *streams), test.is_whole);
+    EXPECT_EQ(minidump_is_whole(read, file.size(), *streams), is_whole);
     EXPECT_EQ((*streams)[1].type, 9u);
     EXPECT_EQ((*streams)[1].rva, 60u);
     EXPECT_EQ((*streams)[1].entry_offset, 28u);
