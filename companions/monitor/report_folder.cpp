@@ -17,15 +17,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Asks the file system, whose rules for upper and lower case are not repeated here.
-bool is_same_file(const fs::path& a, const fs::path& b) {
-  std::error_code error;
-  return fs::equivalent(a, b, error) && !error;
-}
-
 bool is_named(const fs::path& folder, const fs::path& file, const std::vector<std::string>& names) {
   return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-    return is_same_file(file, folder / utf8_to_path(name));
+    return is_same_entry(file, folder / utf8_to_path(name));
   });
 }
 
@@ -66,7 +60,7 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger) {
   show_thread_of_interest(dump, facts, logger);
-  context.attachments = copy_attachments(folder, attachment_paths, SameName::kGetsANumber, logger);
+  context.attachments = copy_attachments(folder, attachment_paths, SameName::kAddNumber, logger);
   add_earlier_copies(folder, context.attachments);
   CrashData record = record_from_annotations(facts, context);
   const bool saved = save(folder, record);

@@ -75,7 +75,7 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   try {
     // Even when the result cannot be written, the retry rule decides.
     write_result(folder, make_report_result(outcome));
-    apply_retry_policy(folder, &record, outcome.result == WRENFALL_OK, outcome.http_status,
+    apply_retry_policy(folder, record, outcome.result == WRENFALL_OK, outcome.http_status,
                        retry_logger);
   } catch (const std::bad_alloc&) {
     // The service has the report. With any result it is not pending, and is not sent a second time.

@@ -44,7 +44,7 @@ bool fill_folder(const fs::path& folder, Contents& contents, Logger& logger) {
   try {
     if (!write_file_atomic(folder / contents.record.dumpFile, contents.main_file)) return false;
     contents.record.attachments =
-        copy_attachments(folder, contents.attachments, SameName::kReplaces, logger);
+        copy_attachments(folder, contents.attachments, SameName::kReplace, logger);
     return true;
   } catch (const std::bad_alloc&) {
     return false;

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "support/file_times_win.h"
 #include "support/files.h"
 #include "support/win_handle.h"
 
@@ -181,19 +182,13 @@ std::optional<int64_t> file_write_time(const fs::path& path) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
   if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return std::nullopt;
   if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return std::nullopt;
-  ULARGE_INTEGER time{};
-  time.LowPart = data.ftLastWriteTime.dwLowDateTime;
-  time.HighPart = data.ftLastWriteTime.dwHighDateTime;
-  return static_cast<int64_t>(time.QuadPart);
+  return static_cast<int64_t>(ticks_of(data.ftLastWriteTime));
 }
 
 int64_t file_time_now() {
   FILETIME now{};
   GetSystemTimeAsFileTime(&now);
-  ULARGE_INTEGER time{};
-  time.LowPart = now.dwLowDateTime;
-  time.HighPart = now.dwHighDateTime;
-  return static_cast<int64_t>(time.QuadPart);
+  return static_cast<int64_t>(ticks_of(now));
 }
 
 bool copy_file_over(const fs::path& from, const fs::path& to) {

@@ -30,10 +30,10 @@ TEST(ReportFolder, AttachmentsOfTheSameName) {
   const Names numbered = {"\xC3\x84rger.txt", "\xC3\xA4rger" + number + ".txt",
                           "feedback (2).json"};
   const Names replaced = {"\xC3\x84rger.txt", "feedback (2).json"};
-  for (const SameName rule : {SameName::kGetsANumber, SameName::kReplaces}) {
+  for (const SameName rule : {SameName::kAddNumber, SameName::kReplace}) {
     const TempDir store;
     store.add("feedback.json", "the report");
-    const bool replaces = rule == SameName::kReplaces && is_same;
+    const bool replaces = rule == SameName::kReplace && is_same;
     EXPECT_EQ(copy_attachments(store.path(), paths, rule, logger), replaces ? replaced : numbered);
     EXPECT_EQ(file_text(store.path() / utf8_to_path(numbered[0])), replaces ? "2" : "1");
     EXPECT_EQ(file_text(store.path() / "feedback.json"), "the report");
@@ -45,7 +45,7 @@ TEST(ReportFolder, AttachmentThatCannotBeCopiedCostsNoOther) {
   Logger logger;
   const std::string first = path_to_utf8(files.add("a/log.txt", "1"));
   fs::create_directories(files.path() / "b" / "LOG.TXT");
-  for (const SameName rule : {SameName::kGetsANumber, SameName::kReplaces}) {
+  for (const SameName rule : {SameName::kAddNumber, SameName::kReplace}) {
     for (const char* const other : {"b/LOG.TXT", "c/log.txt"}) {
       const TempDir store;
       const Names paths = {first, path_to_utf8(files.path() / other)};
@@ -64,7 +64,7 @@ TEST(ReportFolder, ReadOnlyAttachmentDoesNotKeepTheReportFromBeingDeleted) {
   fs::create_directory(folder);
   const fs::path source = files.add("settings.ini", "x");
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::remove);
-  copy_attachments(folder, {path_to_utf8(source)}, SameName::kReplaces, logger);
+  copy_attachments(folder, {path_to_utf8(source)}, SameName::kReplace, logger);
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::add);
   EXPECT_TRUE(is_file(folder / "settings.ini"));
   EXPECT_TRUE(remove_folder(folder));

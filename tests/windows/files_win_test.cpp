@@ -128,7 +128,7 @@ TEST(FilesWin, AttachmentsReplaceNothingThatTheLibraryWrote) {
   if (name == L"feedback.json") GTEST_SKIP() << "the file system keeps no short names";
   put_file(dir / "files" / name, "an attachment");
   Logger logger;
-  for (const SameName rule : {SameName::kGetsANumber, SameName::kReplaces}) {
+  for (const SameName rule : {SameName::kAddNumber, SameName::kReplace}) {
     const auto names =
         copy_attachments(dir / "report", {path_to_utf8(dir / "files" / name)}, rule, logger);
     EXPECT_EQ(file_text(report), "the report");

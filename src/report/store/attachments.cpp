@@ -81,7 +81,7 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
   std::vector<std::string> names;
   AttachmentNames free_names([&](const std::string& candidate) {
     return !same_among(folder, candidate, kOwnFiles).empty() ||
-           (rule == SameName::kGetsANumber && !same_among(folder, candidate, names).empty());
+           (rule == SameName::kAddNumber && !same_among(folder, candidate, names).empty());
   });
   for (const std::string& path : paths) {
     const fs::path source = utf8_to_path(path);

@@ -31,7 +31,7 @@ class AttachmentNames {
 };
 
 // What becomes of a second attachment of the same name.
-enum class SameName { kReplaces, kGetsANumber };
+enum class SameName { kReplace, kAddNumber };
 
 // Copies files into a report folder and returns the names of the copies that are there. A file is
 // copied beside and put in place only when it is complete, so one that cannot be copied costs a

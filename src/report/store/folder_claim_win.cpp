@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr DWORD kPollMs = 50;
-constexpr int kOtherAttempts = 10;
+constexpr int kAccessDeniedAttempts = 10;
 
 // The folder under the one name that the file system has for it, whatever short name, case, link or
 // substituted drive the caller named it by. The given path where there is no such folder.
@@ -56,9 +56,9 @@ FolderClaim::FolderClaim(const fs::path& folder) : FolderClaim() {
   const std::wstring path = claim_path(folder);
   // A file that is being deleted denies access for a moment; a folder that may not be written to
   // denies it for good.
-  int patience = kOtherAttempts;
+  int attempts_left = kAccessDeniedAttempts;
   for (DWORD error = lock_->take(path); error != ERROR_SUCCESS; error = lock_->take(path)) {
-    if (error != ERROR_SHARING_VIOLATION && --patience == 0) return;
+    if (error != ERROR_SHARING_VIOLATION && --attempts_left == 0) return;
     Sleep(kPollMs);
   }
 }

@@ -21,7 +21,7 @@ namespace {
 
 // Whether the report is in the hands of its owner: of another living process, or of a thread of this
 // one that is posting it.
-bool is_in_its_owners_hands(const fs::path& folder, const CrashData& data) {
+bool has_living_owner(const fs::path& folder, const CrashData& data) {
   if (data.ownerPid == 0) return false;
   if (data.ownerPid == current_process_id()) return !FolderClaim::try_take(folder);
   return is_process_running(data.ownerPid);
@@ -61,7 +61,7 @@ bool is_half_made(const fs::path& folder) {
 
 ReportState state_of_report(const fs::path& folder, const CrashData& record) {
   if (path_exists(folder / kResultFile)) return ReportState::kHasResult;
-  return is_in_its_owners_hands(folder, record) ? ReportState::kOwned : ReportState::kPending;
+  return has_living_owner(folder, record) ? ReportState::kOwned : ReportState::kPending;
 }
 
 ReportState report_state(const fs::path& folder, CrashData& record) {
@@ -115,11 +115,11 @@ bool discard_report_folder(const fs::path& root, const fs::path& folder) {
   if (!claim) return false;
   if (is_link(target)) return remove_report_folder(target);
   // With a result the folder is not pending, even if not all of it can be deleted.
-  ReportResult given_up;
-  given_up.status = "failed";
-  given_up.cancelled = true;
+  ReportResult discarded;
+  discarded.status = "failed";
+  discarded.cancelled = true;
   if (is_file(target / kCrashDataFile) && !path_exists(target / kResultFile)) {
-    write_result(target, given_up);
+    write_result(target, discarded);
   }
   return remove_report_folder(target);
 }

@@ -13,12 +13,10 @@ inline constexpr int32_t kMaxRetries = 3;
 
 // Decides after a send whether the report's folder is kept for another attempt. HTTP 500, 502, 503
 // and 504 are transient: the folder is kept, with its retryCount raised in `record` and in the
-// folder, until the attempt that would make it `max_retries`. Every other status, 0 included, is
+// folder, until the attempt that would make it kMaxRetries. Every other status, 0 included, is
 // permanent: the folder is deleted, as it is when `delete_now` says that the send succeeded.
-// `record` may be null. True when the folder was to be deleted, whether or not that worked, and
-// false when it is kept.
-bool apply_retry_policy(const std::filesystem::path& folder, CrashData* record, bool delete_now,
-                        int32_t http_status, Logger& logger, int32_t max_retries = kMaxRetries);
+void apply_retry_policy(const std::filesystem::path& folder, CrashData& record, bool delete_now,
+                        int32_t http_status, Logger& logger);
 
 }  // namespace wrenfall
 
