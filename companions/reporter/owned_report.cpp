@@ -1,5 +1,6 @@
 #include "reporter/owned_report.h"
 
+#include <new>
 #include <utility>
 
 #include "report/store/folder_claim.h"
@@ -13,6 +14,24 @@
 namespace wrenfall::reporter {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// Lack of memory before the attempt says nothing about the report, which then stays pending.
+SendOutcome try_send(HttpClient* http, const SendRequest& request, Logger& logger) {
+  try {
+    return send_folder(http, request, logger);
+  } catch (const std::bad_alloc&) {
+    SendOutcome outcome;
+    outcome.upload.result = WRENFALL_ERROR_FILE;
+    outcome.upload.error = "out of memory";
+    outcome.kept = true;
+    outcome.pending = true;
+    return outcome;
+  }
+}
+
+}  // namespace
 
 OwnedReport::OwnedReport(fs::path folder, CrashData record, Logger& logger)
     : folder_(std::move(folder)), record_(std::move(record)), logger_(logger) {
@@ -63,9 +82,11 @@ SendOutcome OwnedReport::send(HttpClient* http) {
   request.folder = folder_;
   request.edits.owner_pid = current_process_id();
   request.undecided = Undecided::kStaysPending;
-  const SendOutcome outcome = send_folder(http, request, logger_);
+  const SendOutcome outcome = try_send(http, request, logger_);
   const std::string name = path_to_utf8(folder_);
-  if (outcome.not_sent) {
+  if (outcome.not_sent == NotSent::kUnreadable || outcome.not_sent == NotSent::kDamaged) {
+    logger_.warn("Report not sent: the record of %s cannot be read", name.c_str());
+  } else if (outcome.not_sent) {
     logger_.warn("Report not sent: %s is not there any more", name.c_str());
   } else if (outcome.upload.result == WRENFALL_OK) {
     logger_.info("Report sent: %s (crash %lld)", name.c_str(),
@@ -92,10 +113,14 @@ void OwnedReport::give_back() {
   // Take the claim first: saving without it could create a folder again that another process has
   // just deleted. Where another process holds the claim, the owner can stay in the record: it does not
   // count once this process has ended.
-  const auto claim = FolderClaim::try_take(folder_);
-  if (claim && load(folder_, record_)) {
-    record_.ownerPid = 0;
-    write();
+  try {
+    const auto claim = FolderClaim::try_take(folder_);
+    if (claim && load(folder_, record_)) {
+      record_.ownerPid = 0;
+      write();
+    }
+  } catch (const std::bad_alloc&) {
+    // The owner stays in the record, as above.
   }
   folder_.clear();
 }

@@ -16,6 +16,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// About five seconds with the pauses of the reporter.
+constexpr int kMaxPauses = 100;
+
 void make_owner(const fs::path& folder, uint64_t process, Logger& logger) {
   // Take the claim first: saving without it could create a folder again that another process has
   // just deleted.
@@ -80,7 +83,13 @@ bool ReportQueue::hand_over(const std::vector<fs::path>& reports) {
 }
 
 void ReportQueue::run(const fs::path& first) {
+  // A report that waits for the host alone is sent at somebody's word, whatever else is at work.
+  if (policy_ == kPolicyManual) {
+    steps_.serve(first);
+    return;
+  }
   std::vector<fs::path> reports = {first};
+  int pauses = 0;
   while (!reports.empty()) {
     if (lock_.try_take()) {
       const bool served = serve_all(std::move(reports));
@@ -88,6 +97,10 @@ void ReportQueue::run(const fs::path& first) {
       if (!served) return;
       reports = waiting();
     } else if (hand_over(reports)) {
+      return;
+    } else if (++pauses > kMaxPauses) {
+      // The holder could not write its id down. It finds the reports nevertheless, or the next start
+      // does: their owner does not run any more.
       return;
     } else {
       steps_.pause();

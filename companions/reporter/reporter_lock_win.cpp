@@ -28,6 +28,8 @@ bool StoreReporterLock::try_take() {
       const std::string id = std::to_string(current_process_id());
       DWORD written = 0;
       WriteFile(file_.get(), id.data(), static_cast<DWORD>(id.size()), &written, nullptr);
+      // Not with the digits of an earlier holder, which a power failure may have left behind it.
+      SetEndOfFile(file_.get());
       return true;
     }
     if (GetLastError() == ERROR_SHARING_VIOLATION) return false;

@@ -608,11 +608,10 @@ WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
  * be reached: a host that must not lose reports sends when it knows that it is online. A folder
  * that is kept is no longer pending: only this call, or a person with wrenfallctl, sends it again.
  *
- * The rule does not apply, and the folder stays, where no attempt came to an end: it holds no
+ * The rule does not apply, and the folder stays pending, where no attempt came to an end: it holds no
  * record, its record is damaged or cannot be opened at present, its files could not be listed, or
- * the library ran out of memory. Where memory runs out after the service took the report, the next
- * attempt delivers it twice. Lack of memory within the packing of the archive or within the
- * system's HTTP client is a failed attempt like any other, and deletes the report.
+ * memory ran out. Where memory runs out after the service took the report, the report is not sent a
+ * second time.
  *
  * Blocking: for the whole upload (connecting up to 60 s, each single send or receive up to 300 s),
  * and before that for as long as another thread or process sends or discards the same folder.
@@ -697,7 +696,7 @@ typedef struct wrenfall_report_list wrenfall_report_list;
  * Ownership: the caller's, to be freed with wrenfall_report_list_free.
  *
  * @return the list, which may be empty; NULL when the library is not initialized, or when there is
- * no memory. When memory runs out in the middle, reports are missing from the list.
+ * no memory for all of the list.
  */
 WRENFALL_API wrenfall_report_list* wrenfall_pending_reports(void);
 

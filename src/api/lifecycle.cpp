@@ -136,8 +136,8 @@ class PendingSession {
   // Writes the file once more: starting the handler takes a while, and should the file have been
   // removed meanwhile, reports would lack their attachments.
   void keep() {
-    kept_ = true;
     write();
+    kept_ = true;
   }
 
  private:

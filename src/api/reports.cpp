@@ -45,7 +45,7 @@ void send_one_pending(State& state, const fs::path& folder) {
   request.is_wanted = [&state](ReportState report_state, const CrashData& record) {
     // While this thread waited for the claim, another process may have sent the folder, or the host
     // may have shut the library down.
-    return state.is_published() && report_state != ReportState::kHasResult &&
+    return state.is_published() && report_state == ReportState::kPending &&
            record.ownerPid != current_process_id();
   };
   send(state, std::move(request));

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <new>
 #include <optional>
 #include <utility>
 
+#include "support/clock.h"
 #include "support/text.h"
 #include "support/version.h"
 #include "support/win_handle.h"
@@ -25,7 +27,7 @@ constexpr size_t kChunkSize = 8192;
 constexpr DWORD kFirstFinalStatus = 200;
 // The service's answers are small. What a faulty or hostile one sends beyond these is not waited for.
 constexpr size_t kMaxAnswerBytes = size_t{8} << 20;
-constexpr ULONGLONG kMaxAnswerTimeMs = 60000;
+constexpr std::chrono::milliseconds kMaxAnswerTime{60000};
 
 struct InternetHandleTraits {
   using Handle = HINTERNET;
@@ -148,14 +150,15 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
 
 // What arrived before a failure, or before too much time has passed, is kept.
 void read_body(HINTERNET request, std::string& body) {
-  const ULONGLONG begin = GetTickCount64();
+  const AwakeClock::time_point begin = AwakeClock::now();
   std::array<char, kChunkSize> chunk{};
   while (body.size() < kMaxAnswerBytes) {
-    const ULONGLONG taken = GetTickCount64() - begin;
-    if (taken >= kMaxAnswerTimeMs) return;
+    const auto taken =
+        std::chrono::duration_cast<std::chrono::milliseconds>(AwakeClock::now() - begin);
+    if (taken >= kMaxAnswerTime) return;
     // So that no single wait for more of the body goes beyond the end.
     WinHttpSetTimeouts(request, kResolveTimeoutMs, kConnectTimeoutMs, kSendTimeoutMs,
-                       static_cast<int>(kMaxAnswerTimeMs - taken));
+                       static_cast<int>((kMaxAnswerTime - taken).count()));
     DWORD available = 0;
     if (!WinHttpQueryDataAvailable(request, &available) || available == 0) return;
     const size_t wanted =

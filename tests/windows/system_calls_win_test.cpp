@@ -18,7 +18,7 @@
 #include "tests/windows/import_hook_win.h"
 #include "upload/http_client.h"
 
-WRENFALL_IMPORT(GetTickCount64);
+WRENFALL_IMPORT(QueryUnbiasedInterruptTime);
 WRENFALL_IMPORT(ReadFile);
 WRENFALL_IMPORT(SendMessageTimeoutW);
 WRENFALL_IMPORT(WinHttpConnect);
@@ -142,7 +142,10 @@ BOOL WINAPI note_read_timeout(HINTERNET, int, int, int, int receive) {
   return TRUE;
 }
 
-ULONGLONG WINAPI look_at_clock() { return ticks += ticks_per_look; }
+BOOL WINAPI look_at_clock(ULONGLONG* time) {
+  *time = (ticks += ticks_per_look) * 10000;  // units of 100 ns
+  return TRUE;
+}
 BOOL WINAPI answer_comes(HINTERNET, void*) { return TRUE; }
 BOOL WINAPI say_ok(HINTERNET, DWORD, LPCWSTR, void* status, DWORD*, DWORD*) {
   *static_cast<DWORD*>(status) = 200;
@@ -164,7 +167,7 @@ TEST(HttpClientWin, AnAnswerWithoutEndIsReadForSomeTimeAndUpToALimit) {
   const ImportHook available(__imp_WinHttpQueryDataAvailable, &data_without_end);
   const ImportHook data(__imp_WinHttpReadData, &give_data);
   const ImportHook timeouts(__imp_WinHttpSetTimeouts, &note_read_timeout);
-  const ImportHook clock(__imp_GetTickCount64, &look_at_clock);
+  const ImportHook clock(__imp_QueryUnbiasedInterruptTime, &look_at_clock);
   const auto ask = [] { return make_http_client()->request("GET", "http://127.0.0.1/", {}, ""); };
   EXPECT_EQ(ask().body.size(), size_t{8} << 20);
   read_timeouts.clear();

@@ -49,11 +49,12 @@ std::string same_among(const fs::path& folder, const std::string& name, const Na
   return same == std::end(names) ? std::string() : std::string(*same);
 }
 
-// A copy keeps the attributes of the file, and a read-only one could not be deleted with its
-// report.
-void make_deletable(const fs::path& file) {
+// A copy keeps the attributes and the time of the file. A read-only one could not be deleted with its
+// report, and an old one would pass for a temporary file that somebody left behind.
+void make_own(const fs::path& copy) {
   std::error_code error;
-  fs::permissions(file, fs::perms::owner_write, fs::perm_options::add, error);
+  fs::permissions(copy, fs::perms::owner_write, fs::perm_options::add, error);
+  fs::last_write_time(copy, fs::file_time_type::clock::now(), error);
 }
 
 }  // namespace
@@ -86,7 +87,7 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
   for (const std::string& path : paths) {
     const fs::path source = utf8_to_path(path);
     if (is_file(source) && copy_file_over(source, temporary)) {
-      make_deletable(temporary);
+      make_own(temporary);
       std::string name = free_names.free_name(path_to_utf8(source.filename()));
       const std::string listed = same_among(folder, name, names);
       // A file that is replaced keeps the name that the list has for it.

@@ -42,11 +42,19 @@ std::wstring claim_path(const fs::path& folder) { return claim_file(final_path(f
 struct FolderClaim::Lock {
   ScopedFile file;
 
-  // The error of the attempt, ERROR_SUCCESS when the claim is held.
-  DWORD take(const std::wstring& path) {
-    file.reset(CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
-                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    return file ? ERROR_SUCCESS : GetLastError();
+  // False while somebody else holds the claim. Where no claim file can be made the claim counts as
+  // taken.
+  bool take(const std::wstring& path) {
+    // A file that is being deleted denies access for a moment; a folder that may not be written to
+    // denies it for good.
+    for (int attempt = 0; attempt < kAccessDeniedAttempts; ++attempt) {
+      file.reset(CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                             FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+      if (file) return true;
+      if (GetLastError() == ERROR_SHARING_VIOLATION) return false;
+      Sleep(kPollMs);
+    }
+    return true;
   }
 };
 
@@ -54,20 +62,12 @@ FolderClaim::FolderClaim() : lock_(std::make_unique<Lock>()) {}
 
 FolderClaim::FolderClaim(const fs::path& folder) : FolderClaim() {
   const std::wstring path = claim_path(folder);
-  // A file that is being deleted denies access for a moment; a folder that may not be written to
-  // denies it for good.
-  int attempts_left = kAccessDeniedAttempts;
-  for (DWORD error = lock_->take(path); error != ERROR_SUCCESS; error = lock_->take(path)) {
-    if (error != ERROR_SHARING_VIOLATION && --attempts_left == 0) return;
-    Sleep(kPollMs);
-  }
+  while (!lock_->take(path)) Sleep(kPollMs);
 }
 
 std::optional<FolderClaim> FolderClaim::try_take(const fs::path& folder) {
   FolderClaim claim;
-  if (claim.lock_->take(claim_path(folder)) == ERROR_SHARING_VIOLATION) {
-    return std::nullopt;
-  }
+  if (!claim.lock_->take(claim_path(folder))) return std::nullopt;
   return claim;
 }
 

@@ -45,9 +45,9 @@ void sweep(const fs::path& root, const fs::path& file) {
   if (!damaged && !read_file(file, text, kMaxSessionBytes)) return;
   const auto record = parse_session(text);
   if (record && is_process_running(record->session.process_id)) return;
-  if (record && !record->attachments.empty() && may_have_dumps(root)) {
-    write_file_atomic(kept_session_file(root, record->session), text);
-  }
+  const bool is_needed = record && !record->attachments.empty() && may_have_dumps(root);
+  // On a full disk the file stays where it is until the list can be kept elsewhere.
+  if (is_needed && !write_file_atomic(kept_session_file(root, record->session), text)) return;
   remove_file(file);
 }
 
