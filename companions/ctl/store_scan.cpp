@@ -14,12 +14,12 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string state_text(const std::optional<ReportResult>& result) {
-  if (!result) return "failed";
+  if (!result) return kStatusFailed;
   if (result->cancelled) return "cancelled";
-  for (const char* const word : {"uploaded", "rejected"}) {
+  for (const char* const word : {kStatusUploaded, kStatusRejected}) {
     if (result->status == word) return word;
   }
-  return "failed";
+  return kStatusFailed;
 }
 
 uint64_t size_of_files(const fs::path& folder) {

@@ -8,6 +8,7 @@
 #include "backend/annotation_keys.h"
 #include "report/fact_annotations.h"
 #include "report/store/upload_policy.h"
+#include "support/clock.h"
 #include "support/encoding.h"
 #include "support/version.h"
 
@@ -72,10 +73,9 @@ std::string iso_time(uint32_t seconds) {
   const uint32_t day = day_of_year - (153 * month_from_march + 2) / 5 + 1;
   const uint32_t month = month_from_march < 10 ? month_from_march + 3 : month_from_march - 9;
   const uint32_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
-  char text[80];
-  std::snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02uZ", year, month, day,
-                seconds / 3600 % 24, seconds / 60 % 60, seconds % 60);
-  return text;
+  const auto number = [](uint32_t value) { return static_cast<int>(value); };
+  return iso_text({number(year), number(month), number(day), number(seconds / 3600 % 24),
+                   number(seconds / 60 % 60), number(seconds % 60)});
 }
 
 void fill_host_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {

@@ -2,13 +2,6 @@
 
 namespace wrenfall::reporter {
 
-std::string cut_text(std::string_view text, size_t bytes) {
-  if (text.size() <= bytes) return std::string(text);
-  // A continuation byte at the cut belongs to a character that starts before it.
-  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
-  return std::string(text.substr(0, bytes));
-}
-
 std::string to_field(std::string_view text) {
   std::string field;
   for (const char c : from_field(text)) {

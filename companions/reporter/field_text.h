@@ -13,9 +13,6 @@ namespace wrenfall::reporter {
 inline constexpr size_t kMaxEmailBytes = annotation::kValueBytes;
 inline constexpr size_t kMaxDescriptionBytes = annotation::kLongValueBytes;
 
-// The first `bytes` bytes of the text, or a few less, so that no UTF-8 character is cut in two.
-std::string cut_text(std::string_view text, size_t bytes);
-
 // Converts line ends: to_field() gives "\r\n", which the system's text fields need; from_field() gives
 // "\n", which records hold.
 std::string to_field(std::string_view text);

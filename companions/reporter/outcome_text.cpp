@@ -39,7 +39,7 @@ std::string details_of(const UploadResult& upload) {
   if (upload.result == WRENFALL_OK) return "crash " + std::to_string(upload.crash_id);
   std::string details = name_and_number(upload.result);
   if (upload.http_status != 0) details += ", HTTP " + std::to_string(upload.http_status);
-  if (!upload.error.empty()) details += "\n" + cut_text(upload.error, kMaxErrorBytes);
+  if (!upload.error.empty()) details += "\n" + std::string(cut_utf8(upload.error, kMaxErrorBytes));
   return details;
 }
 

@@ -72,8 +72,8 @@ OwnedReport::Saved OwnedReport::save_answers(const std::string& email,
     return path_exists(folder_ / kCrashDataFile) ? Saved::kFailed : Saved::kGone;
   record_ = std::move(stored);
   record_.ownerPid = current_process_id();
-  record_.email = cut_text(email, kMaxEmailBytes);
-  record_.userDescription = cut_text(description, kMaxDescriptionBytes);
+  record_.email = cut_utf8(email, kMaxEmailBytes);
+  record_.userDescription = cut_utf8(description, kMaxDescriptionBytes);
   return write() ? Saved::kYes : Saved::kFailed;
 }
 

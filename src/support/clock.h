@@ -30,7 +30,8 @@ struct CalendarTime {
 CalendarTime local_now();
 CalendarTime utc_now();
 
-// Now in UTC, as "2026-01-31T23:59:59Z" (ISO 8601).
+// A moment of UTC as "2026-01-31T23:59:59Z" (ISO 8601), and this one.
+std::string iso_text(const CalendarTime& time);
 std::string utc_timestamp();
 
 }  // namespace wrenfall

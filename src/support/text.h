@@ -2,6 +2,7 @@
 #define WRENFALL_SUPPORT_TEXT_H_
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -42,6 +43,14 @@ void append_pieces(std::string& text, const Pieces&... pieces) {
     }
   };
   (append(pieces), ...);
+}
+
+// The first `bytes` bytes of the text, or a few less, so that no UTF-8 character is cut in two.
+inline std::string_view cut_utf8(std::string_view text, size_t bytes) {
+  if (text.size() <= bytes) return text;
+  // A continuation byte at the cut belongs to a character that starts before it.
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+  return text.substr(0, bytes);
 }
 
 // A C string of the host's, where NULL counts as empty.

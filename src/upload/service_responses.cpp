@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/json_text.h"
+#include "support/text.h"
 
 namespace wrenfall {
 namespace {
@@ -26,10 +27,7 @@ bool fail_transport(UploadResult& outcome, const char* call, const HttpResponse&
 // As much of what the service answered as error texts and log lines quote; whole characters of UTF-8.
 std::string excerpt(const std::string& answer) {
   constexpr size_t kMaxQuotedBytes = 4096;
-  if (answer.size() <= kMaxQuotedBytes) return answer;
-  size_t length = kMaxQuotedBytes;
-  while (length > kMaxQuotedBytes - 4 && (answer[length] & 0xC0) == 0x80) --length;
-  return answer.substr(0, length);
+  return std::string(cut_utf8(answer, kMaxQuotedBytes));
 }
 
 std::string status_and_body(const HttpResponse& response) {

@@ -116,10 +116,10 @@ TEST(SupportPage, IsOpenedOnlyWhenItIsAPlainWebAddress) {
 }
 
 TEST(FieldText, IsCutBetweenCharactersAndKeepsItsLines) {
-  EXPECT_EQ(cut_text("abc", 3), "abc");
-  EXPECT_EQ(cut_text("a€", 3), "a");
-  EXPECT_EQ(cut_text("a€b", 4), "a€");
-  EXPECT_EQ(cut_text("\x80\x80", 1), "");
+  EXPECT_EQ(cut_utf8("abc", 3), "abc");
+  EXPECT_EQ(cut_utf8("a€", 3), "a");
+  EXPECT_EQ(cut_utf8("a€b", 4), "a€");
+  EXPECT_EQ(cut_utf8("\x80\x80", 1), "");
   EXPECT_EQ(to_field("a\nb\r\nc\rd"), "a\r\nb\r\nc\r\nd");
   EXPECT_EQ(to_field(std::string("a\0b", 3)), "a b");
   EXPECT_EQ(from_field("a\r\nb\n\r\n"), "a\nb\n\n");

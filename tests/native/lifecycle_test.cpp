@@ -234,5 +234,21 @@ TEST_F(LifecycleTest, PostsGoOneAfterTheOther) {
   EXPECT_EQ(most, 1);
 }
 
+// A record of the host that is too small for the fields is left alone, and a folder must be named.
+TEST_F(LifecycleTest, TheHostsRecordAndArgumentsAreLookedAt) {
+  ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+  for (const uint32_t size : {39u, 40u}) {
+    wrenfall_upload_result record{};
+    record.size = size;
+    record.http_status = 7;
+    EXPECT_EQ(wrenfall_post_feedback("", "", nullptr, 0, &record), WRENFALL_OK);
+    EXPECT_EQ(record.http_status, size == 39 ? 7 : 0) << size;
+    record.http_status = 7;
+    EXPECT_EQ(wrenfall_send_report("", nullptr, nullptr, nullptr, &record), 1);
+    EXPECT_EQ(record.http_status, size == 39 ? 7 : 0) << size;
+  }
+  EXPECT_EQ(wrenfall_discard_report(""), WRENFALL_ERROR_INVALID_ARGUMENT);
+}
+
 }  // namespace
 }  // namespace wrenfall

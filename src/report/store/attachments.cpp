@@ -30,10 +30,8 @@ std::string clean_name(std::string_view name) {
 // whole is not too long.
 std::string numbered_name(const std::string& name, size_t stem, unsigned number) {
   const std::string tail = " (" + std::to_string(number) + ")" + name.substr(stem);
-  size_t length = std::min(stem, kMaxNameBytes - std::min(kMaxNameBytes, tail.size()));
-  // Do not cut a UTF-8 character in two.
-  while (length > 0 && length < stem && (name[length] & 0xC0) == 0x80) --length;
-  return name.substr(0, length) + tail;
+  const size_t room = kMaxNameBytes - std::min(kMaxNameBytes, tail.size());
+  return std::string(cut_utf8(std::string_view(name).substr(0, stem), room)) + tail;
 }
 
 // The one of the names that leads to the same file of the folder as `name` does; empty when there is

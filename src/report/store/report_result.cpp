@@ -29,9 +29,9 @@ void for_each_field(Record& result, Visit visit) {
 
 ReportResult make_report_result(const UploadResult& upload) {
   ReportResult result;
-  result.status = upload.result == WRENFALL_OK               ? "uploaded"
-                  : upload.result == WRENFALL_ERROR_REJECTED ? "rejected"
-                                                             : "failed";
+  result.status = upload.result == WRENFALL_OK               ? kStatusUploaded
+                  : upload.result == WRENFALL_ERROR_REJECTED ? kStatusRejected
+                                                             : kStatusFailed;
   result.errorCode = upload.result;
   result.httpStatus = upload.http_status;
   result.crashId = upload.crash_id;

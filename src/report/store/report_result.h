@@ -9,11 +9,16 @@
 
 namespace wrenfall {
 
+// The values of a result's "status".
+inline constexpr char kStatusUploaded[] = "uploaded";
+inline constexpr char kStatusRejected[] = "rejected";
+inline constexpr char kStatusFailed[] = "failed";
+
 // What became of the last attempt to send a report; stored as "result.json" in its folder, one JSON
 // member a field. A folder that holds one is not pending any more.
 struct ReportResult {
   int32_t schemaVersion = 2;
-  std::string status;  // "uploaded", "rejected" or "failed"
+  std::string status;  // one of those above
   int32_t errorCode = 0;
   int32_t httpStatus = 0;
   int64_t crashId = 0;

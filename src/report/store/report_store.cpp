@@ -116,7 +116,7 @@ bool discard_report_folder(const fs::path& root, const fs::path& folder) {
   if (is_link(target)) return remove_report_folder(target);
   // With a result the folder is not pending, even if not all of it can be deleted.
   ReportResult discarded;
-  discarded.status = "failed";
+  discarded.status = kStatusFailed;
   discarded.cancelled = true;
   if (is_file(target / kCrashDataFile) && !path_exists(target / kResultFile)) {
     write_result(target, discarded);
