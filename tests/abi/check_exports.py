@@ -11,14 +11,6 @@ SYSTEM_DLLS = {
 }
 
 
-def headers_of(objdump, dll):
-    return subprocess.run([objdump, "-p", dll], check=True, capture_output=True, text=True).stdout
-
-
-def exported_names(dump):
-    return set(re.findall(r"^\s+\[\s*\d+\]\s+(\w+)$", dump, re.MULTILINE))
-
-
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--objdump", required=True)
@@ -29,8 +21,8 @@ def main() -> int:
     parser.add_argument("--definition", help="the .def file for other linkers, of the same names")
     arguments = parser.parse_args()
 
-    dump = headers_of(arguments.objdump, arguments.dll)
-    exported = exported_names(dump)
+    dump = subprocess.run([arguments.objdump, "-p", arguments.dll], check=True, capture_output=True, text=True).stdout
+    exported = set(re.findall(r"^\s+\[\s*\d+\]\s+(\w+)$", dump, re.MULTILINE))
     imported = {name.lower() for name in re.findall(r"DLL Name: (\S+)", dump)}
     declared = set(arguments.names)
     if arguments.header:

@@ -6,14 +6,6 @@ import subprocess
 import sys
 
 
-def parse(text):
-    """(kind, name, rest) of each line that says something."""
-    for line in text.splitlines():
-        if line and not line.startswith("#"):
-            kind, name, rest = re.fullmatch(r"(\w+) ([\w.]+): (.+)", line).groups()
-            yield kind, name, rest
-
-
 def assertion(kind, name, rest):
     """What the compiler is to find true of the header."""
     record, _, field = name.partition(".")
@@ -36,7 +28,9 @@ def main() -> int:
     arguments = parser.parse_args()
 
     with open(arguments.released, encoding="utf-8") as file:
-        released = list(parse(file.read()))
+        # Kind, name, rest.
+        released = [re.fullmatch(r"(\w+) ([\w.]+): (.+)", line).groups()
+                    for line in file.read().splitlines() if line and not line.startswith("#")]
     lines = [f'_Static_assert({assertion(*line)}, "{line[1]}");' for line in released]
     source = "\n".join(["#include <wrenfall/wrenfall.h>", "#include <stddef.h>", *lines])
     compiled = subprocess.run(

@@ -1,4 +1,4 @@
-"""The local crash-collection service: what it checks, keeps and answers. Its faults are those of the end-to-end tests."""
+"""The local crash-collection service: what it checks, keeps and answers. End-to-end tests use its faults."""
 
 import hashlib
 import http.client
@@ -14,8 +14,9 @@ import urllib.request
 import zipfile
 from pathlib import Path
 
-TOOL = Path(__file__).resolve().parents[2] / "tools" / "crash_service"
-sys.path.insert(0, str(TOOL))
+FOLDER = Path(__file__).resolve().parents[2] / "tools" / "crash_service"
+TOOL = [sys.executable, FOLDER / "crash_service.py"]
+sys.path.insert(0, str(FOLDER))
 
 from crash_service import CrashService
 from protocol import FORM_FIELDS
@@ -95,33 +96,40 @@ class CrashServiceTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.directory = Path(folder.name)
 
-    def assert_summary(self, code, *texts):
-        done = subprocess.run([sys.executable, TOOL / "crash_service.py", "--summary", self.directory],
-                              capture_output=True, text=True, timeout=20)
-        self.assertEqual(code, done.returncode)
-        for text in texts:
-            self.assertIn(text, done.stdout)
+    def run_tool(self, *arguments):
+        done = subprocess.run([*TOOL, *arguments], capture_output=True, text=True, timeout=20)
+        return done.returncode, done.stdout
 
-    def test_a_report_is_kept_and_answered(self):
-        with CrashService(self.directory, certificates=CERTIFICATES) as service:
-            statuses, answer = upload(service.port, crashHash="abc", description="caf\u00e9\r\n--x", notes="<b>&</b>")
+    def test_reports_are_kept_answered_and_summed_up(self):
+        options = ["--dir", self.directory, "--certificates", CERTIFICATES, "--max-reports", "2",
+                   "--lifetime", "30", "--fail"]
+        self.assertEqual(2, self.run_tool(*options, "first:status=1")[0])
+        with subprocess.Popen([*TOOL, *options, "first:status=503,times=1"], stdout=subprocess.PIPE,
+                              text=True) as process:
+            self.addCleanup(process.kill)
+            port = int(re.search(r"https://127.0.0.1:(\d+),", process.stdout.readline()).group(1))
+            self.assertEqual([503], upload(port)[0])
+            statuses, answer = upload(port, crashHash="abc", description="caf\u00e9\r\n--x", notes="<b>&</b>")
             answer = json.loads(answer)
-            self.assertEqual(([200] * 3, []), (statuses, service.problems))
-            self.assertEqual({"status": "success", "crashId": 1, "stackKeyId": 1001, "messageId": 5001,
-                              "infoUrl": f"https://127.0.0.1:{service.port}/report/1"}, answer)
+            self.assertEqual([200] * 3, statuses)
+            self.assertEqual({"status": "success", "crashId": 2, "stackKeyId": 1001, "messageId": 5002,
+                              "infoUrl": f"https://127.0.0.1:{port}/report/2"}, answer)
             context = ssl.create_default_context(cafile=str(CERTIFICATES / "ca.pem"))
             with urllib.request.urlopen(answer["infoUrl"], context=context) as page:
                 text = page.read().decode()
+            upload(port, user="me")
+            process.communicate(timeout=20)
         self.assertIn("&lt;b&gt;&amp;&lt;/b&gt;", text)
         self.assertNotIn("<b>", text)
-        folder = self.directory / "report-0001"
+        self.assertEqual(0, process.returncode)
+        folder = self.directory / "report-0002"
         self.assertEqual(ARCHIVE, (folder / "archive.zip").read_bytes())
         fields = json.loads((folder / "fields.json").read_text("utf-8"))
         self.assertEqual(("caf\u00e9\r\n--x", list(FORM_FIELDS)), (fields["description"], list(fields)))
-        # Ids follow the signature's hash, across a restart too.
-        with CrashService(self.directory, certificates=CERTIFICATES) as service:
-            again = [json.loads(upload(service.port, crashHash=value)[1]) for value in ("b", "abc")]
-        self.assertEqual([(2, 1002), (3, 1001)], [(one["crashId"], one["stackKeyId"]) for one in again])
+        code, summary = self.run_tool("--summary", self.directory)
+        self.assertEqual(0, code)
+        for expected in ("user: me", "-> 503", "3 report(s), 0 problem(s)"):
+            self.assertIn(expected, summary)
 
     def test_violations_are_recorded_and_refused(self):
         with CrashService(self.directory, certificates=CERTIFICATES) as service:
@@ -131,19 +139,8 @@ class CrashServiceTest(unittest.TestCase):
                     self.assertEqual([200] * position + [400], upload(service.port, call, change)[0])
                     self.assertIn((call, check), [(problem.call, problem.check) for problem in service.problems])
                     self.assertIn(check, {complaint.check for complaint in service.requests[-1].complaints})
-        self.assert_summary(1, "PROBLEM first user-agent")
-
-    def test_command_line(self):
-        command = [sys.executable, TOOL / "crash_service.py", "--dir", self.directory, "--certificates", CERTIFICATES,
-                   "--max-reports", "1", "--fail"]
-        self.assertEqual(2, subprocess.run([*command, "first:status=1"], stderr=subprocess.PIPE, timeout=20).returncode)
-        with subprocess.Popen([*command, "first:status=503,times=1"], stdout=subprocess.PIPE, text=True) as process:
-            self.addCleanup(process.kill)
-            port = int(re.search(r"https://127.0.0.1:(\d+),", process.stdout.readline()).group(1))
-            self.assertEqual([[503], [200] * 3], [upload(port, user="me")[0] for _ in range(2)])
-            process.communicate(timeout=20)
-        self.assertEqual(0, process.returncode)
-        self.assert_summary(0, "user: me", "-> 503", "2 report(s), 0 problem(s)")
+        code, summary = self.run_tool("--summary", self.directory)
+        self.assertEqual((1, True), (code, "PROBLEM first user-agent" in summary))
 
 
 if __name__ == "__main__":
