@@ -35,15 +35,23 @@ void ClaimedDump::Closer::operator()(void* file) const { CloseHandle(file); }
 ClaimedDump::ClaimedDump(const std::filesystem::path& path) {
   // The open fails while another process has the file open for writing. Because it shares no deletion,
   // no other process can rename the file or claim it afterwards.
-  // Another program that only reads the file keeps it from being opened for writing.
-  for (const DWORD access : {GENERIC_READ | GENERIC_WRITE | DELETE, GENERIC_READ | DELETE}) {
-    const HANDLE file = CreateFileW(path.c_str(), access, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-      file_.reset(file);
-      state_ = State::kClaimed;
-      return;
-    }
+  const auto open = [&](DWORD access) {
+    const HANDLE file = CreateFileW(path.c_str(), access | DELETE, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    file_.reset(file == INVALID_HANDLE_VALUE ? nullptr : file);
+    return file_ != nullptr;
+  };
+  constexpr DWORD kReadWrite = GENERIC_READ | GENERIC_WRITE;
+  bool claimed = open(kReadWrite);
+  // Another program that only reads the file keeps it from being opened for writing. But the handler
+  // may also have finished the file between two attempts: then it can be written to now.
+  if (!claimed && open(GENERIC_READ)) {
+    file_.reset();
+    claimed = open(kReadWrite) || open(GENERIC_READ);
+  }
+  if (claimed) {
+    state_ = State::kClaimed;
+    return;
   }
   error_ = GetLastError();
   state_ = state_after(error_);
