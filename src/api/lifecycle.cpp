@@ -232,7 +232,7 @@ const char* wrenfall_version_string(void) { return WRENFALL_VERSION_TEXT; }
 uint32_t wrenfall_abi_version(void) { return kAbiVersion; }
 
 const char* wrenfall_get_environment(void) {
-  const State* const state = peek_state();
+  State* const state = peek_state();
   return state == nullptr ? nullptr : state->environment.get();
 }
 

@@ -24,16 +24,57 @@ wrenfall_result change_state(Change change) {
   });
 }
 
+// The same for a change that takes no longer than a few copies. Where the lock is free, which is
+// nearly always, the state is not even shared.
+template <typename Change>
+wrenfall_result change_facts(Change change) {
+  return guarded(WRENFALL_ERROR_FILE, [&]() -> wrenfall_result {
+    {
+      const StateGlimpse glimpse;
+      State* const state = glimpse.get();
+      if (state == nullptr) return WRENFALL_ERROR_NOT_INITIALIZED;
+      const std::unique_lock<std::recursive_mutex> lock(state->metadata_lock, std::try_to_lock);
+      if (lock.owns_lock()) return change(*state);
+    }
+    return change_state(change);
+  });
+}
+
 template <std::string CrashData::*field>
 wrenfall_result set_fact(const char* value) {
   static constexpr const char* kKey = annotation_key(field);
   static_assert(kKey != nullptr, "the fact has no annotation");
-  return change_state([=](State& state) -> wrenfall_result {
+  return change_facts([=](State& state) -> wrenfall_result {
     std::string& fact = state.facts.*field;
     fact = value == nullptr ? "" : value;
     state.backend->set_annotation(kKey, fact);
     return WRENFALL_OK;
   });
+}
+
+wrenfall_result remove_attribute(State& state, const std::string& name) {
+  state.attributes.erase(name);
+  state.facts.attributes.erase(name);
+  state.backend->set_annotation(annotation::kAttributePrefix + name, "");
+  return WRENFALL_OK;
+}
+
+// Null when there are as many as there may be.
+State::Attribute* find_or_add_attribute(State& state, const char* name) {
+  state.attribute_name = name;
+  const auto known = state.attributes.find(state.attribute_name);
+  if (known != state.attributes.end()) return &known->second;
+  auto& facts = state.facts.attributes;
+  auto held = facts.find(state.attribute_name);
+  if (held == facts.end()) {
+    if (facts.size() >= kMaxAttributes) return nullptr;
+    held = facts.emplace(state.attribute_name, "").first;
+  }
+  return &state.attributes
+              .emplace(state.attribute_name,
+                       State::Attribute{&held->second, annotation::kAttributePrefix + held->first,
+                                        AnnotationPlace{}})
+              .first->second;
 }
 
 // Before init the result is WRENFALL_ERROR_NOT_INITIALIZED, whatever the arguments are.
@@ -59,7 +100,7 @@ wrenfall_result wrenfall_set_user_description(const char* value) {
 wrenfall_result wrenfall_set_notes(const char* value) { return set_fact<&CrashData::notes>(value); }
 
 wrenfall_result wrenfall_set_environment(const char* value) {
-  return change_state([=](State& state) -> wrenfall_result {
+  return change_facts([=](State& state) -> wrenfall_result {
     std::string& environment = state.facts.environment;
     environment = is_empty(value) ? state.platform_description : value;
     state.environment.set(environment);
@@ -70,28 +111,18 @@ wrenfall_result wrenfall_set_environment(const char* value) {
 
 wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
   if (is_empty(name)) return invalid_argument();
-  return change_state([=](State& state) -> wrenfall_result {
-    auto& attributes = state.facts.attributes;
-    state.attribute_name = name;
-    state.attribute_key.assign(annotation::kAttributePrefix).append(name);
-    auto held = attributes.find(state.attribute_name);
-    if (value == nullptr) {
-      if (held != attributes.end()) attributes.erase(held);
-      state.backend->set_annotation(state.attribute_key, "");
-      return WRENFALL_OK;
-    }
-    if (held == attributes.end()) {
-      if (attributes.size() >= kMaxAttributes) return WRENFALL_ERROR_LIMIT_REACHED;
-      held = attributes.emplace(state.attribute_name, "").first;
-    }
-    held->second = value;
-    state.backend->set_annotation(state.attribute_key, held->second);
+  return change_facts([=](State& state) -> wrenfall_result {
+    if (value == nullptr) return remove_attribute(state, name);
+    State::Attribute* const attribute = find_or_add_attribute(state, name);
+    if (attribute == nullptr) return WRENFALL_ERROR_LIMIT_REACHED;
+    *attribute->value = value;
+    state.backend->set_annotation(attribute->key, *attribute->value, attribute->place);
     return WRENFALL_OK;
   });
 }
 
 void wrenfall_set_quiet_mode(int flag) {
-  change_state([=](State& state) -> wrenfall_result {
+  change_facts([=](State& state) -> wrenfall_result {
     const uint32_t at_start = state.configuration.upload_policy;
     // With quiet mode off, host-made reports carry the policy given at start. So do captured
     // reports, unless that policy was quiet: then the reporter asks the user.

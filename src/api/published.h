@@ -12,18 +12,34 @@ namespace wrenfall {
 template <typename T>
 class Published {
  public:
+  // Keeps what is published alive, and publish() waiting, for its own lifetime. For work that takes
+  // no longer than a few copies and waits for nothing; it costs half of what a share costs.
+  class Glimpse {
+   public:
+    explicit Glimpse(Published& published)
+        : readers_(published.readers_), object_((++readers_, published.bare_.load())) {}
+    ~Glimpse() { --readers_; }
+    Glimpse(const Glimpse&) = delete;
+    Glimpse& operator=(const Glimpse&) = delete;
+
+    T* get() const { return object_; }  // null when there is none
+
+   private:
+    std::atomic<int>& readers_;
+    T* const object_;
+  };
+
   // A share in the published object; null when there is none.
   std::shared_ptr<T> get() {
-    const Reader reader(readers_);
-    T* const object = bare_.load();
-    return object == nullptr ? nullptr : object->shared_from_this();
+    const Glimpse glimpse(*this);
+    return glimpse.get() == nullptr ? nullptr : glimpse.get()->shared_from_this();
   }
 
   // A bare pointer, which keeps nothing alive: the object may be withdrawn and destroyed at any
   // moment. Use it for comparing, or where the caller knows that the object stays.
   T* peek() const { return bare_.load(); }
 
-  // Null withdraws. Waits for readers that have found the previous object but do not share it yet.
+  // Null withdraws. Waits for those who glimpse the previous object.
   void publish(std::shared_ptr<T> object) {
     bare_ = object.get();
     while (readers_ != 0) std::this_thread::yield();
@@ -32,17 +48,6 @@ class Published {
   }
 
  private:
-  class Reader {
-   public:
-    explicit Reader(std::atomic<int>& count) : count_(count) { ++count_; }
-    ~Reader() { --count_; }
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
-
-   private:
-    std::atomic<int>& count_;
-  };
-
   std::shared_ptr<T> owned_;  // used by the publishing thread alone
   std::atomic<T*> bare_{nullptr};
   std::atomic<int> readers_{0};

@@ -1,6 +1,5 @@
 #include "api/state.h"
 
-#include "api/published.h"
 #include "report/store/layout.h"
 #include "report/store/session_files.h"
 #include "support/paths.h"
@@ -57,6 +56,8 @@ void State::close_session() {
 std::shared_ptr<State> current_state() { return published().get(); }
 
 State* peek_state() { return published().peek(); }
+
+StateGlimpse::StateGlimpse() : Published<State>::Glimpse(published()) {}
 
 void publish_state(std::shared_ptr<State> state) { published().publish(std::move(state)); }
 

@@ -7,11 +7,13 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "api/environment_text.h"
 #include "api/one_at_work.h"
 #include "api/options.h"
+#include "api/published.h"
 #include "backend/backend.h"
 #include "hang/watchdog.h"
 #include "report/store/crash_data.h"
@@ -47,10 +49,15 @@ struct State : std::enable_shared_from_this<State> {
   CrashData facts;
   std::vector<std::string> attachments;  // paths; guarded by metadata_lock
   EnvironmentText environment;           // set under metadata_lock, read without
-  // The name of the attribute that is being set, as the host and as a dump calls it. Members so that
-  // setting an attribute again allocates nothing. Guarded by metadata_lock.
-  std::string attribute_name;
-  std::string attribute_key;
+  // The attributes of `facts` that were set since init, so that one look-up finds all that setting
+  // one again needs. Guarded by metadata_lock.
+  struct Attribute {
+    std::string* value;  // in `facts`
+    std::string key;     // as a dump calls it
+    AnnotationPlace place;
+  };
+  std::unordered_map<std::string, Attribute> attributes;
+  std::string attribute_name;  // the one that is looked up; a member so that this allocates nothing
 
   // Which thread sends the pending reports of this state.
   OneAtWork pending_sender;
@@ -80,6 +87,12 @@ std::shared_ptr<State> current_state();
 
 // The same as a bare pointer, which is valid until shutdown only.
 State* peek_state();
+
+// The published state for a moment: see Published::Glimpse.
+class StateGlimpse : public Published<State>::Glimpse {
+ public:
+  StateGlimpse();
+};
 
 // Null withdraws. Called by one thread at a time. Waits for threads that are taking a reference to
 // the previous state.

@@ -112,10 +112,16 @@ class HolderPool {
 
   bool is_newest(uint64_t generation) const { return generation == generation_; }
 
-  Holder* find(const std::string& key) {
+  // By the place where it was the last time, unless that may belong to another key by now.
+  Holder* find(const std::string& key, const AnnotationPlace& place) {
+    if (place.holder != nullptr && place.renames == renames_) {
+      return static_cast<Holder*>(place.holder);
+    }
     const auto found = holders_.find(key);
     return found == holders_.end() ? nullptr : found->second.get();
   }
+
+  AnnotationPlace place_of(Holder& holder) const { return {&holder, renames_}; }
 
   Holder& make(const std::string& key) {
     if (is_attribute(key) && holders_.size() >= kReuseFrom) {
@@ -167,12 +173,14 @@ class HolderPool {
     auto node = holders_.extract(unused);
     node.key().swap(name);
     node.mapped()->rename(key);
+    ++renames_;
     return holders_.insert(std::move(node)).position->second.get();
   }
 
   std::mutex mutex_;
   std::unordered_map<std::string, std::unique_ptr<Holder>> holders_;
   uint64_t generation_ = 0;
+  uint64_t renames_ = 0;
   uint64_t last_dump_ = 0;
   uint64_t held_dump_ = 0;  // 0 for none
 };
@@ -193,15 +201,17 @@ AnnotationTable::~AnnotationTable() {
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const)
-void AnnotationTable::set(const std::string& key, const std::string& value) {
+void AnnotationTable::set(const std::string& key, const std::string& value,
+                          AnnotationPlace& place) {
   HolderPool& pool = HolderPool::instance();
   const std::lock_guard<std::mutex> lock(pool.mutex());
   if (!pool.is_newest(generation_)) return;
-  Holder* holder = pool.find(key);
+  Holder* holder = pool.find(key, place);
   if (holder == nullptr) {
     if (value.empty()) return;
     holder = &pool.make(key);
   }
+  place = pool.place_of(*holder);
   pool.set(key, *holder, value);
 }
 

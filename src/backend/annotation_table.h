@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "backend/backend.h"
+
 namespace wrenfall {
 
 // The live string annotations of a backend.
@@ -28,7 +30,7 @@ class AnnotationTable {
   // Values are cut to 4096 bytes, those of "description" and "notes" to 20480; names to 255 bytes. An
   // empty value clears. Not const, because it changes the process's annotations.
   // NOLINTNEXTLINE(readability-make-member-function-const)
-  void set(const std::string& key, const std::string& value);
+  void set(const std::string& key, const std::string& value, AnnotationPlace& place);
 
   // Annotations that say what one dump is of must not change while that dump is under way, however
   // late it comes. From hold_dump() on, changes of them are put off, those of every table; the matching

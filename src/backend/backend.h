@@ -26,6 +26,13 @@ struct BackendConfiguration {
   Logger* logger = nullptr;  // not owned, outlives the backend; null logs nothing
 };
 
+// Where a backend keeps an annotation that was set before. The backend fills it in; a caller only
+// keeps it beside the key that it belongs to.
+struct AnnotationPlace {
+  void* holder = nullptr;
+  uint64_t renames = 0;
+};
+
 // Arranges for a dump when the process crashes, and takes dumps of the running process on request. The
 // rest of the library uses the capture only through this class.
 class Backend {
@@ -44,7 +51,13 @@ class Backend {
 
   // Every dump from now on carries the value under the key; an empty value removes it. May be called
   // by any thread.
-  virtual void set_annotation(const std::string& key, const std::string& value) = 0;
+  void set_annotation(const std::string& key, const std::string& value) {
+    AnnotationPlace unknown;
+    set_annotation(key, value, unknown);
+  }
+  // The same, and faster when `place` is where it was the last time.
+  virtual void set_annotation(const std::string& key, const std::string& value,
+                              AnnotationPlace& place) = 0;
 
   virtual bool has_capability(uint32_t capability) const = 0;
 

@@ -78,8 +78,10 @@ class CrashpadBackend : public Backend {
   const char* name() const override { return "crashpad"; }
   wrenfall_result start(const BackendConfiguration& configuration) override;
   void stop() override { started_.exchange(false); }
-  void set_annotation(const std::string& key, const std::string& value) override {
-    annotations_.set(key, value);
+  using Backend::set_annotation;
+  void set_annotation(const std::string& key, const std::string& value,
+                      AnnotationPlace& place) override {
+    annotations_.set(key, value, place);
   }
   bool has_capability(uint32_t capability) const override;
   wrenfall_result capture(const std::string& report_kind) override;

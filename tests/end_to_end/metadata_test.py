@@ -65,6 +65,8 @@ class MetadataTest(EndToEndTest):
 
     def test_thousands_of_names_leave_room_for_the_named_facts(self):
         host = self.host(user="the user", notes="the notes")
+        host.do("set_attribute", "kept 0", "before")
+        host.do("set_attribute", "kept 0", "")
         self.assertEqual("0", host.do("many_attributes", 3000))
         for i in range(64):
             self.assertEqual("0", host.do("set_attribute", f"kept {i}", i))

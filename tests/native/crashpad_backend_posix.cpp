@@ -16,8 +16,9 @@ class CaptureLessBackend : public Backend {
     return started_ ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
   }
   void stop() override { started_ = false; }
-  void set_annotation(const std::string& key, const std::string& value) override {
-    annotations_.set(key, value);
+  void set_annotation(const std::string& key, const std::string& value,
+                      AnnotationPlace& place) override {
+    annotations_.set(key, value, place);
   }
   bool has_capability(uint32_t) const override { return false; }
   wrenfall_result capture(const std::string&) override {

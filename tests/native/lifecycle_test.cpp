@@ -104,8 +104,9 @@ TEST_F(LifecycleTest, AnEnvironmentThatWasHandedOutStays) {
   ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
   const char* const first = wrenfall_get_environment();
   EXPECT_EQ(wrenfall_set_environment("second, and longer than the first one was"), WRENFALL_OK);
+  EXPECT_EQ(wrenfall_set_environment("the third one replaces one that nobody has"), WRENFALL_OK);
   EXPECT_STREQ(first, "first");
-  EXPECT_STREQ(wrenfall_get_environment(), "second, and longer than the first one was");
+  EXPECT_STREQ(wrenfall_get_environment(), "the third one replaces one that nobody has");
 }
 
 // An upload that is under way goes on after a shutdown and logs. A busy machine may run the sender only
