@@ -1,13 +1,9 @@
 #include <windows.h>
-// Needs <windows.h> first.
-#include <shellapi.h>
 
+#include <cstdlib>
 #include <exception>
-#include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "common/client_protocol.h"
@@ -26,18 +22,6 @@ enum ExitCode : int {
   kExitNoDatabase = 4,
   kExitWaitFailed = 5,
 };
-
-struct LocalFreer {
-  void operator()(wchar_t** memory) const { LocalFree(memory); }
-};
-
-std::vector<std::wstring> command_line_arguments() {
-  int count = 0;
-  const std::unique_ptr<wchar_t*, LocalFreer> arguments(
-      CommandLineToArgvW(GetCommandLineW(), &count));
-  if (!arguments || count < 1) return {};
-  return {arguments.get() + 1, arguments.get() + count};
-}
 
 std::string to_utf8(const std::wstring& wide) {
   const int size = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
@@ -58,6 +42,19 @@ ScopedView<ClientSection> map_section(HANDLE section) {
     result.reset();
   }
   return result;
+}
+
+bool is_folder(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// Creates the folder and those above it that are missing. False when there is no such folder then.
+bool create_folders(const std::wstring& path) {
+  if (is_folder(path)) return true;
+  const size_t end = path.find_last_of(L"\\/");
+  if (end != std::wstring::npos && end != 0) create_folders(path.substr(0, end));
+  return CreateDirectoryW(path.c_str(), nullptr) || is_folder(path);
 }
 
 // Writes a line to the standard error output, if there is one.
@@ -86,6 +83,8 @@ class Handler {
   int run() {
     section_->handler_process_id.store(GetCurrentProcessId());
     SetEvent(to_handle(handles_.ready));
+    // The client goes on meanwhile.
+    prepare_minidump_files();
     // When several handles are signalled, the first one counts, so requests are served before the end.
     const HANDLE waits[] = {to_handle(handles_.crash_request), to_handle(handles_.dump_request),
                             to_handle(handles_.wer_request), to_handle(handles_.stop),
@@ -148,16 +147,15 @@ int run_handler() {
   // When the user logs off, this process ends after its client.
   SetProcessShutdownParameters(0x100, SHUTDOWN_NORETRY);
 
+  if (__argc < 1) return kExitBadArguments;
   const std::optional<HandlerArguments> arguments =
-      parse_handler_arguments(command_line_arguments());
+      parse_handler_arguments({__wargv + 1, __wargv + __argc});
   if (!arguments) return kExitBadArguments;
   ScopedView<ClientSection> section = map_section(to_handle(arguments->client_data.section));
   if (!section) return kExitNoSection;
-  const std::filesystem::path reports = std::filesystem::path(arguments->database) / L"reports";
-  std::error_code error;
-  std::filesystem::create_directories(reports, error);
-  if (!std::filesystem::is_directory(reports, error)) return kExitNoDatabase;
-  return Handler(*arguments, reports.wstring(), std::move(section)).run();
+  const std::wstring reports = arguments->database + L"\\reports";
+  if (!create_folders(reports)) return kExitNoDatabase;
+  return Handler(*arguments, reports, std::move(section)).run();
 }
 
 }  // namespace

@@ -1,16 +1,19 @@
+// For rand_s, before any other header.
+#define _CRT_RAND_S
+#include <cstdlib>
+
 #include "handler/minidump_file_win.h"
 
 // Needs <windows.h> first.
 #include <dbghelp.h>
-#include <rpc.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <optional>
 
+#include "common/scoped_win.h"
 #include "handler/annotation_snapshot.h"
 #include "handler/annotation_stream.h"
 #include "handler/dump_output_win.h"
@@ -47,12 +50,19 @@ MINIDUMP_TYPE choose_type(const StartUpAnnotations& annotations, bool gather_ind
       gather_indirect_memory ? kBasic | MiniDumpWithIndirectlyReferencedMemory : kBasic);
 }
 
-bool create_uuid(UUID* uuid) {
-  const RPC_STATUS status = UuidCreate(uuid);
-  return status == RPC_S_OK || status == RPC_S_UUID_LOCAL_ONLY;
+// Random, in the form that RFC 4122 calls version 4.
+bool create_uuid(GUID* uuid) {
+  unsigned int draws[sizeof(*uuid) / sizeof(unsigned int)] = {};
+  for (unsigned int& draw : draws) {
+    if (rand_s(&draw) != 0) return false;
+  }
+  std::memcpy(uuid, draws, sizeof(*uuid));
+  uuid->Data3 = static_cast<unsigned short>((uuid->Data3 & 0x0FFF) | 0x4000);
+  uuid->Data4[0] = static_cast<unsigned char>((uuid->Data4[0] & 0x3F) | 0x80);
+  return true;
 }
 
-std::wstring to_text(const UUID& uuid) {
+std::wstring to_text(const GUID& uuid) {
   wchar_t text[40] = {};
   swprintf(
       text, sizeof(text) / sizeof(text[0]), L"%08lx-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
@@ -61,16 +71,39 @@ std::wstring to_text(const UUID& uuid) {
   return text;
 }
 
+// The functions that write dumps.
+struct DebugHelp {
+  decltype(&MiniDumpWriteDump) write_dump = nullptr;
+  decltype(&SymInitializeW) initialize_symbols = nullptr;
+  decltype(&SymCleanup) clean_up_symbols = nullptr;
+
+  bool load() {
+    constexpr wchar_t kLibrary[] = L"dbghelp.dll";
+    if (clean_up_symbols != nullptr) return true;
+    if (LoadLibraryExW(kLibrary, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32) == nullptr) return false;
+    write_dump = find_system_function<decltype(write_dump)>(kLibrary, "MiniDumpWriteDump");
+    initialize_symbols =
+        find_system_function<decltype(initialize_symbols)>(kLibrary, "SymInitializeW");
+    clean_up_symbols = find_system_function<decltype(clean_up_symbols)>(kLibrary, "SymCleanup");
+    return write_dump != nullptr && initialize_symbols != nullptr && clean_up_symbols != nullptr;
+  }
+};
+
+// Used by one thread.
+DebugHelp g_debug_help;
+
 // A symbol handler of the process that knows no symbols. Without one, Wine's MiniDumpWriteDump makes a
 // handler that knows them all, and copies the unwind record of every function of every module: 2.5 s and
 // half a megabyte a dump, while the process does not run. Without the records a debugger takes them from
-// the module files. No effect on Windows' own MiniDumpWriteDump is known.
+// the module files. On Windows this object is not expected to change the dump: by what is published of
+// MiniDumpWriteDump there, it writes no records of modules, only those of code generated at run time.
 class EmptySymbolHandler {
  public:
   explicit EmptySymbolHandler(HANDLE process)
-      : process_(process), initialized_(SymInitializeW(process, nullptr, FALSE) != FALSE) {}
+      : process_(process),
+        initialized_(g_debug_help.initialize_symbols(process, nullptr, FALSE) != FALSE) {}
   ~EmptySymbolHandler() {
-    if (initialized_) SymCleanup(process_);
+    if (initialized_) g_debug_help.clean_up_symbols(process_);
   }
   EmptySymbolHandler(const EmptySymbolHandler&) = delete;
   EmptySymbolHandler& operator=(const EmptySymbolHandler&) = delete;
@@ -97,8 +130,8 @@ bool write_system_minidump(const DumpOrder& order, MINIDUMP_TYPE type,
   const EmptySymbolHandler no_symbols(order.client_process);
   const DWORD process_id = GetProcessId(order.client_process);
   const auto write = [&](MINIDUMP_TYPE chosen) {
-    return MiniDumpWriteDump(order.client_process, process_id, output->handle(), chosen, &exception,
-                             &streams, nullptr) != FALSE;
+    return g_debug_help.write_dump(order.client_process, process_id, output->handle(), chosen,
+                                   &exception, &streams, nullptr) != FALSE;
   };
   return write(type) || (output->make_empty() && write(MiniDumpNormal));
 }
@@ -131,9 +164,12 @@ bool finish_minidump(const AnnotationStreamContent& content, DumpOutput* output)
 
 }  // namespace
 
+void prepare_minidump_files() { g_debug_help.load(); }
+
 std::string write_minidump_file(const std::wstring& reports, const StartUpAnnotations& annotations,
                                 const DumpOrder& order) {
-  UUID uuid = {};
+  if (!g_debug_help.load()) return failure("dbghelp.dll was not loaded");
+  GUID uuid = {};
   if (!create_uuid(&uuid)) return failure("no name for it");
   DumpOutput output(reports + L"\\" + to_text(uuid) + L".dmp");
   if (!output.ok()) return failure("no file for it");

@@ -24,6 +24,10 @@ struct DumpOrder {
 
 using StartUpAnnotations = std::vector<std::pair<std::string, std::string>>;
 
+// Loads what writing a dump needs and the start of the handler does not. write_minidump_file does so
+// itself where this was not called or has failed.
+void prepare_minidump_files();
+
 // Writes `<reports>/<uuid>.dmp`. The client is suspended while its memory is read. No other process can
 // open the file until it is complete. When it cannot be completed, or this process ends in the middle,
 // the file vanishes. Returns an empty text when the dump is complete on disk, otherwise what failed.
