@@ -6,7 +6,8 @@
 
 namespace wrenfall {
 
-// The process's arguments as UTF-8, without the program's name.
+// The process's arguments as UTF-8, without the program's name. For programs that begin with wmain or
+// wWinMain.
 std::vector<std::string> program_arguments();
 
 enum class TextStream { kOutput, kError };

@@ -1,10 +1,7 @@
-// clang-format off
 #include <windows.h>
-#include <shellapi.h>
-// clang-format on
 
 #include <algorithm>
-#include <memory>
+#include <cstdlib>
 
 #include "common/program_io.h"
 #include "support/text.h"
@@ -12,10 +9,6 @@
 
 namespace wrenfall {
 namespace {
-
-struct LocalDeleter {
-  void operator()(wchar_t** memory) const { LocalFree(memory); }
-};
 
 // A console refuses longer texts in one call.
 constexpr size_t kConsolePiece = 8192;
@@ -48,11 +41,10 @@ HANDLE handle_of(TextStream stream) {
 }  // namespace
 
 std::vector<std::string> program_arguments() {
-  int count = 0;
-  const std::unique_ptr<wchar_t*, LocalDeleter> arguments(
-      CommandLineToArgvW(GetCommandLineW(), &count));
+  // As the C runtime split them, by the rules of CommandLineToArgvW: to load shell32.dll for that
+  // function would take longer than the rest of the program's start.
   std::vector<std::string> texts;
-  for (int i = 1; arguments && i < count; ++i) texts.push_back(wide_to_utf8(arguments.get()[i]));
+  for (int i = 1; i < __argc; ++i) texts.push_back(wide_to_utf8(__wargv[i]));
   return texts;
 }
 

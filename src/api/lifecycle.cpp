@@ -115,7 +115,7 @@ void start_watchdog(State& state) {
     capture_hang(*state.backend, state.logger, policy, hang);
   };
   state.watchdog =
-      std::make_unique<Watchdog>(threshold, policy, on_hang, ask_windows, state.logger);
+      std::make_unique<Watchdog>(threshold, policy, on_hang, make_window_probe(), state.logger);
   state.watchdog->start();
 }
 

@@ -9,22 +9,33 @@
 
 #include "support/files.h"
 #include "support/paths.h"
+#include "support/system_library_win.h"
 #include "support/text.h"
 
 namespace wrenfall {
 namespace {
 
+struct Registry {
+  SystemLibrary library{L"advapi32.dll"};
+  decltype(&RegOpenKeyExW) open_key = library.find("RegOpenKeyExW");
+  decltype(&RegQueryValueExW) query_value = library.find("RegQueryValueExW");
+  decltype(&RegCloseKey) close_key = library.find("RegCloseKey");
+};
+
 // Only the name of a value counts; its type and data do not matter.
 bool is_allow_listed(const std::filesystem::path& module) {
+  const Registry registry;
   HKEY key = nullptr;
-  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE,
-                    L"SOFTWARE\\Microsoft\\Windows\\Windows Error Reporting\\"
-                    L"RuntimeExceptionHelperModules",
-                    0, KEY_READ, &key) != ERROR_SUCCESS) {
+  if (!registry.library.is_complete() ||
+      registry.open_key(HKEY_LOCAL_MACHINE,
+                        L"SOFTWARE\\Microsoft\\Windows\\Windows Error Reporting\\"
+                        L"RuntimeExceptionHelperModules",
+                        0, KEY_READ, &key) != ERROR_SUCCESS) {
     return false;
   }
-  const LSTATUS status = RegQueryValueExW(key, module.c_str(), nullptr, nullptr, nullptr, nullptr);
-  RegCloseKey(key);
+  const LSTATUS status =
+      registry.query_value(key, module.c_str(), nullptr, nullptr, nullptr, nullptr);
+  registry.close_key(key);
   return status == ERROR_SUCCESS;
 }
 

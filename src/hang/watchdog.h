@@ -29,8 +29,6 @@ namespace wrenfall {
 class Watchdog {
  public:
   using HangCallback = std::function<void(const Hang& hang)>;
-  // Asks the windows. Should return early once its argument is set.
-  using WindowProbe = std::function<WindowAnswers(const std::atomic<bool>& stopping)>;
 
   // The logger outlives the watchdog. With a `threshold_ms` below 1 start() does nothing. The calling
   // thread counts as the main thread, unless another one owns a visible window that does not answer

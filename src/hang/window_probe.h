@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 
 namespace wrenfall {
 
@@ -17,8 +18,13 @@ struct WindowAnswers {
 constexpr std::chrono::milliseconds kWindowPatience{50};
 
 // Asks each of these windows for a sign of life and waits for its answer for as long as
-// kWindowPatience. Stops early once `stopping` is set.
-WindowAnswers ask_windows(const std::atomic<bool>& stopping);
+// kWindowPatience. Stops early once its argument is set.
+using WindowProbe = std::function<WindowAnswers(const std::atomic<bool>& stopping)>;
+
+// Loads what the probe needs, so that the probe itself loads nothing: the thread that hangs may be in
+// the middle of loading a library. Where that fails, as in a service that may have no windows, the
+// probe asks none.
+WindowProbe make_window_probe();
 
 }  // namespace wrenfall
 

@@ -4,25 +4,27 @@
 // clang-format on
 
 #include <array>
-#include <fstream>
 #include <new>
+#include <utility>
 
 #include "support/digest.h"
 #include "support/encoding.h"
+#include "support/system_library_win.h"
 #include "support/win_handle.h"
 
 namespace wrenfall {
 namespace {
 
-struct AlgorithmTraits {
-  using Handle = BCRYPT_ALG_HANDLE;
-  static Handle empty() { return nullptr; }
-  static void close(Handle handle) { BCryptCloseAlgorithmProvider(handle, 0); }
-};
-struct HashTraits {
-  using Handle = BCRYPT_HASH_HANDLE;
-  static Handle empty() { return nullptr; }
-  static void close(Handle handle) { BCryptDestroyHash(handle); }
+struct BCrypt {
+  SystemLibrary library{L"bcrypt.dll"};
+  decltype(&BCryptCloseAlgorithmProvider) close_provider =
+      library.find("BCryptCloseAlgorithmProvider");
+  decltype(&BCryptCreateHash) create_hash = library.find("BCryptCreateHash");
+  decltype(&BCryptDestroyHash) destroy_hash = library.find("BCryptDestroyHash");
+  decltype(&BCryptFinishHash) finish_hash = library.find("BCryptFinishHash");
+  decltype(&BCryptHashData) hash_data = library.find("BCryptHashData");
+  decltype(&BCryptOpenAlgorithmProvider) open_provider =
+      library.find("BCryptOpenAlgorithmProvider");
 };
 
 // Whether the call succeeded. Throws bad_alloc where it failed for lack of memory.
@@ -36,54 +38,68 @@ bool succeeded(NTSTATUS status) {
 // One running digest of the system's cryptography provider. After any failure it stays failed.
 class Digest {
  public:
-  explicit Digest(const wchar_t* algorithm) {
-    BCRYPT_ALG_HANDLE provider = nullptr;
-    if (!succeeded(BCryptOpenAlgorithmProvider(&provider, algorithm, nullptr, 0))) return;
-    algorithm_.reset(provider);
-    BCRYPT_HASH_HANDLE hash = nullptr;
-    if (!succeeded(BCryptCreateHash(provider, &hash, nullptr, 0, nullptr, 0, 0))) return;
-    hash_.reset(hash);
+  // Of two constructors, so that the destructor runs when this one throws.
+  explicit Digest(const wchar_t* algorithm) : Digest() {
+    if (!system_.library.is_complete() ||
+        !succeeded(system_.open_provider(&provider_, algorithm, nullptr, 0)) ||
+        !succeeded(system_.create_hash(provider_, &hash_, nullptr, 0, nullptr, 0, 0))) {
+      hash_ = nullptr;
+    }
   }
+  ~Digest() {
+    end_hash();
+    if (provider_ != nullptr) system_.close_provider(provider_, 0);
+  }
+  Digest(const Digest&) = delete;
+  Digest& operator=(const Digest&) = delete;
 
   void add(const char* bytes, size_t count) {
     // The system only reads the data, although the parameter is not const.
     const auto data = reinterpret_cast<PUCHAR>(const_cast<char*>(bytes));
-    if (hash_ && !succeeded(BCryptHashData(hash_.get(), data, static_cast<ULONG>(count), 0))) {
-      hash_.reset();
+    if (hash_ != nullptr &&
+        !succeeded(system_.hash_data(hash_, data, static_cast<ULONG>(count), 0))) {
+      end_hash();
     }
   }
 
   template <size_t kSize>
   std::string hex() {
     std::array<unsigned char, kSize> digest{};
-    if (!hash_ || !succeeded(BCryptFinishHash(hash_.get(), digest.data(), kSize, 0))) {
+    if (hash_ == nullptr || !succeeded(system_.finish_hash(hash_, digest.data(), kSize, 0))) {
       return {};
     }
     return hex_lower(digest.data(), digest.size());
   }
 
  private:
-  // The hash is destroyed before its provider.
-  ScopedHandle<AlgorithmTraits> algorithm_;
-  ScopedHandle<HashTraits> hash_;
+  Digest() = default;
+
+  void end_hash() {
+    if (hash_ != nullptr) system_.destroy_hash(std::exchange(hash_, nullptr));
+  }
+
+  const BCrypt system_;
+  BCRYPT_ALG_HANDLE provider_ = nullptr;
+  BCRYPT_HASH_HANDLE hash_ = nullptr;  // destroyed before its provider
 };
 
-constexpr size_t kReadSize = 16384;
+constexpr DWORD kReadSize = 16384;
 constexpr size_t kMd5Size = 16;
 constexpr size_t kSha256Size = 32;
 
 }  // namespace
 
 std::string md5_file_hex(const std::filesystem::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) return {};
+  const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return {};
   Digest md5(BCRYPT_MD5_ALGORITHM);
   std::array<char, kReadSize> buffer;
-  while (stream) {
-    stream.read(buffer.data(), buffer.size());
-    md5.add(buffer.data(), static_cast<size_t>(stream.gcount()));
-  }
-  if (stream.bad()) return {};
+  DWORD got = 0;
+  do {
+    if (!ReadFile(file.get(), buffer.data(), kReadSize, &got, nullptr)) return {};
+    md5.add(buffer.data(), got);
+  } while (got != 0);
   return md5.hex<kMd5Size>();
 }
 

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "support/paths.h"
+#include "support/system_library_win.h"
 
 namespace wrenfall {
 
@@ -16,8 +17,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct TaskMemDeleter {
-  void operator()(wchar_t* memory) const { CoTaskMemFree(memory); }
+// Only hosts that name no store need these.
+struct KnownFolders {
+  SystemLibrary shell32{L"shell32.dll"};
+  decltype(&SHGetKnownFolderPath) get_path = shell32.find("SHGetKnownFolderPath");
+  SystemLibrary ole32{L"ole32.dll"};
+  decltype(&CoTaskMemFree) free_memory = ole32.find("CoTaskMemFree");
 };
 
 // The file name of a module, however long.
@@ -65,10 +70,12 @@ fs::path library_dir() {
 }
 
 fs::path local_data_dir() {
+  const KnownFolders system;
+  if (!system.shell32.is_complete() || !system.ole32.is_complete()) return temporary_dir();
   PWSTR raw = nullptr;
-  const HRESULT result = SHGetKnownFolderPath(FOLDERID_LocalAppData, KF_FLAG_CREATE, nullptr, &raw);
+  const HRESULT result = system.get_path(FOLDERID_LocalAppData, KF_FLAG_CREATE, nullptr, &raw);
   // The memory is to be freed also when the call failed.
-  const std::unique_ptr<wchar_t, TaskMemDeleter> folder(raw);
+  const std::unique_ptr<wchar_t, decltype(system.free_memory)> folder(raw, system.free_memory);
   if (SUCCEEDED(result) && folder) return folder.get();
   return temporary_dir();
 }

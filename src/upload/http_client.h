@@ -52,7 +52,7 @@ class HttpClient {
 // The "User-Agent" of every request: "Wrenfall/" and the version.
 std::string make_user_agent();
 
-// The client of the platform; null when there is no memory for it. `progress`, where not empty, is
+// The client of the platform; null when there is no memory for it, or the platform lacks what it needs. `progress`, where not empty, is
 // called for every body that is streamed from a file.
 std::unique_ptr<HttpClient> make_http_client(UploadProgress progress = nullptr);
 

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "support/clock.h"
+#include "support/system_library_win.h"
 #include "support/text.h"
 #include "support/version.h"
 #include "support/win_handle.h"
@@ -29,12 +30,43 @@ constexpr DWORD kFirstFinalStatus = 200;
 constexpr size_t kMaxAnswerBytes = size_t{8} << 20;
 constexpr std::chrono::milliseconds kMaxAnswerTime{60000};
 
-struct InternetHandleTraits {
-  using Handle = HINTERNET;
-  static Handle empty() { return nullptr; }
-  static void close(Handle handle) { WinHttpCloseHandle(handle); }
+// Few runs of a host send anything, so the network's libraries are loaded by those alone.
+struct WinHttp {
+  SystemLibrary library{L"winhttp.dll"};
+  decltype(&WinHttpAddRequestHeaders) add_request_headers =
+      library.find("WinHttpAddRequestHeaders");
+  decltype(&WinHttpCloseHandle) close_handle = library.find("WinHttpCloseHandle");
+  decltype(&WinHttpConnect) connect = library.find("WinHttpConnect");
+  decltype(&WinHttpCrackUrl) crack_url = library.find("WinHttpCrackUrl");
+  decltype(&WinHttpOpen) open = library.find("WinHttpOpen");
+  decltype(&WinHttpOpenRequest) open_request = library.find("WinHttpOpenRequest");
+  decltype(&WinHttpQueryDataAvailable) query_data_available =
+      library.find("WinHttpQueryDataAvailable");
+  decltype(&WinHttpQueryHeaders) query_headers = library.find("WinHttpQueryHeaders");
+  decltype(&WinHttpReadData) read_data = library.find("WinHttpReadData");
+  decltype(&WinHttpReceiveResponse) receive_response = library.find("WinHttpReceiveResponse");
+  decltype(&WinHttpSendRequest) send_request = library.find("WinHttpSendRequest");
+  decltype(&WinHttpSetTimeouts) set_timeouts = library.find("WinHttpSetTimeouts");
+  decltype(&WinHttpWriteData) write_data = library.find("WinHttpWriteData");
 };
-using ScopedInternet = ScopedHandle<InternetHandleTraits>;
+
+// Owns a handle of WinHTTP's.
+class ScopedInternet {
+ public:
+  ScopedInternet(const WinHttp& http, HINTERNET handle) : http_(http), handle_(handle) {}
+  ~ScopedInternet() {
+    if (handle_ != nullptr) http_.close_handle(handle_);
+  }
+  ScopedInternet(const ScopedInternet&) = delete;
+  ScopedInternet& operator=(const ScopedInternet&) = delete;
+
+  HINTERNET get() const { return handle_; }
+  explicit operator bool() const { return handle_ != nullptr; }
+
+ private:
+  const WinHttp& http_;
+  const HINTERNET handle_;
+};
 
 HttpResponse failure(wrenfall_result result, std::string error) {
   HttpResponse response;
@@ -69,7 +101,7 @@ struct CrackedUrl {
   bool secure() const { return std::wstring_view(scheme.data()) == L"https"; }
 };
 
-bool crack(const std::string& url, CrackedUrl& cracked) {
+bool crack(const WinHttp& http, const std::string& url, CrackedUrl& cracked) {
   URL_COMPONENTS parts{};
   parts.dwStructSize = sizeof parts;
   parts.lpszScheme = cracked.scheme.data();
@@ -79,21 +111,21 @@ bool crack(const std::string& url, CrackedUrl& cracked) {
   parts.lpszUrlPath = cracked.path.data();
   parts.dwUrlPathLength = static_cast<DWORD>(cracked.path.size());
   const std::wstring wide = utf8_to_wide(url);
-  if (wide.empty() || !WinHttpCrackUrl(wide.c_str(), static_cast<DWORD>(wide.size()), 0, &parts)) {
+  if (wide.empty() || !http.crack_url(wide.c_str(), static_cast<DWORD>(wide.size()), 0, &parts)) {
     return false;
   }
   cracked.port = parts.nPort;
   return true;
 }
 
-bool add_headers(HINTERNET request, const HttpHeaders& headers) {
+bool add_headers(const WinHttp& http, HINTERNET request, const HttpHeaders& headers) {
   std::string text;
   for (const auto& [name, value] : headers) {
     text.append(name).append(": ").append(value).append("\r\n");
   }
   if (text.empty()) return true;
   const std::wstring wide = utf8_to_wide(text);
-  return WinHttpAddRequestHeaders(request, wide.c_str(), static_cast<DWORD>(wide.size()),
+  return http.add_request_headers(request, wide.c_str(), static_cast<DWORD>(wide.size()),
                                   WINHTTP_ADDREQ_FLAG_ADD) != FALSE;
 }
 
@@ -101,17 +133,17 @@ bool add_headers(HINTERNET request, const HttpHeaders& headers) {
 using Failure = std::optional<HttpResponse>;
 
 // Each of the two sends the request with its body.
-Failure send_memory(HINTERNET request, const std::string& body) {
+Failure send_memory(const WinHttp& http, HINTERNET request, const std::string& body) {
   const auto length = static_cast<DWORD>(body.size());
   // The system only reads the data, although the parameter is not const.
   void* const data = body.empty() ? nullptr : const_cast<char*>(body.data());
-  if (!WinHttpSendRequest(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, data, length, length, 0)) {
+  if (!http.send_request(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, data, length, length, 0)) {
     return transport_failure();
   }
   return std::nullopt;
 }
 
-Failure send_file(HINTERNET request, const std::filesystem::path& path,
+Failure send_file(const WinHttp& http, HINTERNET request, const std::filesystem::path& path,
                   const UploadProgress& progress) {
   const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -123,8 +155,8 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
   // header.
   const DWORD total = size.QuadPart <= MAXDWORD ? static_cast<DWORD>(size.QuadPart)
                                                 : WINHTTP_IGNORE_REQUEST_TOTAL_LENGTH;
-  if (!WinHttpSendRequest(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0,
-                          total, 0)) {
+  if (!http.send_request(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0,
+                         total, 0)) {
     return transport_failure();
   }
   const auto tell = [&](LONGLONG sent) {
@@ -141,7 +173,7 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
       return failure(WRENFALL_ERROR_FILE, "read failed");
     }
     DWORD written = 0;
-    if (!WinHttpWriteData(request, chunk.data(), got, &written)) return transport_failure();
+    if (!http.write_data(request, chunk.data(), got, &written)) return transport_failure();
     sent += got;
     tell(sent);
   }
@@ -149,7 +181,7 @@ Failure send_file(HINTERNET request, const std::filesystem::path& path,
 }
 
 // What arrived before a failure, or before too much time has passed, is kept.
-void read_body(HINTERNET request, std::string& body) {
+void read_body(const WinHttp& http, HINTERNET request, std::string& body) {
   const AwakeClock::time_point begin = AwakeClock::now();
   std::array<char, kChunkSize> chunk{};
   while (body.size() < kMaxAnswerBytes) {
@@ -157,26 +189,26 @@ void read_body(HINTERNET request, std::string& body) {
         std::chrono::duration_cast<std::chrono::milliseconds>(AwakeClock::now() - begin);
     if (taken >= kMaxAnswerTime) return;
     // So that no single wait for more of the body goes beyond the end.
-    WinHttpSetTimeouts(request, kResolveTimeoutMs, kConnectTimeoutMs, kSendTimeoutMs,
-                       static_cast<int>((kMaxAnswerTime - taken).count()));
+    http.set_timeouts(request, kResolveTimeoutMs, kConnectTimeoutMs, kSendTimeoutMs,
+                      static_cast<int>((kMaxAnswerTime - taken).count()));
     DWORD available = 0;
-    if (!WinHttpQueryDataAvailable(request, &available) || available == 0) return;
+    if (!http.query_data_available(request, &available) || available == 0) return;
     const size_t wanted =
         std::min({size_t{available}, chunk.size(), kMaxAnswerBytes - body.size()});
     DWORD got = 0;
-    if (!WinHttpReadData(request, chunk.data(), static_cast<DWORD>(wanted), &got) || got == 0) {
+    if (!http.read_data(request, chunk.data(), static_cast<DWORD>(wanted), &got) || got == 0) {
       return;
     }
     body.append(chunk.data(), got);
   }
 }
 
-HttpResponse receive(HINTERNET request) {
-  if (!WinHttpReceiveResponse(request, nullptr)) return transport_failure();
+HttpResponse receive(const WinHttp& http, HINTERNET request) {
+  if (!http.receive_response(request, nullptr)) return transport_failure();
   DWORD status = 0;
   DWORD size = sizeof status;
-  if (!WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
-                           WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX)) {
+  if (!http.query_headers(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                          WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX)) {
     return transport_failure();
   }
   HttpResponse response;
@@ -185,7 +217,7 @@ HttpResponse receive(HINTERNET request) {
   // An informational answer, which some systems pass on, is not followed by a body to wait for.
   if (status < kFirstFinalStatus) return response;
   try {
-    read_body(request, response.body);
+    read_body(http, request, response.body);
   } catch (const std::bad_alloc&) {
     // The status counts: it may say that the service has the report.
     response.out_of_memory = true;
@@ -197,7 +229,8 @@ HttpResponse receive(HINTERNET request) {
 // certificates and proxies follow the system's defaults; no check is relaxed.
 class WinHttpClient : public HttpClient {
  public:
-  explicit WinHttpClient(UploadProgress progress) : progress_(std::move(progress)) {}
+  WinHttpClient(const WinHttp& http, UploadProgress progress)
+      : http_(http), progress_(std::move(progress)) {}
 
   HttpResponse request(const std::string& method, const std::string& url,
                        const HttpHeaders& headers, const std::string& body) override {
@@ -228,31 +261,34 @@ class WinHttpClient : public HttpClient {
                        const HttpHeaders& headers, const std::string& body,
                        const std::filesystem::path& file_path) const {
     CrackedUrl target;
-    if (!crack(url, target)) return failure(WRENFALL_ERROR_INVALID_ARGUMENT, "bad url");
+    if (!crack(http_, url, target)) return failure(WRENFALL_ERROR_INVALID_ARGUMENT, "bad url");
 
     // Destroyed in the reverse order: request, connection, session.
-    const ScopedInternet session(WinHttpOpen(utf8_to_wide(make_user_agent()).c_str(),
-                                             WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY,
-                                             WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
+    const ScopedInternet session(
+        http_,
+        http_.open(utf8_to_wide(make_user_agent()).c_str(), WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY,
+                   WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
     if (!session) return transport_failure();
-    if (!WinHttpSetTimeouts(session.get(), kResolveTimeoutMs, kConnectTimeoutMs, kSendTimeoutMs,
+    if (!http_.set_timeouts(session.get(), kResolveTimeoutMs, kConnectTimeoutMs, kSendTimeoutMs,
                             kReceiveTimeoutMs)) {
       return transport_failure();
     }
     const ScopedInternet connection(
-        WinHttpConnect(session.get(), target.host.data(), target.port, 0));
+        http_, http_.connect(session.get(), target.host.data(), target.port, 0));
     if (!connection) return transport_failure();
-    const ScopedInternet request(WinHttpOpenRequest(connection.get(), utf8_to_wide(method).c_str(),
-                                                    target.path.data(), nullptr, WINHTTP_NO_REFERER,
-                                                    WINHTTP_DEFAULT_ACCEPT_TYPES,
-                                                    target.secure() ? WINHTTP_FLAG_SECURE : 0));
-    if (!request || !add_headers(request.get(), headers)) return transport_failure();
+    const ScopedInternet request(
+        http_,
+        http_.open_request(connection.get(), utf8_to_wide(method).c_str(), target.path.data(),
+                           nullptr, WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
+                           target.secure() ? WINHTTP_FLAG_SECURE : 0));
+    if (!request || !add_headers(http_, request.get(), headers)) return transport_failure();
 
-    Failure failed = file_path.empty() ? send_memory(request.get(), body)
-                                       : send_file(request.get(), file_path, progress_);
-    return failed ? std::move(*failed) : receive(request.get());
+    Failure failed = file_path.empty() ? send_memory(http_, request.get(), body)
+                                       : send_file(http_, request.get(), file_path, progress_);
+    return failed ? std::move(*failed) : receive(http_, request.get());
   }
 
+  const WinHttp http_;
   const UploadProgress progress_;
 };
 
@@ -261,7 +297,9 @@ class WinHttpClient : public HttpClient {
 std::string make_user_agent() { return "Wrenfall/" WRENFALL_VERSION_TEXT; }
 
 std::unique_ptr<HttpClient> make_http_client(UploadProgress progress) {
-  return std::unique_ptr<HttpClient>(new (std::nothrow) WinHttpClient(std::move(progress)));
+  const WinHttp http;
+  if (!http.library.is_complete()) return nullptr;
+  return std::unique_ptr<HttpClient>(new (std::nothrow) WinHttpClient(http, std::move(progress)));
 }
 
 }  // namespace wrenfall

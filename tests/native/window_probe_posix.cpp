@@ -2,6 +2,8 @@
 
 namespace wrenfall {
 
-WindowAnswers ask_windows(const std::atomic<bool>&) { return {}; }
+WindowProbe make_window_probe() {
+  return [](const std::atomic<bool>&) { return WindowAnswers(); };
+}
 
 }  // namespace wrenfall

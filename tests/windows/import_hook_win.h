@@ -3,8 +3,13 @@
 
 #include <windows.h>
 
+#include <map>
+#include <string>
+
 // The entry of this program's import table through which it calls a system function.
 #define WRENFALL_IMPORT(function) extern "C" decltype(&function) __imp_##function
+
+WRENFALL_IMPORT(GetProcAddress);
 
 namespace wrenfall {
 
@@ -29,6 +34,34 @@ class ImportHook {
 
   Function& entry_;
   const Function original_;
+};
+
+inline const auto system_get_proc_address = __imp_GetProcAddress;
+
+// The same for the functions that the code under test finds by their names.
+class NameHook {
+ public:
+  template <typename Function>
+  NameHook(const char* name, Function* replacement) : name_(name) {
+    static const ImportHook finding(__imp_GetProcAddress, &find);
+    replacements()[name_] = reinterpret_cast<FARPROC>(reinterpret_cast<void*>(replacement));
+  }
+  ~NameHook() { replacements().erase(name_); }
+  NameHook(const NameHook&) = delete;
+  NameHook& operator=(const NameHook&) = delete;
+
+ private:
+  static std::map<std::string, FARPROC>& replacements() {
+    static std::map<std::string, FARPROC> functions;
+    return functions;
+  }
+  static FARPROC WINAPI find(HMODULE module, const char* name) {
+    const auto replacement = replacements().find(name);
+    return replacement == replacements().end() ? system_get_proc_address(module, name)
+                                               : replacement->second;
+  }
+
+  const std::string name_;
 };
 
 }  // namespace wrenfall

@@ -13,32 +13,24 @@
 #include <vector>
 
 #include "hang/window_probe.h"
+#include "support/digest.h"
+#include "support/paths.h"
 #include "support/version.h"
 #include "tests/support/temp_dir.h"
 #include "tests/windows/import_hook_win.h"
 #include "upload/http_client.h"
 
+WRENFALL_IMPORT(LoadLibraryExW);
 WRENFALL_IMPORT(QueryUnbiasedInterruptTime);
 WRENFALL_IMPORT(ReadFile);
-WRENFALL_IMPORT(SendMessageTimeoutW);
-WRENFALL_IMPORT(WinHttpConnect);
-WRENFALL_IMPORT(WinHttpOpen);
-WRENFALL_IMPORT(WinHttpOpenRequest);
-WRENFALL_IMPORT(WinHttpQueryDataAvailable);
-WRENFALL_IMPORT(WinHttpQueryHeaders);
-WRENFALL_IMPORT(WinHttpReadData);
-WRENFALL_IMPORT(WinHttpReceiveResponse);
-WRENFALL_IMPORT(WinHttpSendRequest);
-WRENFALL_IMPORT(WinHttpSetTimeouts);
-WRENFALL_IMPORT(WinHttpWriteData);
 
 namespace wrenfall {
+
+namespace fs = std::filesystem;
+
 namespace {
 
-const auto system_connect = __imp_WinHttpConnect;
-const auto system_open = __imp_WinHttpOpen;
-const auto system_set_timeouts = __imp_WinHttpSetTimeouts;
-const auto system_send_message = __imp_SendMessageTimeoutW;
+const auto system_load_library = __imp_LoadLibraryExW;
 
 // ---- The requests to the service
 
@@ -52,17 +44,17 @@ HINTERNET WINAPI note_open(LPCWSTR agent, DWORD access, LPCWSTR proxy, LPCWSTR b
                            DWORD flags) {
   asked.agent = agent;
   asked.proxy = access;
-  return system_open(agent, access, proxy, bypass, flags);
+  return WinHttpOpen(agent, access, proxy, bypass, flags);
 }
 
 BOOL WINAPI note_timeouts(HINTERNET session, int resolve, int connect, int send, int receive) {
   asked.timeouts = {resolve, connect, send, receive};
-  return system_set_timeouts(session, resolve, connect, send, receive);
+  return WinHttpSetTimeouts(session, resolve, connect, send, receive);
 }
 
 HINTERNET WINAPI note_connect(HINTERNET session, LPCWSTR host, INTERNET_PORT port, DWORD reserved) {
   asked.target = host + (L":" + std::to_wstring(port));
-  return system_connect(session, host, port, reserved);
+  return WinHttpConnect(session, host, port, reserved);
 }
 
 HINTERNET WINAPI refuse_request(HINTERNET, LPCWSTR method, LPCWSTR path, LPCWSTR, LPCWSTR, LPCWSTR*,
@@ -74,10 +66,10 @@ HINTERNET WINAPI refuse_request(HINTERNET, LPCWSTR method, LPCWSTR path, LPCWSTR
 }
 
 TEST(HttpClientWin, AsksTheSystemForThis) {
-  const ImportHook open(__imp_WinHttpOpen, &note_open);
-  const ImportHook timeouts(__imp_WinHttpSetTimeouts, &note_timeouts);
-  const ImportHook connect(__imp_WinHttpConnect, &note_connect);
-  const ImportHook request(__imp_WinHttpOpenRequest, &refuse_request);
+  const NameHook open("WinHttpOpen", &note_open);
+  const NameHook timeouts("WinHttpSetTimeouts", &note_timeouts);
+  const NameHook connect("WinHttpConnect", &note_connect);
+  const NameHook request("WinHttpOpenRequest", &refuse_request);
   const struct {
     std::string url;
     const wchar_t* target;  // none: the URL is refused
@@ -124,8 +116,8 @@ BOOL WINAPI take_data(HINTERNET, const void*, DWORD size, DWORD* written) {
 TEST(HttpClientWin, AFileThatShrinksEndsTheRequest) {
   const TempDir dir;
   put_file(dir / "a.zip", std::string(100000, 'x'));
-  const ImportHook send(__imp_WinHttpSendRequest, &take_request);
-  const ImportHook write(__imp_WinHttpWriteData, &take_data);
+  const NameHook send("WinHttpSendRequest", &take_request);
+  const NameHook write("WinHttpWriteData", &take_data);
   const ImportHook read(__imp_ReadFile, &read_until_the_file_shrinks);
   const HttpResponse response =
       make_http_client()->request_file("PUT", "http://127.0.0.1:1/", {}, dir / "a.zip");
@@ -161,12 +153,12 @@ BOOL WINAPI give_data(HINTERNET, void* buffer, DWORD size, DWORD* got) {
 }
 
 TEST(HttpClientWin, AnAnswerWithoutEndIsReadForSomeTimeAndUpToALimit) {
-  const ImportHook send(__imp_WinHttpSendRequest, &take_request);
-  const ImportHook receive(__imp_WinHttpReceiveResponse, &answer_comes);
-  const ImportHook status(__imp_WinHttpQueryHeaders, &say_ok);
-  const ImportHook available(__imp_WinHttpQueryDataAvailable, &data_without_end);
-  const ImportHook data(__imp_WinHttpReadData, &give_data);
-  const ImportHook timeouts(__imp_WinHttpSetTimeouts, &note_read_timeout);
+  const NameHook send("WinHttpSendRequest", &take_request);
+  const NameHook receive("WinHttpReceiveResponse", &answer_comes);
+  const NameHook status("WinHttpQueryHeaders", &say_ok);
+  const NameHook available("WinHttpQueryDataAvailable", &data_without_end);
+  const NameHook data("WinHttpReadData", &give_data);
+  const NameHook timeouts("WinHttpSetTimeouts", &note_read_timeout);
   const ImportHook clock(__imp_QueryUnbiasedInterruptTime, &look_at_clock);
   const auto ask = [] { return make_http_client()->request("GET", "http://127.0.0.1/", {}, ""); };
   EXPECT_EQ(ask().body.size(), size_t{8} << 20);
@@ -186,10 +178,10 @@ HINTERNET WINAPI lack_memory(HINTERNET, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR, LPCW
 TEST(HttpClientWin, LackOfMemoryIsToldFromOtherFailures) {
   const auto ask = [] { return make_http_client()->request("GET", "http://127.0.0.1/", {}, ""); };
   {
-    const ImportHook request(__imp_WinHttpOpenRequest, &lack_memory);
+    const NameHook request("WinHttpOpenRequest", &lack_memory);
     EXPECT_TRUE(ask().out_of_memory);
   }
-  const ImportHook request(__imp_WinHttpOpenRequest, &refuse_request);
+  const NameHook request("WinHttpOpenRequest", &refuse_request);
   EXPECT_FALSE(ask().out_of_memory);
 }
 
@@ -200,7 +192,7 @@ std::vector<std::pair<UINT, UINT>> asked_windows;  // flags and milliseconds
 LRESULT WINAPI note_message(HWND window, UINT message, WPARAM word, LPARAM number, UINT flags,
                             UINT milliseconds, DWORD_PTR* result) {
   asked_windows.emplace_back(flags, milliseconds);
-  return system_send_message(window, message, word, number, flags, milliseconds, result);
+  return SendMessageTimeoutW(window, message, word, number, flags, milliseconds, result);
 }
 
 // A thread with a window, which answers messages or does not. Gives its id when it has the window.
@@ -217,13 +209,14 @@ void live_with_window(bool visible, bool answers, std::promise<DWORD>& ready,
 }
 
 TEST(WindowProbeWin, AsksVisibleWindowsAndNamesTheThreadOfASilentOne) {
-  const ImportHook hook(__imp_SendMessageTimeoutW, &note_message);
+  const NameHook hook("SendMessageTimeoutW", &note_message);
   const struct {
     bool visible, answers, any, silent;
   } rows[] = {{false, true, false, false},
               {false, false, false, false},
               {true, true, true, false},
               {true, false, false, true}};
+  const WindowProbe ask_windows = make_window_probe();
   for (const auto& row : rows) {
     asked_windows.clear();
     std::promise<DWORD> ready;
@@ -246,6 +239,41 @@ TEST(WindowProbeWin, AsksVisibleWindowsAndNamesTheThreadOfASilentOne) {
     end.set_value();
     thread.join();
   }
+}
+
+// ---- A system whose libraries cannot be loaded, all or all but one
+
+const wchar_t* loadable = nullptr;
+DWORD places = 0;
+
+HMODULE WINAPI load_one(LPCWSTR name, HANDLE file, DWORD flags) {
+  places |= flags;
+  return loadable != nullptr && std::wstring(name) == loadable
+             ? system_load_library(name, file, flags)
+             : nullptr;
+}
+
+TEST(SystemLibraryWin, WhatCannotBeLoadedIsAnExpectedFailure) {
+  const TempDir dir;
+  put_file(dir / "a", "abc");
+  const fs::path local_data = local_data_dir();
+  std::promise<DWORD> ready;
+  std::promise<void> end;
+  std::thread thread(live_with_window, true, true, std::ref(ready), end.get_future());
+  ready.get_future().wait();
+  const ImportHook hook(__imp_LoadLibraryExW, &load_one);
+  for (const wchar_t* const name : {L"", L"shell32.dll", L"ole32.dll"}) {
+    loadable = name;
+    EXPECT_EQ(make_http_client(), nullptr);
+    EXPECT_EQ(sha256_hex("abc") + md5_file_hex(dir / "a"), "");
+    EXPECT_EQ(local_data_dir() / "", fs::temp_directory_path() / "");
+    EXPECT_NE(local_data_dir(), local_data);
+    const std::atomic<bool> stopping{false};
+    EXPECT_EQ(make_window_probe()(stopping).asked, 0u);
+  }
+  EXPECT_EQ(places, DWORD{LOAD_LIBRARY_SEARCH_SYSTEM32});
+  end.set_value();
+  thread.join();
 }
 
 }  // namespace
