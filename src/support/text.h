@@ -30,21 +30,6 @@ inline bool equal_ignoring_ascii_case(std::string_view a, std::string_view b) {
          });
 }
 
-// Appends pieces of text, most of which are a few bytes long: for those a loop costs far less than a
-// call.
-template <typename... Pieces>
-void append_pieces(std::string& text, const Pieces&... pieces) {
-  constexpr size_t kShort = 24;
-  const auto append = [&text](std::string_view piece) {
-    if (piece.size() > kShort) {
-      text.append(piece);
-    } else {
-      for (const char c : piece) text.push_back(c);
-    }
-  };
-  (append(pieces), ...);
-}
-
 // The first `bytes` bytes of the text, or a few less, so that no UTF-8 character is cut in two.
 inline std::string_view cut_utf8(std::string_view text, size_t bytes) {
   if (text.size() <= bytes) return text;
