@@ -5,6 +5,7 @@
 
 #include "bench/bench.h"
 #include "bench/library.h"
+#include "support/log_line.h"
 #include "support/logger.h"
 #include "support/scrub.h"
 

@@ -19,6 +19,7 @@
 #include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
+#include "support/log_line.h"
 #include "support/logger.h"
 #include "support/paths.h"
 #include "support/result_names.h"

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "ctl/log_tail.h"
 #include "ctl/report_actions.h"
 #include "ctl/report_details.h"
 #include "ctl/store_scan.h"
+#include "support/log_line.h"
 
 namespace wrenfall::ctl {
 

@@ -1,7 +1,6 @@
 #include "ctl/log_tail.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace wrenfall::ctl {
@@ -10,37 +9,7 @@ namespace {
 constexpr size_t kPiece = size_t{64} * 1024;
 constexpr size_t kMaxLine = size_t{64} * 1024;
 
-// Removes "[...] " from the start of `rest` and gives what is in the brackets. False when `rest` does
-// not start so.
-bool take_bracketed(std::string_view& rest, std::string_view& content) {
-  const size_t end = rest.find("] ");
-  if (rest.empty() || rest[0] != '[' || end == std::string_view::npos) return false;
-  content = rest.substr(1, end - 1);
-  rest.remove_prefix(end + 2);
-  return true;
-}
-
-bool is_level(std::string_view word) {
-  return word == "DEBUG" || word == "INFO" || word == "WARN" || word == "ERROR";
-}
-
 }  // namespace
-
-LogLine parse_log_line(const std::string& line) {
-  std::string_view rest = line;
-  if (!rest.empty() && rest.back() == '\r') rest.remove_suffix(1);
-  const std::string_view whole = rest;
-  std::string_view time;
-  std::string_view pid;
-  if (take_bracketed(rest, time) && take_bracketed(rest, pid)) {
-    const size_t blank = rest.find(' ');
-    if (blank != std::string_view::npos && is_level(rest.substr(0, blank))) {
-      return {std::string(time), std::string(pid), std::string(rest.substr(0, blank)),
-              std::string(rest.substr(blank + 1))};
-    }
-  }
-  return {"", "", "", std::string(whole)};
-}
 
 uint64_t start_of_last_lines(const minidump::ReadAt& read, uint64_t size, uint64_t lines) {
   if (lines == 0) return size;

@@ -9,17 +9,6 @@
 
 namespace wrenfall::ctl {
 
-// The parts of a line of the library's log. A line that the library did not write has nothing but its
-// message.
-struct LogLine {
-  std::string time;  // local, "2026-01-31 23:59:59"
-  std::string pid;
-  std::string level;
-  std::string message;
-};
-
-LogLine parse_log_line(const std::string& line);
-
 // The offset in a file of `size` bytes at which its last `lines` lines begin. 0 when the file has
 // fewer lines, or when it cannot be read. A line break at the end of the file does not begin a line.
 // Reads the file backwards in pieces.

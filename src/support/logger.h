@@ -59,9 +59,6 @@ class Logger {
   Callback callback_;           // guarded by mutex_
 };
 
-// "[2026-01-31 23:59:59] [1234] INFO text\n", with the local time and this process's id.
-std::string log_line(wrenfall_log_level level, const std::string& message);
-
 }  // namespace wrenfall
 
 #endif  // WRENFALL_SUPPORT_LOGGER_H_

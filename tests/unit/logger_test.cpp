@@ -5,6 +5,7 @@
 #include <regex>
 #include <stdexcept>
 
+#include "support/log_line.h"
 #include "support/process.h"
 #include "tests/support/capture_log.h"
 #include "tests/support/temp_dir.h"

@@ -9,7 +9,7 @@
 #include "support/clock.h"
 #include "support/encoding.h"
 #include "support/identifiers.h"
-#include "support/logger.h"
+#include "support/log_line.h"
 #include "support/paths.h"
 #include "support/process.h"
 
