@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "backend/platform_facts.h"
 #include "monitor/record_from_annotations.h"
 #include "monitor/report_folder.h"
 #include "monitor/watched_process.h"
@@ -69,8 +68,7 @@ DumpCollector::DumpCollector(Places places, const ProcessIdentity& host,
       host_(host),
       start_reporter_(std::move(start_reporter)),
       logger_(logger),
-      architecture_(query_platform_facts().architecture),
-      os_version_(describe(query_platform_facts())),
+      platform_(query_platform_facts()),
       memory_(places_.store, host) {}
 
 bool DumpCollector::is_host(const ProcessIdentity& process) const {
@@ -171,8 +169,7 @@ bool DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
   RecordContext context;
   context.crashpad_report_id = report_id;
   context.now = utc_timestamp();
-  context.architecture = architecture_;
-  context.os_version = os_version_;
+  context.platform = platform_;
   context.monitor_pid = current_process_id();
   auto record = finish_report_folder(folder, dump, facts, std::move(context),
                                      attachments_of(process), logger_);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "backend/platform_facts.h"
 #include "minidump/minidump_reader.h"
 #include "monitor/claimed_dump.h"
 #include "monitor/session_memory.h"
@@ -80,8 +81,7 @@ class DumpCollector {
   const ProcessIdentity host_;
   const StartReporter start_reporter_;
   Logger& logger_;
-  const std::string architecture_;
-  const std::string os_version_;
+  const PlatformFacts platform_;
   SessionMemory memory_;
   std::map<std::filesystem::path, Note> notes_;
   bool first_look_ = true;

@@ -128,7 +128,7 @@ bool asks_for_termination(const minidump::DumpFacts& facts) {
 CrashData record_from_annotations(const minidump::DumpFacts& facts, const RecordContext& context) {
   CrashData record;
   fill_host_facts(facts.annotations, record);
-  record.captureBackend = "crashpad";
+  record.captureBackend = kCaptureBackend;
   record.reportKind = kind_of(facts);
   record.dumpFile = kReportDumpFile;
   record.dumpFormat = "minidump";
@@ -140,9 +140,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
     record.signalOrExceptionCode = hex_code(*facts.exception_code);
   }
   if (record.reportKind == kReportKindHang) fill_hang_facts(facts.annotations, record);
-  record.platform = "windows";
-  record.arch = context.architecture;
-  record.osVersion = context.os_version;
+  set_platform(context.platform, record);
   record.monitorVersion = WRENFALL_VERSION_TEXT;
   record.ownerPid = record.uploadPolicy == kPolicyManual ? 0 : context.monitor_pid;
   if (const auto process = process_of(facts)) record.processId = process->process_id;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "backend/platform_facts.h"
 #include "minidump/exception_thread.h"
 #include "minidump/minidump_reader.h"
 #include "report/store/crash_data.h"
@@ -19,8 +20,7 @@ struct RecordContext {
   std::string crashpad_report_id;
   std::vector<std::string> attachments;  // file names in the report folder
   std::string now;                       // for dumps that do not hold their own time
-  std::string architecture;
-  std::string os_version;
+  PlatformFacts platform;
   uint64_t monitor_pid = 0;
 };
 

@@ -73,6 +73,7 @@ void collect_facts(State& state) {
   const uint32_t crash_type = options.crash_type_id == 0 ? 1 : options.crash_type_id;
   facts.crashTypeId = std::to_string(static_cast<int32_t>(crash_type));
   facts.sdkVersion = WRENFALL_VERSION_TEXT;
+  facts.captureBackend = kCaptureBackend;
   state.process = current_process();
   for (const std::string& path : options.attachments) {
     if (state.attachments.size() >= kMaxAttachments) break;
@@ -168,7 +169,6 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   keep_library_loaded();
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
   if (started != WRENFALL_OK) return started;
-  state->facts.captureBackend = state->backend->name();
   publish_annotations(*state);
   start_watchdog(*state);
   session.keep();

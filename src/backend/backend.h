@@ -39,9 +39,6 @@ class Backend {
  public:
   virtual ~Backend() = default;
 
-  // A static text.
-  virtual const char* name() const = 0;
-
   // WRENFALL_OK, _ALREADY_INITIALIZED when it is already started, _MONITOR_NOT_FOUND without a handler
   // path, or _HANDLER_START_FAILED. Blocks until the handler is ready.
   virtual wrenfall_result start(const BackendConfiguration& configuration) = 0;

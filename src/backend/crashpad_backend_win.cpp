@@ -75,7 +75,6 @@ class CrashpadBackend : public Backend {
  public:
   explicit CrashpadBackend(std::chrono::milliseconds dump_bound) : dump_bound_(dump_bound) {}
 
-  const char* name() const override { return "crashpad"; }
   wrenfall_result start(const BackendConfiguration& configuration) override;
   void stop() override { started_.exchange(false); }
   using Backend::set_annotation;

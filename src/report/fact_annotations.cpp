@@ -21,6 +21,12 @@ std::map<std::string, std::string> startup_annotations(const CrashData& facts,
   return annotations;
 }
 
+void set_platform(const PlatformFacts& platform, CrashData& record) {
+  record.platform = platform.family;
+  record.arch = platform.architecture;
+  record.osVersion = describe(platform);
+}
+
 const char* dump_type_text(uint32_t dump_type) {
   switch (dump_type) {
     case WRENFALL_DUMP_FULL:

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "backend/annotation_keys.h"
+#include "backend/platform_facts.h"
 #include "report/store/crash_data.h"
 #include "support/process.h"
 
@@ -62,6 +63,12 @@ struct HandlerPlaces {
 // What the handler is told when it starts, for every dump of that process.
 std::map<std::string, std::string> startup_annotations(const CrashData& facts,
                                                        const HandlerPlaces& places);
+
+// The record's "captureBackend".
+inline constexpr char kCaptureBackend[] = "crashpad";
+
+// The fields of a record that say what the report's process ran on.
+void set_platform(const PlatformFacts& platform, CrashData& record);
 
 // The text of the record's "dumpType" for the host's number: "full", "heap", else "normal".
 const char* dump_type_text(uint32_t dump_type);

@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "backend/platform_facts.h"
 #include "report/delivery.h"
+#include "report/fact_annotations.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "support/clock.h"
@@ -48,10 +48,7 @@ CrashData make_record(const CrashData& facts, const std::string& report_kind,
   record.crashTime = utc_timestamp();
   record.ownerPid = current_process_id();
   record.processId = current_process_id();
-  const PlatformFacts platform = query_platform_facts();
-  record.platform = platform.family;
-  record.arch = platform.architecture;
-  record.osVersion = describe(platform);
+  set_platform(query_platform_facts(), record);
   return record;
 }
 

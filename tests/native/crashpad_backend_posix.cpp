@@ -10,7 +10,6 @@ namespace {
 // cannot be started.
 class CaptureLessBackend : public Backend {
  public:
-  const char* name() const override { return "crashpad"; }
   wrenfall_result start(const BackendConfiguration& configuration) override {
     started_ = configuration.handler_path.filename() != "no handler";
     return started_ ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
