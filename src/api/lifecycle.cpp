@@ -143,7 +143,7 @@ class PendingSession {
 
  private:
   void write() {
-    if (state_.update_session()) return;
+    if (state_.write_session_file()) return;
     state_.logger.error("Could not write the session file %s",
                         path_to_utf8(session_file(state_.store_dir, state_.process)).c_str());
   }

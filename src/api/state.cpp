@@ -42,14 +42,15 @@ State::State(const wrenfall_options& options)
 
 bool State::is_published() const { return peek_state() == this; }
 
+bool State::write_session_file() const { return write_session(store_dir, {process, attachments}); }
+
 bool State::update_session() {
   const std::lock_guard<std::mutex> lock(session_mutex_);
-  return session_closed_ || write_session(store_dir, {process, attachments});
+  return !is_published() || write_session_file();
 }
 
 void State::close_session() {
   const std::lock_guard<std::mutex> lock(session_mutex_);
-  session_closed_ = true;
   remove_session(store_dir, process);
 }
 

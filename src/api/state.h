@@ -65,15 +65,18 @@ struct State : std::enable_shared_from_this<State> {
   // Whether this state is the published one: false from the first step of shutdown on.
   bool is_published() const;
 
-  // Writes the session file with the present attachments: false when that fails. Does nothing once
-  // the session is closed. Under metadata_lock.
+  // Writes the session file with the present attachments: false when that fails.
+  bool write_session_file() const;
+  // The same while the state is published. Under metadata_lock.
   bool update_session();
-  // Removes the session file for good. Takes no other lock, so that it never waits for a post.
+  // Removes the session file for good: after the state was withdrawn, or when it is not to be
+  // published. Takes no other lock, so that it never waits for a post.
   void close_session();
 
  private:
+  // Held by an update for its check and its write, and by the removal, so that no update brings the
+  // file back after the removal.
   std::mutex session_mutex_;
-  bool session_closed_ = false;  // guarded by session_mutex_
 
  public:
   // Null unless hang detection is on. Constant after init. Declared last and so destroyed first,

@@ -22,12 +22,12 @@ void read_record(const std::string& text) {
   const bool names_process = pid != object.end() && pid->is_number_unsigned();
   require(record.has_value() == names_process, "a record is an object that names a process");
   if (!record) return;
-  require(record->session.process_id == pid->get<uint64_t>(), "the process is taken as it is");
-  const nlohmann::json written = {{"pid", record->session.process_id},
-                                  {"startTime", record->session.start_time},
+  require(record->process.process_id == pid->get<uint64_t>(), "the process is taken as it is");
+  const nlohmann::json written = {{"pid", record->process.process_id},
+                                  {"startTime", record->process.start_time},
                                   {"attachments", record->attachments}};
   const auto again = parse_session(json_text(written));
-  require(again && again->session.text() == record->session.text(), "the session survives");
+  require(again && again->process.text() == record->process.text(), "the session survives");
   require(again->attachments == record->attachments, "the attachments survive");
 }
 

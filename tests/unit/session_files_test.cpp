@@ -46,7 +46,7 @@ TEST(SessionFiles, ReadsNoMoreThanTheLibraryWrites) {
   const TempDir dir;
   SessionRecord record{{1, 2}, std::vector<std::string>(30, "a")};
   ASSERT_TRUE(write_session(dir.path(), record));
-  const fs::path file = session_file(dir.path(), record.session);
+  const fs::path file = session_file(dir.path(), record.process);
   ASSERT_TRUE(read_session(file));
   EXPECT_EQ(read_session(file)->attachments.size(), 24u);
   put_file(file, file_text(file) + std::string(1 << 20, ' '));
@@ -70,8 +70,8 @@ TEST(SessionFiles, SweepKeepsTheAttachmentsOfDumpsThatWait) {
     const SessionRecord dead{{4294967292, 1}, {"a"}};
     ASSERT_TRUE(write_session(dir.path(), dead));
     sweep_sessions(dir.path());
-    EXPECT_FALSE(path_exists(session_file(dir.path(), dead.session)));
-    EXPECT_EQ(path_exists(kept_session_file(dir.path(), dead.session)), row.kept) << row.dump;
+    EXPECT_FALSE(path_exists(session_file(dir.path(), dead.process)));
+    EXPECT_EQ(path_exists(kept_session_file(dir.path(), dead.process)), row.kept) << row.dump;
   }
 }
 

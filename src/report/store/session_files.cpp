@@ -44,24 +44,24 @@ void sweep(const fs::path& root, const fs::path& file) {
   const bool damaged = size_of_file(file).value_or(0) > kMaxSessionBytes;
   if (!damaged && !read_file(file, text, kMaxSessionBytes)) return;
   const auto record = parse_session(text);
-  if (record && is_process_running(record->session.process_id)) return;
+  if (record && is_process_running(record->process.process_id)) return;
   const bool is_needed = record && !record->attachments.empty() && may_have_dumps(root);
   // On a full disk the file stays where it is until the list can be kept elsewhere.
-  if (is_needed && !write_file_atomic(kept_session_file(root, record->session), text)) return;
+  if (is_needed && !write_file_atomic(kept_session_file(root, record->process), text)) return;
   remove_file(file);
 }
 
 }  // namespace
 
-fs::path session_file(const fs::path& root, const ProcessIdentity& session) {
-  return root / kSessionsFolder / (session.text() + ".json");
+fs::path session_file(const fs::path& root, const ProcessIdentity& process) {
+  return root / kSessionsFolder / (process.text() + ".json");
 }
 
 bool write_session(const fs::path& root, const SessionRecord& record) {
-  const json object = {{"pid", record.session.process_id},
-                       {"startTime", record.session.start_time},
+  const json object = {{"pid", record.process.process_id},
+                       {"startTime", record.process.start_time},
                        {"attachments", record.attachments}};
-  return write_file_atomic(session_file(root, record.session), json_text(object));
+  return write_file_atomic(session_file(root, record.process), json_text(object));
 }
 
 std::optional<SessionRecord> parse_session(const std::string& text) {
@@ -71,10 +71,10 @@ std::optional<SessionRecord> parse_session(const std::string& text) {
   if (pid == object.end() || !pid->is_number_unsigned()) return std::nullopt;
 
   SessionRecord record;
-  record.session.process_id = pid->get<uint64_t>();
+  record.process.process_id = pid->get<uint64_t>();
   if (const auto start = object.find("startTime");
       start != object.end() && start->is_number_unsigned()) {
-    record.session.start_time = start->get<uint64_t>();
+    record.process.start_time = start->get<uint64_t>();
   }
   if (const auto paths = object.find("attachments"); paths != object.end() && paths->is_array()) {
     for (const json& path : *paths) {
@@ -91,12 +91,12 @@ std::optional<SessionRecord> read_session(const fs::path& file) {
   return parse_session(text);
 }
 
-void remove_session(const fs::path& root, const ProcessIdentity& session) {
-  remove_file(session_file(root, session));
+void remove_session(const fs::path& root, const ProcessIdentity& process) {
+  remove_file(session_file(root, process));
 }
 
-fs::path kept_session_file(const fs::path& root, const ProcessIdentity& session) {
-  return root / kHandlerFolder / kSessionsFolder / (session.text() + ".json");
+fs::path kept_session_file(const fs::path& root, const ProcessIdentity& process) {
+  return root / kHandlerFolder / kSessionsFolder / (process.text() + ".json");
 }
 
 void sweep_sessions(const fs::path& root) {

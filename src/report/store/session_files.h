@@ -17,17 +17,17 @@ namespace wrenfall {
 // removed by shutdown; a file whose process is gone marks a run that did not end cleanly, and the
 // next init removes it.
 struct SessionRecord {
-  ProcessIdentity session;
+  ProcessIdentity process;
   std::vector<std::string> attachments;  // paths, UTF-8
 };
 
 std::filesystem::path session_file(const std::filesystem::path& root,
-                                   const ProcessIdentity& session);
+                                   const ProcessIdentity& process);
 
 // Where the sweep keeps the session file of a process that is gone while dumps still wait to become
 // reports: those reports need its list of attachments.
 std::filesystem::path kept_session_file(const std::filesystem::path& root,
-                                        const ProcessIdentity& session);
+                                        const ProcessIdentity& process);
 
 // False when the file could not be written.
 bool write_session(const std::filesystem::path& root, const SessionRecord& record);
@@ -42,7 +42,7 @@ std::optional<SessionRecord> parse_session(const std::string& text);
 // is none.
 std::optional<SessionRecord> read_session(const std::filesystem::path& file);
 
-void remove_session(const std::filesystem::path& root, const ProcessIdentity& session);
+void remove_session(const std::filesystem::path& root, const ProcessIdentity& process);
 
 // Removes every file from the sessions folder but the session files of running processes. A file
 // that cannot be read at present, or that a running process is still writing, stays. Throws
