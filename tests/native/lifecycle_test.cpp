@@ -1,7 +1,4 @@
 // What the exported functions promise, where neither a real handler nor a real service is needed.
-#include <gtest/gtest.h>
-#include <wrenfall/wrenfall.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -16,31 +13,16 @@
 #include "report/store/report_store.h"
 #include "report/store/session_files.h"
 #include "support/paths.h"
-#include "tests/native/http_client_posix.h"
-#include "tests/support/temp_dir.h"
+#include "tests/native/library_test.h"
 
 namespace wrenfall {
 namespace {
 
 namespace fs = std::filesystem;
 
-class LifecycleTest : public ::testing::Test {
+class LifecycleTest : public LibraryTest {
  protected:
-  LifecycleTest() { put_file(dir_ / "companion", ""); }
-  ~LifecycleTest() override {
-    wrenfall_shutdown();
-    network() = nullptr;
-  }
-
-  wrenfall_result start(const fs::path& store, uint32_t policy = WRENFALL_UPLOAD_MANUAL,
-                        bool crash_signature = true) {
-    wrenfall_options* const options = wrenfall_options_new("127", "Lifecycle", "1.0");
-    const std::string companion = path_to_utf8(dir_ / "companion");
-    wrenfall_options_set_store_dir(options, path_to_utf8(store).c_str());
-    wrenfall_options_set_monitor_path(options, path_to_utf8(monitor_).c_str());
-    wrenfall_options_set_reporter_path(options, companion.c_str());
-    wrenfall_options_set_upload_policy(options, policy);
-    wrenfall_options_set_crash_signature(options, crash_signature);
+  wrenfall_result start(wrenfall_options* options) {
     wrenfall_options_set_user(options, "user");
     wrenfall_options_set_email(options, "email");
     wrenfall_options_set_environment(options, "first");
@@ -48,51 +30,50 @@ class LifecycleTest : public ::testing::Test {
     wrenfall_options_set_logger(options, log, this);
     return wrenfall_init(options);
   }
+  wrenfall_result start() { return start(options()); }
 
   static void log(wrenfall_log_level, const char* message, void* test) {
     auto& self = *static_cast<LifecycleTest*>(test);
     if (self.on_line_) self.on_line_(message);
   }
 
-  static fs::path own_session(const fs::path& store) {
-    return session_file(store, current_process());
-  }
-
   // Posts a report that waits in the store; its folder.
   fs::path post_feedback() const {
     EXPECT_EQ(wrenfall_post_feedback("title", "words", nullptr, 0, nullptr), WRENFALL_OK);
-    return list_report_folders(dir_ / "store").at(0);
+    return list_report_folders(store_).at(0);
   }
 
-  const TempDir dir_;
-  fs::path monitor_ = dir_ / "companion";
   std::function<void(const std::string& message)> on_line_;
 };
 
 TEST_F(LifecycleTest, TheSessionFileIsThereAfterInitWhateverRemovedItMeanwhile) {
-  const fs::path store = dir_ / "store";
+  const fs::path session = session_file(store_, current_process());
   bool removed = false;
   on_line_ = [&](const std::string& message) {
-    if (message.find("hang detection on") == 0) removed = fs::remove(own_session(store));
+    if (message.find("hang detection on") == 0) removed = fs::remove(session);
   };
-  ASSERT_EQ(start(store), WRENFALL_OK);
+  ASSERT_EQ(start(), WRENFALL_OK);
   EXPECT_TRUE(removed);
-  EXPECT_TRUE(fs::exists(own_session(store)));
+  EXPECT_TRUE(fs::exists(session));
   wrenfall_shutdown();
-  EXPECT_FALSE(fs::exists(own_session(store)));
+  EXPECT_FALSE(fs::exists(session));
 }
 
 TEST_F(LifecycleTest, AFailedInitLeavesNoSession) {
-  monitor_ = dir_.add("no handler", "");
-  EXPECT_EQ(start(dir_ / "store"), WRENFALL_ERROR_HANDLER_START_FAILED);
-  EXPECT_TRUE(fs::exists(dir_ / "store" / kSessionsFolder));
-  EXPECT_TRUE(fs::is_empty(dir_ / "store" / kSessionsFolder));
+  wrenfall_options* const failing = options();
+  const std::string monitor = path_to_utf8(dir_.add("no handler", ""));
+  wrenfall_options_set_monitor_path(failing, monitor.c_str());
+  EXPECT_EQ(start(failing), WRENFALL_ERROR_HANDLER_START_FAILED);
+  EXPECT_TRUE(fs::exists(store_ / kSessionsFolder));
+  EXPECT_TRUE(fs::is_empty(store_ / kSessionsFolder));
 }
 
 TEST_F(LifecycleTest, ARelativeStoreIsThatOfTheInitCall) {
   const fs::path before = fs::current_path();
   fs::current_path(dir_.path());
-  const wrenfall_result started = start("relative");
+  wrenfall_options* const relative = options();
+  wrenfall_options_set_store_dir(relative, "relative");
+  const wrenfall_result started = start(relative);
   fs::current_path(before);
   ASSERT_EQ(started, WRENFALL_OK);
   EXPECT_TRUE(fs::path(wrenfall_log_file_path()).is_absolute());
@@ -101,7 +82,7 @@ TEST_F(LifecycleTest, ARelativeStoreIsThatOfTheInitCall) {
 }
 
 TEST_F(LifecycleTest, AnEnvironmentThatWasHandedOutStays) {
-  ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+  ASSERT_EQ(start(), WRENFALL_OK);
   const char* const first = wrenfall_get_environment();
   EXPECT_EQ(wrenfall_set_environment("second, and longer than the first one was"), WRENFALL_OK);
   EXPECT_EQ(wrenfall_set_environment("the third one replaces one that nobody has"), WRENFALL_OK);
@@ -117,7 +98,7 @@ TEST_F(LifecycleTest, TheCallbackIsSilentAfterShutdown) {
   for (int patience_ms = 200; result == WRENFALL_ERROR_NOT_INITIALIZED; patience_ms *= 5) {
     ASSERT_LT(patience_ms, 60000);
     on_line_ = nullptr;
-    ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+    ASSERT_EQ(start(), WRENFALL_OK);
     const fs::path folder = post_feedback();
     auto claim = FolderClaim::try_take(folder);
     std::thread sender([&] {
@@ -131,7 +112,7 @@ TEST_F(LifecycleTest, TheCallbackIsSilentAfterShutdown) {
     sender.join();
   }
   EXPECT_FALSE(called);
-  EXPECT_NE(file_text(dir_ / "store" / kLogFile).find("Report not sent"), std::string::npos);
+  EXPECT_NE(file_text(store_ / kLogFile).find("Report not sent"), std::string::npos);
 }
 
 // Of the three texts a new one replaces what the record says, an empty one clears it, and none keeps it.
@@ -143,7 +124,7 @@ TEST_F(LifecycleTest, SendingCarriesWhatTheHostSays) {
               {"new", "address", "text", "new|address|text"},
               {"", "", "", "||"}};
   for (const auto& row : rows) {
-    ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+    ASSERT_EQ(start(), WRENFALL_OK);
     const fs::path folder = post_feedback();
     std::string recorded, form;
     network() = [&](const std::string&, const std::string& body) -> HttpResponse {
@@ -170,7 +151,7 @@ TEST_F(LifecycleTest, SendingCarriesWhatTheHostSays) {
 }
 
 TEST_F(LifecycleTest, AnArchiveThatVanishesIsToldOf) {
-  ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+  ASSERT_EQ(start(), WRENFALL_OK);
   const fs::path folder = post_feedback();
   std::string bytes(8 << 20, '\0');
   for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * i >> 7);
@@ -182,12 +163,11 @@ TEST_F(LifecycleTest, AnArchiveThatVanishesIsToldOf) {
   EXPECT_EQ(wrenfall_send_report(path_to_utf8(folder).c_str(), nullptr, nullptr, nullptr, nullptr),
             WRENFALL_ERROR_FILE);
   remover.join();
-  EXPECT_NE(file_text(dir_ / "store" / kLogFile).find(": report zip is empty (http 0)"),
-            std::string::npos);
+  EXPECT_NE(file_text(store_ / kLogFile).find(": report zip is empty (http 0)"), std::string::npos);
 }
 
 TEST_F(LifecycleTest, FeedbackIsWrittenInThisForm) {
-  ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+  ASSERT_EQ(start(), WRENFALL_OK);
   const fs::path folder = post_feedback();
   CrashData record;
   ASSERT_TRUE(load(folder, record));
@@ -202,15 +182,17 @@ TEST_F(LifecycleTest, FeedbackIsWrittenInThisForm) {
 
 TEST_F(LifecycleTest, ASignatureIsMadeUnlessTheHostWantsNone) {
   for (const bool wanted : {true, false}) {
-    const fs::path store = dir_ / std::to_string(wanted);
-    ASSERT_EQ(start(store, WRENFALL_UPLOAD_MANUAL, wanted), WRENFALL_OK);
+    fs::remove_all(store_);
+    wrenfall_options* const with_signature = options();
+    wrenfall_options_set_crash_signature(with_signature, wanted);
+    ASSERT_EQ(start(with_signature), WRENFALL_OK);
     wrenfall_report* const report = wrenfall_report_new(WRENFALL_REPORT_JSON);
     wrenfall_report_add_thread(report, "t", 1);
     wrenfall_report_add_frame(report, 0, "f", "a", 12, "", 0);
     EXPECT_EQ(wrenfall_report_post(report, nullptr), WRENFALL_OK);
     wrenfall_report_free(report);
     CrashData record;
-    ASSERT_TRUE(load(list_report_folders(store).at(0), record));
+    ASSERT_TRUE(load(list_report_folders(store_).at(0), record));
     EXPECT_EQ(record.crashSignature, wanted ? "f|a|12" : "");
     EXPECT_EQ(record.crashSignatureHash.size(), wanted ? 64u : 0u);
     wrenfall_shutdown();
@@ -219,7 +201,7 @@ TEST_F(LifecycleTest, ASignatureIsMadeUnlessTheHostWantsNone) {
 
 // Posts of feedback and of sanitizer texts wait for each other, with all that they send.
 TEST_F(LifecycleTest, PostsGoOneAfterTheOther) {
-  ASSERT_EQ(start(dir_ / "store", WRENFALL_UPLOAD_QUIET), WRENFALL_OK);
+  ASSERT_EQ(start(options(WRENFALL_UPLOAD_QUIET)), WRENFALL_OK);
   std::atomic<int> at_once{0}, most{0};
   network() = [&](const std::string&, const std::string&) -> HttpResponse {
     most = std::max(most.load(), ++at_once);
@@ -237,7 +219,7 @@ TEST_F(LifecycleTest, PostsGoOneAfterTheOther) {
 
 // A record of the host that is too small for the fields is left alone, and a folder must be named.
 TEST_F(LifecycleTest, TheHostsRecordAndArgumentsAreLookedAt) {
-  ASSERT_EQ(start(dir_ / "store"), WRENFALL_OK);
+  ASSERT_EQ(start(), WRENFALL_OK);
   for (const uint32_t size : {39u, 40u}) {
     wrenfall_upload_result record{};
     record.size = size;

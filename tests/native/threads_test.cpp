@@ -1,7 +1,4 @@
 // Many threads use the whole library at once, for the sanitizers to watch.
-#include <gtest/gtest.h>
-#include <wrenfall/wrenfall.h>
-
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -13,7 +10,7 @@
 #include "report/store/folder_claim.h"
 #include "report/store/report_store.h"
 #include "support/process.h"
-#include "tests/support/temp_dir.h"
+#include "tests/native/library_test.h"
 
 namespace wrenfall {
 namespace {
@@ -23,21 +20,12 @@ constexpr int kRounds = 60;
 constexpr int kRestarts = 25;
 constexpr int kCallsBetweenRestarts = 50;
 
-class ThreadsTest : public ::testing::Test {
+class ThreadsTest : public LibraryTest {
  protected:
-  ThreadsTest() {
-    put_file(dir_ / "companion", "");
-    put_file(dir_ / "attachment", "text");
-  }
-  ~ThreadsTest() override { wrenfall_shutdown(); }
+  ThreadsTest() { put_file(dir_ / "attachment", "text"); }
 
   wrenfall_result start(uint32_t policy) {
-    wrenfall_options* const options = wrenfall_options_new("127", "Threads", "1.0");
-    const std::string companion = path_to_utf8(dir_ / "companion");
-    wrenfall_options_set_store_dir(options, path_to_utf8(dir_ / "store").c_str());
-    wrenfall_options_set_monitor_path(options, companion.c_str());
-    wrenfall_options_set_reporter_path(options, companion.c_str());
-    wrenfall_options_set_upload_policy(options, policy);
+    wrenfall_options* const options = this->options(policy);
     // Ticks often and, with signs of life now and then, reports a hang.
     wrenfall_options_set_hang_detection(options, 50, WRENFALL_HANG_REPORT);
     wrenfall_options_set_logger(options, count_line, this);
@@ -109,14 +97,13 @@ class ThreadsTest : public ::testing::Test {
   void expect_what_was_stored() {
     EXPECT_EQ(unexpected_, 0);
     EXPECT_FALSE(discarded_.empty());
-    EXPECT_EQ(list_report_folders(dir_ / "store").size(), size_t(stored_) - discarded_.size());
+    EXPECT_EQ(list_report_folders(store_).size(), size_t(stored_) - discarded_.size());
   }
 
   static void count_line(wrenfall_log_level, const char*, void* test) {
     ++static_cast<ThreadsTest*>(test)->log_lines_;  // the logger's own mutex is enough
   }
 
-  const TempDir dir_;
   int log_lines_ = 0;
   std::mutex mutex_;
   std::set<std::string> discarded_;  // guarded by mutex_
@@ -135,7 +122,7 @@ TEST_F(ThreadsTest, SendAndForgetWithoutANetwork) {
   ASSERT_EQ(start(WRENFALL_UPLOAD_QUIET), WRENFALL_OK);
   run_threads(0);
   EXPECT_EQ(unexpected_, 0);
-  EXPECT_TRUE(list_report_folders(dir_ / "store").empty());
+  EXPECT_TRUE(list_report_folders(store_).empty());
 }
 
 TEST_F(ThreadsTest, StayWellWhileTheLibraryStopsAndStarts) {
@@ -149,7 +136,7 @@ TEST_F(ThreadsTest, StayWellWhileTheLibraryStopsAndStarts) {
 TEST_F(ThreadsTest, OneThreadWorksOnAReport) {
   ASSERT_EQ(start(WRENFALL_UPLOAD_MANUAL), WRENFALL_OK);
   ASSERT_EQ(wrenfall_post_feedback("title", "text", nullptr, 0, nullptr), WRENFALL_OK);
-  const auto folders = list_report_folders(dir_ / "store");
+  const auto folders = list_report_folders(store_);
   ASSERT_EQ(folders.size(), 1u);
   const auto count_pending = [] {
     wrenfall_report_list* const list = wrenfall_pending_reports();
