@@ -93,13 +93,18 @@ void run_code(const char* bytes, size_t size) {
   function();
 }
 
-// Writes 4 KiB beyond blocks of the process's heap, or before them, as a wrong loop does. Blocks of
+// Writes 16 KiB beyond blocks of the process's heap, or before them, as a wrong loop does. Blocks of
 // many sizes lie in all places where a library may have allocated before.
 void write_around_heap_blocks(bool beyond) {
-  for (int size = 16; size <= 512; size += 16) {
-    auto* const volatile block =
-        static_cast<volatile char*>(std::malloc(static_cast<size_t>(size)));
-    for (int i = 0; i < 4096; ++i) block[beyond ? size + i : -1 - i] = 'x';
+  volatile char* blocks[32];
+  int size = 0;
+  for (auto& block : blocks) {
+    block = static_cast<volatile char*>(std::malloc(static_cast<size_t>(size += 16)));
+  }
+  size = 0;
+  for (auto* const block : blocks) {
+    size += 16;
+    for (int i = 0; i < 16384; ++i) block[beyond ? size + i : -1 - i] = 'x';
   }
   write_to_null();
 }
