@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "../windows/import_hook_win.h"
+#include "client/handler_process_win.h"
+
+WRENFALL_IMPORT(CreateProcessW);
+
 namespace {
 
 using namespace crashpad::internal;
@@ -36,6 +41,24 @@ TEST(CrashConnection, LiesInPagesOfItsOwnThatAreReadOnlyOnceTheHandlerIsReady) {
   connection->protect();
   EXPECT_EQ(memory_of(connection.get()).Protect, DWORD{PAGE_READONLY});
   EXPECT_TRUE(connection->wait_until_ready());
+}
+
+DWORD flags = 0;
+bool has_standard_handles = true;
+
+BOOL WINAPI note_start(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+                       void*, LPCWSTR, STARTUPINFOW* startup, PROCESS_INFORMATION*) {
+  flags = startup->dwFlags;
+  has_standard_handles = startup->hStdInput || startup->hStdOutput || startup->hStdError;
+  return FALSE;
+}
+
+TEST(HandlerProcess, GetsNoneOfTheStandardHandles) {
+  const wrenfall::ImportHook hook(__imp_CreateProcessW, &note_start);
+  const ScopedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  EXPECT_FALSE(start_handler_process(L"handler", L"", {event.get()}));
+  EXPECT_EQ(flags, DWORD{STARTF_USESTDHANDLES});
+  EXPECT_FALSE(has_standard_handles);
 }
 
 }  // namespace
