@@ -12,26 +12,7 @@
 #include <stdexcept>
 #include <thread>
 
-// With a name for other files, so that the compiler cannot know what is derived from the class and
-// call that directly.
-namespace crash_kinds {
-
-class Abstract {
- public:
-  Abstract() {
-    void (*volatile call)(Abstract*) = [](Abstract* object) { object->act(); };
-    call(this);
-  }
-  virtual ~Abstract() = default;
-  virtual void act() = 0;
-};
-
-class Concrete : public Abstract {
- public:
-  void act() override {}
-};
-
-}  // namespace crash_kinds
+#include "examples/pure_virtual_call.h"
 
 namespace {
 
@@ -109,8 +90,6 @@ void write_around_heap_blocks(bool beyond) {
   write_to_null();
 }
 
-void pure_virtual_call() { crash_kinds::Concrete().act(); }
-
 void throw_uncaught() { throw std::runtime_error("nobody catches this"); }
 
 // A C runtime that this program and the library do not use, as a host's own, linked statically.
@@ -187,7 +166,7 @@ const struct {
      false},
     {"abort", std::abort, false},
     {"terminate", [] { std::terminate(); }, false},
-    {"pure-virtual", pure_virtual_call, false},
+    {"pure-virtual", pure_virtual::call, false},
     {"throw", throw_uncaught, false},
     {"abort-other-runtime", other_abort, false},
     {"invalid-parameter-other-runtime", other_invalid_parameter, false},
