@@ -185,7 +185,7 @@ class KillTest(EndToEndTest):
         """Runs in a thread of its own; the host may end at any moment."""
         try:
             host.set_options(self.store, "Kill Test", upload_policy=self.policy)
-            host.do("option_attribute", "id", name)
+            host.call("options_set_attribute", "id", name)
             if action == "start":
                 self.begun.set()
             if host.do("init") != "0":
