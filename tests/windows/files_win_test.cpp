@@ -144,16 +144,18 @@ TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
   EXPECT_FALSE(path_exists(read_only));
 }
 
-// The kind of opening that fails at first, how often, and why.
-DWORD denied = 0, denial = 0;
-int denials = 0;
+// The kind of opening that fails at first, why, and how often.
+struct {
+  DWORD access, error;
+  int times;
+} denial;
 
 HANDLE WINAPI deny_at_first(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                             DWORD how, DWORD flags, HANDLE like) {
-  if ((access & denied) == 0 || --denials < 0) {
+  if ((access & denial.access) == 0 || --denial.times < 0) {
     return system_create_file(path, access, share, security, how, flags, like);
   }
-  SetLastError(denial);
+  SetLastError(denial.error);
   return INVALID_HANDLE_VALUE;
 }
 
@@ -161,25 +163,20 @@ TEST(FilesWin, WhatIsHeldForAMomentIsWaitedFor) {
   const TempDir dir;
   const auto file = dir.add("report/x.dmp", "x");
   const ImportHook hook(__imp_CreateFileW, &deny_at_first);
-  const auto deny = [](DWORD access, DWORD error, int times) {
-    denied = access;
-    denial = error;
-    denials = times;
-  };
-  deny(GENERIC_READ, ERROR_SHARING_VIOLATION, 3);
+  denial = {GENERIC_READ, ERROR_SHARING_VIOLATION, 3};
   std::string bytes;
   EXPECT_TRUE(read_file(file, bytes));
   // A virus scanner holds a file for longer than other readers do.
-  deny(GENERIC_READ, ERROR_SHARING_VIOLATION, 50);
+  denial = {GENERIC_READ, ERROR_SHARING_VIOLATION, 50};
   Logger logger;
   EXPECT_TRUE(write_report_archive(dir / "report", dir / "a.zip", logger));
   // The last holder of a claim has ended, and its file is being deleted.
-  deny(GENERIC_WRITE, ERROR_ACCESS_DENIED, 3);
+  denial = {GENERIC_WRITE, ERROR_ACCESS_DENIED, 3};
   const auto claim = FolderClaim::try_take(dir / "report");
   EXPECT_TRUE(claim);
   EXPECT_FALSE(FolderClaim::try_take(dir / "report")) << "the claim holds nothing";
   // The handler finishes its dump between two attempts to claim it.
-  deny(GENERIC_WRITE, ERROR_SHARING_VIOLATION, 1);
+  denial = {GENERIC_WRITE, ERROR_SHARING_VIOLATION, 1};
   EXPECT_TRUE(monitor::ClaimedDump(file).write_at(0, "y", 1));
 }
 

@@ -46,9 +46,8 @@ DWORD WINAPI temporary_folder_that_is_gone(DWORD, LPWSTR path) {
   return static_cast<DWORD>(std::wcslen(std::wcscpy(path, L"Q:\\gone\\")));
 }
 
-TEST(PathsWin, WithoutLocalDataTheTemporaryFolderServesOrTheErrorNamesIt) {
+TEST(PathsWin, WithoutLocalDataAndATemporaryFolderTheErrorNamesThat) {
   const NameHook known("SHGetKnownFolderPath", &no_known_folder);
-  EXPECT_EQ(local_data_dir(), std::filesystem::temp_directory_path());
   const ImportHook temporary(__imp_GetTempPathW, &temporary_folder_that_is_gone);
   std::string text;
   try {
@@ -89,8 +88,7 @@ TEST(ProcessStart, HandsOverNoStandardHandles) {
 
 // A process that does not run by itself: a second copy of this program whose first thread is
 // suspended, and which would only list its tests.
-class SuspendedProcess {
- public:
+struct SuspendedProcess {
   explicit SuspendedProcess(SECURITY_ATTRIBUTES* security = nullptr) {
     wchar_t program[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, program, MAX_PATH);
@@ -102,35 +100,27 @@ class SuspendedProcess {
                         nullptr, &startup, &created)) {
       return;
     }
-    process_.reset(created.hProcess);
-    thread_.reset(created.hThread);
-    identity_ = {created.dwProcessId, process_start_time(process_.get())};
+    process.reset(created.hProcess);
+    thread.reset(created.hThread);
+    identity = {created.dwProcessId, process_start_time(created.hProcess)};
   }
-  ~SuspendedProcess() {
-    if (process_) TerminateProcess(process_.get(), 99);
-  }
-  SuspendedProcess(const SuspendedProcess&) = delete;
-  SuspendedProcess& operator=(const SuspendedProcess&) = delete;
-
-  const ProcessIdentity& identity() const { return identity_; }
+  ~SuspendedProcess() { TerminateProcess(process.get(), 99); }
 
   // STILL_ACTIVE while it has not ended.
   DWORD exit_code(DWORD wait_ms) const {
-    WaitForSingleObject(process_.get(), wait_ms);
+    WaitForSingleObject(process.get(), wait_ms);
     DWORD code = 0;
-    GetExitCodeProcess(process_.get(), &code);
+    GetExitCodeProcess(process.get(), &code);
     return code;
   }
 
- private:
-  ScopedKernelHandle process_;
-  ScopedKernelHandle thread_;
-  ProcessIdentity identity_;
+  ScopedKernelHandle process, thread;
+  ProcessIdentity identity;
 };
 
 TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
   const SuspendedProcess process;
-  ProcessIdentity earlier = process.identity();
+  ProcessIdentity earlier = process.identity;
   ASSERT_NE(earlier.process_id, 0u);
   --earlier.start_time;
   EXPECT_FALSE(monitor::is_still_running(earlier));
@@ -138,35 +128,35 @@ TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
   EXPECT_FALSE(monitor::terminate_process({earlier.process_id, 0}));
   EXPECT_EQ(process.exit_code(0), static_cast<DWORD>(STILL_ACTIVE));
 
-  EXPECT_TRUE(monitor::is_still_running(process.identity()));
-  const monitor::ProcessExit end(process.identity());
+  EXPECT_TRUE(monitor::is_still_running(process.identity));
+  const monitor::ProcessExit end(process.identity);
   const monitor::ProcessExit end_of_earlier(earlier);
   EXPECT_FALSE(end.exit_code());
-  EXPECT_TRUE(monitor::terminate_process(process.identity()));
+  EXPECT_TRUE(monitor::terminate_process(process.identity));
   EXPECT_EQ(process.exit_code(10000), 1u);
-  EXPECT_FALSE(monitor::is_still_running(process.identity()));
+  EXPECT_FALSE(monitor::is_still_running(process.identity));
   EXPECT_EQ(end.exit_code(), 1u);
   EXPECT_FALSE(end_of_earlier.exit_code());
 }
 
 TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   const SuspendedProcess process;
-  ProcessIdentity earlier = process.identity();
+  ProcessIdentity earlier = process.identity;
   --earlier.start_time;
   EXPECT_FALSE(monitor::resume_frozen_process(earlier));
-  EXPECT_TRUE(monitor::resume_frozen_process(process.identity()));
+  EXPECT_TRUE(monitor::resume_frozen_process(process.identity));
   EXPECT_EQ(process.exit_code(10000), 0u);
 }
 
 TEST(ProcessWin, OneThatMayNotBeOpenedRuns) {
   ACL nobody{};
   SECURITY_DESCRIPTOR descriptor{};
-  ASSERT_TRUE(InitializeAcl(&nobody, sizeof nobody, ACL_REVISION));
-  ASSERT_TRUE(InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION));
-  ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, TRUE, &nobody, FALSE));
+  ASSERT_TRUE(InitializeAcl(&nobody, sizeof nobody, ACL_REVISION) &&
+              InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) &&
+              SetSecurityDescriptorDacl(&descriptor, TRUE, &nobody, FALSE));
   SECURITY_ATTRIBUTES closed{sizeof closed, &descriptor, FALSE};
   const SuspendedProcess process(&closed);
-  const auto id = static_cast<DWORD>(process.identity().process_id);
+  const auto id = static_cast<DWORD>(process.identity.process_id);
   ASSERT_NE(id, 0u);
   EXPECT_EQ(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id), nullptr);
   EXPECT_TRUE(is_process_running(id));
