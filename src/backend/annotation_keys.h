@@ -21,6 +21,9 @@ inline constexpr char kOpenSupportUrl[] = "wrenfall.openSupportUrl";
 inline constexpr char kCrashTypeId[] = "wrenfall.crashTypeId";
 inline constexpr char kSdkVersion[] = "wrenfall.sdkVersion";
 inline constexpr char kSession[] = "wrenfall.session";
+inline constexpr char kRetention[] = "wrenfall.retention";  // these three only where used
+inline constexpr char kResend[] = "wrenfall.resend";
+inline constexpr char kReportLimit[] = "wrenfall.reportLimit";
 
 // Changed while the process runs.
 inline constexpr char kEnvironment[] = "wrenfall.environment";

@@ -4,9 +4,14 @@
 
 #include "report/store/layout.h"
 #include "report/store/report_result.h"
+#include "report/store/report_store.h"
+#include "report/store/resend_schedule.h"
+#include "report/store/retry_file.h"
 #include "report/store/retry_policy.h"
+#include "support/clock.h"
 #include "support/files.h"
 #include "support/process.h"
+#include "support/text.h"
 #include "upload/uploader.h"
 
 namespace wrenfall {
@@ -44,16 +49,44 @@ void leave_pending(const std::filesystem::path& folder, CrashData& record) {
   }
 }
 
-}  // namespace
-
 bool stays_pending(Undecided undecided, wrenfall_result result) {
   return undecided == Undecided::kStaysPending &&
          (result == WRENFALL_ERROR_TRANSPORT || result == WRENFALL_ERROR_FILE);
 }
 
+// Keeps a report that failed for its next attempt, or deletes it when there were enough.
+void keep_for_resend(const std::filesystem::path& folder, CrashData& record,
+                     const UploadResult& outcome, Logger& logger) {
+  const int64_t now = unix_now();
+  const std::string name = path_to_utf8(folder);
+  const RetryState state =
+      after_failed_attempt(read_retry(folder).value_or(RetryState{}), outcome.retry_after_s, now);
+  if (is_given_up(state, now)) {
+    logger.info("Report given up after %d attempts in %lld days: %s - deleting", state.attempts,
+                static_cast<long long>((now - state.first_attempt) / 86400), name.c_str());
+    remove_report_folder(folder);
+    return;
+  }
+  // In this order: a report with a result but without the time of its next attempt would never be
+  // sent again.
+  if (!write_retry(folder, state) || !write_result(folder, make_report_result(outcome))) {
+    leave_pending(folder, record);
+    return;
+  }
+  logger.info("Report kept, attempt %d of %d follows in %lld minutes: %s", state.attempts + 1,
+              kMaxResendAttempts,
+              static_cast<long long>(resend_delay(state, resend_id(folder)) / 60), name.c_str());
+}
+
+}  // namespace
+
 UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, CrashData& record,
-                     Logger& folder_logger, Logger& retry_logger, Undecided undecided) {
+                     Logger& folder_logger, Logger& retry_logger, const FailureRules& rules) {
   const std::filesystem::path result_file = folder / kResultFile;
+  // Before the archive is made, so that half a retry file that a killed process left is replaced. A
+  // report that cannot be marked is kept all the same, as pending.
+  if (rules.resend) mark_for_resend(folder);
+  const bool resend = rules.resend || read_retry(folder).has_value();
   UploadResult outcome;
   bool broken_off = true;
   try {
@@ -67,7 +100,16 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   }
   // Writing a result would recreate a folder that another program has just removed.
   if (!is_folder(folder)) return outcome;
-  if (stays_pending(undecided, outcome.result)) {
+  if (resend && is_worth_resending(outcome)) {
+    try {
+      keep_for_resend(folder, record, outcome,
+                      rules.resend_logger != nullptr ? *rules.resend_logger : retry_logger);
+    } catch (const std::bad_alloc&) {
+      // The report is as it was before the attempt, or pending.
+    }
+    return outcome;
+  }
+  if (stays_pending(rules.undecided, outcome.result)) {
     leave_pending(folder, record);
     return outcome;
   }

@@ -17,12 +17,19 @@ enum class Undecided {
   kStaysPending  // it waits for the host's next start: the reporter and wrenfallctl
 };
 
-// Whether an attempt that ended with that result leaves the report pending.
-bool stays_pending(Undecided undecided, wrenfall_result result);
+// What becomes of a report that was not delivered.
+struct FailureRules {
+  Undecided undecided = Undecided::kRetryRule;
+  // Whether the report is kept, and sent again later, after every failure that need not last. This
+  // goes before all other rules. A report with a retry file is kept so in any case: the host that made
+  // it asked for that.
+  bool resend = false;
+  // Where lines about that go; null is where the retry rule logs.
+  Logger* resend_logger = nullptr;
+};
 
 // Makes one attempt to send a report folder that the caller has claimed: uploads it, writes the
-// outcome into it as its result record, and applies the retry rule, which keeps or deletes the
-// folder.
+// outcome into it as its result record, and applies the rules, which keep or delete the folder.
 //
 // `record` is the folder's record; the retry rule may raise its retryCount. Without a client
 // (`http` is null) the result is a transport failure. The upload logs to `folder_logger`, the log
@@ -30,10 +37,13 @@ bool stays_pending(Undecided undecided, wrenfall_result result);
 // retry rule logs to `retry_logger`, which may be the same. When packing the folder fails for lack
 // of memory or by a file-system error, the report is not at fault: the folder stays as it was,
 // pending. Where `undecided` lets the report stay pending, the result of an earlier attempt is
-// removed, and so is an owner that no longer runs. Blocks for the upload.
+// removed, and so is an owner that no longer runs.
+//
+// A report that is to be resent gets, after a failure that need not last, the time of its next attempt
+// in its retry file, and a result; after too many it is deleted. Where the retry file cannot be
+// written, on a full disk for example, the report stays pending. Blocks for the upload.
 UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, CrashData& record,
-                     Logger& folder_logger, Logger& retry_logger,
-                     Undecided undecided = Undecided::kRetryRule);
+                     Logger& folder_logger, Logger& retry_logger, const FailureRules& rules = {});
 
 }  // namespace wrenfall
 

@@ -2,6 +2,7 @@
 
 #include <wrenfall/wrenfall.h>
 
+#include "report/limit_annotations.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -15,6 +16,7 @@ std::map<std::string, std::string> startup_annotations(const CrashData& facts,
       {annotation::kOpenSupportUrl, facts.openSupportUrl ? "1" : "0"},
       {annotation::kSession, places.process.text()},
   };
+  add_limit_annotations(places.limits, annotations);
   for (const FactAnnotation& fact : kFactAnnotations) {
     if (fact.when == FactAnnotation::When::kAtStart) annotations[fact.key] = facts.*fact.field;
   }

@@ -9,6 +9,7 @@
 #include "backend/annotation_keys.h"
 #include "backend/platform_facts.h"
 #include "report/store/crash_data.h"
+#include "report/store/store_limits.h"
 #include "support/process.h"
 
 namespace wrenfall {
@@ -58,6 +59,7 @@ struct HandlerPlaces {
   std::filesystem::path reporter_path;
   uint32_t minidump_flags = 0;
   ProcessIdentity process;
+  StoreLimits limits;
 };
 
 // What the handler is told when it starts, for every dump of that process.

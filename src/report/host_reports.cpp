@@ -7,6 +7,7 @@
 #include "report/crash_signature.h"
 #include "report/store/attachments.h"
 #include "report/store/layout.h"
+#include "report/store/retry_file.h"
 #include "report/structured_report_json.h"
 #include "report/structured_report_xml.h"
 #include "support/clock.h"
@@ -40,11 +41,13 @@ struct Contents {
 };
 
 // Puts everything but the record into the folder. False when the main file could not be written.
-bool fill_folder(const fs::path& folder, Contents& contents, Logger& logger) {
+bool fill_folder(const PostingContext& context, const fs::path& folder, Contents& contents) {
   try {
+    // First, so that no attachment takes the name.
+    if (context.limits.resend) mark_for_resend(folder);
     if (!write_file_atomic(folder / contents.record.dumpFile, contents.main_file)) return false;
     contents.record.attachments =
-        copy_attachments(folder, contents.attachments, SameName::kReplace, logger);
+        copy_attachments(folder, contents.attachments, SameName::kReplace, context.logger);
     return true;
   } catch (const std::bad_alloc&) {
     return false;
@@ -53,7 +56,7 @@ bool fill_folder(const fs::path& folder, Contents& contents, Logger& logger) {
 
 UploadResult post(const PostingContext& context, Contents contents) {
   const fs::path folder = context.store_dir / new_uuid();
-  if (fill_folder(folder, contents, context.logger)) {
+  if (fill_folder(context, folder, contents)) {
     return post_folder(context, folder, contents.record);
   }
   context.logger.error("Could not write %s",
@@ -62,6 +65,24 @@ UploadResult post(const PostingContext& context, Contents contents) {
   UploadResult failed;
   failed.result = WRENFALL_ERROR_FILE;
   return failed;
+}
+
+// The same within the limit of reports.
+UploadResult post_limited(const PostingContext& context, Contents contents) {
+  const Admission admission = admit_report(context.store_dir, context.limits.report_limit);
+  if (!admission.admitted) {
+    context.logger.warn("Report dropped: more than %lu in %lu seconds",
+                        static_cast<unsigned long>(context.limits.report_limit.count),
+                        static_cast<unsigned long>(context.limits.report_limit.seconds));
+    UploadResult dropped;
+    dropped.result = WRENFALL_ERROR_LIMIT_REACHED;
+    return dropped;
+  }
+  note_dropped(admission.dropped_before, contents.record);
+  UploadResult outcome = post(context, std::move(contents));
+  const bool was_made = outcome.result != WRENFALL_ERROR_FILE;
+  if (was_made) told_of_dropped(context.store_dir, admission.dropped_before);
+  return outcome;
 }
 
 }  // namespace
@@ -82,7 +103,7 @@ UploadResult post_structured_report(const PostingContext& context, const CrashDa
   }
   contents.main_file = is_json ? structured_report_json(report) : structured_report_xml(report);
   contents.attachments = report.attachments;
-  return post(context, std::move(contents));
+  return post_limited(context, std::move(contents));
 }
 
 UploadResult post_feedback(const PostingContext& context, const CrashData& facts,
@@ -108,7 +129,7 @@ UploadResult post_asan_report(const PostingContext& context, const CrashData& fa
   contents.record.dumpFormat = "asan";
   contents.record.crashSignatureHash = kEmptySha256;
   contents.main_file = text;
-  return post(context, std::move(contents));
+  return post_limited(context, std::move(contents));
 }
 
 }  // namespace wrenfall

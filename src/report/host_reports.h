@@ -14,7 +14,8 @@ namespace wrenfall {
 // folder. Blocks for an upload.
 //
 // The result is that of the post, or WRENFALL_ERROR_FILE when the main file could not be written;
-// then no folder stays behind.
+// then no folder stays behind. Where there are more reports than the limit allows, nothing is made, and
+// the result is WRENFALL_ERROR_LIMIT_REACHED; feedback is never limited.
 
 // With a crash signature, made from the crashing thread, where `with_signature` says so.
 UploadResult post_structured_report(const PostingContext& context, const CrashData& facts,

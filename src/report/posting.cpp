@@ -63,7 +63,9 @@ UploadResult post_folder(const PostingContext& context, const std::filesystem::p
     context.logger.warn("Could not write the record of %s", path_to_utf8(folder).c_str());
   }
   Logger folder_logger(folder / kLogFile);
-  return deliver(context.http, folder, record, folder_logger, context.logger);
+  FailureRules rules;
+  rules.resend = context.limits.resend;
+  return deliver(context.http, folder, record, folder_logger, context.logger, rules);
 }
 
 }  // namespace wrenfall

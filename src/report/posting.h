@@ -8,6 +8,7 @@
 #include <string>
 
 #include "report/store/crash_data.h"
+#include "report/store/store_limits.h"
 #include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
@@ -20,6 +21,7 @@ struct PostingContext {
   uint32_t upload_policy;  // as the library was started
   HttpClient* http;        // null is a transport failure
   Logger& logger;          // the library's
+  StoreLimits limits;
 };
 
 // A record for a host-made report, with the facts of this moment. Its dump fields stay at their

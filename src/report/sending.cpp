@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "report/store/folder_claim.h"
+#include "report/store/kept_reports.h"
 #include "report/store/layout.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -80,12 +81,14 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
     logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());
   }
   Logger folder_logger(folder / kLogFile);
+  FailureRules rules = request.rules;
+  rules.resend_logger = &logger;
   SendOutcome outcome;
-  outcome.upload =
-      deliver(http, folder, record, folder_logger,
-              request.retry_rule_logs_to_folder ? folder_logger : logger, request.undecided);
+  outcome.upload = deliver(http, folder, record, folder_logger,
+                           request.retry_rule_logs_to_folder ? folder_logger : logger, rules);
   outcome.kept = path_exists(folder / kCrashDataFile);
   outcome.pending = outcome.kept && !path_exists(folder / kResultFile);
+  if (outcome.kept) outcome.retry = waiting_retry(folder);
   return outcome;
 }
 

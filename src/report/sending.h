@@ -9,6 +9,7 @@
 #include "report/delivery.h"
 #include "report/store/crash_data.h"
 #include "report/store/report_store.h"
+#include "report/store/resend_schedule.h"
 #include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
@@ -42,7 +43,7 @@ struct SendRequest {
   std::function<void()> on_wait;
   // Where the retry rule logs: the folder's own log, which goes with the folder, or the caller's.
   bool retry_rule_logs_to_folder = false;
-  Undecided undecided = Undecided::kRetryRule;
+  FailureRules rules;
 };
 
 struct SendOutcome {
@@ -50,6 +51,7 @@ struct SendOutcome {
   std::optional<NotSent> not_sent;  // empty after an attempt
   bool kept = false;                // the folder is still a report
   bool pending = false;             // it is kept, and waits for the host's next start
+  std::optional<RetryState> retry;  // it is kept, and is sent again by itself
 
   bool was_sent() const { return !not_sent && upload.result == WRENFALL_OK; }
 };

@@ -4,6 +4,24 @@
 
 namespace wrenfall {
 
+int64_t unix_now() {
+  return std::chrono::duration_cast<std::chrono::seconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+int64_t days_since_1970(const CalendarTime& date) {
+  // Years begin with March here, so that the leap day is the last of its year; 400 years have 146097
+  // days.
+  const int64_t year = date.year - (date.month <= 2 ? 1 : 0);
+  const int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const int64_t year_of_era = year - era * 400;
+  const int64_t month = date.month + (date.month > 2 ? -3 : 9);
+  const int64_t day_of_year = (153 * month + 2) / 5 + date.day - 1;
+  const int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
+  return era * 146097 + day_of_era - 719468;
+}
+
 std::string iso_text(const CalendarTime& time) {
   char text[80];
   std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", time.year, time.month,

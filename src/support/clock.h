@@ -2,6 +2,7 @@
 #define WRENFALL_SUPPORT_CLOCK_H_
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace wrenfall {
@@ -29,6 +30,15 @@ struct CalendarTime {
 
 CalendarTime local_now();
 CalendarTime utc_now();
+
+// Seconds since 1970-01-01 UTC by the system's clock, which may be wrong and may be set.
+int64_t unix_now();
+
+// Such a moment in the user's time zone.
+CalendarTime local_time(int64_t unix_seconds);
+
+// How many days lie between 1970-01-01 and that day, whose year, month and day are given.
+int64_t days_since_1970(const CalendarTime& date);
 
 // A moment of UTC as "2026-01-31T23:59:59Z" (ISO 8601), and this one.
 std::string iso_text(const CalendarTime& time);

@@ -17,6 +17,18 @@ AwakeClock::time_point AwakeClock::now() {
   return time_point(std::chrono::nanoseconds(ticks * 100));
 }
 
+CalendarTime local_time(int64_t unix_seconds) {
+  constexpr int64_t kSecondsFrom1601 = 11644473600;
+  ULARGE_INTEGER ticks{};
+  ticks.QuadPart = static_cast<uint64_t>(unix_seconds + kSecondsFrom1601) * 10'000'000;
+  const FILETIME file_time = {ticks.LowPart, ticks.HighPart};
+  SYSTEMTIME utc{};
+  SYSTEMTIME local{};
+  if (!FileTimeToSystemTime(&file_time, &utc)) return {};
+  // By the rules of summer time of that day, not of this one.
+  return from_system_time(SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local) ? local : utc);
+}
+
 CalendarTime local_now() {
   SYSTEMTIME time{};
   GetLocalTime(&time);

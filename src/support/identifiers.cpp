@@ -25,4 +25,15 @@ std::string uuid_text(const std::array<unsigned char, 16>& bytes) {
   return text;
 }
 
+bool is_uuid(std::string_view text) {
+  constexpr size_t kLength = 36;
+  if (text.size() != kLength) return false;
+  for (size_t i = 0; i < kLength; ++i) {
+    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+    const bool digit = (text[i] >= '0' && text[i] <= '9') || (text[i] >= 'a' && text[i] <= 'f');
+    if (dash ? text[i] != '-' : !digit) return false;
+  }
+  return true;
+}
+
 }  // namespace wrenfall

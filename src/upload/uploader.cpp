@@ -3,11 +3,13 @@
 #include <new>
 
 #include "report/store/layout.h"
+#include "support/clock.h"
 #include "support/digest.h"
 #include "support/files.h"
 #include "support/json_text.h"
 #include "upload/multipart_form.h"
 #include "upload/report_archive.h"
+#include "upload/retry_after.h"
 #include "upload/service_responses.h"
 #include "upload/service_urls.h"
 
@@ -75,13 +77,19 @@ HttpResponse checked(HttpResponse response) {
   return response;
 }
 
+// Keeps for how long the answer asks to wait. What a later call answers takes its place.
+const HttpResponse& note_wait(const HttpResponse& response, UploadResult& outcome) {
+  outcome.retry_after_s = parse_retry_after(response.retry_after, unix_now());
+  return response;
+}
+
 bool locate(HttpClient& http, const CrashData& data, const Archive& archive,
             std::string& upload_url, UploadResult& outcome) {
   const HttpResponse response =
       checked(http.request("POST", build_upload_url_request(data, archive.size),
                            {{"User-Agent", make_user_agent()}}, ""));
   if (response.out_of_memory) throw std::bad_alloc();
-  return parse_upload_location_response(response, upload_url, outcome);
+  return parse_upload_location_response(note_wait(response, outcome), upload_url, outcome);
 }
 
 bool put(HttpClient& http, const Archive& archive, const std::string& upload_url,
@@ -89,8 +97,9 @@ bool put(HttpClient& http, const Archive& archive, const std::string& upload_url
   const HttpHeaders headers = {{"User-Agent", make_user_agent()},
                                {"Content-Type", "application/zip"},
                                {"Content-Length", std::to_string(archive.size)}};
-  return parse_put_response(checked(http.request_file("PUT", upload_url, headers, archive.path)),
-                            outcome);
+  const HttpResponse response =
+      checked(http.request_file("PUT", upload_url, headers, archive.path));
+  return parse_put_response(note_wait(response, outcome), outcome);
 }
 
 bool commit(HttpClient& http, const CrashData& data, const Archive& archive,
@@ -102,7 +111,7 @@ bool commit(HttpClient& http, const CrashData& data, const Archive& archive,
       "POST", build_commit_url(data, upload_url, archive.md5_hex), headers, form.body()));
   try {
     if (response.out_of_memory) throw std::bad_alloc();
-    return parse_commit_response(response, outcome);
+    return parse_commit_response(note_wait(response, outcome), outcome);
   } catch (const std::bad_alloc&) {
     if (response.status != kHttpOk) throw;
     // The service has taken the report. Another attempt would send it a second time, so this counts

@@ -203,6 +203,17 @@ void read_body(const WinHttp& http, HINTERNET request, std::string& body) {
   }
 }
 
+// The value of a header that is short in every sensible answer; empty when there is none.
+std::string short_header(const WinHttp& http, HINTERNET request, DWORD header) {
+  std::array<wchar_t, 128> value{};
+  auto size = static_cast<DWORD>(sizeof value);
+  if (!http.query_headers(request, header, WINHTTP_HEADER_NAME_BY_INDEX, value.data(), &size,
+                          WINHTTP_NO_HEADER_INDEX)) {
+    return {};
+  }
+  return wide_to_utf8(std::wstring_view(value.data(), size / sizeof(wchar_t)));
+}
+
 HttpResponse receive(const WinHttp& http, HINTERNET request) {
   if (!http.receive_response(request, nullptr)) return transport_failure();
   DWORD status = 0;
@@ -217,6 +228,7 @@ HttpResponse receive(const WinHttp& http, HINTERNET request) {
   // An informational answer, which some systems pass on, is not followed by a body to wait for.
   if (status < kFirstFinalStatus) return response;
   try {
+    response.retry_after = short_header(http, request, WINHTTP_QUERY_RETRY_AFTER);
     read_body(http, request, response.body);
   } catch (const std::bad_alloc&) {
     // The status counts: it may say that the service has the report.

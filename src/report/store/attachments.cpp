@@ -5,6 +5,7 @@
 
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
+#include "report/store/retry_file.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/text.h"
@@ -78,8 +79,11 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
   // A read-only one that an interrupted call left could not be replaced.
   remove_entry(temporary);
   std::vector<std::string> names;
+  const bool is_resent = read_retry(folder).has_value();
+  constexpr const char* retry_file[] = {kRetryFile};
   AttachmentNames free_names([&](const std::string& candidate) {
     return !same_among(folder, candidate, kOwnFiles).empty() ||
+           (is_resent && !same_among(folder, candidate, retry_file).empty()) ||
            (rule == SameName::kAddNumber && !same_among(folder, candidate, names).empty());
   });
   for (const std::string& path : paths) {

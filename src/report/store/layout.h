@@ -6,6 +6,7 @@
 // Every name in the store:
 //
 //   Wrenfall.log                      what the library and its companions log
+//   reportLimit.json                  when reports were made, where their number is limited
 //   sessions/<process>.json           one for each process that runs with the library initialized
 //   crashpad/                         the capture handler's own
 //     reports/<id>.dmp                dumps that are being written, or wait to become reports
@@ -19,11 +20,13 @@
 //     Wrenfall.log                    what the uploads of the report logged
 //     WrenfallCrash.zip               the archive, during an upload and after a failed one
 //     result.json                     the outcome of the last upload
+//     retry.json                      when to send again, where resending is on
 //
 // and beside each JSON file "<name>.tmp" (kTemporarySuffix) while it is being written.
 namespace wrenfall {
 
 inline constexpr char kLogFile[] = "Wrenfall.log";
+inline constexpr char kReportLimitFile[] = "reportLimit.json";
 inline constexpr char kSessionsFolder[] = "sessions";
 inline constexpr char kHandlerFolder[] = "crashpad";
 inline constexpr char kDumpsFolder[] = "reports";
@@ -34,6 +37,8 @@ inline constexpr char kReporterSuffix[] = ".reporter";
 
 inline constexpr char kCrashDataFile[] = "WrenfallCrashData.json";
 inline constexpr char kResultFile[] = "result.json";
+// Only with resending on; a host's attachment may have this name, see retry_file.h.
+inline constexpr char kRetryFile[] = "retry.json";
 inline constexpr char kArchiveFile[] = "WrenfallCrash.zip";
 
 // An attachment while it is being copied into the folder.
@@ -45,7 +50,7 @@ inline constexpr char kStructuredXmlFile[] = "wfCrashReport.xml";
 inline constexpr char kFeedbackFile[] = "feedback.json";
 inline constexpr char kAsanReportFile[] = "wfAsanReport.xml";
 
-// What the library and its companions themselves write into a report folder.
+// What the library and its companions themselves write into every report folder.
 inline constexpr const char* kOwnFiles[] = {
     kCrashDataFile,      kResultFile,        kArchiveFile,  kLogFile,       kReportDumpFile,
     kStructuredJsonFile, kStructuredXmlFile, kFeedbackFile, kAsanReportFile};

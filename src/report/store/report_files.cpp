@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "report/store/layout.h"
+#include "report/store/retry_file.h"
 #include "support/files.h"
 #include "support/text.h"
 
@@ -19,7 +20,8 @@ namespace {
 // Compared byte for byte, so that a host's attachment "Result.json" is sent.
 bool stays_here(const fs::path& file) {
   const std::string name = path_to_utf8(file.filename());
-  return name == kCrashDataFile || name == kArchiveFile || name == kResultFile;
+  return name == kCrashDataFile || name == kArchiveFile || name == kResultFile ||
+         is_retry_file(file);
 }
 
 // No file takes that long to write or to copy.

@@ -10,8 +10,8 @@ namespace wrenfall {
 // What an upload takes of a report folder.
 struct FilesToSend {
   bool listed = false;  // false when the folder cannot be opened
-  // The regular files that lie directly in it, but the record, the result and the archive itself, in
-  // the order of their names.
+  // The regular files that lie directly in it, but the record, the result, the archive itself and
+  // the retry file, in the order of their names.
   std::vector<std::filesystem::path> files;
   // Entries that look like files and are none: links that lead nowhere, devices.
   std::vector<std::filesystem::path> skipped;

@@ -106,22 +106,31 @@ bool remove_report_folder(const fs::path& folder) {
   return emptied && remove_entry(record) && remove_entry(result) && remove_folder(folder);
 }
 
+uint64_t size_of_files(const fs::path& folder) {
+  uint64_t size = 0;
+  for (const fs::path& file : list_folder(folder)) size += size_of_file(file).value_or(0);
+  return size;
+}
+
+bool discard_claimed_report(const fs::path& folder) {
+  if (is_link(folder)) return remove_report_folder(folder);
+  // With a result the folder is not pending, even if not all of it can be deleted.
+  ReportResult discarded;
+  discarded.status = kStatusFailed;
+  discarded.cancelled = true;
+  if (is_file(folder / kCrashDataFile) && !path_exists(folder / kResultFile)) {
+    write_result(folder, discarded);
+  }
+  return remove_report_folder(folder);
+}
+
 bool discard_report_folder(const fs::path& root, const fs::path& folder) {
   const fs::path target = plain_path(folder);
   if (!is_folder(target)) return false;
   if (is_own_folder(target)) return false;
   if (!is_same_entry(target.parent_path(), root) && !is_file(target / kCrashDataFile)) return false;
   const auto claim = FolderClaim::try_take(target);
-  if (!claim) return false;
-  if (is_link(target)) return remove_report_folder(target);
-  // With a result the folder is not pending, even if not all of it can be deleted.
-  ReportResult discarded;
-  discarded.status = kStatusFailed;
-  discarded.cancelled = true;
-  if (is_file(target / kCrashDataFile) && !path_exists(target / kResultFile)) {
-    write_result(target, discarded);
-  }
-  return remove_report_folder(target);
+  return claim && discard_claimed_report(target);
 }
 
 }  // namespace wrenfall

@@ -1,6 +1,7 @@
 #ifndef WRENFALL_REPORT_STORE_REPORT_STORE_H_
 #define WRENFALL_REPORT_STORE_REPORT_STORE_H_
 
+#include <cstdint>
 #include <filesystem>
 #include <vector>
 
@@ -44,6 +45,13 @@ std::vector<std::filesystem::path> pending_report_folders(const std::filesystem:
 // last but one and the result last: where a file cannot be deleted, what is left is neither pending
 // nor taken for a report that is only half made.
 bool remove_report_folder(const std::filesystem::path& folder);
+
+// The bytes of the files that lie directly in a folder. Throws DirectoryIterationError.
+uint64_t size_of_files(const std::filesystem::path& folder);
+
+// Deletes a report folder that is not to be sent, and whose claim the caller holds. False when it is
+// still there; it is then not pending.
+bool discard_claimed_report(const std::filesystem::path& folder);
 
 // Deletes a report folder that is not to be sent. False when it is still there, when another thread
 // or process is sending it, and for a folder that neither lies directly under the root nor holds a

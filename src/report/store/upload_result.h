@@ -19,8 +19,9 @@ struct UploadResult {
   int64_t stack_key_id = 0;
   int64_t message_id = 0;
   std::string info_url;
-  std::string status;  // the service's word in the commit answer
-  std::string error;   // what went wrong, empty on success
+  int64_t retry_after_s = 0;  // for how long the service asks to wait after a failure
+  std::string status;         // the service's word in the commit answer
+  std::string error;          // what went wrong, empty on success
 };
 
 }  // namespace wrenfall

@@ -1,0 +1,40 @@
+#include "report/store/kept_reports.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "report/store/report_result.h"
+#include "report/store/report_store.h"
+#include "report/store/retry_file.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+std::optional<RetryState> waiting_retry(const fs::path& folder) {
+  const auto state = read_retry(folder);
+  if (!state || state->attempts <= 0) return std::nullopt;
+  ReportResult result;
+  if (!read_result(folder, result) || result.cancelled || result.status == kStatusUploaded) {
+    return std::nullopt;
+  }
+  return state;
+}
+
+KeptReports kept_reports(const fs::path& store, int64_t now) {
+  KeptReports kept;
+  for (fs::path& folder : list_report_folders(store)) {
+    const auto state = waiting_retry(folder);
+    if (!state) continue;
+    const std::string id = resend_id(folder);
+    if (is_due(*state, id, now)) {
+      kept.due.push_back(std::move(folder));
+    } else {
+      const int64_t due = due_time(*state, id);
+      kept.next_due = std::min(kept.next_due.value_or(due), due);
+    }
+  }
+  return kept;
+}
+
+}  // namespace wrenfall

@@ -1,0 +1,27 @@
+#ifndef WRENFALL_REPORT_STORE_KEPT_REPORTS_H_
+#define WRENFALL_REPORT_STORE_KEPT_REPORTS_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "report/store/resend_schedule.h"
+
+namespace wrenfall {
+
+// The retry state of a report that failed and was kept, and waits for its next attempt. Nothing for
+// every other folder: one that is pending, was sent, or was discarded.
+std::optional<RetryState> waiting_retry(const std::filesystem::path& folder);
+
+struct KeptReports {
+  std::vector<std::filesystem::path> due;  // at `now`, the oldest report first
+  std::optional<int64_t> next_due;         // when the next of the others is
+};
+
+// Throws DirectoryIterationError.
+KeptReports kept_reports(const std::filesystem::path& store, int64_t now);
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_REPORT_STORE_KEPT_REPORTS_H_

@@ -1,0 +1,82 @@
+#include "report/store/report_limit.h"
+
+#include <algorithm>
+#include <string>
+
+#include "report/store/folder_claim.h"
+#include "report/store/json_fields.h"
+#include "report/store/layout.h"
+#include "support/clock.h"
+#include "support/files.h"
+#include "support/json_text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uint64_t kMaxCountsBytes = uint64_t{1} << 16;
+
+ReportCounts read_counts(const fs::path& store) {
+  ReportCounts counts;
+  std::string text;
+  if (!read_file(store / kReportLimitFile, text, kMaxCountsBytes)) return counts;
+  const nlohmann::json object = parse_json(text);
+  if (!object.is_object()) return counts;
+  if (const auto made = object.find("made"); made != object.end() && made->is_array()) {
+    for (const nlohmann::json& time : *made) {
+      if (const auto seconds = json_integer(time)) counts.made.push_back(*seconds);
+    }
+  }
+  const JsonFieldReader read(object);
+  read("dropped", counts.dropped);
+  return counts;
+}
+
+bool write_counts(const fs::path& store, const ReportCounts& counts) {
+  return write_file_atomic(store / kReportLimitFile,
+                           json_text({{"made", counts.made}, {"dropped", counts.dropped}}));
+}
+
+}  // namespace
+
+bool admit(ReportCounts& counts, const ReportLimit& limit, int64_t now) {
+  if (!limit.any()) return true;
+  std::vector<int64_t>& made = counts.made;
+  for (int64_t& time : made) time = std::min(time, now);
+  std::sort(made.begin(), made.end());
+  const auto counts_still = [&](int64_t time) { return time > now - int64_t{limit.seconds}; };
+  made.erase(made.begin(), std::find_if(made.begin(), made.end(), counts_still));
+  if (made.size() < std::min(limit.count, kMaxReportLimit)) {
+    made.push_back(now);
+    return true;
+  }
+  ++counts.dropped;
+  return false;
+}
+
+Admission admit_report(const fs::path& store, const ReportLimit& limit) {
+  Admission admission;
+  if (!limit.any()) return admission;
+  const FolderClaim turn(store / kReportLimitFile);
+  ReportCounts counts = read_counts(store);
+  admission.dropped_before = counts.dropped;
+  admission.admitted = admit(counts, limit, unix_now());
+  if (!write_counts(store, counts)) admission.admitted = true;
+  return admission;
+}
+
+void note_dropped(uint64_t dropped, CrashData& record) {
+  if (dropped != 0) record.attributes[kDroppedAttribute] = std::to_string(dropped);
+}
+
+void told_of_dropped(const fs::path& store, uint64_t dropped) {
+  if (dropped == 0) return;
+  const FolderClaim turn(store / kReportLimitFile);
+  ReportCounts counts = read_counts(store);
+  counts.dropped -= std::min(counts.dropped, dropped);
+  write_counts(store, counts);
+}
+
+}  // namespace wrenfall

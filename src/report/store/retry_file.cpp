@@ -1,0 +1,62 @@
+#include "report/store/retry_file.h"
+
+#include <string>
+
+#include "report/store/json_fields.h"
+#include "report/store/layout.h"
+#include "support/files.h"
+#include "support/json_text.h"
+#include "support/text.h"
+
+namespace wrenfall {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Far beyond any that is written here.
+constexpr uint64_t kMaxRetryBytes = 4096;
+constexpr char kMark[] = "wrenfallRetry";
+constexpr int32_t kFormat = 1;
+
+// Calls `visit(key, field)` for each field of the state.
+template <typename State, typename Visit>
+void for_each_field(State& state, Visit visit) {
+  visit("attempts", state.attempts);
+  visit("firstAttempt", state.first_attempt);
+  visit("lastAttempt", state.last_attempt);
+  visit("retryAfter", state.retry_after);
+}
+
+}  // namespace
+
+std::optional<RetryState> read_retry(const fs::path& folder) {
+  std::string text;
+  const fs::path file = folder / kRetryFile;
+  if (!is_file(file) || !read_file(file, text, kMaxRetryBytes)) return std::nullopt;
+  const nlohmann::json object = parse_json(text);
+  if (!object.is_object() || object.find(kMark) == object.end()) return std::nullopt;
+  RetryState state;
+  for_each_field(state, JsonFieldReader(object));
+  return state;
+}
+
+bool write_retry(const fs::path& folder, const RetryState& state) {
+  const fs::path file = folder / kRetryFile;
+  if (path_exists(file) && !is_retry_file(file)) return false;
+  nlohmann::json object = {{kMark, kFormat}};
+  for_each_field(state, JsonFieldWriter(object));
+  return write_file_atomic(file, json_text(object));
+}
+
+bool mark_for_resend(const fs::path& folder) {
+  return read_retry(folder).has_value() || write_retry(folder, {});
+}
+
+bool is_retry_file(const fs::path& file) {
+  return file.filename() == kRetryFile && read_retry(file.parent_path()).has_value();
+}
+
+std::string resend_id(const fs::path& folder) { return path_to_utf8(folder.filename()); }
+
+}  // namespace wrenfall

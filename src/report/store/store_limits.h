@@ -1,0 +1,18 @@
+#ifndef WRENFALL_REPORT_STORE_STORE_LIMITS_H_
+#define WRENFALL_REPORT_STORE_STORE_LIMITS_H_
+
+#include "report/store/report_limit.h"
+#include "report/store/retention.h"
+
+namespace wrenfall {
+
+// What the host said about keeping reports. By default nothing is limited or sent again.
+struct StoreLimits {
+  RetentionLimits retention;
+  bool resend = false;
+  ReportLimit report_limit;
+};
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_REPORT_STORE_STORE_LIMITS_H_
