@@ -79,7 +79,7 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pe
   SendRequest request;
   request.folder = folder;
   request.on_wait = waiting;
-  request.undecided = Undecided::kStaysPending;
+  request.rules.undecided = Undecided::kStaysPending;
   if (only_pending) {
     request.is_wanted = [](ReportState state, const CrashData&) {
       return state == ReportState::kPending;

@@ -9,7 +9,10 @@
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
+#include "report/store/report_limit.h"
 #include "report/store/report_store.h"
+#include "report/store/retry_file.h"
+#include "report/store/store_pruning.h"
 #include "support/clock.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -62,10 +65,11 @@ std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path&
 
 }  // namespace
 
-DumpCollector::DumpCollector(Places places, const ProcessIdentity& host,
+DumpCollector::DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
                              StartReporter start_reporter, Logger& logger)
     : places_(std::move(places)),
       host_(host),
+      limits_(limits),
       start_reporter_(std::move(start_reporter)),
       logger_(logger),
       platform_(query_platform_facts()),
@@ -124,10 +128,47 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   const auto facts = read_facts(dump, file, logger_);
   if (!facts || !is_for_us(*process_of(*facts), adoptable)) return true;
   if (is_host(*process_of(*facts)) && is_crash(*facts)) has_seen_crash_ = true;
-  if (const auto folder = move_into_new_folder(places_.store, dump, logger_)) {
-    if (!finish(*folder, dump, *facts, path_to_utf8(file.stem()), true)) has_half_made_ = true;
-  }
+  make_report(file, dump, *facts);
   return true;
+}
+
+void DumpCollector::make_report(const fs::path& file, ClaimedDump& dump,
+                                const minidump::DumpFacts& facts) {
+  const Admission admission = admit_report(places_.store, limits_.report_limit);
+  if (!admission.admitted) {
+    drop(file, dump, facts);
+  } else if (const auto folder = move_into_new_folder(places_.store, dump, logger_)) {
+    RecordContext context;
+    context.crashpad_report_id = path_to_utf8(file.stem());
+    context.dropped_before = admission.dropped_before;
+    if (finish(*folder, dump, facts, std::move(context), true)) {
+      told_of_dropped(places_.store, admission.dropped_before);
+    } else {
+      has_half_made_ = true;
+    }
+  }
+  apply_retention();
+}
+
+void DumpCollector::drop(const fs::path& file, ClaimedDump& dump,
+                         const minidump::DumpFacts& facts) {
+  dump.release();
+  const bool removed = remove_file(file);
+  logger_.warn("Dump dropped, more than %lu reports in %lu seconds: process %llu%s",
+               static_cast<unsigned long>(limits_.report_limit.count),
+               static_cast<unsigned long>(limits_.report_limit.seconds),
+               static_cast<unsigned long long>(process_of(facts)->process_id),
+               removed ? "" : " (its file could not be deleted)");
+  terminate_if_asked(facts);
+}
+
+void DumpCollector::apply_retention() {
+  if (!limits_.retention.any()) return;
+  PruneRequest request;
+  request.store = places_.store;
+  request.limits = limits_.retention;
+  request.run = host_.process_id;
+  try_prune_store(request, logger_);
 }
 
 void DumpCollector::finish_half_made_folders() {
@@ -149,7 +190,10 @@ bool DumpCollector::finish_half_made_folder(const fs::path& folder) {
   // Another monitor may have finished the folder just before the claim.
   if (path_exists(folder / kCrashDataFile)) return true;
   const auto facts = read_facts(dump, file, logger_);
-  return !facts || finish(folder, dump, *facts, facts->annotations.report_id, false);
+  if (!facts) return true;
+  RecordContext context;
+  context.crashpad_report_id = facts->annotations.report_id;
+  return finish(folder, dump, *facts, std::move(context), false);
 }
 
 std::vector<std::string> DumpCollector::attachments_of(const ProcessIdentity& process) {
@@ -163,24 +207,26 @@ std::vector<std::string> DumpCollector::attachments_of(const ProcessIdentity& pr
 }
 
 bool DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
-                           const minidump::DumpFacts& facts, const std::string& report_id,
+                           const minidump::DumpFacts& facts, RecordContext context,
                            bool may_terminate) {
   const ProcessIdentity process = *process_of(facts);
-  RecordContext context;
-  context.crashpad_report_id = report_id;
   context.now = utc_timestamp();
   context.platform = platform_;
   context.monitor_pid = current_process_id();
+  // First, so that no attachment takes the name.
+  if (limits_.resend) mark_for_resend(folder);
   auto record = finish_report_folder(folder, dump, facts, std::move(context),
                                      attachments_of(process), logger_);
   if (!record) return false;
   // A hang that was found late is no reason to end a process that may have recovered since.
-  if (may_terminate && is_host(process) && asks_for_termination(facts)) terminate(process);
+  if (may_terminate) terminate_if_asked(facts);
   start_reporter_or_release(folder, std::move(*record));
   return true;
 }
 
-void DumpCollector::terminate(const ProcessIdentity& process) {
+void DumpCollector::terminate_if_asked(const minidump::DumpFacts& facts) {
+  const ProcessIdentity process = *process_of(facts);
+  if (!is_host(process) || !asks_for_termination(facts)) return;
   const auto pid = static_cast<unsigned long long>(process.process_id);
   if (terminate_process(process)) {
     logger_.info("Hung process %llu ended, as its hang policy says", pid);

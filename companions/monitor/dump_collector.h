@@ -12,8 +12,10 @@
 #include "backend/platform_facts.h"
 #include "minidump/minidump_reader.h"
 #include "monitor/claimed_dump.h"
+#include "monitor/record_from_annotations.h"
 #include "monitor/session_memory.h"
 #include "report/store/crash_data.h"
+#include "report/store/store_limits.h"
 #include "support/clock.h"
 #include "support/logger.h"
 #include "support/process.h"
@@ -35,11 +37,15 @@ class DumpCollector {
   };
 
   // `host` is the watched process. The logger outlives the collector.
-  DumpCollector(Places places, const ProcessIdentity& host, StartReporter start_reporter,
-                Logger& logger);
+  DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
+                StartReporter start_reporter, Logger& logger);
 
   // Finishes the report folders that a killed monitor left half-made.
   void finish_half_made_folders();
+
+  // Removes reports until the store is within the host's limits. Done after each report that is made,
+  // too. A failure is logged.
+  void apply_retention();
 
   // Looks through the dumps and takes those of the host. The first look also takes those of processes
   // that have ended, because their monitors have ended too. True when there is a dump that cannot be
@@ -64,21 +70,25 @@ class DumpCollector {
   };
 
   bool settle(const std::filesystem::path& file, bool adoptable);
+  void make_report(const std::filesystem::path& file, ClaimedDump& dump,
+                   const minidump::DumpFacts& facts);
+  void drop(const std::filesystem::path& file, ClaimedDump& dump, const minidump::DumpFacts& facts);
   bool is_for_us(const ProcessIdentity& process, bool adoptable) const;
   bool is_host(const ProcessIdentity& process) const;
   // Both are false when the folder is still half made.
   bool finish_half_made_folder(const std::filesystem::path& folder);
   bool finish(const std::filesystem::path& folder, ClaimedDump& dump,
-              const minidump::DumpFacts& facts, const std::string& report_id, bool may_terminate);
+              const minidump::DumpFacts& facts, RecordContext context, bool may_terminate);
+  void terminate_if_asked(const minidump::DumpFacts& facts);
   // Removes the attachment lists that an init kept for dumps of ended processes, once none of those
   // dumps needs them any more.
   void drop_kept_sessions();
   std::vector<std::string> attachments_of(const ProcessIdentity& process);
-  void terminate(const ProcessIdentity& process);
   void start_reporter_or_release(const std::filesystem::path& folder, CrashData record);
 
   const Places places_;
   const ProcessIdentity host_;
+  const StoreLimits limits_;
   const StartReporter start_reporter_;
   Logger& logger_;
   const PlatformFacts platform_;

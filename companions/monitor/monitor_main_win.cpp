@@ -109,7 +109,7 @@ void report_lost_crash(const ProcessExit& host_exit, const ProcessIdentity& host
 void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output, Logger& logger) {
   const fs::path store = utf8_to_path(options.store);
   const fs::path reports = utf8_to_path(options.database) / kDumpsFolder;
-  DumpCollector collector({reports, store}, options.host,
+  DumpCollector collector({reports, store}, options.host, options.limits,
                           reporter_starter(options.reporter, logger), logger);
   DumpWatcher watcher(handler, reports, store / kSessionsFolder);
   const ProcessExit host_exit(options.host);
@@ -124,6 +124,7 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
   bool dump_expected = steps.run(look);
   steps.run([&collector] {
     collector.finish_half_made_folders();
+    collector.apply_retention();
     return false;
   });
   while (watcher.wait(dump_expected)) {

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "backend/annotation_keys.h"
+#include "report/limit_annotations.h"
 
 namespace wrenfall::monitor {
 namespace {
@@ -22,6 +23,7 @@ void take_annotation(const std::string& pair, MonitorOptions& options, std::stri
   if (key == annotation::kStore) options.store = value;
   if (key == annotation::kReporter) options.reporter = value;
   if (key == annotation::kSession) session_tag = value;
+  take_limit_annotation(key, value, options.limits);
 }
 
 std::string missing(const char* what) { return std::string("no usable ") + what; }

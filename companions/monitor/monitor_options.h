@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "report/store/store_limits.h"
 #include "support/process.h"
 
 namespace wrenfall::monitor {
@@ -19,6 +20,7 @@ struct MonitorOptions {
   std::string store;     // set whenever the arguments name one, also when they are unusable
   std::string reporter;  // may be empty
   ProcessIdentity host;  // the process that is watched
+  StoreLimits limits;    // what the host said about keeping reports
 };
 
 // `arguments` without the program's name. Arguments that only the handler understands are ignored.

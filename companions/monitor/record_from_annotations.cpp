@@ -7,6 +7,7 @@
 
 #include "backend/annotation_keys.h"
 #include "report/fact_annotations.h"
+#include "report/store/report_limit.h"
 #include "report/store/upload_policy.h"
 #include "support/clock.h"
 #include "support/encoding.h"
@@ -141,6 +142,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   }
   if (record.reportKind == kReportKindHang) fill_hang_facts(facts.annotations, record);
   set_platform(context.platform, record);
+  note_dropped(context.dropped_before, record);
   record.monitorVersion = WRENFALL_VERSION_TEXT;
   record.ownerPid = record.uploadPolicy == kPolicyManual ? 0 : context.monitor_pid;
   if (const auto process = process_of(facts)) record.processId = process->process_id;

@@ -22,6 +22,7 @@ struct RecordContext {
   std::string now;                       // for dumps that do not hold their own time
   PlatformFacts platform;
   uint64_t monitor_pid = 0;
+  uint64_t dropped_before = 0;  // how many dumps the limit of reports cost since the last report
 };
 
 // The process that the dump is of; nothing when the dump does not say. Read from the start-up

@@ -7,6 +7,7 @@
 #include "report/store/attachments.h"
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
+#include "report/store/retry_file.h"
 #include "support/files.h"
 #include "support/identifiers.h"
 #include "support/text.h"
@@ -28,7 +29,8 @@ void add_earlier_copies(const fs::path& folder, std::vector<std::string>& names)
   std::vector<std::string> earlier;
   for (const fs::path& file : list_folder(folder)) {
     std::string name = path_to_utf8(file.filename());
-    if (is_file(file) && !is_reserved_file_name(name) && !is_named(folder, file, names)) {
+    if (is_file(file) && !is_reserved_file_name(name) && !is_retry_file(file) &&
+        !is_named(folder, file, names)) {
       earlier.push_back(std::move(name));
     }
   }

@@ -81,7 +81,7 @@ SendOutcome OwnedReport::send(HttpClient* http) {
   SendRequest request;
   request.folder = folder_;
   request.edits.owner_pid = current_process_id();
-  request.undecided = Undecided::kStaysPending;
+  request.rules.undecided = Undecided::kStaysPending;
   const SendOutcome outcome = try_send(http, request, logger_);
   const std::string name = path_to_utf8(folder_);
   if (outcome.not_sent == NotSent::kUnreadable || outcome.not_sent == NotSent::kDamaged) {

@@ -94,7 +94,7 @@ enum {
   WRENFALL_ERROR_REPORTER_NOT_FOUND = 6,
   /** A file could not be read, written, copied or removed; also lack of memory. */
   WRENFALL_ERROR_FILE = 7,
-  /** A limit was reached: 64 attributes, 24 attachments. */
+  /** A limit was reached: 64 attributes, 24 attachments, or the host's own limit of reports. */
   WRENFALL_ERROR_LIMIT_REACHED = 8,
   /** Hang detection is not on. */
   WRENFALL_ERROR_HANG_DETECTION_OFF = 9,
@@ -284,6 +284,53 @@ WRENFALL_API void wrenfall_options_set_open_support_url(wrenfall_options* option
  * `function|file|line` for each frame of the first thread marked as crashing. Reports with a dump
  * never have one. */
 WRENFALL_API void wrenfall_options_set_crash_signature(wrenfall_options* options, int flag);
+
+/** How much the store keeps: at most so many reports, none older than so many days, and all of them
+ * together not larger than so many bytes. 0, the default, is no limit, for each; with all three 0
+ * nothing is ever removed.
+ *
+ * The oldest reports go first, until what is left is within all limits, whatever their state: those
+ * that wait to be sent too. Counted is each report folder with its files. A report stays, and is
+ * counted, while a process works on it (the reporter that shows it, for example), or while the
+ * process that it is of runs; so a limit of one byte removes all reports of earlier runs. The monitor
+ * applies the limits when it starts and after each report that it makes, the library after it has
+ * sent or stored reports, and each report that goes is a line in the log. Within the limit of age,
+ * what capturing left behind goes too: dumps that could not be read, for example.
+ *
+ * A report from the future, because the clock was set back, counts as new. */
+WRENFALL_API void wrenfall_options_set_retention(wrenfall_options* options, uint32_t max_reports,
+                                                 uint32_t max_age_days, uint64_t max_bytes);
+
+/** Whether a report that could not be delivered is kept and sent again: 0, the default, is off, any
+ * other value is on.
+ *
+ * With it, a report is kept when the service gave no answer, answered 408, 429 or any status from
+ * 500 to 599, or when a file could not be read or packed. Every other failure deletes it as ever. The
+ * next attempt follows after about 5 minutes, then about 10, and so on up to 24 hours, each time
+ * up to half of that earlier or later; not before the moment that the service names with
+ * `Retry-After`, if that is within 24 hours. After 30 attempts, or with the first attempt that fails
+ * 14 days after the first of all, the report is given up. A thread of the library makes the
+ * attempts while the host runs, also where the upload policy is manual: the host has sent the report
+ * once already. wrenfall_post_pending_reports_async makes those that are due. The reporter and
+ * `wrenfallctl` follow the same rule.
+ *
+ * A clock that was set back makes no report wait longer than its time: what was last attempted more
+ * than five minutes in the future is due. */
+WRENFALL_API void wrenfall_options_set_resend(wrenfall_options* options, int flag);
+
+/** At most `count` reports are made in any `seconds` seconds: against a program that crashes at every
+ * start. 0 for either, the default, is no limit; a count above 1000 counts as 1000.
+ *
+ * Crashes, hangs, captures, structured and sanitizer reports count, over all runs of all processes of
+ * the store; feedback does not. Beyond the limit a dump is deleted, with one line in the log, and no
+ * report is made: wrenfall_capture_report returns WRENFALL_OK all the same, because the dump was
+ * written, and the functions that post reports return WRENFALL_ERROR_LIMIT_REACHED. A hung process is
+ * ended as its policy says, with or without a report. The next report that is made has the attribute
+ * `wrenfall.dropped`: how many were not.
+ *
+ * When the clock was set back, reports from the future count as made at this moment. */
+WRENFALL_API void wrenfall_options_set_report_limit(wrenfall_options* options, uint32_t count,
+                                                    uint32_t seconds);
 
 /** The callback for log messages, and the pointer that it is given. NULL, the default, is none. */
 WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "api/boundary.h"
+#include "api/sending_reports.h"
 #include "api/state.h"
 #include "support/text.h"
 
@@ -35,7 +36,10 @@ UploadResult post_with(State& state, Post post) {
   const uint32_t policy = state.configuration.upload_policy;
   const std::unique_ptr<HttpClient> http =
       policy == WRENFALL_UPLOAD_MANUAL ? nullptr : make_http_client();
-  return post(PostingContext{state.store_dir, policy, http.get(), state.logger});
+  UploadResult outcome = post(PostingContext{state.store_dir, policy, http.get(), state.logger,
+                                             state.configuration.limits});
+  apply_retention(state);
+  return outcome;
 }
 
 }  // namespace

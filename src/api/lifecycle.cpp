@@ -4,6 +4,7 @@
 
 #include "api/boundary.h"
 #include "api/options.h"
+#include "api/resending.h"
 #include "api/state.h"
 #include "backend/annotation_keys.h"
 #include "backend/platform_facts.h"
@@ -89,8 +90,9 @@ BackendConfiguration backend_configuration(State& state) {
   configuration.handler_path = state.monitor_path;
   configuration.reporter_path = state.reporter_path;
   configuration.protect_exception_filter = options.protect_exception_filter;
-  configuration.startup_annotations = startup_annotations(
-      state.facts, {state.store_dir, state.reporter_path, options.minidump_flags, state.process});
+  configuration.startup_annotations =
+      startup_annotations(state.facts, {state.store_dir, state.reporter_path,
+                                        options.minidump_flags, state.process, options.limits});
   configuration.environment = state.facts.environment;
   configuration.logger = &state.logger;
   return configuration;
@@ -120,8 +122,8 @@ void start_watchdog(State& state) {
   state.watchdog->start();
 }
 
-// Writes the session file of a run that may still fail to start, and removes it again unless keep()
-// is called.
+// Writes the session file of a run that may still fail to start. Unless keep() is called, removes it
+// again and ends the resending.
 class PendingSession {
  public:
   explicit PendingSession(State& state) : state_(state) {
@@ -129,7 +131,9 @@ class PendingSession {
     write();
   }
   ~PendingSession() {
-    if (!kept_) state_.close_session();
+    if (kept_) return;
+    state_.resending.end();
+    state_.close_session();
   }
   PendingSession(const PendingSession&) = delete;
   PendingSession& operator=(const PendingSession&) = delete;
@@ -171,6 +175,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   if (started != WRENFALL_OK) return started;
   publish_annotations(*state);
   start_watchdog(*state);
+  start_resending(state);
   session.keep();
   publish_state(state);
   return WRENFALL_OK;
@@ -217,6 +222,7 @@ void wrenfall_shutdown(void) {
     if (!state) return WRENFALL_ERROR_NOT_INITIALIZED;
     publish_state(nullptr);
     const CallbackEnd callback_end(state->logger);
+    state->resending.end();
     if (state->watchdog) state->watchdog->stop();
     state->backend->stop();
     state->close_session();

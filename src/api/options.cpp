@@ -128,6 +128,18 @@ void wrenfall_options_set_chain_previous_signal_handlers(wrenfall_options* optio
   set_flag(options, &wrenfall_options::chain_previous_signal_handlers, flag);
 }
 
+void wrenfall_options_set_retention(wrenfall_options* options, uint32_t max_reports,
+                                    uint32_t max_age_days, uint64_t max_bytes) {
+  if (options != nullptr) options->limits.retention = {max_reports, max_age_days, max_bytes};
+}
+void wrenfall_options_set_resend(wrenfall_options* options, int flag) {
+  if (options != nullptr) options->limits.resend = flag != 0;
+}
+void wrenfall_options_set_report_limit(wrenfall_options* options, uint32_t count,
+                                       uint32_t seconds) {
+  if (options != nullptr) options->limits.report_limit = {count, seconds};
+}
+
 void wrenfall_options_set_on_crash(wrenfall_options* options, wrenfall_crash_callback callback,
                                    void* user_data) {
   if (options == nullptr) return;

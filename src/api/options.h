@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "report/store/crash_data.h"
+#include "report/store/store_limits.h"
 
 // The host's start-up settings as they were given: nothing is checked, lists keep their order and
 // their duplicates.
@@ -35,6 +36,7 @@ struct wrenfall_options {
   void* on_crash_user_data = nullptr;
   wrenfall_log_callback logger = nullptr;
   void* logger_user_data = nullptr;
+  wrenfall::StoreLimits limits;
   std::vector<std::pair<std::string, std::string>> attributes;
   std::vector<std::string> attachments;
 };

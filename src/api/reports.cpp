@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "api/boundary.h"
+#include "api/sending_reports.h"
 #include "api/state.h"
 #include "backend/annotation_keys.h"
 #include "report/sending.h"
@@ -17,17 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-SendOutcome send(State& state, SendRequest request) {
-  request.retry_rule_logs_to_folder = true;
-  SendOutcome outcome = send_folder(make_http_client().get(), request, state.logger);
-  // The folder's own log may have been deleted with the folder, so a failure is logged here too.
-  if (!outcome.not_sent && outcome.upload.result != WRENFALL_OK) {
-    state.logger.error("Report not sent: %s: %s (http %d)", path_to_utf8(request.folder).c_str(),
-                       outcome.upload.error.c_str(), outcome.upload.http_status);
-  }
-  return outcome;
-}
-
 void log_refusal(NotSent reason, const fs::path& folder, Logger& logger) {
   const std::string name = path_to_utf8(folder);
   if (reason == NotSent::kDamaged) {
@@ -39,33 +29,12 @@ void log_refusal(NotSent reason, const fs::path& folder, Logger& logger) {
   }
 }
 
-void send_one_pending(State& state, const fs::path& folder) {
-  SendRequest request;
-  request.folder = folder;
-  request.is_wanted = [&state](ReportState report_state, const CrashData& record) {
-    // While this thread waited for the claim, another process may have sent the folder, or the host
-    // may have shut the library down.
-    return state.is_published() && report_state == ReportState::kPending &&
-           record.ownerPid != current_process_id();
-  };
-  send(state, std::move(request));
-}
-
-void send_pending(State& state) {
-  for (const fs::path& folder : pending_report_folders(state.store_dir)) {
-    if (!state.is_published()) return;
-    try {
-      send_one_pending(state, folder);
-    } catch (const std::exception& error) {
-      state.logger.error("Sending %s broke off: %s", path_to_utf8(folder).c_str(), error.what());
-    }
-  }
-}
-
 // An exception that left the worker thread would end the host.
 void try_send_pending(State& state) {
   try {
-    send_pending(state);
+    send_pending_reports(state);
+    if (state.configuration.limits.resend) send_due_reports(state);
+    apply_retention(state);
   } catch (const std::exception& error) {
     try {
       state.logger.error("Sending pending reports broke off: %s", error.what());
@@ -103,7 +72,8 @@ wrenfall_result wrenfall_send_report(const char* report_folder, const char* user
     if (user != nullptr) request.edits.user = user;
     if (email != nullptr) request.edits.email = email;
     if (description != nullptr) request.edits.description = description;
-    const SendOutcome outcome = send(state, request);
+    const SendOutcome outcome = send_logged(state, request);
+    apply_retention(state);
     if (outcome.not_sent) log_refusal(*outcome.not_sent, request.folder, state.logger);
     return outcome.upload;
   });

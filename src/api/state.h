@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "api/environment_text.h"
+#include "api/interruptible_wait.h"
 #include "api/one_at_work.h"
 #include "api/options.h"
 #include "api/published.h"
@@ -61,6 +62,9 @@ struct State : std::enable_shared_from_this<State> {
 
   // Which thread sends the pending reports of this state.
   OneAtWork pending_sender;
+
+  // What the thread that sends kept reports again waits on. Ended by shutdown.
+  InterruptibleWait resending;
 
   // Whether this state is the published one: false from the first step of shutdown on.
   bool is_published() const;

@@ -26,7 +26,7 @@ class DumpCollectorTest : public ::testing::Test {
 
   DumpCollector collector() {
     return DumpCollector(
-        {store_.path() / "crashpad" / "reports", store_.path()}, own_,
+        {store_.path() / "crashpad" / "reports", store_.path()}, own_, limits_,
         [this](const fs::path&) {
           reporter_started_ = true;
           return true;
@@ -61,9 +61,37 @@ class DumpCollectorTest : public ::testing::Test {
 
   const TempDir store_{};
   const ProcessIdentity own_ = current_process();
+  StoreLimits limits_{};
   Logger logger_{store_.path() / "Wrenfall.log"};
   bool reporter_started_ = false;
 };
+
+TEST_F(DumpCollectorTest, KeepsToTheLimitsOfTheHost) {
+  limits_.resend = true;
+  limits_.report_limit = {3, 600};
+  limits_.retention.max_reports = 2;
+  write_session(store_.path(), {own_, {path_to_utf8(store_.add("elsewhere/retry.json", "{}"))}});
+  store_.add("an old report/WrenfallCrashData.json", "{}");
+  DumpCollector collecting = collector();
+  for (int i = 0; i < 5; ++i) add_dump(std::to_string(i) + ".dmp", dump_of(own_.text()));
+  EXPECT_FALSE(collecting.collect());
+  EXPECT_TRUE(list_folder(store_ / "crashpad/reports").empty());
+  limits_.report_limit.count = 4;
+  add_dump("later.dmp", dump_of(own_.text()));
+  collector().collect();
+  EXPECT_FALSE(path_exists(store_ / "an old report"));
+  const auto records = reports();
+  // Those of this run stay, although they are more than two.
+  ASSERT_EQ(records.size(), 4u);
+  for (const CrashData& record : records) {
+    EXPECT_EQ(record.attachments, std::vector<std::string>{"retry (2).json"});
+    const bool is_later = record.crashpadReportId == "later";
+    EXPECT_EQ(record.attributes.count("wrenfall.dropped"), is_later ? 1u : 0u);
+    if (is_later) {
+      EXPECT_EQ(record.attributes.at("wrenfall.dropped"), "2");
+    }
+  }
+}
 
 TEST_F(DumpCollectorTest, TakesOwnDumpsWithTheAttachmentsOfTheSession) {
   const fs::path attachment = store_.add("elsewhere/a.txt", "text");
@@ -130,7 +158,7 @@ TEST_F(DumpCollectorTest, FirstLookAdoptsDumpsOfProcessesThatAreGone) {
   add_dump("reused.dmp", dump_of(reused_id.text()));
   const ProcessIdentity watched = {kGoneProcess.process_id, 1};
   DumpCollector collecting(
-      {store_.path() / "crashpad" / "reports", store_.path()}, watched,
+      {store_.path() / "crashpad" / "reports", store_.path()}, watched, {},
       [](const fs::path&) { return true; }, logger_);
   add_dump("running.dmp", dump_of(own_.text()));
   collecting.collect();
@@ -146,8 +174,6 @@ TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
   add_half_made("young", std::chrono::seconds(0));
   add_half_made("done", std::chrono::minutes(2));
   store_.add("done/WrenfallCrashData.json", "{}");
-  const fs::path temporary = store_.add("done/result.json.tmp", "{");
-  fs::last_write_time(temporary, fs::file_time_type::clock::now() - std::chrono::hours(1));
   const ClaimedDump at_work(add_half_made("held", std::chrono::minutes(2)));
 
   collector().finish_half_made_folders();
@@ -159,7 +185,6 @@ TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
   EXPECT_FALSE(path_exists(store_.path() / "young" / kCrashDataFile));
   EXPECT_FALSE(path_exists(store_.path() / "held" / kCrashDataFile));
   EXPECT_EQ(file_text(store_.path() / "done" / kCrashDataFile), "{}");
-  EXPECT_FALSE(path_exists(temporary));
 }
 
 }  // namespace

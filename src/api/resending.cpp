@@ -1,0 +1,72 @@
+#include "api/resending.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <new>
+#include <thread>
+
+#include "api/sending_reports.h"
+#include "report/store/resend_schedule.h"
+#include "support/clock.h"
+
+namespace wrenfall {
+namespace {
+
+// A report that another process keeps is found at the next look. Waits that are no longer also keep a
+// clock that is set, or a machine that slept, from delaying reports for long.
+constexpr int64_t kLongestPause = 5 * 60;
+constexpr int64_t kShortestPause = 5;
+// As long as the service takes nothing, the thread asks less and less often.
+constexpr int64_t kLongestPauseAfterFailure = 60 * 60;
+
+// Decides how long the thread waits after each look.
+class Pauses {
+ public:
+  explicit Pauses(const State& state) : id_(state.process.text()) {}
+
+  std::chrono::seconds after(const DueReportsSent& sent) {
+    if (sent.broke_off) {
+      failures_ = after_failed_attempt(failures_, 0, 0);
+      return std::chrono::seconds(
+          std::min(resend_delay(failures_, id_), kLongestPauseAfterFailure));
+    }
+    failures_ = {};
+    const int64_t rest = sent.next_due ? *sent.next_due - unix_now() : kLongestPause;
+    return std::chrono::seconds(std::clamp(rest, kShortestPause, kLongestPause));
+  }
+
+ private:
+  const std::string id_;
+  RetryState failures_;  // in a row
+};
+
+DueReportsSent look(State& state) {
+  DueReportsSent sent;
+  try {
+    sent = send_due_reports(state);
+    apply_retention(state);
+  } catch (const std::exception& error) {
+    try {
+      state.logger.error("Sending kept reports broke off: %s", error.what());
+    } catch (const std::bad_alloc&) {
+      // There is no memory for the line either.
+    }
+  }
+  return sent;
+}
+
+// The body of the thread. The first look comes a moment after the start, which it must not slow down.
+void run(const std::shared_ptr<State>& state) {
+  Pauses pauses(*state);
+  for (std::chrono::seconds pause(1); state->resending.wait(pause);)
+    pause = pauses.after(look(*state));
+}
+
+}  // namespace
+
+void start_resending(const std::shared_ptr<State>& state) {
+  if (state->configuration.limits.resend) std::thread(run, state).detach();
+}
+
+}  // namespace wrenfall
