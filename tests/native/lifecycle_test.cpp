@@ -1,4 +1,6 @@
 // What the exported functions promise, where neither a real handler nor a real service is needed.
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -148,6 +150,25 @@ TEST_F(LifecycleTest, SendingCarriesWhatTheHostSays) {
     EXPECT_EQ(field("user") + "|" + field("email") + "|" + field("description"), row.sent);
     wrenfall_shutdown();
   }
+}
+
+// The list of reports is made by then: the first one is being sent.
+TEST_F(LifecycleTest, AReportThatAReporterTakesMeanwhileIsLeftToIt) {
+  ASSERT_EQ(start(), WRENFALL_OK);
+  for (int i = 0; i < 3; ++i) post_feedback();
+  const auto reports = list_report_folders(store_);
+  std::atomic<int> requests{0};
+  network() = [&](const std::string&, const std::string&) -> HttpResponse {
+    CrashData record;
+    if (requests++ == 0 && load(reports[1], record)) {
+      record.ownerPid = static_cast<uint64_t>(getppid());
+      EXPECT_TRUE(save(reports[1], record));
+    }
+    return {WRENFALL_OK, 503, "", ""};
+  };
+  ASSERT_EQ(wrenfall_post_pending_reports_async(), WRENFALL_OK);
+  while (!fs::exists(reports[2] / kResultFile)) std::this_thread::yield();
+  EXPECT_EQ(requests, 2);
 }
 
 TEST_F(LifecycleTest, AnArchiveThatVanishesIsToldOf) {

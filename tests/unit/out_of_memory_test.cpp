@@ -5,6 +5,7 @@
 
 #include "report/delivery.h"
 #include "report/store/layout.h"
+#include "reporter/owned_report.h"
 #include "support/files.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/fake_http_client.h"
@@ -15,45 +16,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A service that takes every report, and memory that ends some allocations after the commit.
-class Service : public HttpClient {
- public:
-  explicit Service(long allocations_after_commit)
-      : allocations_after_commit_(allocations_after_commit) {}
-
-  HttpResponse request(const std::string&, const std::string& url, const HttpHeaders&,
-                       const std::string&) override {
-    if (url.find("getCrashUploadUrl") != std::string::npos) {
-      return success(R"({"status":"success","url":"https://bucket/key"})");
-    }
-    HttpResponse response = success(R"({"status":"success","crashId":1})");
-    committed = true;
-    if (allocations_after_commit_ >= 0) allocations_left = allocations_after_commit_;
-    return response;
-  }
-  HttpResponse request_file(const std::string&, const std::string&, const HttpHeaders&,
-                            const fs::path&) override {
-    return success("");
-  }
-
-  bool committed = false;
-
- private:
-  static HttpResponse success(const char* body) {
-    HttpResponse response;
-    response.result = WRENFALL_OK;
-    response.status = 200;
-    response.body = body;
-    return response;
-  }
-
-  const long allocations_after_commit_;
-};
+const std::vector<HttpResponse> kTaken = {
+    answer(200, R"({"status":"success","url":"https://bucket/key"})"), answer(200, ""),
+    answer(200, R"({"status":"success","crashId":1})")};
 
 // Sends a report once. Memory ends some allocations after the begin, or after the commit, or does not
 // hold large pieces.
 struct Attempt {
-  Attempt(long after_begin, long after_commit, size_t largest = SIZE_MAX) : service(after_commit) {
+  Attempt(long after_begin, long after_commit, size_t largest = SIZE_MAX) {
+    size_t requests = 0;
+    FakeHttpClient service(kTaken, [&] {
+      committed = ++requests == kTaken.size();
+      if (committed && after_commit >= 0) allocations_left = after_commit;
+    });
     const fs::path folder = dir.make_folder("report");
     put_file(folder / kReportDumpFile, std::string(20000, 'x'));
     CrashData record;
@@ -74,7 +49,7 @@ struct Attempt {
   }
 
   const TempDir dir;
-  Service service;
+  bool committed = false;
   bool completed = false;
   bool memory_ended = false;
   bool pending = false;
@@ -87,22 +62,15 @@ class OutOfMemory : public ::testing::TestWithParam<bool> {
 
 INSTANTIATE_TEST_SUITE_P(OneOrAll, OutOfMemory, ::testing::Bool());
 
-TEST_P(OutOfMemory, BeforeTheCommitTheReportStaysPending) {
-  for (long left = 0;; ++left) {
-    const Attempt attempt(left, -1);
-    EXPECT_EQ(attempt.pending, !attempt.service.committed) << "after " << left << " allocations";
-    if (attempt.completed && !attempt.memory_ended) break;
-    ASSERT_LT(left, 5000);
-  }
-}
-
-TEST_P(OutOfMemory, AfterTheCommitTheReportIsNotSentAgain) {
-  for (long left = 0;; ++left) {
-    const Attempt attempt(-1, left);
-    EXPECT_TRUE(attempt.service.committed);
-    EXPECT_FALSE(attempt.pending) << "after " << left << " allocations";
-    if (attempt.completed && !attempt.memory_ended) break;
-    ASSERT_LT(left, 5000);
+TEST_P(OutOfMemory, TheReportIsPendingUntilTheCommitAndNotSentAgainAfterIt) {
+  for (const bool after_commit : {false, true}) {
+    for (long left = 0;; ++left) {
+      const Attempt attempt(after_commit ? -1 : left, after_commit ? left : -1);
+      EXPECT_TRUE(attempt.committed || !after_commit);
+      EXPECT_EQ(attempt.pending, !attempt.committed) << "after " << left << " allocations";
+      if (attempt.completed && !attempt.memory_ended) break;
+      ASSERT_LT(left, 5000);
+    }
   }
 }
 
@@ -125,9 +93,7 @@ TEST(RequestWithoutMemory, IsNoFailureOfTheReport) {
     CrashData record;
     record.database = record.appName = record.appVersion = record.crashTypeId = "1";
     ASSERT_TRUE(save(dir.path(), record));
-    std::vector<HttpResponse> answers = {
-        answer(200, R"({"url":"https://bucket/k","status":"success"})"), answer(200, ""),
-        answer(200, R"({"status":"success"})")};
+    std::vector<HttpResponse> answers = kTaken;
     HttpResponse& lacking = answers[static_cast<size_t>(row.request)];
     lacking = row.answered ? answer(200, "") : no_answer("out of memory");
     lacking.out_of_memory = true;
@@ -142,6 +108,23 @@ TEST(RequestWithoutMemory, IsNoFailureOfTheReport) {
   Logger log;
   deliver(nullptr, dir.path(), record, log, log);
   EXPECT_TRUE(path_exists(dir / kCrashDataFile)) << "without a client";
+}
+
+// The record alone is too large.
+TEST(ReporterWithoutMemory, LeavesTheReportPending) {
+  const TempDir dir;
+  CrashData record;
+  record.userDescription = std::string(20000, 'x');
+  ASSERT_TRUE(save(dir / "report", record));
+  Logger log;
+  auto report = reporter::OwnedReport::take(dir / "report", log);
+  ASSERT_TRUE(report);
+  largest_allocation = 16000;
+  const SendOutcome outcome = report->send(nullptr);
+  largest_allocation = SIZE_MAX;
+  EXPECT_TRUE(allocation_failed.exchange(false));
+  EXPECT_EQ(outcome.upload.error, "out of memory");
+  EXPECT_TRUE(outcome.kept && outcome.pending);
 }
 
 }  // namespace

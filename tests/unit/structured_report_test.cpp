@@ -6,15 +6,6 @@
 namespace wrenfall {
 namespace {
 
-TEST(StructuredReport, EmptyXml) {
-  EXPECT_EQ(
-      structured_report_xml({}),
-      "<report>\n    <platform></platform>\n    <os></os>\n    <process>\n"
-      "        <exception>\n            <code></code>\n            <explanation></explanation>\n"
-      "        </exception>\n        <modules numloaded=\"0\">\n        </modules>\n"
-      "        <threads count=\"0\">\n        </threads>\n    </process>\n</report>\n");
-}
-
 TEST(StructuredReport, NamesTheFirstCrashingThread) {
   const ReportFrame f{"f", "a", 12, "", 0};
   const ReportFrame g{"g", "", 0xFFFFFFFF, "m", 1};
