@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "report/sending.h"
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
@@ -85,19 +84,14 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pe
       return state == ReportState::kPending;
     };
   }
-  const SendOutcome sent = send_folder(http, request, logger);
-  if (sent.not_sent) {
-    ActionOutcome outcome = refused(folder, sent.upload.result, reason_text(*sent.not_sent));
-    outcome.not_sent = sent.not_sent;
-    outcome.wanted = !only_pending;
-    return outcome;
-  }
-  ActionOutcome outcome;
-  outcome.folder = folder;
-  outcome.upload = sent.upload;
+  ActionOutcome outcome{send_folder(http, request, logger), folder};
   outcome.kept = is_folder(folder);
-  outcome.pending = sent.pending;
-  log_outcome(outcome, logger);
+  if (outcome.not_sent) {
+    outcome.upload.error = reason_text(*outcome.not_sent);
+    outcome.wanted = !only_pending;
+  } else {
+    log_outcome(outcome, logger);
+  }
   return outcome;
 }
 

@@ -3,24 +3,19 @@
 
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "report/sending.h"
-#include "report/store/upload_result.h"
 #include "support/logger.h"
 #include "upload/http_client.h"
 
 namespace wrenfall::ctl {
 
-// What became of one folder that was to be sent or discarded.
-struct ActionOutcome {
+// What became of one folder that was to be sent or discarded. After a discard only the result and
+// the error of `upload` are set. `kept` is true for a folder that is no report too.
+struct ActionOutcome : SendOutcome {
   std::filesystem::path folder;
-  UploadResult upload;              // after a discard only the result and the error are set
-  std::optional<NotSent> not_sent;  // empty after an attempt to send
-  bool kept = false;                // the report is still there
-  bool pending = false;             // it is kept, and waits to be sent
-  bool wanted = true;               // false when a report of "send --all" is not pending any more
+  bool wanted = true;  // false when a report of "send --all" is not pending any more
 };
 
 // Sends one report folder as the library does. While another process sends it, this waits, and calls
