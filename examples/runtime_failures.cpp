@@ -12,28 +12,8 @@
 #include <cstring>
 #include <exception>
 
+#include "pure_virtual_call.h"
 #include "utf8_arguments.h"
-
-// With a name for other files, so that the compiler cannot know what is derived from the class and
-// call that directly.
-namespace runtime_failures {
-
-class Abstract {
- public:
-  Abstract() {
-    void (*volatile call)(Abstract*) = [](Abstract* object) { object->act(); };
-    call(this);
-  }
-  virtual ~Abstract() = default;
-  virtual void act() = 0;
-};
-
-class Concrete : public Abstract {
- public:
-  void act() override {}
-};
-
-}  // namespace runtime_failures
 
 namespace {
 
@@ -84,7 +64,7 @@ void report_runtime_failures() {
 void fail(const char* kind) {
   if (std::strcmp(kind, "abort") == 0) std::abort();
   if (std::strcmp(kind, "terminate") == 0) std::terminate();
-  if (std::strcmp(kind, "pure-virtual") == 0) runtime_failures::Concrete().act();
+  if (std::strcmp(kind, "pure-virtual") == 0) pure_virtual::call();
 }
 
 }  // namespace

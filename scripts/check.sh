@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Style, the direction of the includes, static analysis: scripts/check.sh [format|includes|tidy]; without an argument all of
-# them. tidy needs a configured build/mingw; clang-tidy gets the headers of the cross compiler, so it sees the same code.
+# Style, the direction of the includes, whether the table of known faults fits the code, static analysis:
+# scripts/check.sh [format|includes|mutants|tidy]; without an argument all of them. tidy needs a configured
+# build/mingw; clang-tidy gets the headers of the cross compiler, so it sees the same code.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 what=${1:-all}
@@ -15,6 +16,10 @@ fi
 if [ "$what" = all ] || [ "$what" = includes ]; then
   python3 scripts/check_includes.py
   echo "includes: clean"
+fi
+
+if [ "$what" = all ] || [ "$what" = mutants ]; then
+  python3 scripts/mutants.py --check
 fi
 
 if [ "$what" = all ] || [ "$what" = tidy ]; then

@@ -4,6 +4,7 @@
 scripts/mutants.sh [NAME ...] takes all faults of scripts/mutants.toml, or those whose names begin with one of NAME. Each is
 built in a copy of the source tree below build/mutants, with build folders of its own, and the test that must notice it
 runs alone. Ends with 1 when a fault survives or cannot be judged. Nothing outside build/mutants changes.
+scripts/mutants.sh --check builds nothing and only says which rows do not fit the code any more.
 
 A row of the table:
   name     area and fault, for example "upload.second-location"
@@ -85,13 +86,26 @@ def run_test(preset, name):
     return run([*(wine if preset == "mingw" else []), *ctest]) == 0
 
 
+def misfit(mutant, root):
+    """What keeps the fault from being put into the sources below `root`; empty when nothing does."""
+    file = root / mutant["file"]
+    count = file.read_text(encoding="utf-8").count(mutant["find"]) if file.is_file() else 0
+    return "" if count == mutant.get("count", 1) else f"STALE: the text is in {mutant['file']} {count} times"
+
+
+def check(mutants):
+    stale = [f"{mutant['name']}: {why}" for mutant in mutants if (why := misfit(mutant, ROOT))]
+    print("\n".join(stale or ["mutants: all rows fit"]))
+    return 1 if stale else 0
+
+
 def judge(mutant):
     """'caught', 'SURVIVED', or why nothing can be said."""
     preset = mutant.get("preset", "mingw")
+    if why := misfit(mutant, COPY):
+        return why
     file = COPY / mutant["file"]
     original = file.read_text(encoding="utf-8")
-    if original.count(mutant["find"]) != mutant.get("count", 1):
-        return f"STALE: the text is in {mutant['file']} {original.count(mutant['find'])} times"
     file.write_text(original.replace(mutant["find"], mutant["replace"]), encoding="utf-8")
     try:
         if not build(preset, mutant["test"]):
@@ -104,6 +118,8 @@ def judge(mutant):
 
 def main():
     mutants = tomllib.loads((ROOT / "scripts" / "mutants.toml").read_text(encoding="utf-8"))["mutant"]
+    if sys.argv[1:] == ["--check"]:
+        return check(mutants)
     wanted = tuple(sys.argv[1:]) or ("",)
     mutants = [mutant for mutant in mutants if mutant["name"].startswith(wanted)]
     if not mutants:

@@ -43,7 +43,6 @@ ReportQueue::ReportQueue(fs::path store, std::string policy, ReporterLock& lock,
 
 std::vector<fs::path> ReportQueue::waiting() const {
   std::vector<fs::path> found;
-  if (policy_ == kPolicyManual) return found;  // the host alone decides on those
   try {
     for (fs::path& folder : list_report_folders(store_)) {
       CrashData record;

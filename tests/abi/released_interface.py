@@ -1,6 +1,8 @@
-"""Fails when something of the released interface is gone from the header, or changed there."""
+"""Fails when something of the released interface is gone from the header, or changed there.
 
-import argparse
+    released_interface.py COMPILER INCLUDE-FOLDER LIST
+"""
+
 import re
 import subprocess
 import sys
@@ -21,21 +23,16 @@ def assertion(kind, name, rest):
 
 
 def main() -> int:
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--compiler", required=True)
-    parser.add_argument("--include", required=True)
-    parser.add_argument("--released", required=True)
-    arguments = parser.parse_args()
-
-    with open(arguments.released, encoding="utf-8") as file:
+    compiler, include, released_file = sys.argv[1:]
+    with open(released_file, encoding="utf-8") as file:
         # Kind, name, rest.
         released = [re.fullmatch(r"(\w+) ([\w.]+): (.+)", line).groups()
                     for line in file.read().splitlines() if line and not line.startswith("#")]
     lines = [f'_Static_assert({assertion(*line)}, "{line[1]}");' for line in released]
     source = "\n".join(["#include <wrenfall/wrenfall.h>", "#include <stddef.h>", *lines])
     compiled = subprocess.run(
-        [arguments.compiler, "-std=gnu11", "-fsyntax-only", "-fdiagnostics-color=never",
-         f"-I{arguments.include}", "-x", "c", "-"], input=source, capture_output=True, text=True, check=False)
+        [compiler, "-std=gnu11", "-fsyntax-only", "-fdiagnostics-color=never",
+         f"-I{include}", "-x", "c", "-"], input=source, capture_output=True, text=True, check=False)
     problems = re.findall(r"error: .*", compiled.stderr)
     if compiled.returncode != 0 and not problems:
         problems.append(compiled.stderr)

@@ -174,6 +174,8 @@ TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
   add_half_made("young", std::chrono::seconds(0));
   add_half_made("done", std::chrono::minutes(2));
   store_.add("done/WrenfallCrashData.json", "{}");
+  const fs::path temporary = store_.add("done/result.json.tmp", "{");
+  fs::last_write_time(temporary, fs::file_time_type::clock::now() - std::chrono::hours(1));
   const ClaimedDump at_work(add_half_made("held", std::chrono::minutes(2)));
 
   collector().finish_half_made_folders();
@@ -185,6 +187,7 @@ TEST_F(DumpCollectorTest, FinishesOldHalfMadeFoldersOnly) {
   EXPECT_FALSE(path_exists(store_.path() / "young" / kCrashDataFile));
   EXPECT_FALSE(path_exists(store_.path() / "held" / kCrashDataFile));
   EXPECT_EQ(file_text(store_.path() / "done" / kCrashDataFile), "{}");
+  EXPECT_FALSE(path_exists(temporary));
 }
 
 }  // namespace

@@ -37,9 +37,11 @@ void MinidumpBuilder::set32(size_t offset, uint32_t value) {
   bytes_ = with32(std::move(bytes_), offset, value);
 }
 
-void MinidumpBuilder::add32(uint32_t value) {
-  bytes_.append(4, '\0');
-  set32(bytes_.size() - 4, value);
+void MinidumpBuilder::add(std::initializer_list<uint32_t> numbers) {
+  for (const uint32_t number : numbers) {
+    bytes_.append(4, '\0');
+    set32(bytes_.size() - 4, number);
+  }
 }
 
 void MinidumpBuilder::add_directory_entry(uint32_t type, uint32_t size, uint32_t rva) {
@@ -51,7 +53,7 @@ void MinidumpBuilder::add_directory_entry(uint32_t type, uint32_t size, uint32_t
 
 uint32_t MinidumpBuilder::add_text(const std::string& text) {
   const uint32_t rva = here();
-  add32(static_cast<uint32_t>(text.size()));
+  add({static_cast<uint32_t>(text.size())});
   bytes_ += text;
   return rva;
 }
@@ -59,9 +61,7 @@ uint32_t MinidumpBuilder::add_text(const std::string& text) {
 void MinidumpBuilder::add_exception() {
   const uint32_t rva = here();
   mark("exception thread");
-  add32(77);
-  add32(0);
-  add32(*exception_code);
+  add({77, 0, *exception_code});
   bytes_.append(148, '\0');
   mark("exception context");
   bytes_.append(8, '\0');
@@ -72,15 +72,14 @@ void MinidumpBuilder::add_threads() {
   const auto count = static_cast<uint32_t>(threads.size());
   const uint32_t list = here();
   mark("thread count");
-  add32(count);
-  if (aligned_threads) add32(0);
+  add({count});
+  if (aligned_threads) add({0});
   const uint32_t registers = here() + 48 * count;
   for (uint32_t i = 0; i < count; ++i) {
     mark("thread " + std::to_string(i));
-    add32(threads[i]);
+    add({threads[i]});
     bytes_.append(36, '\0');
-    add32(16);
-    add32(registers + 16 * i);
+    add({16, registers + 16 * i});
   }
   add_directory_entry(3, here() - list, list);
   bytes_.append(16 * count, 'r');
@@ -89,24 +88,13 @@ void MinidumpBuilder::add_threads() {
 void MinidumpBuilder::add_memory() {
   const uint32_t list = here();
   mark("memory");
-  add32(1);
-  add32(0x1000);
-  add32(0);
-  add32(8);
-  add32(list + 20);
+  add({1, 0x1000, 0, 8, list + 20});
   bytes_.append(8, 'm');
   add_directory_entry(5, 20, list);
 
   const uint32_t list64 = here();
   mark("memory64");
-  add32(1);
-  add32(0);
-  add32(list64 + 32);
-  add32(0);
-  add32(0x2000);
-  add32(0);
-  add32(16);
-  add32(0);
+  add({1, 0, list64 + 32, 0, 0x2000, 0, 16, 0});
   bytes_.append(16, 'M');
   add_directory_entry(9, 32, list64);
 }
@@ -117,7 +105,7 @@ uint32_t MinidumpBuilder::add_texts_list(const std::string& name, bool live_list
   if (live_list) texts = live;
   const size_t entry_bytes = live_list ? 12 : 8;
   const uint32_t rva = here();
-  add32(static_cast<uint32_t>(texts.size()));
+  add({static_cast<uint32_t>(texts.size())});
   size_t entry = bytes_.size();
   mark(name + " key");
   bytes_.append(texts.size() * entry_bytes, '\0');
@@ -134,7 +122,7 @@ uint32_t MinidumpBuilder::add_texts_list(const std::string& name, bool live_list
 
 void MinidumpBuilder::add_annotations() {
   const uint32_t rva = here();
-  add32(1);
+  add({1});
   for (char i = 0; i < 32; ++i) bytes_.push_back(i);
   const size_t places = bytes_.size();
   bytes_.append(16, '\0');
@@ -144,27 +132,18 @@ void MinidumpBuilder::add_annotations() {
   set32(places + 4, add_texts_list("startup", false));
   set32(places + 8, 16);
   set32(places + 12, here());
-  add32(1);
-  add32(0);
-  add32(28);
-  add32(here() + 4);
-  add32(1);
+  add({1, 0, 28});
+  add({here() + 4, 1});
   bytes_.append(16, '\0');
-  add32(static_cast<uint32_t>(4 + 12 * live.size()));
-  add32(here() + 4);
+  add({static_cast<uint32_t>(4 + 12 * live.size())});
+  add({here() + 4});
   add_texts_list("live", true);
 }
 
 std::string MinidumpBuilder::build() {
   bytes_ = "MDMP";
   offsets_.clear();
-  add32(0xA793);
-  add32(kStreams);
-  add32(32);
-  add32(0);
-  add32(time_stamp);
-  add32(0);
-  add32(0);
+  add({0xA793, kStreams, 32, 0, time_stamp, 0, 0});
   next_entry_ = bytes_.size();
   mark("directory");
   bytes_.append(kStreams * 12, '\0');  // an entry that stays empty is an unused stream

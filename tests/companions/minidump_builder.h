@@ -2,6 +2,7 @@
 #define WRENFALL_TESTS_COMPANIONS_MINIDUMP_BUILDER_H_
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string>
@@ -36,7 +37,7 @@ struct MinidumpBuilder {
   void add_annotations();
   uint32_t add_texts_list(const std::string& name, bool live_list);
   uint32_t add_text(const std::string& text);
-  void add32(uint32_t value);
+  void add(std::initializer_list<uint32_t> numbers);
   void mark(const std::string& field) { offsets_[field] = bytes_.size(); }
   void set32(size_t offset, uint32_t value);
   uint32_t here() const { return static_cast<uint32_t>(bytes_.size()); }

@@ -56,17 +56,18 @@ TEST(ReportFolder, AttachmentThatCannotBeCopiedCostsNoOther) {
   }
 }
 
-TEST(ReportFolder, ReadOnlyAttachmentDoesNotKeepTheReportFromBeingDeleted) {
+TEST(ReportFolder, CopyOfAnOldReadOnlyAttachmentIsNewAndCanBeDeleted) {
   const TempDir files;
   const TempDir store;
   Logger logger;
   const fs::path folder = store.path() / "report";
   fs::create_directory(folder);
   const fs::path source = files.add("settings.ini", "x");
+  fs::last_write_time(source, fs::file_time_type::clock::now() - std::chrono::hours(1));
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::remove);
   copy_attachments(folder, {path_to_utf8(source)}, SameName::kReplace, logger);
   fs::permissions(source, fs::perms::owner_write, fs::perm_options::add);
-  EXPECT_TRUE(is_file(folder / "settings.ini"));
+  EXPECT_LT(age_of_file(folder / "settings.ini").value(), std::chrono::minutes(10));
   EXPECT_TRUE(remove_folder(folder));
 }
 

@@ -23,12 +23,13 @@ struct FakeLock : ReporterLock {
     std::exchange(at_release, [] {})();
   }
   uint64_t holder() override {
-    const uint64_t answer = held_by;
+    const uint64_t answer = is_readable ? held_by : 0;
     std::exchange(after_look, [] {})();
     return answer;
   }
 
   uint64_t held_by = 0;
+  bool is_readable = true;
   std::function<void()> at_release = [] {};
   std::function<void()> after_look = [] {};
 };
@@ -58,7 +59,8 @@ class ReportQueueTest : public ::testing::Test {
       return !stops_;
     };
     const auto announce = [&](uint64_t process) { served += "-> " + std::to_string(process); };
-    ReportQueue queue(store_.path(), "dialog", lock_, {serve, announce, [] {}}, logger_);
+    const auto pause = [this] { ++pauses_; };
+    ReportQueue queue(store_.path(), policy_, lock_, {serve, announce, pause}, logger_);
     queue.run(first);
     return served;
   }
@@ -68,6 +70,8 @@ class ReportQueueTest : public ::testing::Test {
   FakeLock lock_;
   std::function<void()> during_serving_ = [] {};
   bool stops_ = false;
+  std::string policy_ = "dialog";
+  int pauses_ = 0;
 };
 
 TEST_F(ReportQueueTest, TakesWhatWasHandedOverOrLeftBehind) {
@@ -97,6 +101,15 @@ TEST_F(ReportQueueTest, HandsItsReportOverToTheHolder) {
   put_file(make("sent", 4) / "result.json", "{}");
   EXPECT_EQ(run(store_ / "sent"), "-> 7");
   EXPECT_EQ(owner_of("sent"), 4u);
+}
+
+TEST_F(ReportQueueTest, WaitsForAnUnknownHolderForSomeTimeAndServesManualReportsAtOnce) {
+  lock_.held_by = 7;
+  lock_.is_readable = false;
+  EXPECT_EQ(run(make("first", 4)), "");
+  EXPECT_EQ(pauses_, 100);
+  policy_ = "manual";
+  EXPECT_EQ(run(make("first", 0, "manual")), "first ");
 }
 
 // The holder ends, or another takes its place, at each moment at which that matters.

@@ -7,7 +7,7 @@ import time
 import unittest
 from pathlib import Path
 
-from harness import BIN, ROOT, EndToEndTest, processes, wait_for, windows_path, wine
+from harness import BIN, ROOT, EndToEndTest, processes, start_service, wait_for, windows_path, wine
 
 DOCUMENT = ROOT / "docs" / "crash-coverage.md"
 # The last is no failure of the runtime with MinGW, whose handlers then change nothing.
@@ -69,11 +69,12 @@ class CrashCoverageTest(EndToEndTest):
         wait_for(lambda: not processes("WrenfallMonitor.exe", self.folder.name), what="the end of the monitors")
 
     def test_companions_hold_none_of_the_hosts_standard_handles(self):
-        host = self.host()
+        start_service(self, self.folder / "service").fail("first", never=True)
+        host = self.host(upload_policy=1)
+        self.assertEqual("0", host.do("capture"))
         pipes = {os.readlink(f"/proc/self/fd/{end.fileno()}") for end in (host.process.stdin, host.process.stdout)}
-        companions = [pid for name in ("WrenfallMonitor.exe", "crashpad_handler.exe")
-                      for pid in processes(name, self.folder.name)]
-        self.assertEqual(2, len(companions))
+        # Monitor, handler, and the reporter, which waits for the service. Each has the store among its arguments.
+        companions = wait_for(lambda: len(found := processes(self.folder.name)) == 3 and found, what="the reporter")
         for pid in companions:
             held = {os.readlink(entry) for entry in Path(f"/proc/{pid}/fd").iterdir()}
             self.assertEqual(set(), held & pipes)

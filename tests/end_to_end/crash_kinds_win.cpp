@@ -12,26 +12,7 @@
 #include <stdexcept>
 #include <thread>
 
-// With a name for other files, so that the compiler cannot know what is derived from the class and
-// call that directly.
-namespace crash_kinds {
-
-class Abstract {
- public:
-  Abstract() {
-    void (*volatile call)(Abstract*) = [](Abstract* object) { object->act(); };
-    call(this);
-  }
-  virtual ~Abstract() = default;
-  virtual void act() = 0;
-};
-
-class Concrete : public Abstract {
- public:
-  void act() override {}
-};
-
-}  // namespace crash_kinds
+#include "examples/pure_virtual_call.h"
 
 namespace {
 
@@ -93,18 +74,21 @@ void run_code(const char* bytes, size_t size) {
   function();
 }
 
-// Writes 4 KiB beyond blocks of the process's heap, or before them, as a wrong loop does. Blocks of
+// Writes 16 KiB beyond blocks of the process's heap, or before them, as a wrong loop does. Blocks of
 // many sizes lie in all places where a library may have allocated before.
 void write_around_heap_blocks(bool beyond) {
-  for (int size = 16; size <= 512; size += 16) {
-    auto* const volatile block =
-        static_cast<volatile char*>(std::malloc(static_cast<size_t>(size)));
-    for (int i = 0; i < 4096; ++i) block[beyond ? size + i : -1 - i] = 'x';
+  volatile char* blocks[32];
+  int size = 0;
+  for (auto& block : blocks) {
+    block = static_cast<volatile char*>(std::malloc(static_cast<size_t>(size += 16)));
+  }
+  size = 0;
+  for (auto* const block : blocks) {
+    size += 16;
+    for (int i = 0; i < 16384; ++i) block[beyond ? size + i : -1 - i] = 'x';
   }
   write_to_null();
 }
-
-void pure_virtual_call() { crash_kinds::Concrete().act(); }
 
 void throw_uncaught() { throw std::runtime_error("nobody catches this"); }
 
@@ -182,7 +166,7 @@ const struct {
      false},
     {"abort", std::abort, false},
     {"terminate", [] { std::terminate(); }, false},
-    {"pure-virtual", pure_virtual_call, false},
+    {"pure-virtual", pure_virtual::call, false},
     {"throw", throw_uncaught, false},
     {"abort-other-runtime", other_abort, false},
     {"invalid-parameter-other-runtime", other_invalid_parameter, false},

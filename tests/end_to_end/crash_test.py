@@ -94,9 +94,9 @@ class CrashTest(EndToEndTest):
     def test_limits_of_init(self):
         host = self.host(init=False, attachment=[f"Z:\\{i}" for i in range(25)])
         for i in range(64):
-            host.do("option_attribute", f"name {i:02}", i)
-        host.do("option_attribute", "name 00", "too late")
-        host.do("option_attribute", "name 64", "too many")
+            host.call("options_set_attribute", f"name {i:02}", str(i))
+        host.call("options_set_attribute", "name 00", "too late")
+        host.call("options_set_attribute", "name 64", "too many")
         self.assertEqual("0", host.do("init"))
         pid = host.do("pid")
         (session,) = (self.store / "sessions").iterdir()
@@ -116,7 +116,7 @@ class CrashTest(EndToEndTest):
         note = self.folder / "note.txt"
         note.write_text("x")
         host = self.host(init=False, attachment=windows_path(note))
-        host.do("hang_detection", 2000, 0)
+        host.call("options_set_hang_detection", 2000, 0)
         self.assertEqual("0", host.do("init"))
         (monitor,) = processes("WrenfallMonitor.exe", self.folder.name)
         os.kill(monitor, signal.SIGKILL)

@@ -6,43 +6,26 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, EndToEndTest, processes, wait_for, windows_path, wine
+from harness import BIN, EndToEndTest, Host, processes, wait_for, windows_path, wine
 
 
-class HangingHost:
-    """An example host that hangs on command."""
+class HangingHost(Host):
+    """An example host that hangs on command. It prints what it does."""
 
     def __init__(self, *arguments):
         self.process = wine(BIN / "hanging_host.exe", *arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                             stderr=subprocess.DEVNULL)
-        self.lines = []
 
     def say(self, command):
         self.process.stdin.write((command + "\n").encode())
         self.process.stdin.flush()
 
     def wait_for_line(self, part):
-        while True:
-            line = self.process.stdout.readline().decode()
-            if not line:
-                raise AssertionError(f"ended without {part!r}: {self.lines}")
-            self.lines.append(line.rstrip())
-            if part in line:
-                return line.rstrip()
-
-    def close(self):
-        if self.process.poll() is None:
-            try:
-                self.say("quit")
-            except BrokenPipeError:
-                pass
-        try:
-            rest, _ = self.process.communicate(timeout=30)
-            self.lines += rest.decode().splitlines()
-        finally:
-            if self.process.poll() is None:
-                self.process.kill()
-        return self.process.returncode
+        lines = []
+        while not lines or part not in lines[-1]:
+            lines.append(self.process.stdout.readline().decode())
+            if not lines[-1]:
+                raise AssertionError(f"ended without {part!r}: {lines}")
 
 
 class HangTest(EndToEndTest):
@@ -121,7 +104,7 @@ class HangTest(EndToEndTest):
     def test_what_a_hang_leaves_behind(self):
         """Of a hang's annotations only the policy stays, and a capture that fails is not told as one."""
         host = self.host(init=False)
-        host.do("hang_detection", 500, 0)
+        host.call("options_set_hang_detection", 500, 0)
         host.do("init")
         captured = "INFO hang report captured"
         wait_for(lambda: captured in self.log(), what="the hang report of a host that nobody talks to")
@@ -135,7 +118,7 @@ class HangTest(EndToEndTest):
         host.do("shutdown")
 
         host.set_options(self.store)
-        host.do("hang_detection", 3000, 0)
+        host.call("options_set_hang_detection", 3000, 0)
         self.assertEqual("0", host.do("init"))
         for pid in processes("crashpad_handler.exe", self.folder.name):
             os.kill(pid, signal.SIGKILL)
@@ -147,11 +130,11 @@ class HangTest(EndToEndTest):
         host = self.host()
         self.assertEqual(("0", "9"), (host.do("has_capability", 3), host.do("watch", "x")))
         host = self.host(init=False)
-        host.do("hang_detection", -5, 0)
+        host.call("options_set_hang_detection", -5, 0)
         host.do("init")
         self.assertEqual("0", host.do("has_capability", 3))
         host = self.host(init=False)
-        host.do("hang_detection", 3600000, 0)
+        host.call("options_set_hang_detection", 3600000, 0)
         host.do("init")
         self.assertEqual(("1", "0", "0"), (host.do("has_capability", 3), host.do("watch"), host.do("watch", "x")))
         started = time.monotonic()

@@ -64,18 +64,18 @@ XML = """<report>
 class OwnReportsTest(ServiceTest):
     @staticmethod
     def build(host, kind):
-        host.do("report", "new", kind)
-        host.do("report", "platform", "win&dows", "Windows 11")
-        host.do("report", "exception", "0xC0000005", '<bad> "thing"')
-        host.do("report", "register", "rax", "1")
-        host.do("report", "register", "rbx", "2")
-        assert host.do("report", "thread", "other", "0") == "0"
-        assert host.do("report", "thread", "a&b", "1") == "1"
-        host.do("report", "frame", "1", "f<int>", "a.cpp", "12", "m.dll", "deadbeef")
-        host.do("report", "frame", "1", "g", "", "-3", "", "0")
-        for index in ("-1", "2"):
-            host.do("report", "frame", index, "nowhere", "", "1", "", "0")
-        host.do("report", "module", "m.dll", "C:\\m.dll", "1000", "10", "1.2", "")
+        host.do("report", kind)
+        host.call("report_set_platform", "win&dows", "Windows 11")
+        host.call("report_set_exception", "0xC0000005", '<bad> "thing"')
+        host.call("report_add_register", "rax", "1")
+        host.call("report_add_register", "rbx", "2")
+        assert host.call("report_add_thread", "other", 0) == "0"
+        assert host.call("report_add_thread", "a&b", 1) == "1"
+        host.call("report_add_frame", 1, "f<int>", "a.cpp", 12, "m.dll", 0xDEADBEEF)
+        host.call("report_add_frame", 1, "g", "", -3, "", 0)
+        for index in (-1, 2):
+            host.call("report_add_frame", index, "nowhere", "", 1, "", 0)
+        host.call("report_add_module", "m.dll", "C:\\m.dll", 0x1000, 0x10, "1.2", "")
 
     def archive(self):
         report = self.service.reports[-1]
@@ -95,7 +95,7 @@ class OwnReportsTest(ServiceTest):
             with self.subTest(name=name):
                 self.build(host, kind)
                 for path in (attachment, other / "LOG Ü.txt", self.folder / "missing"):
-                    host.do("report", "attachment", windows_path(path))
+                    host.call("report_add_attachment", windows_path(path))
                 words = host.do("post", "report", "40").split()
                 self.assertEqual(["0", "0", "200"], words[:3])
                 report, files = self.archive()
@@ -175,10 +175,10 @@ class OwnReportsTest(ServiceTest):
         for kind in ("report", "feedback", "asan"):
             self.assertEqual("3", host.do("post", kind).split()[0], kind)
         host.do("init")
-        for words in (("platform", "a", "b"), ("register", "a", "b"), ("module", "a", "b", "0", "0", "", ""),
-                      ("attachment", "a"), ("frame", "0", "a", "b", "1", "c", "0")):
-            host.do("report", *words)
-        self.assertEqual("-1", host.do("report", "thread", "t"))
+        for name, *arguments in (("set_platform", "a", "b"), ("add_register", "a", "b"), ("add_attachment", "a"),
+                                 ("add_module", "a", "b", 0, 0, "", ""), ("add_frame", 0, "a", "b", 1, "c", 0)):
+            host.call("report_" + name, *arguments)
+        self.assertEqual("-1", host.call("report_add_thread", "t", 0))
         self.assertEqual("1", host.do("post", "report").split()[0])
 
     def test_a_failure_that_may_pass_keeps_the_report(self):

@@ -2,19 +2,8 @@
 
 One store and one service for all rounds. Each round starts a host, lets it capture, crash or post, and ends one or
 more of the processes at a random moment (SIGKILL, which runs no code of theirs). Then a fresh host looks at the store
-and sends what is pending. The service always answers well, so that no report may ever be given up:
-
-  lost        the service has not committed a report that was promised: one whose folder with a record was seen in
-              the store, or whose capture or post had answered 0;
-  sent twice  the service has committed a report a second time, although no sender was ended between the first commit
-              and the report's folder being marked or deleted;
-  torn        a record, result or session file that is not whole JSON at any look, or an archive that the service
-              does not accept;
-  not listed  wrenfallctl, which lists the store again and again meanwhile and after each round, ends with anything
-              but 0, calls a report damaged, or leaves one out that waits.
-
-A report that is sent again after its sender was ended inside that narrow window is counted as "again": the next sender
-cannot know that the service has it.
+and sends what is pending. The service always answers well, so that no report may ever be given up. docs/reliability.md
+says what counts as lost, torn or sent again.
 
     kill_test.py [--rounds N] [--seed S]
 """
@@ -185,7 +174,7 @@ class KillTest(EndToEndTest):
         """Runs in a thread of its own; the host may end at any moment."""
         try:
             host.set_options(self.store, "Kill Test", upload_policy=self.policy)
-            host.do("option_attribute", "id", name)
+            host.call("options_set_attribute", "id", name)
             if action == "start":
                 self.begun.set()
             if host.do("init") != "0":

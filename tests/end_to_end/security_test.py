@@ -112,10 +112,12 @@ class SecurityTest(ServiceTest):
                         BIN / "crashpad_handler.exe"]:
             shutil.copy(program, programs)
         (programs / "schannel.dll").write_text("no library")
-        host = self.host(folder=programs, upload_policy=1)
+        host = self.host(folder=programs, upload_policy=1, user="Jürgen")
         host.crash("access-violation")
         self.assertTrue(self.service.wait_for_commits(1, 60), "the reporter: " + self.log())
         wait_for(lambda: not self.report_folders(), what="the reporter's end")
+        (report,) = self.service.reports
+        self.assertEqual(("Jürgen", ["minidump.dmp"]), (report.fields["user"], [entry["name"] for entry in report.entries]))
         sender = wine(programs / "wrenfallctl.exe", "send", windows_path(self.make_report()), cwd=programs,
                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         output = sender.communicate(timeout=60)[0]

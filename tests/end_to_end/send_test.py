@@ -8,7 +8,7 @@ import time
 import unittest
 import zipfile
 
-from harness import RECORD, SERVICE_PORT, ServiceTest, processes, unix_path, wait_for, windows_path
+from harness import RECORD, SERVICE_PORT, ServiceTest, unix_path, wait_for, windows_path
 
 
 class SendTest(ServiceTest):
@@ -169,17 +169,6 @@ class SendTest(ServiceTest):
         time.sleep(0.5)
         self.assertTrue(folder.exists())
         self.assertEqual(0, host.close())
-
-    def test_quiet_policy_sends_by_itself(self):
-        host = self.host(upload_policy=1, user="Jürgen")
-        host.crash("access-violation")
-        self.assertTrue(self.service.wait_for_commits(1, 60), self.log())
-        wait_for(lambda: not self.report_folders(), what="an empty store")
-        (report,) = self.service.reports
-        self.assertEqual([], self.service.problems)
-        self.assertEqual("Jürgen", report.fields["user"])
-        self.assertEqual({"minidump.dmp"}, {entry["name"] for entry in report.entries})
-        wait_for(lambda: not processes("WrenfallReporter.exe", self.folder.name), what="the reporter's end")
 
     def test_quiet_policy_without_a_reporter_leaves_the_report_to_the_host(self):
         host = self.host(upload_policy=1, reporter_path=windows_path(__file__))

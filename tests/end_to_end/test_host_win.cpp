@@ -32,7 +32,6 @@ class Words {
   uint32_t unsigned_number(size_t i) const {
     return (*this)[i] == nullptr ? 0 : static_cast<uint32_t>(std::strtoul((*this)[i], nullptr, 10));
   }
-  uint64_t hex(size_t i) const { return std::strtoull((*this)[i], nullptr, 16); }
   std::vector<const char*> from(size_t first) const {
     std::vector<const char*> rest;
     for (size_t i = first; (*this)[i] != nullptr; ++i) rest.push_back((*this)[i]);
@@ -76,62 +75,42 @@ void note_message(wrenfall_log_level level, const char* message, void*) {
 
 constexpr struct {
   const char* name;
-  void (*set)(wrenfall_options*, const char*);
-} kTextOptions[] = {
-    {"store_dir", wrenfall_options_set_store_dir},
-    {"monitor_path", wrenfall_options_set_monitor_path},
-    {"reporter_path", wrenfall_options_set_reporter_path},
-    {"theme_dir", wrenfall_options_set_theme_dir},
-    {"key", wrenfall_options_set_key},
-    {"user", wrenfall_options_set_user},
-    {"email", wrenfall_options_set_email},
-    {"user_description", wrenfall_options_set_user_description},
-    {"notes", wrenfall_options_set_notes},
-    {"environment", wrenfall_options_set_environment},
-    {"attachment", wrenfall_options_add_attachment},
-};
-constexpr struct {
-  const char* name;
-  void (*set)(wrenfall_options*, int);
-} kFlagOptions[] = {
-    {"open_support_url", wrenfall_options_set_open_support_url},
-    {"protect_exception_filter", wrenfall_options_set_protect_exception_filter},
-};
-constexpr struct {
-  const char* name;
   wrenfall_log_callback log;
 } kLoggers[] = {
     {"crash_at_message", crash_at_message},
     {"crash_while_starting", crash_while_starting},
     {"note_messages", note_message},
 };
-constexpr struct {
-  const char* name;
-  void (*set)(wrenfall_options*, uint32_t);
-} kNumberOptions[] = {
-    {"upload_policy", wrenfall_options_set_upload_policy},
-    {"crash_type_id", wrenfall_options_set_crash_type_id},
-    {"dump_type", wrenfall_options_set_dump_type},
-    {"minidump_flags", wrenfall_options_set_minidump_flags},
-};
-
-void set_option(const Words& words) {
-  const std::string name = words[0];
-  for (const auto& option : kTextOptions) {
-    if (name == option.name) option.set(options, words[1]);
-  }
-  for (const auto& option : kFlagOptions) {
-    if (name == option.name) option.set(options, words.number(1));
-  }
-  for (const auto& option : kNumberOptions) {
-    if (name == option.name) option.set(options, words.unsigned_number(1));
-  }
-  for (const auto& option : kLoggers) {
-    if (name != option.name) continue;
-    fatal_message = words[1];
-    wrenfall_options_set_logger(options, option.log, nullptr);
+void set_logger(const Words& words) {
+  fatal_message = words[1];
+  for (const auto& logger : kLoggers) {
+    if (words[0] == std::string(logger.name)) {
+      wrenfall_options_set_logger(options, logger.log, nullptr);
+    }
   }
   answer(0);
+}
+
+// "call" and then: the name of an exported function without its prefix, and its arguments, "#" before
+// a number and "'" before a text. Those of options and of reports get this host's before the others.
+void call_function(const Words& words) {
+  const std::string name = words[0];
+  std::vector<uintptr_t> arguments;
+  if (name.find("options_") == 0) arguments.push_back(reinterpret_cast<uintptr_t>(options));
+  if (name.find("report_") == 0) arguments.push_back(reinterpret_cast<uintptr_t>(report));
+  for (const char* const word : words.from(1)) {
+    arguments.push_back(*word == '#' ? static_cast<uintptr_t>(std::strtoull(word + 1, nullptr, 10))
+                                     : reinterpret_cast<uintptr_t>(word + 1));
+  }
+  arguments.resize(7);
+  using Argument = uintptr_t;
+  Argument (*function)(Argument, Argument, Argument, Argument, Argument, Argument, Argument);
+  const FARPROC found =
+      GetProcAddress(GetModuleHandleW(L"Wrenfall.dll"), ("wrenfall_" + name).c_str());
+  if (found == nullptr) return answer_text("unknown function");
+  std::memcpy(&function, &found, sizeof function);
+  const Argument* const a = arguments.data();
+  answer(static_cast<int32_t>(function(a[0], a[1], a[2], a[3], a[4], a[5], a[6])));
 }
 
 void* wer_context = nullptr;
@@ -211,33 +190,6 @@ void post(const Words& words) {
   answer_outcome(std::to_string(result) + " " + std::to_string(outcome.result), &outcome);
 }
 
-// "report" and then: new FORMAT, platform, exception, register, thread, frame, module, attachment
-void edit_report(const Words& words) {
-  const std::string what = words[0];
-  int32_t index = 0;
-  if (what == "new") {
-    wrenfall_report_free(report);
-    report = wrenfall_report_new(words.unsigned_number(1));
-  } else if (what == "platform") {
-    wrenfall_report_set_platform(report, words[1], words[2]);
-  } else if (what == "exception") {
-    wrenfall_report_set_exception(report, words[1], words[2]);
-  } else if (what == "register") {
-    wrenfall_report_add_register(report, words[1], words[2]);
-  } else if (what == "thread") {
-    index = wrenfall_report_add_thread(report, words[1], words.number(2));
-  } else if (what == "frame") {
-    wrenfall_report_add_frame(report, words.number(1), words[2], words[3],
-                              static_cast<uint32_t>(words.number(4)), words[5], words.hex(6));
-  } else if (what == "module") {
-    wrenfall_report_add_module(report, words[1], words[2], words.hex(3), words.hex(4), words[5],
-                               words[6]);
-  } else if (what == "attachment") {
-    wrenfall_report_add_attachment(report, words[1]);
-  }
-  answer(index);
-}
-
 // Opens a file without sharing it, in place of the one held before; an empty name opens none.
 void hold(const Words& words) {
   static HANDLE held = INVALID_HANDLE_VALUE;
@@ -259,17 +211,8 @@ constexpr struct {
        options = wrenfall_options_new(w[0], w[1], w[2]);
        answer(0);
      }},
-    {"set", set_option},
-    {"option_attribute",
-     [](const Words& w) {
-       wrenfall_options_set_attribute(options, w[0], w[1]);
-       answer(0);
-     }},
-    {"hang_detection",
-     [](const Words& w) {
-       wrenfall_options_set_hang_detection(options, w.number(0), w.unsigned_number(1));
-       answer(0);
-     }},
+    {"logger", set_logger},
+    {"call", call_function},
     {"init", [](const Words&) { answer(wrenfall_init(options)); }},
     {"shutdown", [](const Words&) { answer((wrenfall_shutdown(), 0)); }},
     {"set_key", [](const Words& w) { answer(wrenfall_set_key(w[0])); }},
@@ -294,7 +237,12 @@ constexpr struct {
     {"send", send_report},
     {"discard", [](const Words& w) { answer(wrenfall_discard_report(w[0])); }},
     {"post_pending", [](const Words&) { answer(wrenfall_post_pending_reports_async()); }},
-    {"report", edit_report},
+    {"report",
+     [](const Words& w) {
+       wrenfall_report_free(report);
+       report = wrenfall_report_new(w.unsigned_number(0));
+       answer(0);
+     }},
     {"post", post},
     // On a thread of its own; answers at once.
     {"post_in_background",

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "../windows/import_hook_win.h"
+#include "client/handler_process_win.h"
+
+WRENFALL_IMPORT(CreateProcessW);
+
 namespace {
 
 using namespace crashpad::internal;
@@ -36,6 +41,22 @@ TEST(CrashConnection, LiesInPagesOfItsOwnThatAreReadOnlyOnceTheHandlerIsReady) {
   connection->protect();
   EXPECT_EQ(memory_of(connection.get()).Protect, DWORD{PAGE_READONLY});
   EXPECT_TRUE(connection->wait_until_ready());
+}
+
+bool gets_handles = true;
+
+BOOL WINAPI note_start(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+                       void*, LPCWSTR, STARTUPINFOW* asked, PROCESS_INFORMATION*) {
+  gets_handles = asked->dwFlags != STARTF_USESTDHANDLES || asked->hStdInput || asked->hStdOutput ||
+                 asked->hStdError;
+  return FALSE;
+}
+
+TEST(HandlerProcess, GetsNoneOfTheStandardHandles) {
+  const wrenfall::ImportHook hook(__imp_CreateProcessW, &note_start);
+  const ScopedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  EXPECT_FALSE(start_handler_process(L"handler", L"", {event.get()}));
+  EXPECT_FALSE(gets_handles);
 }
 
 }  // namespace

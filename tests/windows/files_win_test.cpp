@@ -6,17 +6,24 @@
 #include <sstream>
 #include <thread>
 
+#include "monitor/claimed_dump.h"
 #include "report/store/attachments.h"
+#include "report/store/folder_claim.h"
 #include "support/digest.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/text.h"
 #include "support/win_handle.h"
 #include "tests/support/temp_dir.h"
+#include "tests/windows/import_hook_win.h"
 #include "upload/report_archive.h"
+
+WRENFALL_IMPORT(CreateFileW);
 
 namespace wrenfall {
 namespace {
+
+const auto system_create_file = __imp_CreateFileW;
 
 ScopedFile hold_open(const std::filesystem::path& path, DWORD share) {
   return ScopedFile(CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING,
@@ -96,25 +103,6 @@ TEST(FilesWin, LoggersShareAFile) {
   EXPECT_LE(lines, 2 * kLines);
 }
 
-TEST(FilesWin, ReadingWaitsForWhoHoldsTheFileForAMoment) {
-  const TempDir dir;
-  put_file(dir / "f", "x");
-  int read = 0;
-  // On a busy machine the moment may last longer than the patience; not every time.
-  for (int attempt = 0; attempt < 50 && read == 0; ++attempt) {
-    ScopedFile holder = hold_open(dir / "f", 0);
-    ASSERT_TRUE(holder);
-    std::thread releaser([&holder] {
-      Sleep(20);
-      holder.reset();
-    });
-    std::string bytes;
-    if (read_file(dir / "f", bytes)) ++read;
-    releaser.join();
-  }
-  EXPECT_EQ(read, 1);
-}
-
 std::wstring short_name(const std::filesystem::path& path) {
   std::wstring text(1024, L'\0');
   text.resize(GetShortPathNameW(path.c_str(), text.data(), static_cast<DWORD>(text.size())));
@@ -137,22 +125,6 @@ TEST(FilesWin, AttachmentsReplaceNothingThatTheLibraryWrote) {
   }
 }
 
-// A virus scanner holds a file for longer than other readers do.
-TEST(FilesWin, ArchiveWaitsForALockedFile) {
-  const TempDir dir;
-  const auto folder = dir.make_folder("report");
-  put_file(folder / "locked", "x");
-  ScopedFile holder = hold_open(folder / "locked", 0);
-  ASSERT_TRUE(holder);
-  std::thread releaser([&holder] {
-    Sleep(800);
-    holder.reset();
-  });
-  Logger logger;
-  EXPECT_TRUE(write_report_archive(folder, dir / "a.zip", logger));
-  releaser.join();
-}
-
 TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
   Logger logger;
   const TempDir dir;
@@ -170,6 +142,42 @@ TEST(FilesWin, LockedFilesAreToldAndReadOnlyOnesRemoved) {
   SetFileAttributesW((read_only / "sub" / "file").c_str(), FILE_ATTRIBUTE_READONLY);
   EXPECT_TRUE(remove_folder(read_only));
   EXPECT_FALSE(path_exists(read_only));
+}
+
+// The kind of opening that fails at first, why, and how often.
+struct {
+  DWORD access, error;
+  int times;
+} denial;
+
+HANDLE WINAPI deny_at_first(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                            DWORD how, DWORD flags, HANDLE like) {
+  if ((access & denial.access) == 0 || --denial.times < 0) {
+    return system_create_file(path, access, share, security, how, flags, like);
+  }
+  SetLastError(denial.error);
+  return INVALID_HANDLE_VALUE;
+}
+
+TEST(FilesWin, WhatIsHeldForAMomentIsWaitedFor) {
+  const TempDir dir;
+  const auto file = dir.add("report/x.dmp", "x");
+  const ImportHook hook(__imp_CreateFileW, &deny_at_first);
+  denial = {GENERIC_READ, ERROR_SHARING_VIOLATION, 3};
+  std::string bytes;
+  EXPECT_TRUE(read_file(file, bytes));
+  // A virus scanner holds a file for longer than other readers do.
+  denial = {GENERIC_READ, ERROR_SHARING_VIOLATION, 50};
+  Logger logger;
+  EXPECT_TRUE(write_report_archive(dir / "report", dir / "a.zip", logger));
+  // The last holder of a claim has ended, and its file is being deleted.
+  denial = {GENERIC_WRITE, ERROR_ACCESS_DENIED, 3};
+  const auto claim = FolderClaim::try_take(dir / "report");
+  EXPECT_TRUE(claim);
+  EXPECT_FALSE(FolderClaim::try_take(dir / "report")) << "the claim holds nothing";
+  // The handler finishes its dump between two attempts to claim it.
+  denial = {GENERIC_WRITE, ERROR_SHARING_VIOLATION, 1};
+  EXPECT_TRUE(monitor::ClaimedDump(file).write_at(0, "y", 1));
 }
 
 }  // namespace

@@ -1,11 +1,27 @@
-// What the system says of itself, of its folders and of its processes.
+// What the system says of itself and of its folders, and what it makes of processes, command lines and texts.
 #include <gtest/gtest.h>
 #include <windows.h>
+// After <windows.h>, on which they build.
+#include <shellapi.h>
+#include <shlobj.h>
+
+#include <cwchar>
+#include <string>
+#include <vector>
 
 #include "backend/platform_facts.h"
+#include "monitor/command_line.h"
+#include "monitor/process_start_win.h"
+#include "monitor/watched_process.h"
+#include "support/file_times_win.h"
 #include "support/paths.h"
 #include "support/process.h"
+#include "support/text.h"
 #include "support/win_handle.h"
+#include "tests/windows/import_hook_win.h"
+
+WRENFALL_IMPORT(CreateProcessW);
+WRENFALL_IMPORT(GetTempPathW);
 
 namespace wrenfall {
 namespace {
@@ -21,6 +37,28 @@ TEST(PathsWin, DefaultStoreLiesInTheLocalData) {
   EXPECT_EQ(base, variable);
 }
 
+HRESULT WINAPI no_known_folder(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
+  *path = nullptr;
+  return E_FAIL;
+}
+
+DWORD WINAPI temporary_folder_that_is_gone(DWORD, LPWSTR path) {
+  return static_cast<DWORD>(std::wcslen(std::wcscpy(path, L"Q:\\gone\\")));
+}
+
+TEST(PathsWin, WithoutLocalDataAndATemporaryFolderTheErrorNamesThat) {
+  const NameHook known("SHGetKnownFolderPath", &no_known_folder);
+  const ImportHook temporary(__imp_GetTempPathW, &temporary_folder_that_is_gone);
+  std::string text;
+  try {
+    local_data_dir();
+  } catch (const std::filesystem::filesystem_error& error) {
+    text = error.what();
+  }
+  EXPECT_NE(text.find("temp_directory_path"), std::string::npos) << text;
+  EXPECT_NE(text.find("gone"), std::string::npos) << text;
+}
+
 TEST(PlatformFactsWin, SystemTellsItsVersion) {
   const PlatformFacts facts = query_platform_facts();
   EXPECT_NE(facts.build, "0");
@@ -28,25 +66,150 @@ TEST(PlatformFactsWin, SystemTellsItsVersion) {
   EXPECT_EQ(facts.architecture, "x64");
 }
 
+// The flags of the last start; whether the process gets a standard input, output and error output, and
+// inherits handles.
+std::vector<DWORD> asked;
+
+BOOL WINAPI note_start(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL inherits,
+                       DWORD, void*, LPCWSTR, STARTUPINFOW* startup, PROCESS_INFORMATION*) {
+  asked = {startup->dwFlags, startup->hStdInput != nullptr, startup->hStdOutput != nullptr,
+           startup->hStdError != nullptr, inherits != FALSE};
+  SetLastError(ERROR_FILE_NOT_FOUND);
+  return FALSE;
+}
+
+TEST(ProcessStart, HandsOverNoStandardHandles) {
+  const ImportHook hook(__imp_CreateProcessW, &note_start);
+  EXPECT_FALSE(monitor::start_reporter(L"reporter", L"folder"));
+  EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 0, 0}));
+  EXPECT_FALSE(monitor::start_handler(L"handler", GetCurrentProcess()));
+  EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 1, 1}));
+}
+
+// A process that does not run by itself: a second copy of this program whose first thread is
+// suspended, and which would only list its tests.
+struct SuspendedProcess {
+  explicit SuspendedProcess(SECURITY_ATTRIBUTES* security = nullptr) {
+    wchar_t program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    wchar_t arguments[] = L"copy --gtest_list_tests";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION created{};
+    if (!CreateProcessW(program, arguments, security, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
+                        nullptr, &startup, &created)) {
+      return;
+    }
+    process.reset(created.hProcess);
+    thread.reset(created.hThread);
+    identity = {created.dwProcessId, process_start_time(created.hProcess)};
+  }
+  ~SuspendedProcess() { TerminateProcess(process.get(), 99); }
+
+  // STILL_ACTIVE while it has not ended.
+  DWORD exit_code(DWORD wait_ms) const {
+    WaitForSingleObject(process.get(), wait_ms);
+    DWORD code = 0;
+    GetExitCodeProcess(process.get(), &code);
+    return code;
+  }
+
+  ScopedKernelHandle process, thread;
+  ProcessIdentity identity;
+};
+
+TEST(WatchedProcess, AnotherProcessWithTheIdIsNotEnded) {
+  const SuspendedProcess process;
+  ProcessIdentity earlier = process.identity;
+  ASSERT_NE(earlier.process_id, 0u);
+  --earlier.start_time;
+  EXPECT_FALSE(monitor::is_still_running(earlier));
+  EXPECT_FALSE(monitor::terminate_process(earlier));
+  EXPECT_FALSE(monitor::terminate_process({earlier.process_id, 0}));
+  EXPECT_EQ(process.exit_code(0), static_cast<DWORD>(STILL_ACTIVE));
+
+  EXPECT_TRUE(monitor::is_still_running(process.identity));
+  const monitor::ProcessExit end(process.identity);
+  const monitor::ProcessExit end_of_earlier(earlier);
+  EXPECT_FALSE(end.exit_code());
+  EXPECT_TRUE(monitor::terminate_process(process.identity));
+  EXPECT_EQ(process.exit_code(10000), 1u);
+  EXPECT_FALSE(monitor::is_still_running(process.identity));
+  EXPECT_EQ(end.exit_code(), 1u);
+  EXPECT_FALSE(end_of_earlier.exit_code());
+}
+
+TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
+  const SuspendedProcess process;
+  ProcessIdentity earlier = process.identity;
+  --earlier.start_time;
+  EXPECT_FALSE(monitor::resume_frozen_process(earlier));
+  EXPECT_TRUE(monitor::resume_frozen_process(process.identity));
+  EXPECT_EQ(process.exit_code(10000), 0u);
+}
+
 TEST(ProcessWin, OneThatMayNotBeOpenedRuns) {
   ACL nobody{};
   SECURITY_DESCRIPTOR descriptor{};
-  ASSERT_TRUE(InitializeAcl(&nobody, sizeof nobody, ACL_REVISION));
-  ASSERT_TRUE(InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION));
-  ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, TRUE, &nobody, FALSE));
+  ASSERT_TRUE(InitializeAcl(&nobody, sizeof nobody, ACL_REVISION) &&
+              InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) &&
+              SetSecurityDescriptorDacl(&descriptor, TRUE, &nobody, FALSE));
   SECURITY_ATTRIBUTES closed{sizeof closed, &descriptor, FALSE};
-  wchar_t program[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, program, MAX_PATH);
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION made{};
-  ASSERT_TRUE(CreateProcessW(program, nullptr, &closed, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
-                             nullptr, &startup, &made));
-  const ScopedKernelHandle process(made.hProcess), thread(made.hThread);
-  EXPECT_EQ(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, made.dwProcessId), nullptr);
-  EXPECT_TRUE(is_process_running(made.dwProcessId));
-  TerminateProcess(process.get(), 0);
-  WaitForSingleObject(process.get(), INFINITE);
+  const SuspendedProcess process(&closed);
+  const auto id = static_cast<DWORD>(process.identity.process_id);
+  ASSERT_NE(id, 0u);
+  EXPECT_EQ(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id), nullptr);
+  EXPECT_TRUE(is_process_running(id));
+}
+
+std::vector<std::wstring> split(const std::wstring& command_line) {
+  int count = 0;
+  wchar_t** const arguments = CommandLineToArgvW(command_line.c_str(), &count);
+  std::vector<std::wstring> texts(arguments, arguments + count);
+  LocalFree(arguments);
+  return texts;
+}
+
+TEST(CommandLine, QuotedArgumentComesBackFromTheSystem) {
+  const wchar_t* const rows[] = {
+      L"",          L"plain",      L"two words", L"C:\\a b\\",   L"C:\\a b\\\\",   L"say \"x\"",
+      L"back\\\"q", L"\\\\srv\\s", L"\"",        L"tab\tinside", L"\x0436 \x00E4", L"a\\\\\"b c\\",
+  };
+  std::vector<std::wstring> hostile(std::begin(rows), std::end(rows));
+  for (const wchar_t* const row :
+       {L"\" --annotation=wrenfall.store=C:\\evil \"", L"\\\" & calc.exe & \"", L"%PATH% ^|<>&!",
+        L"line\r\nbreak\n", L"\x0b\x0c\x1b\xa0\x2028", L"'single' `back`", L"\\\\\\\"\"\"\\\\",
+        L"--help", L"/?", L"  blanks  ", L"\xD83D"}) {
+    hostile.push_back(row);
+  }
+  for (size_t backslashes = 1; backslashes < 8; ++backslashes) {
+    hostile.push_back(std::wstring(backslashes, L'\\') + L"\"");
+    hostile.push_back(L"a b\"" + std::wstring(backslashes, L'\\'));
+  }
+  // As long as a command line can be.
+  hostile.push_back(std::wstring(32000, L'x'));
+  hostile.push_back(std::wstring(10000, L'"'));
+  for (const std::wstring& row : hostile) {
+    const std::wstring line = L"p.exe " + monitor::quote_argument(row) + L" next";
+    EXPECT_EQ(split(line), (std::vector<std::wstring>{L"p.exe", row, L"next"}));
+  }
+}
+
+TEST(TextWin, BadSequencesAreReplaced) {
+  // At least one replacement, and the text around it is kept. The system decides how many it writes
+  // for one sequence.
+  for (const char* bad : {"\x80", "\xC3", "\xFF", "\xED\xA0\x80", "\xC0\xAF", "\xF0\x9F\x98"}) {
+    const std::wstring wide = utf8_to_wide("a" + std::string(bad) + "z");
+    ASSERT_GE(wide.size(), 3u) << bad;
+    EXPECT_EQ(wide.front(), L'a');
+    EXPECT_EQ(wide.back(), L'z');
+    EXPECT_EQ(wide.substr(1, wide.size() - 2), std::wstring(wide.size() - 2, L'\uFFFD')) << bad;
+  }
+  for (const wchar_t* bad : {L"\xD83D", L"\xDE00", L"\xDE00\xD83D"}) {
+    const std::string text = wide_to_utf8(L"a" + std::wstring(bad) + L"z");
+    EXPECT_EQ(text.substr(0, 4), "a\xEF\xBF\xBD");
+    EXPECT_EQ(text.back(), 'z');
+  }
 }
 
 }  // namespace
