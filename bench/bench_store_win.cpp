@@ -1,6 +1,7 @@
 // The store's files: listing, records, structured reports.
 #include <windows.h>
 
+#include <chrono>
 #include <fstream>
 
 #include <nlohmann/json.hpp>
@@ -9,6 +10,7 @@
 #include "bench/library.h"
 #include "report/store/crash_data.h"
 #include "report/store/layout.h"
+#include "report/store/pending_reports.h"
 #include "report/store/report_store.h"
 #include "report/structured_report_json.h"
 #include "report/structured_report_xml.h"
@@ -37,6 +39,8 @@ void bench_pending(const fs::path& store) {
       const fs::path report = store / ("report " + std::to_string(made));
       wrenfall::create_folders(report);
       wrenfall::save(report, sample_record(100));
+      fs::last_write_time(report / wrenfall::kCrashDataFile,
+                          fs::file_time_type::clock::now() - std::chrono::hours(1));
     }
     const auto list_bare = [&store] {
       std::error_code error;
@@ -48,8 +52,11 @@ void bench_pending(const fs::path& store) {
     };
     bench::compare("listing the store, folders", count, 2, {5, 1}, list_bare,
                    [&] { wrenfall::list_report_folders(store); });
-    bench::compare("pending reports beside listing, folders", count, bench::kNoBudget, {3, 1},
-                   list_bare, [&] { wrenfall::pending_report_folders(store); });
+    bench::compare("pending reports, first listing, folders", count, bench::kNoBudget, {3, 1},
+                   list_bare, [&] { wrenfall::PendingReports(store).list(); });
+    wrenfall::PendingReports pending(store);
+    bench::compare("pending reports, later listings, folders", count, 5, {3, 1}, list_bare,
+                   [&] { pending.list(); });
   }
 }
 

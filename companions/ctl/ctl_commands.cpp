@@ -17,6 +17,7 @@
 #include "ctl/shared_file.h"
 #include "ctl/store_scan.h"
 #include "report/store/layout.h"
+#include "report/store/pending_reports.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/log_line.h"
@@ -45,7 +46,7 @@ fs::path store_of(const CtlOptions& options) {
 std::vector<FolderArgument> folders_of(const CtlOptions& options, const fs::path& store) {
   std::vector<FolderArgument> folders;
   if (options.all) {
-    for (fs::path& folder : pending_report_folders(store)) folders.push_back({folder, ""});
+    for (fs::path& folder : PendingReports(store).list()) folders.push_back({folder, ""});
   }
   for (const std::string& argument : options.folders) {
     folders.push_back(find_report_folder(store, argument));

@@ -8,7 +8,6 @@
 #include "api/state.h"
 #include "report/store/crash_data.h"
 #include "report/store/layout.h"
-#include "report/store/report_store.h"
 #include "support/files.h"
 #include "support/text.h"
 
@@ -27,7 +26,7 @@ wrenfall_report_list* wrenfall_pending_reports(void) {
   std::unique_ptr<wrenfall_report_list> complete;
   with_state(WRENFALL_ERROR_FILE, [&complete](State& state) -> wrenfall_result {
     auto list = std::make_unique<wrenfall_report_list>();
-    for (const std::filesystem::path& folder : pending_report_folders(state.store_dir)) {
+    for (const std::filesystem::path& folder : state.pending_reports.list()) {
       std::string record;
       if (!read_file(folder / kCrashDataFile, record, kMaxRecordBytes)) continue;
       list->entries.push_back({path_to_utf8(folder), std::move(record)});

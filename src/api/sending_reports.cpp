@@ -67,7 +67,7 @@ SendOutcome send_logged(State& state, SendRequest request) {
 }
 
 void send_pending_reports(State& state) {
-  for (const fs::path& folder : pending_report_folders(state.store_dir)) {
+  for (const fs::path& folder : state.pending_reports.list()) {
     if (!state.is_published()) return;
     try {
       send_one_pending(state, folder);

@@ -38,7 +38,8 @@ Published<State>& published() {
 State::State(const wrenfall_options& options)
     : configuration(options),
       store_dir(choose_store_dir(options)),
-      logger(store_dir / kLogFile, wrap(options.logger, options.logger_user_data)) {}
+      logger(store_dir / kLogFile, wrap(options.logger, options.logger_user_data)),
+      pending_reports(store_dir) {}
 
 bool State::is_published() const { return peek_state() == this; }
 

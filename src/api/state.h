@@ -18,6 +18,7 @@
 #include "backend/backend.h"
 #include "hang/watchdog.h"
 #include "report/store/crash_data.h"
+#include "report/store/pending_reports.h"
 #include "support/logger.h"
 #include "support/process.h"
 
@@ -59,6 +60,8 @@ struct State : std::enable_shared_from_this<State> {
   };
   std::unordered_map<std::string, Attribute> attributes;
   std::string attribute_name;  // the one that is looked up; a member so that this allocates nothing
+
+  PendingReports pending_reports;
 
   // Which thread sends the pending reports of this state.
   OneAtWork pending_sender;

@@ -73,7 +73,7 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
   // A folder without a usable record is left alone. The retry rule would delete it, although it may
   // not be a report, its record may only be in use, or its dump may be good.
   if (const auto reason = load_record(folder, record)) return refuse(folder, *reason);
-  if (request.is_wanted && !request.is_wanted(state_of_report(folder, record), record)) {
+  if (request.is_wanted && !request.is_wanted(state_of_report(folder, record.ownerPid), record)) {
     return refuse(folder, NotSent::kNotWanted);
   }
   apply(request.edits, record);

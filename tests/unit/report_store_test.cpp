@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
+#include "report/store/pending_reports.h"
 #include "report/store/report_files.h"
 #include "support/files.h"
 #include "tests/support/temp_dir.h"
@@ -22,6 +25,27 @@ TEST(ReportStore, OwnFoldersAreNoReports) {
     EXPECT_TRUE(path_exists(own / "WrenfallCrashData.json")) << own;
   }
   EXPECT_TRUE(discard_report_folder(dir.path(), dir / "a report"));
+}
+
+// A record is read again when it was written since, or when its time might be that of two writes.
+TEST(PendingReports, KnowARecordByItsTime) {
+  const struct {
+    int age_seconds;
+    int age_when_written_again;
+    bool is_read_again;
+  } rows[] = {{3600, 3600, false}, {3600, 3599, true}, {0, 0, true}};
+  const TempDir dir;
+  const fs::path record = dir.add("a report/WrenfallCrashData.json", "{}");
+  const auto now = fs::file_time_type::clock::now();
+  for (const auto& row : rows) {
+    PendingReports pending(dir.path());
+    put_file(record, "{}");
+    fs::last_write_time(record, now - std::chrono::seconds(row.age_seconds));
+    EXPECT_EQ(pending.list().size(), 1u);
+    put_file(record, "damaged");
+    fs::last_write_time(record, now - std::chrono::seconds(row.age_when_written_again));
+    EXPECT_EQ(pending.list().empty(), row.is_read_again) << row.age_seconds;
+  }
 }
 
 TEST(ReportStore, RecordsBeyondTheLimitAreDamaged) {

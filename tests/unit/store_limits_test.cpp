@@ -6,6 +6,7 @@
 #include "report/limit_annotations.h"
 #include "report/store/folder_claim.h"
 #include "report/store/kept_reports.h"
+#include "report/store/pending_reports.h"
 #include "report/store/report_limit.h"
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
@@ -301,7 +302,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
     const auto waits = waiting_retry(folder);
     EXPECT_EQ(is_folder(folder), row.outcome != Outcome::kDeleted) << row.what;
     EXPECT_EQ(waits.has_value(), row.outcome == Outcome::kKept) << row.what;
-    EXPECT_EQ(pending_report_folders(dir.path()).size(), row.outcome == Outcome::kPending ? 1u : 0u)
+    EXPECT_EQ(PendingReports(dir.path()).list().size(), row.outcome == Outcome::kPending ? 1u : 0u)
         << row.what;
     if (!waits) continue;
     EXPECT_EQ(waits->attempts, row.attempts + 1) << row.what;

@@ -1,7 +1,6 @@
 #include "report/store/report_store.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <utility>
 
 #include "report/store/crash_data.h"
@@ -21,15 +20,10 @@ namespace {
 
 // Whether the report is in the hands of its owner: of another living process, or of a thread of this
 // one that is posting it.
-bool has_living_owner(const fs::path& folder, const CrashData& data) {
-  if (data.ownerPid == 0) return false;
-  if (data.ownerPid == current_process_id()) return !FolderClaim::try_take(folder);
-  return is_process_running(data.ownerPid);
-}
-
-bool is_pending(const fs::path& folder) {
-  CrashData data;
-  return report_state(folder, data) == ReportState::kPending;
+bool has_living_owner(const fs::path& folder, uint64_t owner) {
+  if (owner == 0) return false;
+  if (owner == current_process_id()) return !FolderClaim::try_take(folder);
+  return is_process_running(owner);
 }
 
 // Whether an entry of the store is one of the library's own folders. A link is one when it leads to
@@ -59,34 +53,30 @@ bool is_half_made(const fs::path& folder) {
          !is_link(folder) && !is_own_folder(folder);
 }
 
-ReportState state_of_report(const fs::path& folder, const CrashData& record) {
+ReportState state_of_report(const fs::path& folder, uint64_t owner) {
   if (path_exists(folder / kResultFile)) return ReportState::kHasResult;
-  return has_living_owner(folder, record) ? ReportState::kOwned : ReportState::kPending;
+  return has_living_owner(folder, owner) ? ReportState::kOwned : ReportState::kPending;
 }
 
 ReportState report_state(const fs::path& folder, CrashData& record) {
-  return load(folder, record) ? state_of_report(folder, record) : ReportState::kUnreadable;
+  return load(folder, record) ? state_of_report(folder, record.ownerPid) : ReportState::kUnreadable;
+}
+
+std::vector<ListedReport> list_reports(const fs::path& root) {
+  std::vector<ListedReport> found;
+  for (fs::path& entry : list_folder(root)) {
+    const auto time = file_write_time(entry / kCrashDataFile);
+    if (time && !is_own_entry(root, entry)) found.push_back({std::move(entry), *time});
+  }
+  std::stable_sort(found.begin(), found.end(), [](const ListedReport& a, const ListedReport& b) {
+    return a.record_time < b.record_time;
+  });
+  return found;
 }
 
 std::vector<fs::path> list_report_folders(const fs::path& root) {
-  std::vector<std::pair<int64_t, fs::path>> found;
-  for (fs::path& entry : list_folder(root)) {
-    const auto time = file_write_time(entry / kCrashDataFile);
-    if (time && !is_own_entry(root, entry)) found.emplace_back(*time, std::move(entry));
-  }
-  std::stable_sort(found.begin(), found.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<fs::path> folders;
-  folders.reserve(found.size());
-  for (auto& [time, folder] : found) folders.push_back(std::move(folder));
-  return folders;
-}
-
-std::vector<fs::path> pending_report_folders(const fs::path& root) {
-  std::vector<fs::path> folders = list_report_folders(root);
-  folders.erase(std::remove_if(folders.begin(), folders.end(),
-                               [](const fs::path& folder) { return !is_pending(folder); }),
-                folders.end());
+  for (ListedReport& report : list_reports(root)) folders.push_back(std::move(report.folder));
   return folders;
 }
 

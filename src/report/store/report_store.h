@@ -27,19 +27,23 @@ enum class ReportState {
   kUnreadable,  // the record is damaged, or cannot be opened
 };
 
-// The state of a report folder whose record was read.
-ReportState state_of_report(const std::filesystem::path& folder, const CrashData& record);
+// The state of a report folder whose record was read; `owner` is the record's ownerPid.
+ReportState state_of_report(const std::filesystem::path& folder, uint64_t owner);
 
 // The state of a report folder; its record is read into `record` unless it is unreadable.
 ReportState report_state(const std::filesystem::path& folder, CrashData& record);
 
-// The report folders directly under the root, the one with the oldest crash-data file first; none
-// when the root cannot be opened. Throws DirectoryIterationError.
-std::vector<std::filesystem::path> list_report_folders(const std::filesystem::path& root);
+struct ListedReport {
+  std::filesystem::path folder;
+  int64_t record_time;  // of the last write to the crash-data file, as file_write_time() gives it
+};
 
-// Those that wait to be sent: no result yet, a readable record, and no owner that works on them.
-// Throws DirectoryIterationError.
-std::vector<std::filesystem::path> pending_report_folders(const std::filesystem::path& root);
+// The reports directly under the root, the one with the oldest crash-data file first; none when the
+// root cannot be opened. Throws DirectoryIterationError.
+std::vector<ListedReport> list_reports(const std::filesystem::path& root);
+
+// The same as folders alone.
+std::vector<std::filesystem::path> list_report_folders(const std::filesystem::path& root);
 
 // Deletes a report folder with its contents; false when it is still there. The record is deleted
 // last but one and the result last: where a file cannot be deleted, what is left is neither pending
