@@ -28,12 +28,24 @@ inline double time_of(const std::function<void()>& call, int repeats) {
   return taken.count() / repeats;
 }
 
+// The times of rounds in which limit and operation took turns, in nanoseconds.
+struct Rounds {
+  std::vector<double> limits;
+  std::vector<double> operations;
+};
+
 // One line for the script that collects them: the operation, its size (what that counts is part of the
-// name), the times of limit and operation in microseconds, their ratio, and the ratio that is allowed.
-inline void print(const std::string& operation, double size, double limit_ns, double operation_ns,
-                  double ratio, double budget) {
-  std::printf("bench|%s|%.0f|%.3f|%.3f|%.3f|%.2f\n", operation.c_str(), size, limit_ns / 1000,
-              operation_ns / 1000, ratio, budget);
+// name), the times of limit and operation in microseconds, the median, least and largest of their
+// ratios, and the ratio that is allowed.
+inline void print(const std::string& operation, double size, double budget, const Rounds& rounds) {
+  std::vector<double> ratios;
+  for (size_t i = 0; i < rounds.limits.size(); ++i) {
+    ratios.push_back(rounds.operations[i] / rounds.limits[i]);
+  }
+  const auto [least, largest] = std::minmax_element(ratios.begin(), ratios.end());
+  std::printf("bench|%s|%.0f|%.3f|%.3f|%.3f|%.3f|%.3f|%.2f\n", operation.c_str(), size,
+              median(rounds.limits) / 1000, median(rounds.operations) / 1000, median(ratios),
+              *least, *largest, budget);
   std::fflush(stdout);
 }
 
@@ -54,13 +66,12 @@ inline void compare(const std::string& operation, double size, double budget, Pl
                     const std::function<void()>& limit, const std::function<void()>& call) {
   time_of(limit, 1);
   time_of(call, 1);
-  std::vector<double> limits, operations, ratios;
+  Rounds times;
   for (int round = 0; round < plan.rounds; ++round) {
-    limits.push_back(time_of(limit, plan.repeats));
-    operations.push_back(time_of(call, plan.repeats));
-    ratios.push_back(operations.back() / limits.back());
+    times.limits.push_back(time_of(limit, plan.repeats));
+    times.operations.push_back(time_of(call, plan.repeats));
   }
-  print(operation, size, median(limits), median(operations), median(ratios), budget);
+  print(operation, size, budget, times);
 }
 
 }  // namespace bench

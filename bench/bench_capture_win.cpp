@@ -1,9 +1,11 @@
 // Start, capture and crash beside what the bare capture client takes for them.
-//   bench_capture                       measures
-//   bench_capture crash library|bare DIR  starts, notes the time in DIR and crashes
+//   bench_capture                               measures
+//   bench_capture crash library|bare|child DIR  starts, notes the time in DIR and crashes
+//   bench_capture dump SECTION FILE             dumps the process that started it, when that crashes
 #include <windows.h>
 // After <windows.h>.
 #include <client/crashpad_client.h>
+#include <dbghelp.h>
 #include <wrenfall/wrenfall.h>
 
 #include <cstring>
@@ -19,6 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
+
+// Is there when the client is the stand-in's.
+constexpr const char* kAnsweringHandler = "answering_handler.exe";
 
 int64_t system_time() {
   FILETIME now{};
@@ -50,37 +55,67 @@ void write_init_files(const fs::path& store) {
 void bench_init(const fs::path& folder) {
   // The time of an init alone: the shutdowns in between do not count.
   for (const auto& [program, name, budget] :
-       {std::tuple{wrenfall::kHandlerExecutable, "wrenfall_init", 1.15},
+       {std::tuple{wrenfall::kHandlerExecutable, "wrenfall_init", bench::kNoBudget},
+        std::tuple{kAnsweringHandler, "wrenfall_init beside a handler that only answers",
+                   bench::kNoBudget},
         std::tuple{wrenfall::kMonitorExecutable, "wrenfall_init beside a bare start of the monitor",
                    1.15}}) {
-    std::vector<double> limits, roads, ratios;
+    if (!fs::exists(wrenfall::application_dir() / program)) continue;
+    bench::Rounds times;
     for (int round = 0; round < 11; ++round) {
-      limits.push_back(bench::time_of(
+      times.limits.push_back(bench::time_of(
           [&] {
             write_init_files(folder / "bare");
             start_bare(wrenfall::application_dir() / program, folder / "bare");
           },
           1));
-      roads.push_back(bench::time_of([&] { bench::start_library(folder / "library"); }, 1));
-      ratios.push_back(roads.back() / limits.back());
+      times.operations.push_back(
+          bench::time_of([&] { bench::start_library(folder / "library"); }, 1));
       wrenfall_shutdown();
     }
-    bench::print(name, 1, bench::median(limits), bench::median(roads), bench::median(ratios),
-                 budget);
+    bench::print(name, 1, budget, times);
   }
+}
+
+void dump_bare() {
+  CONTEXT context{};
+  RtlCaptureContext(&context);
+  crashpad::CrashpadClient::DumpWithoutCrash(context);
 }
 
 void bench_capture(const fs::path& folder) {
   bench::start_library(folder / "captures");
-  bench::compare(
-      "wrenfall_capture_report", 1, 1.05, {11, 1},
-      [] {
-        CONTEXT context{};
-        RtlCaptureContext(&context);
-        crashpad::CrashpadClient::DumpWithoutCrash(context);
-      },
-      [] { wrenfall_capture_report(); });
+  bench::compare("wrenfall_capture_report", 1, 1.05, {11, 1}, dump_bare,
+                 [] { wrenfall_capture_report(); });
+  std::vector<double> captures;
+  for (int i = 0; i < 11; ++i) {
+    captures.push_back(bench::time_of([] { wrenfall_capture_report(); }, 1));
+  }
   wrenfall_shutdown();
+  if (!fs::exists(wrenfall::application_dir() / kAnsweringHandler)) return;
+  // One client serves a process, so these cannot take turns with the library's.
+  start_bare(wrenfall::application_dir() / kAnsweringHandler, folder / "bare");
+  bench::Rounds times;
+  times.operations = captures;
+  for (size_t i = 0; i < captures.size(); ++i) times.limits.push_back(bench::time_of(dump_bare, 1));
+  bench::print("wrenfall_capture_report beside a handler that only answers", 1, bench::kNoBudget,
+               times);
+}
+
+// The process; null when it did not start.
+HANDLE run_self(const std::wstring& arguments, bool inherit) {
+  wchar_t self[MAX_PATH];
+  GetModuleFileNameW(nullptr, self, MAX_PATH);
+  std::wstring command = L"\"" + std::wstring(self) + L"\" " + arguments;
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process{};
+  if (!CreateProcessW(self, command.data(), nullptr, nullptr, inherit, 0, nullptr, nullptr,
+                      &startup, &process)) {
+    return nullptr;
+  }
+  CloseHandle(process.hThread);
+  return process.hProcess;
 }
 
 // A file anywhere below the folder that can be opened by nobody else at the same time.
@@ -106,17 +141,9 @@ double crash_until(const std::string& how, const std::string& ending, const fs::
   std::error_code error;
   fs::remove_all(folder, error);
   fs::create_directories(folder);
-  wchar_t self[MAX_PATH];
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
-  std::wstring command = L"\"" + std::wstring(self) + L"\" crash " + fs::path(how).wstring() +
-                         L" \"" + folder.wstring() + L"\"";
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION child{};
-  if (!CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                      &child)) {
-    return -1;
-  }
+  const HANDLE child =
+      run_self(L"crash " + fs::path(how).wstring() + L" \"" + folder.wstring() + L"\"", false);
+  if (child == nullptr) return -1;
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   bool complete = false;
   while (!complete && std::chrono::steady_clock::now() < limit) {
@@ -124,9 +151,8 @@ double crash_until(const std::string& how, const std::string& ending, const fs::
     if (!complete) std::this_thread::sleep_for(milliseconds(1));
   }
   const int64_t end = system_time();
-  WaitForSingleObject(child.hProcess, 60000);
-  CloseHandle(child.hThread);
-  CloseHandle(child.hProcess);
+  WaitForSingleObject(child, 60000);
+  CloseHandle(child);
   int64_t begin = 0;
   std::ifstream(folder / "time") >> begin;
   return complete && begin != 0 ? static_cast<double>(end - begin) / 10000 : -1;
@@ -147,29 +173,88 @@ double dump_to_record(const fs::path& store) {
 }
 
 void bench_crash(const fs::path& folder) {
-  std::vector<double> bare, library, added;
+  bench::Rounds beside_handler, beside_child;
+  std::vector<double> added;
   for (int round = 0; round < 9; ++round) {
-    const double dump = crash_until("bare", ".dmp", folder / "crash");
+    const double bare = crash_until("bare", ".dmp", folder / "crash");
+    const double child = crash_until("child", ".dmp", folder / "crash");
     const double record = crash_until("library", "WrenfallCrashData.json", folder / "crash");
-    if (dump < 0 || record < 0) continue;
-    bare.push_back(dump * 1e6);
-    library.push_back(record * 1e6);
+    if (bare < 0 || child < 0 || record < 0) continue;
+    beside_handler.limits.push_back(bare * 1e6);
+    beside_handler.operations.push_back(record * 1e6);
+    beside_child.limits.push_back(child * 1e6);
     added.push_back(dump_to_record(folder / "crash" / "store"));
   }
   if (added.empty()) return;
+  beside_child.operations = beside_handler.operations;
   bench::print("crash to complete report folder, beside crash to complete dump", 1,
-               bench::median(bare), bench::median(library),
-               bench::median(library) / bench::median(bare), bench::kNoBudget);
+               bench::kNoBudget, beside_handler);
+  bench::print("crash to complete report folder, beside MiniDumpWriteDump in a child", 1, 1,
+               beside_child);
   bench::print_figure("complete dump to complete report folder", bench::median(added), "ms", 50);
+}
+
+// What a child of a crashed process needs to dump it.
+struct CrashedParent {
+  HANDLE process;  // inherited
+  HANDLE crashed;  // inherited event
+  HANDLE dumped;   // inherited event
+  DWORD thread;
+  EXCEPTION_POINTERS* exception;  // in the parent
+};
+CrashedParent* shared_with_child = nullptr;
+
+LONG WINAPI let_child_dump(EXCEPTION_POINTERS* exception) {
+  shared_with_child->thread = GetCurrentThreadId();
+  shared_with_child->exception = exception;
+  SetEvent(shared_with_child->crashed);
+  WaitForSingleObject(shared_with_child->dumped, 60000);
+  return EXCEPTION_EXECUTE_HANDLER;
+}
+
+// Starts a child that waits for the crash of this process, the simplest capture out of process.
+void start_dumping_child(const fs::path& folder) {
+  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+  const HANDLE section = CreateFileMappingW(INVALID_HANDLE_VALUE, &inherited, PAGE_READWRITE, 0,
+                                            sizeof(CrashedParent), nullptr);
+  shared_with_child = static_cast<CrashedParent*>(MapViewOfFile(section, FILE_MAP_WRITE, 0, 0, 0));
+  shared_with_child->crashed = CreateEventW(&inherited, FALSE, FALSE, nullptr);
+  shared_with_child->dumped = CreateEventW(&inherited, FALSE, FALSE, nullptr);
+  DuplicateHandle(GetCurrentProcess(), GetCurrentProcess(), GetCurrentProcess(),
+                  &shared_with_child->process, 0, TRUE, DUPLICATE_SAME_ACCESS);
+  fs::create_directories(folder / "store");
+  run_self(L"dump " + std::to_wstring(reinterpret_cast<uintptr_t>(section)) + L" \"" +
+               (folder / "store" / "bare.dmp").wstring() + L"\"",
+           true);
+  SetUnhandledExceptionFilter(let_child_dump);
+}
+
+int dump_parent(const char* section, const fs::path& file) {
+  const auto* const parent = static_cast<const CrashedParent*>(
+      MapViewOfFile(reinterpret_cast<HANDLE>(static_cast<uintptr_t>(std::stoull(section))),
+                    FILE_MAP_WRITE, 0, 0, 0));
+  const HANDLE waits[] = {parent->crashed, parent->process};
+  if (WaitForMultipleObjects(2, waits, FALSE, INFINITE) != WAIT_OBJECT_0) return 1;
+  const HANDLE output =
+      CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  MINIDUMP_EXCEPTION_INFORMATION exception{parent->thread, parent->exception, TRUE};
+  const BOOL done = MiniDumpWriteDump(parent->process, GetProcessId(parent->process), output,
+                                      MiniDumpNormal, &exception, nullptr, nullptr);
+  CloseHandle(output);
+  SetEvent(parent->dumped);
+  return done ? 0 : 1;
 }
 
 int crash(const char* how, const fs::path& folder) {
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   if (std::strcmp(how, "library") == 0) {
     bench::start_library(folder / "store");
+  } else if (std::strcmp(how, "child") == 0) {
+    start_dumping_child(folder);
   } else {
     start_bare(wrenfall::application_dir() / wrenfall::kHandlerExecutable, folder / "store");
   }
+  Sleep(200);  // until each of them waits for the crash
   std::ofstream(folder / "time") << system_time();
   volatile int* const nowhere = nullptr;
   *nowhere = 1;
@@ -179,7 +264,8 @@ int crash(const char* how, const fs::path& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 4) return crash(argv[2], fs::path(argv[3]));
+  if (argc == 4 && std::strcmp(argv[1], "crash") == 0) return crash(argv[2], fs::path(argv[3]));
+  if (argc == 4) return dump_parent(argv[2], fs::path(argv[3]));
   const bench::Folder folder("capture");
   bench_init(folder.path());
   bench_capture(folder.path());

@@ -4,12 +4,15 @@
 #include <wrenfall/wrenfall.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 #include "bench/bench.h"
 #include "bench/library.h"
 #include "tests/support/process_figures_win.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr double kMiB = 1024.0 * 1024.0;
 
@@ -20,6 +23,24 @@ double processor_time() {
   FILETIME created{}, ended{}, kernel{}, user{};
   GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user);
   return static_cast<double>(kernel.dwLowDateTime) + static_cast<double>(user.dwLowDateTime);
+}
+
+double size_mib(const fs::path& file) {
+  std::error_code error;
+  const auto size = fs::file_size(file, error);
+  return error ? 0 : static_cast<double>(size) / kMiB;
+}
+
+// Of the processes that the library started.
+double companions_mib() {
+  double total = 0;
+  for (const DWORD id : family().descendants) {
+    const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, id);
+    if (process == nullptr) continue;
+    total += static_cast<double>(private_kib(process)) / 1024;
+    CloseHandle(process);
+  }
+  return total;
 }
 
 DWORD WINAPI wait_for_event(void* event) { return WaitForSingleObject(event, INFINITE); }
@@ -44,13 +65,23 @@ int main(int argc, char** argv) {
   const int seconds = argc == 2 ? std::atoi(argv[1]) : 30;
   wchar_t library[MAX_PATH];
   GetModuleFileNameW(GetModuleHandleW(L"Wrenfall.dll"), library, MAX_PATH);
-  bench::print_figure("size of Wrenfall.dll",
-                      static_cast<double>(std::filesystem::file_size(library)) / kMiB, "MiB", 1.5);
+  const fs::path folder = fs::path(library).parent_path();
+  bench::print_figure("size of Wrenfall.dll", size_mib(library), "MiB", 1.5);
+  bench::print_figure("shipped without reporter and tools",
+                      size_mib(library) + size_mib(folder / "WrenfallMonitor.exe") +
+                          size_mib(folder / "crashpad_handler.exe") +
+                          size_mib(folder / "WrenfallWer.dll"),
+                      "MiB", bench::kNoBudget);
   bench::print_figure("private bytes of two threads that do nothing", two_threads_mib(), "MiB",
                       bench::kNoBudget);
+  const int handles = count_handles();
   const double before = private_mib();
   bench::Library running("idle", 1000);
   bench::print_figure("private bytes added by wrenfall_init", private_mib() - before, "MiB", 4);
+  bench::print_figure("private bytes of all processes over a bare host",
+                      private_mib() - before + companions_mib(), "MiB", bench::kNoBudget);
+  bench::print_figure("handles added by wrenfall_init", count_handles() - handles, "",
+                      bench::kNoBudget);
   // The first look for windows loads the system's driver.
   Sleep(3000);
   const double begin = processor_time();
