@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -17,8 +18,8 @@
 #include "ctl/shared_file.h"
 #include "ctl/store_scan.h"
 #include "report/store/layout.h"
-#include "report/store/pending_reports.h"
 #include "report/store/report_store.h"
+#include "report/store/store_pruning.h"
 #include "support/files.h"
 #include "support/log_line.h"
 #include "support/logger.h"
@@ -43,10 +44,17 @@ fs::path store_of(const CtlOptions& options) {
   return default_store_dir(options.application, options.version);
 }
 
+Wanted wanted_by(const CtlOptions& options) {
+  if (!options.all) return Wanted::kEvery;
+  return options.now ? Wanted::kNow : Wanted::kDue;
+}
+
 std::vector<FolderArgument> folders_of(const CtlOptions& options, const fs::path& store) {
   std::vector<FolderArgument> folders;
   if (options.all) {
-    for (fs::path& folder : PendingReports(store).list()) folders.push_back({folder, ""});
+    for (fs::path& folder : reports_to_send(store, wanted_by(options))) {
+      folders.push_back({folder, ""});
+    }
   }
   for (const std::string& argument : options.folders) {
     folders.push_back(find_report_folder(store, argument));
@@ -61,6 +69,12 @@ int no_store(const fs::path& store) {
 }
 
 int list(const CtlOptions& options, const fs::path& store) {
+  if (options.stores) {
+    const auto stores = find_stores(default_stores_dir());
+    print_text(TextStream::kOutput,
+               options.json ? json_document(stores_json(stores)) : stores_text(stores));
+    return WRENFALL_OK;
+  }
   const auto reports = scan_store(store);
   if (!reports) return no_store(store);
   print_text(TextStream::kOutput,
@@ -154,7 +168,7 @@ int send(const CtlOptions& options, const fs::path& store) {
       }
     };
     try {
-      ActionOutcome outcome = send_report(http.get(), folder, options.all, waiting, logger);
+      ActionOutcome outcome = send_report(http.get(), folder, wanted_by(options), waiting, logger);
       const bool unreached = outcome.upload.result == WRENFALL_ERROR_TRANSPORT;
       outcomes.add(std::move(outcome));
       if (options.all && unreached) break;  // the other reports would fail like this one
@@ -175,6 +189,34 @@ int discard(const CtlOptions& options, const fs::path& store) {
     }
   }
   return outcomes.finish();
+}
+
+uint32_t limited(uint64_t number) {
+  return static_cast<uint32_t>(std::min<uint64_t>(number, std::numeric_limits<uint32_t>::max()));
+}
+
+int prune(const CtlOptions& options, const fs::path& store) {
+  if (!is_folder(store)) return no_store(store);
+  std::vector<PrunedReport> pruned;
+  PruneRequest request;
+  request.store = store;
+  request.limits = {limited(options.max_reports), limited(options.max_age_days), options.max_bytes};
+  request.dry_run = options.dry_run;
+  request.on_removed = [&](const StoredReport& report, RetentionReason reason) {
+    pruned.push_back({report, describe(reason, request.limits)});
+    if (!options.json) {
+      print_text(TextStream::kOutput, pruned_text(pruned.back(), options.dry_run));
+    }
+    return true;
+  };
+  Logger logger(store / kLogFile);
+  prune_store(request, logger);
+  if (options.json) {
+    print_text(TextStream::kOutput, json_document(pruned_json(store, pruned, options.dry_run)));
+  } else if (pruned.empty()) {
+    print_text(TextStream::kOutput, "no reports\n");
+  }
+  return WRENFALL_OK;
 }
 
 // Prints what is added to a log file. The file may be missing at first, and may start again from
@@ -267,6 +309,8 @@ int run_ctl(const CtlOptions& options) {
       return send(options, store_of(options));
     case CtlOptions::Command::kDiscard:
       return discard(options, store_of(options));
+    case CtlOptions::Command::kPrune:
+      return prune(options, store_of(options));
     case CtlOptions::Command::kTail:
       return tail(options, store_of(options));
     default:

@@ -11,8 +11,8 @@ constexpr struct {
   const char* name;
   Command command;
 } kCommands[] = {
-    {"list", Command::kList},       {"show", Command::kShow}, {"send", Command::kSend},
-    {"discard", Command::kDiscard}, {"tail", Command::kTail},
+    {"list", Command::kList},       {"show", Command::kShow},   {"send", Command::kSend},
+    {"discard", Command::kDiscard}, {"prune", Command::kPrune}, {"tail", Command::kTail},
 };
 
 // Goes through the arguments once, from left to right.
@@ -63,6 +63,9 @@ class Parser {
 
   bool take_flag(const std::string& argument) {
     bool* const flag = argument == "--all"        ? &options_.all
+                       : argument == "--now"      ? &options_.now
+                       : argument == "--stores"   ? &options_.stores
+                       : argument == "--dry-run"  ? &options_.dry_run
                        : argument == "--json"     ? &options_.json
                        : argument == "--progress" ? &options_.progress
                        : argument == "--follow"   ? &options_.follow
@@ -79,7 +82,12 @@ class Parser {
                               : name == "--app"     ? &options_.application
                               : name == "--version" ? &options_.version
                                                     : nullptr;
-    if (text == nullptr && name != "-n") return false;
+    uint64_t* const number = name == "-n"              ? &options_.lines
+                             : name == "--max-reports" ? &options_.max_reports
+                             : name == "--max-age"     ? &options_.max_age_days
+                             : name == "--max-bytes"   ? &options_.max_bytes
+                                                       : nullptr;
+    if (text == nullptr && number == nullptr) return false;
     std::string value;
     if (equals != std::string::npos) {
       value = argument.substr(equals + 1);
@@ -90,16 +98,16 @@ class Parser {
     if (text != nullptr) {
       *text = value;
     } else {
-      has_lines_ = true;
-      take_lines(value);
+      has_lines_ = has_lines_ || number == &options_.lines;
+      take_number(name, value, *number);
     }
     return true;
   }
 
-  void take_lines(const std::string& value) {
+  void take_number(const std::string& name, const std::string& value, uint64_t& number) {
     const char* const end = value.data() + value.size();
-    const auto parsed = std::from_chars(value.data(), end, options_.lines);
-    if (parsed.ec != std::errc() || parsed.ptr != end) fail("-n needs a number of lines");
+    const auto parsed = std::from_chars(value.data(), end, number);
+    if (parsed.ec != std::errc() || parsed.ptr != end) fail(name + " needs a number");
   }
 
   void check() {
@@ -116,16 +124,35 @@ class Parser {
     if ((options_.follow || has_lines_) && command != Command::kTail) {
       return fail("-n and --follow belong to tail");
     }
+    check_limits(command);
     check_folders(command);
-    const bool needs_store = command == Command::kList || command == Command::kTail || options_.all;
+    const bool needs_store = (command == Command::kList && !options_.stores) ||
+                             command == Command::kPrune || command == Command::kTail ||
+                             options_.all;
     if (needs_store && !options_.names_a_store()) {
       fail("which store? Give --store DIR, or --app NAME --version V");
     }
   }
 
+  void check_limits(Command command) {
+    const bool limits =
+        options_.max_reports != 0 || options_.max_age_days != 0 || options_.max_bytes != 0;
+    if (options_.now && !options_.all) return fail("--now belongs to send --all");
+    if (options_.stores && command != Command::kList) return fail("--stores belongs to list");
+    if (options_.stores && options_.names_a_store()) {
+      return fail("--stores finds all stores; it takes none");
+    }
+    if ((limits || options_.dry_run) && command != Command::kPrune) {
+      return fail("limits and --dry-run belong to prune");
+    }
+    if (command == Command::kPrune && !limits) {
+      fail("prune needs --max-reports, --max-age or --max-bytes");
+    }
+  }
+
   void check_folders(Command command) {
     const size_t count = options_.folders.size();
-    if (command == Command::kList || command == Command::kTail) {
+    if (command == Command::kList || command == Command::kPrune || command == Command::kTail) {
       if (count != 0) fail("no folder can be given here");
     } else if (command == Command::kShow) {
       if (count != 1) fail("show needs one report folder");
@@ -155,9 +182,13 @@ const char kCtlHelp[] =
     "wrenfallctl looks after the crash reports in a Wrenfall store.\n"
     "\n"
     "  list                       the reports, the oldest first\n"
+    "  list --stores              the stores in the default place, which need not be named\n"
     "  show FOLDER                everything about one report\n"
-    "  send FOLDER... | --all     sends these reports, or all that are pending\n"
+    "  send FOLDER... | --all     sends these reports, or all that are pending or due;\n"
+    "    --all --now              also those that wait for a later attempt\n"
     "  discard FOLDER...          deletes reports without sending them\n"
+    "  prune LIMIT... [--dry-run] removes the oldest reports until the rest is within the limits:\n"
+    "                             --max-reports N, --max-age DAYS, --max-bytes N\n"
     "  tail [-n N] [--follow]     the last N lines (10) of the store's log, and those to come\n"
     "\n"
     "  --store DIR                the store\n"
@@ -170,7 +201,8 @@ const char kCtlHelp[] =
     "FOLDER is a name in the store or a path. Sending deletes the report, unless the service\n"
     "answers 500, 502, 503 or 504: then it is kept, at most twice. A report stays pending when\n"
     "the service cannot be reached or its files cannot be read; --all then stops at a service\n"
-    "that cannot be reached.\n"
+    "that cannot be reached. Where the application turned resending on, a report that may arrive\n"
+    "another time is kept for up to 30 attempts instead.\n"
     "The exit code is 0 when all was done, 1 for unusable arguments, else the wrenfall_result of\n"
     "the first failure.\n";
 

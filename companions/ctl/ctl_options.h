@@ -9,7 +9,7 @@ namespace wrenfall::ctl {
 
 // What the user asked the tool to do.
 struct CtlOptions {
-  enum class Command { kList, kShow, kSend, kDiscard, kTail, kHelp, kVersion, kUnusable };
+  enum class Command { kList, kShow, kSend, kDiscard, kPrune, kTail, kHelp, kVersion, kUnusable };
 
   Command command = Command::kUnusable;
   std::string error;        // why the arguments are unusable
@@ -18,10 +18,16 @@ struct CtlOptions {
   std::string version;
   std::vector<std::string> folders;
   bool all = false;
+  bool now = false;      // with `all`: also what waits for a later attempt
+  bool stores = false;   // list the stores instead of the reports of one
+  bool dry_run = false;  // only say what would be removed
   bool json = false;
   bool progress = false;
   bool follow = false;
   uint64_t lines = 10;
+  uint64_t max_reports = 0;  // for prune; 0 is no limit
+  uint64_t max_age_days = 0;
+  uint64_t max_bytes = 0;
 
   bool names_a_store() const { return !store.empty() || !application.empty(); }
 };

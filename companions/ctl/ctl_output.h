@@ -9,6 +9,7 @@
 #include "ctl/report_actions.h"
 #include "ctl/report_details.h"
 #include "ctl/store_scan.h"
+#include "report/store/retention.h"
 #include "support/log_line.h"
 
 namespace wrenfall::ctl {
@@ -19,6 +20,21 @@ namespace wrenfall::ctl {
 std::string list_text(const std::vector<ReportSummary>& reports);
 nlohmann::json list_json(const std::filesystem::path& store,
                          const std::vector<ReportSummary>& reports);
+
+std::string stores_text(const std::vector<StoreSummary>& stores);
+nlohmann::json stores_json(const std::vector<StoreSummary>& stores);
+
+// A report that prune removed, or would remove.
+struct PrunedReport {
+  StoredReport report;
+  std::string reason;  // "older than 30 days"
+
+  int64_t days() const { return report.age_s / 86400; }
+};
+
+std::string pruned_text(const PrunedReport& pruned, bool dry_run);
+nlohmann::json pruned_json(const std::filesystem::path& store,
+                           const std::vector<PrunedReport>& pruned, bool dry_run);
 
 std::string details_text(const ReportDetails& details);
 nlohmann::json details_json(const ReportDetails& details);

@@ -2,6 +2,7 @@
 
 #include "ctl/ctl_output.h"
 #include "report/store/layout.h"
+#include "report/store/retry_file.h"
 #include "support/encoding.h"
 #include "support/json_text.h"
 #include "support/result_names.h"
@@ -29,18 +30,24 @@ json summary_json(const ReportSummary& report) {
   CrashData unknown;
   unknown.uploadPolicy.clear();
   const CrashData& record = report.record ? *report.record : unknown;
-  return {{"folder", path_to_utf8(report.folder.filename())},
-          {"path", path_to_utf8(report.folder)},
-          {"state", report.state},
-          {"kind", record.reportKind},
-          {"time", record.crashTime},
-          {"application", record.appName},
-          {"version", record.appVersion},
-          {"uploadPolicy", record.uploadPolicy},
-          {"retryCount", record.retryCount},
-          {"ownerPid", record.ownerPid},
-          {"size", report.size},
-          {"result", result_json(report.result)}};
+  json object = {{"folder", path_to_utf8(report.folder.filename())},
+                 {"path", path_to_utf8(report.folder)},
+                 {"state", report.state},
+                 {"kind", record.reportKind},
+                 {"time", record.crashTime},
+                 {"application", record.appName},
+                 {"version", record.appVersion},
+                 {"uploadPolicy", record.uploadPolicy},
+                 {"retryCount", record.retryCount},
+                 {"ownerPid", record.ownerPid},
+                 {"size", report.size},
+                 {"result", result_json(report.result)}};
+  if (report.retry) {
+    object["retry"] = {{"attempts", report.retry->attempts},
+                       {"maxAttempts", kMaxResendAttempts},
+                       {"due", due_time(*report.retry, resend_id(report.folder))}};
+  }
+  return object;
 }
 
 json dump_json(const ReportDetails& details) {
@@ -84,6 +91,28 @@ json list_json(const std::filesystem::path& store, const std::vector<ReportSumma
   json entries = json::array();
   for (const ReportSummary& report : reports) entries.push_back(summary_json(report));
   return {{"store", path_to_utf8(store)}, {"reports", std::move(entries)}};
+}
+
+json stores_json(const std::vector<StoreSummary>& stores) {
+  json entries = json::array();
+  for (const StoreSummary& store : stores) {
+    entries.push_back(
+        {{"path", path_to_utf8(store.store)}, {"reports", store.reports}, {"size", store.size}});
+  }
+  return {{"stores", std::move(entries)}};
+}
+
+json pruned_json(const std::filesystem::path& store, const std::vector<PrunedReport>& pruned,
+                 bool dry_run) {
+  json entries = json::array();
+  for (const PrunedReport& one : pruned) {
+    entries.push_back({{"folder", path_to_utf8(one.report.folder.filename())},
+                       {"path", path_to_utf8(one.report.folder)},
+                       {"reason", one.reason},
+                       {"days", one.days()},
+                       {"size", one.report.bytes}});
+  }
+  return {{"store", path_to_utf8(store)}, {"dryRun", dry_run}, {"reports", std::move(entries)}};
 }
 
 json details_json(const ReportDetails& details) {

@@ -35,7 +35,7 @@ std::string result_text(const ReportResult& result) {
 
 Rows summary_rows(const ReportSummary& summary) {
   Rows rows;
-  add_fact(rows, "state", summary.state);
+  add_fact(rows, "state", summary.state_text());
   add_fact(rows, "size", size_text(summary.size));
   if (summary.result) add_fact(rows, "last attempt", result_text(*summary.result));
   return rows;
@@ -110,10 +110,26 @@ std::string list_text(const std::vector<ReportSummary>& reports) {
       continue;
     }
     const CrashData& record = *report.record;
-    rows.push_back({report.state, or_dash(record.reportKind), or_dash(record.crashTime), size,
-                    std::to_string(record.retryCount), or_dash(record.uploadPolicy), name});
+    rows.push_back({report.state_text(), or_dash(record.reportKind), or_dash(record.crashTime),
+                    size, std::to_string(report.attempts()), or_dash(record.uploadPolicy), name});
   }
   return table(rows);
+}
+
+std::string stores_text(const std::vector<StoreSummary>& stores) {
+  if (stores.empty()) return "no stores\n";
+  Rows rows = {{"REPORTS", "SIZE", "STORE"}};
+  for (const StoreSummary& store : stores) {
+    rows.push_back({std::to_string(store.reports), size_text(store.size),
+                    escape_for_terminal(path_to_utf8(store.store))});
+  }
+  return table(rows);
+}
+
+std::string pruned_text(const PrunedReport& pruned, bool dry_run) {
+  return name_of(pruned.report.folder) + (dry_run ? ": would be removed, " : ": removed, ") +
+         pruned.reason + " (" + std::to_string(pruned.days()) + " days old, " +
+         size_text(pruned.report.bytes) + ")\n";
 }
 
 std::string details_text(const ReportDetails& details) {

@@ -2,10 +2,15 @@
 
 #include <optional>
 
+#include "ctl/store_scan.h"
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
+#include "report/store/kept_reports.h"
 #include "report/store/layout.h"
+#include "report/store/pending_reports.h"
 #include "report/store/report_store.h"
+#include "report/store/retry_file.h"
+#include "support/clock.h"
 #include "support/files.h"
 #include "support/text.h"
 
@@ -60,6 +65,12 @@ const char* advice_after_refusal(NotSent reason) {
   }
 }
 
+// Whether the report was kept for another attempt, which is wanted.
+bool is_waiting(const fs::path& folder, Wanted wanted) {
+  const auto retry = waiting_retry(folder);
+  return retry && (wanted == Wanted::kNow || is_due(*retry, resend_id(folder), unix_now()));
+}
+
 void log_outcome(const ActionOutcome& outcome, Logger& logger) {
   const std::string name = path_to_utf8(outcome.folder);
   if (outcome.upload.result == WRENFALL_OK) {
@@ -73,22 +84,30 @@ void log_outcome(const ActionOutcome& outcome, Logger& logger) {
 
 }  // namespace
 
-ActionOutcome send_report(HttpClient* http, const fs::path& folder, bool only_pending,
+std::vector<fs::path> reports_to_send(const fs::path& store, Wanted wanted) {
+  std::vector<fs::path> folders = PendingReports(store).list();
+  for (fs::path& folder : list_report_folders(store)) {
+    if (is_waiting(folder, wanted)) folders.push_back(std::move(folder));
+  }
+  return folders;
+}
+
+ActionOutcome send_report(HttpClient* http, const fs::path& folder, Wanted wanted,
                           const std::function<void()>& waiting, Logger& logger) {
   SendRequest request;
   request.folder = folder;
   request.on_wait = waiting;
   request.rules.undecided = Undecided::kStaysPending;
-  if (only_pending) {
-    request.is_wanted = [](ReportState state, const CrashData&) {
-      return state == ReportState::kPending;
+  if (wanted != Wanted::kEvery) {
+    request.is_wanted = [&](ReportState state, const CrashData&) {
+      return state == ReportState::kPending || is_waiting(folder, wanted);
     };
   }
   ActionOutcome outcome{send_folder(http, request, logger), folder};
   outcome.kept = is_folder(folder);
   if (outcome.not_sent) {
     outcome.upload.error = reason_text(*outcome.not_sent);
-    outcome.wanted = !only_pending;
+    outcome.wanted = wanted == Wanted::kEvery;
   } else {
     log_outcome(outcome, logger);
   }
@@ -119,6 +138,11 @@ std::string advice_after_send(const ActionOutcome& outcome) {
            (outcome.upload.result == WRENFALL_ERROR_TRANSPORT
                 ? "Check the network, the proxy and the service's certificate."
                 : "Close the programs that use its files, or make room on the disk.");
+  }
+  if (outcome.retry) {
+    return "The report is kept: it " + waiting_text(*outcome.retry, outcome.folder) +
+           ". The application sends it by itself while it runs; \"send --all --now\" does so at "
+           "once.";
   }
   if (outcome.kept) {
     return "The report is kept. Send it again later by its name: it is not pending any more, so "

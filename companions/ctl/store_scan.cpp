@@ -1,10 +1,14 @@
 #include "ctl/store_scan.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
+#include "report/store/kept_reports.h"
 #include "report/store/layout.h"
 #include "report/store/report_store.h"
+#include "report/store/retry_file.h"
+#include "support/clock.h"
 #include "support/files.h"
 
 namespace wrenfall::ctl {
@@ -20,12 +24,6 @@ std::string state_text(const std::optional<ReportResult>& result) {
     if (result->status == word) return word;
   }
   return kStatusFailed;
-}
-
-uint64_t size_of_files(const fs::path& folder) {
-  uint64_t size = 0;
-  for (const fs::path& file : list_folder(folder)) size += size_of_file(file).value_or(0);
-  return size;
 }
 
 // `claimed` says that a process holds the claim to the folder.
@@ -49,6 +47,8 @@ std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed) {
     summary.state = state == ReportState::kHasResult ? state_text(summary.result)
                     : state == ReportState::kOwned   ? "owned"
                                                      : "pending";
+    if (state == ReportState::kHasResult) summary.retry = waiting_retry(folder);
+    if (summary.retry) summary.state = "waiting";
   }
   if (claimed) summary.state = "sending";
   return summary;
@@ -63,6 +63,32 @@ void drop_long_texts(CrashData& record) {
 }
 
 }  // namespace
+
+std::string waiting_text(const RetryState& retry, const fs::path& folder) {
+  return "waits until " + local_time_text(due_time(retry, resend_id(folder))) + ", attempt " +
+         std::to_string(retry.attempts + 1) + " of " + std::to_string(kMaxResendAttempts);
+}
+
+std::string ReportSummary::state_text() const {
+  return state == "waiting" && retry ? waiting_text(*retry, folder) : state;
+}
+
+std::vector<StoreSummary> find_stores(const fs::path& folder) {
+  std::vector<StoreSummary> stores;
+  for (fs::path& entry : list_folder(folder)) {
+    if (!is_file(entry / kLogFile) && !is_folder(entry / kHandlerFolder)) continue;
+    StoreSummary summary;
+    for (const fs::path& report : list_report_folders(entry)) {
+      ++summary.reports;
+      summary.size += size_of_files(report);
+    }
+    summary.store = std::move(entry);
+    stores.push_back(std::move(summary));
+  }
+  std::sort(stores.begin(), stores.end(),
+            [](const StoreSummary& a, const StoreSummary& b) { return a.store < b.store; });
+  return stores;
+}
 
 std::optional<ReportSummary> summarize_report(const fs::path& folder) {
   if (!is_folder(folder) || is_own_folder(folder)) return std::nullopt;

@@ -61,6 +61,9 @@ constexpr Entry kEntries[] = {
      "The report is not there any more. Another program has sent or deleted it."},
     {Text::kKept, "kept", "The report is kept on this computer for another attempt."},
     {Text::kSentLater, "sentLater", "The report stays on this computer and will be sent later."},
+    {Text::kSentAgain, "sentAgain",
+     "The report stays on this computer. {application} sends it again by itself while it runs, the "
+     "next time after {time}."},
     {Text::kDeleted, "deleted", "The report was deleted from this computer."},
     {Text::kSupportLabel, "supportLabel", "There is a page with &advice about this problem:"},
     {Text::kDetailsLabel, "detailsLabel", "D&etails:"},

@@ -47,6 +47,7 @@ enum class Text {
   kGone,
   kKept,
   kSentLater,
+  kSentAgain,
   kDeleted,
   kSupportLabel,
   kDetailsLabel,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "reporter/field_text.h"
+#include "support/clock.h"
 #include "support/result_names.h"
 #include "support/text.h"
 
@@ -32,6 +33,7 @@ Text reason_for(const SendOutcome& outcome) {
 
 Text kept_or_deleted(const SendOutcome& outcome) {
   if (outcome.pending) return Text::kSentLater;
+  if (outcome.retry) return Text::kSentAgain;
   return outcome.kept ? Text::kKept : Text::kDeleted;
 }
 
@@ -63,7 +65,9 @@ OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts
     shown.explanation =
         texts.filled(reason_for(outcome), {{"status", std::to_string(outcome.upload.http_status)}});
     if (!outcome.not_sent) {
-      shown.explanation += "\n" + texts[kept_or_deleted(outcome)];
+      shown.explanation += "\n" + texts.filled(kept_or_deleted(outcome),
+                                               {{"application", application},
+                                                {"time", local_time_text(outcome.retry_due)}});
     }
   }
   if (!outcome.not_sent) shown.details = details_of(outcome.upload);

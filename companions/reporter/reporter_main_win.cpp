@@ -101,8 +101,10 @@ class Reporter {
   // Nothing when the service cannot be reached: the other reports would fail like this one.
   std::optional<wrenfall_result> send(OwnedReport& report) {
     const std::unique_ptr<HttpClient> http = make_http_client();
-    const wrenfall_result result = report.send(http.get()).upload.result;
-    if (result != WRENFALL_ERROR_TRANSPORT) return result;
+    const SendOutcome outcome = report.send(http.get());
+    const wrenfall_result result = outcome.upload.result;
+    // With resending on, each report gets an attempt of its own, and with it the time of the next.
+    if (result != WRENFALL_ERROR_TRANSPORT || outcome.retry) return result;
     if (result_ == WRENFALL_OK) result_ = result;
     return std::nullopt;
   }

@@ -5,6 +5,7 @@
 #include "report/store/folder_claim.h"
 #include "report/store/kept_reports.h"
 #include "report/store/layout.h"
+#include "report/store/retry_file.h"
 #include "support/files.h"
 #include "support/text.h"
 
@@ -89,6 +90,7 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
   outcome.kept = path_exists(folder / kCrashDataFile);
   outcome.pending = outcome.kept && !path_exists(folder / kResultFile);
   if (outcome.kept) outcome.retry = waiting_retry(folder);
+  if (outcome.retry) outcome.retry_due = due_time(*outcome.retry, resend_id(folder));
   return outcome;
 }
 

@@ -52,6 +52,7 @@ struct SendOutcome {
   bool kept = false;                // the folder is still a report
   bool pending = false;             // it is kept, and waits for the host's next start
   std::optional<RetryState> retry;  // it is kept, and is sent again by itself
+  int64_t retry_due = 0;            // when that is
 
   bool was_sent() const { return !not_sent && upload.result == WRENFALL_OK; }
 };

@@ -10,6 +10,14 @@ int64_t unix_now() {
       .count();
 }
 
+std::string local_time_text(int64_t unix_seconds) {
+  const CalendarTime time = local_time(unix_seconds);
+  char text[80];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d", time.year, time.month, time.day,
+                time.hour, time.minute);
+  return text;
+}
+
 int64_t days_since_1970(const CalendarTime& date) {
   // Years begin with March here, so that the leap day is the last of its year; 400 years have 146097
   // days.

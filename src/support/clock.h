@@ -36,6 +36,8 @@ int64_t unix_now();
 
 // Such a moment in the user's time zone.
 CalendarTime local_time(int64_t unix_seconds);
+// The same as "2026-01-31 23:59".
+std::string local_time_text(int64_t unix_seconds);
 
 // How many days lie between 1970-01-01 and that day, whose year, month and day are given.
 int64_t days_since_1970(const CalendarTime& date);

@@ -37,10 +37,12 @@ fs::path plain_path(const fs::path& path) {
   return plain.has_filename() ? plain : plain.parent_path();
 }
 
+fs::path default_stores_dir() { return local_data_dir() / "Wrenfall"; }
+
 fs::path default_store_dir(std::string_view application, std::string_view version) {
   const std::string leaf =
       sanitize_path_component(application) + "-" + sanitize_path_component(version);
-  return local_data_dir() / "Wrenfall" / utf8_to_path(leaf);
+  return default_stores_dir() / utf8_to_path(leaf);
 }
 
 fs::path find_monitor_exe() { return find_companion(kMonitorExecutable); }

@@ -21,6 +21,10 @@ std::string sanitize_path_component(std::string_view text);
 // itself where that is unknown.
 std::filesystem::path plain_path(const std::filesystem::path& path);
 
+// <local application data>/Wrenfall, where the stores are whose host named none. Throws as
+// default_store_dir does.
+std::filesystem::path default_stores_dir();
+
 // <local application data>/Wrenfall/<application>-<version>, not created here. Where the user has
 // no such folder, the temporary folder takes its place; where there is none either, throws
 // filesystem_error ("temp_directory_path").

@@ -9,6 +9,7 @@
 #include "reporter/file_listing.h"
 #include "reporter/outcome_text.h"
 #include "reporter/theme.h"
+#include "support/clock.h"
 #include "tests/support/temp_dir.h"
 
 namespace wrenfall::reporter {
@@ -59,16 +60,20 @@ TEST(OutcomeText, ExplainsEveryResult) {
       {99, 0, Text::kFailedOtherwise, "unknown result (99)"},
   };
   for (const auto& [result, status, reason, details] : rows) {
-    for (const Text fate : {Text::kDeleted, Text::kKept, Text::kSentLater}) {
+    for (const Text fate : {Text::kDeleted, Text::kKept, Text::kSentLater, Text::kSentAgain}) {
       SendOutcome outcome;
       outcome.upload.result = result;
       outcome.upload.http_status = status;
       outcome.upload.error = "why";
       outcome.kept = fate != Text::kDeleted;
       outcome.pending = fate == Text::kSentLater;
+      if (fate == Text::kSentAgain) outcome.retry.emplace();
       const OutcomeText shown = explain_outcome(outcome, texts, "App");
       EXPECT_EQ(shown.title, "App - Report not sent");
-      EXPECT_EQ(shown.explanation, texts[reason] + "\n" + texts[fate]) << result;
+      EXPECT_EQ(shown.explanation,
+                texts[reason] + "\n" +
+                    texts.filled(fate, {{"application", "App"}, {"time", local_time_text(0)}}))
+          << result;
       EXPECT_EQ(shown.details, details + std::string("\nwhy"));
     }
   }

@@ -97,14 +97,15 @@ class Host:
         return self.do("call", name, *(f"#{one}" if isinstance(one, int) else f"'{one}" for one in arguments))
 
     def set_options(self, store, name="Test Host", version="1.2/3", **options):
-        """Those of the next init. A list calls the setter for each of its values."""
+        """Those of the next init. A list calls the setter for each of its values, a tuple holds its arguments."""
         self.do("options", "127", name, version)
         for option, value in {"store_dir": windows_path(store), "upload_policy": 2, **options}.items():
             for one in value if isinstance(value, list) else [value]:
                 if option in ("crash_at_message", "crash_while_starting", "note_messages"):
                     self.do("logger", option, one)
                 else:
-                    self.call("options_add_attachment" if option == "attachment" else "options_set_" + option, one)
+                    self.call("options_add_attachment" if option == "attachment" else "options_set_" + option,
+                              *(one if isinstance(one, tuple) else (one,)))
 
     def send(self, folder):
         """Result and HTTP status."""
