@@ -304,7 +304,7 @@ WRENFALL_API void wrenfall_options_set_retention(wrenfall_options* options, uint
 /** Whether a report that could not be delivered is kept and sent again: 0, the default, is off, any
  * other value is on.
  *
- * With it, a report is kept when the service gave no answer, answered 408, 429 or any status from
+ * With it, a report is kept when the service gave no answer, answered 407, 408, 429 or any status from
  * 500 to 599, or when a file could not be read or packed. Every other failure deletes it as ever. The
  * next attempt follows after about 5 minutes, then about 10, and so on up to 24 hours, each time
  * up to half of that earlier or later; not before the moment that the service names with

@@ -274,6 +274,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
       {"no answer", no_answer("down"), 0, 0, Outcome::kKept},
       {"slow down", slow_down, 1, 0, Outcome::kKept},
       {"timeout", answer(408, ""), 0, 0, Outcome::kKept},
+      {"proxy", answer(407, ""), 0, 0, Outcome::kKept},
       {"failure", answer(501, ""), 0, 0, Outcome::kKept},
       {"bad request", answer(400, ""), 0, 0, Outcome::kDeleted},
       {"not found", answer(404, ""), 0, 0, Outcome::kDeleted},

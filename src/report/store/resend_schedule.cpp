@@ -12,6 +12,8 @@ constexpr int64_t kLongestDelay = kDay;
 // The system corrects its clock by so much in daily life.
 constexpr int64_t kClockCorrection = 5 * kMinute;
 
+// RFC 9110.
+constexpr int32_t kHttpProxyAuthenticationRequired = 407;
 constexpr int32_t kHttpRequestTimeout = 408;
 
 // A number from 0 to 2^32 - 1 that looks random, always the same for the same report and attempt.
@@ -43,6 +45,7 @@ bool is_worth_resending(const UploadResult& outcome) {
     case WRENFALL_ERROR_SERVICE:
     case WRENFALL_ERROR_REJECTED:
       return outcome.http_status == kHttpTooManyRequests ||
+             outcome.http_status == kHttpProxyAuthenticationRequired ||
              outcome.http_status == kHttpRequestTimeout ||
              (outcome.http_status >= 500 && outcome.http_status <= 599);
     default:
