@@ -138,10 +138,10 @@ class PendingSession {
   PendingSession(const PendingSession&) = delete;
   PendingSession& operator=(const PendingSession&) = delete;
 
-  // Writes the file once more: starting the handler takes a while, and should the file have been
-  // removed meanwhile, reports would lack their attachments.
+  // Writes the file once more where it was removed meanwhile, because starting the handler takes a
+  // while: reports would lack their attachments.
   void keep() {
-    write();
+    if (!is_file(session_file(state_.store_dir, state_.process))) write();
     kept_ = true;
   }
 

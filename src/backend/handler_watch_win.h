@@ -23,7 +23,7 @@ class HandlerWatch {
   void expect(const std::filesystem::path& program);
 
   // Looks for the processes that are not found yet, in a list of all processes of the system. Costs
-  // nothing once both are found.
+  // nothing once the handler is found.
   void find();
 
   bool has_ended() const;
@@ -38,7 +38,7 @@ class HandlerWatch {
 
   std::wstring program_name_;
   uint64_t started_after_ = 0;
-  ScopedKernelHandle program_;
+  ScopedKernelHandle program_;  // until the handler is found
   ScopedKernelHandle handler_;
 };
 

@@ -15,8 +15,9 @@
 namespace wrenfall {
 namespace {
 
+// Not from advapi32.dll: these functions are in this library, which every process has loaded.
 struct Registry {
-  SystemLibrary library{L"advapi32.dll"};
+  SystemLibrary library{L"kernelbase.dll"};
   decltype(&RegOpenKeyExW) open_key = library.find("RegOpenKeyExW");
   decltype(&RegQueryValueExW) query_value = library.find("RegQueryValueExW");
   decltype(&RegCloseKey) close_key = library.find("RegCloseKey");

@@ -59,10 +59,11 @@ void CrashConnection::Deleter::operator()(CrashConnection* connection) const {
 }
 
 void CrashConnection::protect() {
+  if (handler_process_.load() == nullptr) return;
+  // Only the start needed these.
+  for (ScopedHandle* handle : {&client_process_, &ready_, &started_process_}) handle->reset();
   DWORD protection = 0;
-  if (handler_process_.load() != nullptr) {
-    VirtualProtect(this, sizeof(*this), PAGE_READONLY, &protection);
-  }
+  VirtualProtect(this, sizeof(*this), PAGE_READONLY, &protection);
 }
 
 CrashConnection::CrashConnection()

@@ -55,7 +55,8 @@ class CrashConnection {
   // To be held while asking for a dump on demand.
   SRWLOCK* dump_lock() { return dump_lock_.get(); }
 
-  // Makes the object read-only, if the handler is ready: nothing in it changes any more.
+  // If the handler is ready, closes what only its start needed and makes the object read-only: nothing
+  // in it changes any more. Called before other threads use the object.
   void protect();
 
   // The handler ends after it has answered pending requests.
