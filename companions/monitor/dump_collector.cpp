@@ -107,6 +107,11 @@ bool DumpCollector::collect() {
   return busy;
 }
 
+bool DumpCollector::has_unsettled() const {
+  return std::any_of(notes_.begin(), notes_.end(),
+                     [](const auto& entry) { return !entry.second.settled; });
+}
+
 void DumpCollector::drop_kept_sessions() {
   const bool dumps_wait = std::any_of(notes_.begin(), notes_.end(), [](const auto& entry) {
     return entry.second.adoptable && !entry.second.settled;

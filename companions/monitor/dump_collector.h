@@ -52,6 +52,9 @@ class DumpCollector {
   // opened yet.
   bool collect();
 
+  // Whether the last look left a dump that could not be opened.
+  bool has_unsettled() const;
+
   // Whether a dump of the host's crash has come.
   bool has_seen_crash() const { return has_seen_crash_; }
 

@@ -1,11 +1,14 @@
 #include "monitor/dump_watcher_win.h"
 
+#include <algorithm>
+
 namespace wrenfall::monitor {
 namespace {
 
 constexpr DWORD kUnfinishedDumpMs = 20;
 constexpr DWORD kMissingFolderMs = 250;
-constexpr DWORD kQuietMs = 1000;  // in case the system did not tell of a change
+constexpr DWORD kUnsettledMs = 1000;
+constexpr DWORD kQuietMs = 30000;  // in case the system did not tell of a change
 
 constexpr DWORD kChanges =
     FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
@@ -25,20 +28,27 @@ void DumpWatcher::arm() {
   all_armed_ = reports && sessions;
 }
 
-bool DumpWatcher::wait(bool dump_expected) const {
+bool DumpWatcher::wait(Outlook outlook) {
   HANDLE handles[3] = {handler_};
   DWORD count = 1;
   for (const FolderWatch* watch : {&reports_, &sessions_}) {
     if (watch->handle() != INVALID_HANDLE_VALUE) handles[count++] = watch->handle();
   }
-  const DWORD milliseconds = dump_expected ? kUnfinishedDumpMs
-                             : all_armed_  ? kQuietMs
-                                           : kMissingFolderMs;
+  DWORD milliseconds = kQuietMs;
+  if (outlook == Outlook::kFinishedSoon) {
+    milliseconds = kUnfinishedDumpMs;
+  } else if (!all_armed_) {
+    milliseconds = kMissingFolderMs;
+  } else if (outlook == Outlook::kUnsettled || has_changed_) {
+    // After a change too: what the handler says of a dump comes after what it does to the file.
+    milliseconds = kUnsettledMs;
+  }
   const DWORD result = WaitForMultipleObjects(count, handles, FALSE, milliseconds);
   // A failed wait returns at once. Waiting for the handler alone always works.
   if (result == WAIT_FAILED) {
-    return WaitForSingleObject(handler_, milliseconds) != WAIT_OBJECT_0;
+    return WaitForSingleObject(handler_, std::min(milliseconds, kUnsettledMs)) != WAIT_OBJECT_0;
   }
+  has_changed_ = result != WAIT_TIMEOUT;
   return result != WAIT_OBJECT_0;
 }
 

@@ -36,6 +36,13 @@ class FolderWatch {
 // files, or a time that has passed.
 class DumpWatcher {
  public:
+  // What the last look leads to expect.
+  enum class Outlook {
+    kFinishedSoon,  // a dump is being finished
+    kUnsettled,     // there is a dump, or a failure, to look at again
+    kQuiet,         // nothing, unless the system tells of a change
+  };
+
   // The caller keeps the handler's process handle open.
   DumpWatcher(HANDLE handler, const std::filesystem::path& reports,
               const std::filesystem::path& sessions)
@@ -44,15 +51,16 @@ class DumpWatcher {
   // Call it before each look.
   void arm();
 
-  // Blocks, but only for a moment when `dump_expected` says that a dump is about to be finished. False
-  // when the handler has ended.
-  bool wait(bool dump_expected) const;
+  // Blocks: for a moment, for a second, or as long as nothing changes, up to half a minute. False when
+  // the handler has ended.
+  bool wait(Outlook outlook);
 
  private:
   const HANDLE handler_;
   FolderWatch reports_;
   FolderWatch sessions_;
   bool all_armed_ = false;
+  bool has_changed_ = false;  // the last wait ended with a change
 };
 
 }  // namespace wrenfall::monitor

@@ -58,15 +58,15 @@ class LoggedSteps {
   explicit LoggedSteps(Logger& logger) : logger_(logger) {}
 
   template <typename Step>
-  bool run(Step step) {
+  DumpWatcher::Outlook run(Step step) {
     try {
-      const bool result = step();
+      const DumpWatcher::Outlook outlook = step();
       last_error_.clear();
-      return result;
+      return outlook;
     } catch (const std::exception& error) {
       if (last_error_ != error.what()) logger_.error("Looking for dumps failed: %s", error.what());
       last_error_ = error.what();
-      return false;
+      return DumpWatcher::Outlook::kUnsettled;
     }
   }
 
@@ -114,22 +114,24 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
   DumpWatcher watcher(handler, reports, store / kSessionsFolder);
   const ProcessExit host_exit(options.host);
   LoggedSteps steps(logger);
+  using Outlook = DumpWatcher::Outlook;
   const auto look = [&] {
     output.log_new_lines(logger);
     collector.refresh_session();
-    return collector.collect();
+    if (collector.collect()) return Outlook::kFinishedSoon;
+    return collector.has_unsettled() ? Outlook::kUnsettled : Outlook::kQuiet;
   };
 
   watcher.arm();
-  bool dump_expected = steps.run(look);
+  Outlook outlook = steps.run(look);
   steps.run([&collector] {
     collector.finish_half_made_folders();
     collector.apply_retention();
-    return false;
+    return Outlook::kQuiet;
   });
-  while (watcher.wait(dump_expected)) {
+  while (watcher.wait(outlook)) {
     watcher.arm();
-    dump_expected = steps.run(look);
+    outlook = steps.run(look);
   }
   // A handler that was killed while it wrote a dump leaves the host suspended, and nothing else would
   // resume it.
@@ -138,7 +140,9 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
                 static_cast<unsigned long long>(options.host.process_id));
   }
   const AwakeClock::time_point end = AwakeClock::now() + kLastSweep;
-  while (steps.run(look) && AwakeClock::now() < end) Sleep(kLastSweepPauseMs);
+  while (steps.run(look) == Outlook::kFinishedSoon && AwakeClock::now() < end) {
+    Sleep(kLastSweepPauseMs);
+  }
   output.log_rest(logger);
   if (!collector.has_seen_crash()) report_lost_crash(host_exit, options.host, store, logger);
 }

@@ -5,12 +5,17 @@
 #include <shellapi.h>
 #include <shlobj.h>
 
+#include <chrono>
 #include <cwchar>
+#include <filesystem>
+#include <functional>
+#include <future>
 #include <string>
 #include <vector>
 
 #include "backend/platform_facts.h"
 #include "monitor/command_line.h"
+#include "monitor/dump_watcher_win.h"
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
 #include "support/file_times_win.h"
@@ -18,6 +23,7 @@
 #include "support/process.h"
 #include "support/text.h"
 #include "support/win_handle.h"
+#include "tests/support/temp_dir.h"
 #include "tests/windows/import_hook_win.h"
 
 WRENFALL_IMPORT(CreateProcessW);
@@ -193,6 +199,43 @@ TEST(CommandLine, QuotedArgumentComesBackFromTheSystem) {
     const std::wstring line = L"p.exe " + monitor::quote_argument(row) + L" next";
     EXPECT_EQ(split(line), (std::vector<std::wstring>{L"p.exe", row, L"next"}));
   }
+}
+
+TEST(DumpWatcher, SleepsWhileItsWatchesAreArmedAndWakesAtAChange) {
+  using Outlook = monitor::DumpWatcher::Outlook;
+  using std::chrono::milliseconds;
+  constexpr milliseconds kNever{30000};
+  constexpr milliseconds kPause{1500};
+  const TempDir dir;
+  const ScopedKernelHandle handler(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  monitor::DumpWatcher watcher(handler.get(), dir / "reports", dir / "sessions");
+  // What happens after the pause, unless the wait has ended by then.
+  const auto wait = [&](Outlook outlook, const std::function<void()>& happens) {
+    std::promise<void> ended;
+    auto pause = std::async(std::launch::async, [&, end = ended.get_future()]() mutable {
+      if (end.wait_for(kPause) == std::future_status::timeout) happens();
+    });
+    watcher.arm();
+    const auto begin = std::chrono::steady_clock::now();
+    const bool goes_on = watcher.wait(outlook);
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    ended.set_value();
+    pause.wait();
+    EXPECT_EQ(goes_on, WaitForSingleObject(handler.get(), 0) != WAIT_OBJECT_0);
+    EXPECT_LT(taken, kNever / 2);
+    return taken >= kPause;
+  };
+  const auto nothing = [] { FAIL() << "slept for too long"; };
+  EXPECT_FALSE(wait(Outlook::kQuiet, nothing)) << "without the folders";
+  std::filesystem::create_directories(dir / "reports");
+  std::filesystem::create_directories(dir / "sessions");
+  EXPECT_FALSE(wait(Outlook::kFinishedSoon, nothing));
+  EXPECT_FALSE(wait(Outlook::kUnsettled, nothing));
+  EXPECT_TRUE(wait(Outlook::kQuiet, [&] { put_file(dir / "reports" / "a.dmp", ""); }));
+  EXPECT_FALSE(wait(Outlook::kQuiet, nothing)) << "after a change";
+  EXPECT_TRUE(wait(Outlook::kQuiet, [&] { put_file(dir / "sessions" / "1-2.json", ""); }));
+  EXPECT_FALSE(wait(Outlook::kQuiet, nothing)) << "after a change";
+  EXPECT_TRUE(wait(Outlook::kQuiet, [&] { SetEvent(handler.get()); }));
 }
 
 TEST(TextWin, BadSequencesAreReplaced) {
