@@ -1,7 +1,7 @@
 #include "support/files.h"
 
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
 
 namespace wrenfall {
 
@@ -9,12 +9,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Without a stream of the C++ library: with it, that library's locales would become part of every
+// program that writes a file.
 bool write_new(const fs::path& path, std::string_view bytes) {
-  std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-  if (!stream) return false;
-  stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  stream.close();
-  return stream.good();
+  std::FILE* const file = open_for_writing(path);
+  if (file == nullptr) return false;
+  // Flushed here, because not every runtime's fclose tells of a full disk.
+  const bool written =
+      std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
+  return std::fclose(file) == 0 && written;
 }
 
 }  // namespace
