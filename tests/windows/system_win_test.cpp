@@ -205,7 +205,7 @@ TEST(DumpWatcher, SleepsWhileItsWatchesAreArmedAndWakesAtAChange) {
   using Outlook = monitor::DumpWatcher::Outlook;
   using std::chrono::milliseconds;
   constexpr milliseconds kNever{30000};
-  constexpr milliseconds kPause{1500};
+  constexpr milliseconds kPause{3000};
   const TempDir dir;
   const ScopedKernelHandle handler(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   monitor::DumpWatcher watcher(handler.get(), dir / "reports", dir / "sessions");
@@ -232,8 +232,6 @@ TEST(DumpWatcher, SleepsWhileItsWatchesAreArmedAndWakesAtAChange) {
   EXPECT_FALSE(wait(Outlook::kFinishedSoon, nothing));
   EXPECT_FALSE(wait(Outlook::kUnsettled, nothing));
   EXPECT_TRUE(wait(Outlook::kQuiet, [&] { put_file(dir / "reports" / "a.dmp", ""); }));
-  EXPECT_FALSE(wait(Outlook::kQuiet, nothing)) << "after a change";
-  EXPECT_TRUE(wait(Outlook::kQuiet, [&] { put_file(dir / "sessions" / "1-2.json", ""); }));
   EXPECT_FALSE(wait(Outlook::kQuiet, nothing)) << "after a change";
   EXPECT_TRUE(wait(Outlook::kQuiet, [&] { SetEvent(handler.get()); }));
 }
