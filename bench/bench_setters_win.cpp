@@ -1,9 +1,10 @@
-// Setters and heartbeats of a running library, called as a host calls them.
+// Setters, breadcrumbs and heartbeats of a running library, called as a host calls them.
 #include <windows.h>
 // After <windows.h>.
 #include <client/annotation.h>
 #include <wrenfall/wrenfall.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -45,6 +46,27 @@ class BareSetter {
   };
   std::mutex mutex_;
   std::map<std::string, std::unique_ptr<Holder>> holders_;
+};
+
+// What a breadcrumb cannot do without where threads share one list: a lock and a copy.
+class BareBreadcrumbs {
+ public:
+  void add(const char* message) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Entry& entry = entries_[next_++ % kEntries];
+    entry.time = std::chrono::system_clock::now();
+    std::memcpy(entry.message, message, std::min(std::strlen(message) + 1, sizeof entry.message));
+  }
+
+ private:
+  static constexpr size_t kEntries = 200;
+  struct Entry {
+    std::chrono::system_clock::time_point time;
+    char message[256];
+  };
+  std::mutex mutex_;
+  size_t next_ = 0;
+  std::vector<Entry> entries_ = std::vector<Entry>(kEntries);
 };
 
 struct BareHeartbeat {
@@ -109,6 +131,26 @@ void in_threads(int count, const std::function<void(int)>& call) {
   for (std::thread& thread : threads) thread.join();
 }
 
+void bench_breadcrumbs() {
+  constexpr double kBudgetNs = 300, kBudgetOfThreads = 2;
+  const std::string message(64, 'm');
+  const std::function<void()> add = [&] {
+    wrenfall_breadcrumb_add(WRENFALL_LOG_INFO, "bench", message.c_str());
+  };
+  BareBreadcrumbs bare;
+  const long long before = allocations;
+  bench::print_figure("wrenfall_breadcrumb_add, 64 bytes", bench::time_of(add, 200000), "ns",
+                      kBudgetNs);
+  bench::print_figure("allocations of 200000 breadcrumbs",
+                      static_cast<double>(allocations - before), "", 0);
+  for (const int threads : {1, 4}) {
+    bench::compare(
+        "adding breadcrumbs of 64 bytes, threads", threads, kBudgetOfThreads, {15, 1},
+        [&] { in_threads(threads, [&](int) { bare.add(message.c_str()); }); },
+        [&] { in_threads(threads, [&](int) { add(); }); });
+  }
+}
+
 }  // namespace
 
 // Counts what the library allocates: it is linked into this program.
@@ -141,6 +183,7 @@ int main() {
                      [&](int i) { wrenfall_set_attribute(names[i].c_str(), value.c_str()); });
         });
   }
+  bench_breadcrumbs();
   BareHeartbeat heart;
   bench::compare(
       "wrenfall_heartbeat", 1, 1.5, {21, 20000}, [&] { heart.beat(); }, wrenfall_heartbeat);

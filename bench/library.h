@@ -36,6 +36,7 @@ inline void start_library(const std::filesystem::path& store, uint32_t hang_thre
   wrenfall_options* const options = wrenfall_options_new("127", "Bench", "1.0");
   wrenfall_options_set_store_dir(options, store.u8string().c_str());
   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
+  wrenfall_options_set_breadcrumbs(options, 200);
   wrenfall_options_set_hang_detection(options, hang_threshold_ms, WRENFALL_HANG_REPORT);
   const wrenfall_result result = wrenfall_init(options);
   if (result == WRENFALL_OK) return;

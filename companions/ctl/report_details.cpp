@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "backend/breadcrumb_layout.h"
 #include "ctl/shared_file.h"
 #include "report/store/layout.h"
 #include "support/files.h"
@@ -19,6 +20,15 @@ std::vector<ReportDetails::File> files_of(const std::filesystem::path& folder) {
   std::sort(files.begin(), files.end(),
             [](const auto& a, const auto& b) { return a.name < b.name; });
   return files;
+}
+
+// They are in a file of their own; their annotations are no text.
+void leave_out_breadcrumbs(std::map<std::string, std::string>& annotations) {
+  const std::string prefix = breadcrumb_layout::kKeyPrefix;
+  for (auto one = annotations.lower_bound(prefix);
+       one != annotations.end() && one->first.compare(0, prefix.size(), prefix) == 0;) {
+    one = annotations.erase(one);
+  }
 }
 
 }  // namespace
@@ -39,6 +49,7 @@ std::optional<ReportDetails> read_report_details(const std::filesystem::path& fo
                                         size_t size) { return file.read_at(offset, buffer, size); },
                                 file.size());
   }
+  if (details.dump) leave_out_breadcrumbs(details.dump->annotations.live);
   return details;
 }
 

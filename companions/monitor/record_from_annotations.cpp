@@ -60,25 +60,6 @@ Number positive_number(const std::string& text) {
   return parsed.ec == std::errc() && parsed.ptr == end && number > 0 ? number : 0;
 }
 
-// Seconds since 1970 as "2026-01-31T23:59:59Z". The years are counted from March, so that the leap
-// day is the last of its year; 400 years have 146097 days.
-std::string iso_time(uint32_t seconds) {
-  const uint32_t days = seconds / 86400 + 719468;  // since 0000-03-01
-  const uint32_t era = days / 146097;
-  const uint32_t day_of_era = days % 146097;
-  const uint32_t year_of_era =
-      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  const uint32_t day_of_year =
-      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const uint32_t month_from_march = (5 * day_of_year + 2) / 153;
-  const uint32_t day = day_of_year - (153 * month_from_march + 2) / 5 + 1;
-  const uint32_t month = month_from_march < 10 ? month_from_march + 3 : month_from_march - 9;
-  const uint32_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
-  const auto number = [](uint32_t value) { return static_cast<int>(value); };
-  return iso_text({number(year), number(month), number(day), number(seconds / 3600 % 24),
-                   number(seconds / 60 % 60), number(seconds % 60)});
-}
-
 void fill_host_facts(const minidump::DumpAnnotations& annotations, CrashData& record) {
   for (const FactAnnotation& fact : kFactAnnotations) {
     record.*fact.field = value_of(annotations, fact.key);
@@ -135,7 +116,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   record.dumpFormat = "minidump";
   record.crashpadReportId = context.crashpad_report_id;
   record.attachments = context.attachments;
-  record.crashTime = facts.time_stamp == 0 ? context.now : iso_time(facts.time_stamp);
+  record.crashTime = facts.time_stamp == 0 ? context.now : iso_text(utc_time(facts.time_stamp));
   // A dump on demand has an exception code too, but no exception.
   if (record.reportKind == kReportKindCrash && facts.exception_code) {
     record.signalOrExceptionCode = hex_code(*facts.exception_code);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "monitor/shown_thread.h"
+#include "report/breadcrumb_file.h"
 #include "report/store/attachments.h"
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
@@ -25,12 +26,13 @@ bool is_named(const fs::path& folder, const fs::path& file, const std::vector<st
 }
 
 // Adds the files that an earlier, interrupted attempt copied and whose sources are gone since.
-void add_earlier_copies(const fs::path& folder, std::vector<std::string>& names) {
+void add_earlier_copies(const fs::path& folder, const std::vector<std::string>& written,
+                        std::vector<std::string>& names) {
   std::vector<std::string> earlier;
   for (const fs::path& file : list_folder(folder)) {
     std::string name = path_to_utf8(file.filename());
     if (is_file(file) && !is_reserved_file_name(name) && !is_retry_file(file) &&
-        !is_named(folder, file, names)) {
+        !is_named(folder, file, written) && !is_named(folder, file, names)) {
       earlier.push_back(std::move(name));
     }
   }
@@ -62,8 +64,10 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
                                               const std::vector<std::string>& attachment_paths,
                                               Logger& logger) {
   show_thread_of_interest(dump, facts, logger);
-  context.attachments = copy_attachments(folder, attachment_paths, SameName::kAddNumber, logger);
-  add_earlier_copies(folder, context.attachments);
+  const auto written = write_breadcrumbs(folder, breadcrumbs_in(facts.annotations.live), logger);
+  context.attachments =
+      copy_attachments(folder, attachment_paths, SameName::kAddNumber, logger, written);
+  add_earlier_copies(folder, written, context.attachments);
   CrashData record = record_from_annotations(facts, context);
   const bool saved = save(folder, record);
   // Held until here, so that no other monitor takes the folder for one that was left half-made.

@@ -332,6 +332,10 @@ WRENFALL_API void wrenfall_options_set_resend(wrenfall_options* options, int fla
 WRENFALL_API void wrenfall_options_set_report_limit(wrenfall_options* options, uint32_t count,
                                                     uint32_t seconds);
 
+/** How many of the last breadcrumbs travel with a report, see the section on breadcrumbs: at most 200;
+ * a larger number counts as 200. 0, the default, turns them off. */
+WRENFALL_API void wrenfall_options_set_breadcrumbs(wrenfall_options* options, uint32_t count);
+
 /** The callback for log messages, and the pointer that it is given. NULL, the default, is none. */
 WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
                                               wrenfall_log_callback callback, void* user_data);
@@ -529,6 +533,52 @@ WRENFALL_API wrenfall_result wrenfall_add_attachment(const char* path);
  * dropped the path all the same
  */
 WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
+
+/** @} */
+
+/* ------------------------------------------------------------------------------------------------
+ * breadcrumbs */
+
+/**
+ * @name Breadcrumbs
+ *
+ * Short messages of the host about what it was doing. The last of them, as many as
+ * wrenfall_options_set_breadcrumbs says, travel with every report that is made from then on, also with
+ * a crash at the very next moment, in the file `breadcrumbs.json`: an array of time in UTC with
+ * milliseconds, level, thread id, category and message, oldest first. A report without breadcrumbs has
+ * no such file. They last until wrenfall_shutdown.
+ *
+ * Blocking: neither function takes a lock or waits, and neither allocates. They write to memory that
+ * the handler reads out of the process; one that is being added at the moment of a crash is left out.
+ *
+ * Threads: any, also at once.
+ *
+ * Ownership: the library copies all texts.
+ *
+ * Where breadcrumbs are off, both functions do nothing and return as if they were on.
+ *
+ * @{
+ */
+
+/**
+ * Adds a breadcrumb. `level` is a WRENFALL_LOG_... value, and one that is not listed counts as INFO. A
+ * NULL category counts as empty. The category is cut after 32 bytes and the message after 256, both
+ * between two characters.
+ *
+ * @retval WRENFALL_OK added, or breadcrumbs are off
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty message
+ */
+WRENFALL_API wrenfall_result wrenfall_breadcrumb_add(wrenfall_log_level level, const char* category,
+                                                     const char* message);
+
+/**
+ * Removes all breadcrumbs that were added before, for example when another user logs in.
+ *
+ * @retval WRENFALL_OK removed, or breadcrumbs are off
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ */
+WRENFALL_API wrenfall_result wrenfall_breadcrumb_clear(void);
 
 /** @} */
 

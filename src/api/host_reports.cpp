@@ -37,7 +37,7 @@ UploadResult post_with(State& state, Post post) {
   const std::unique_ptr<HttpClient> http =
       policy == WRENFALL_UPLOAD_MANUAL ? nullptr : make_http_client();
   UploadResult outcome = post(PostingContext{state.store_dir, policy, http.get(), state.logger,
-                                             state.configuration.limits});
+                                             state.configuration.limits, breadcrumbs_of(state)});
   apply_retention(state);
   return outcome;
 }

@@ -1,5 +1,6 @@
 #include <wrenfall/wrenfall.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "api/boundary.h"
@@ -109,6 +110,12 @@ void publish_annotations(State& state) {
   }
 }
 
+void start_breadcrumbs(State& state) {
+  const size_t count =
+      std::min<size_t>(state.configuration.breadcrumbs, breadcrumb_layout::kMaxBreadcrumbs);
+  if (count > 0) state.breadcrumbs = std::make_unique<BreadcrumbRing>(count);
+}
+
 void start_watchdog(State& state) {
   const int32_t threshold = state.configuration.hang_threshold;
   const uint32_t policy = state.configuration.hang_policy;
@@ -174,6 +181,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
   if (started != WRENFALL_OK) return started;
   publish_annotations(*state);
+  start_breadcrumbs(*state);
   start_watchdog(*state);
   start_resending(state);
   session.keep();

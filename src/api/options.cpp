@@ -140,6 +140,10 @@ void wrenfall_options_set_report_limit(wrenfall_options* options, uint32_t count
   if (options != nullptr) options->limits.report_limit = {count, seconds};
 }
 
+void wrenfall_options_set_breadcrumbs(wrenfall_options* options, uint32_t count) {
+  set_number(options, &wrenfall_options::breadcrumbs, count);
+}
+
 void wrenfall_options_set_on_crash(wrenfall_options* options, wrenfall_crash_callback callback,
                                    void* user_data) {
   if (options == nullptr) return;

@@ -37,6 +37,7 @@ struct wrenfall_options {
   wrenfall_log_callback logger = nullptr;
   void* logger_user_data = nullptr;
   wrenfall::StoreLimits limits;
+  uint32_t breadcrumbs = 0;  // how many travel with a report; 0 is off
   std::vector<std::pair<std::string, std::string>> attributes;
   std::vector<std::string> attachments;
 };

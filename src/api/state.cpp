@@ -55,6 +55,10 @@ void State::close_session() {
   remove_session(store_dir, process);
 }
 
+std::vector<Breadcrumb> breadcrumbs_of(const State& state) {
+  return state.breadcrumbs ? state.breadcrumbs->read() : std::vector<Breadcrumb>();
+}
+
 std::shared_ptr<State> current_state() { return published().get(); }
 
 State* peek_state() { return published().peek(); }

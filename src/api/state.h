@@ -16,6 +16,7 @@
 #include "api/options.h"
 #include "api/published.h"
 #include "backend/backend.h"
+#include "backend/breadcrumb_ring.h"
 #include "hang/watchdog.h"
 #include "report/store/crash_data.h"
 #include "report/store/pending_reports.h"
@@ -63,6 +64,9 @@ struct State : std::enable_shared_from_this<State> {
 
   PendingReports pending_reports;
 
+  // Null when breadcrumbs are off. Constant after init.
+  std::unique_ptr<BreadcrumbRing> breadcrumbs;
+
   // Which thread sends the pending reports of this state.
   OneAtWork pending_sender;
 
@@ -90,6 +94,9 @@ struct State : std::enable_shared_from_this<State> {
   // because its thread uses the other members.
   std::unique_ptr<Watchdog> watchdog;
 };
+
+// The breadcrumbs of this moment, for a host-made report.
+std::vector<Breadcrumb> breadcrumbs_of(const State& state);
 
 // The published state, kept alive by the caller's reference; null when the library is not
 // initialized. Takes no lock.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "backend/annotation_keys.h"
+#include "report/breadcrumb_file.h"
 #include "report/crash_signature.h"
 #include "report/store/attachments.h"
 #include "report/store/layout.h"
@@ -43,11 +44,12 @@ struct Contents {
 // Puts everything but the record into the folder. False when the main file could not be written.
 bool fill_folder(const PostingContext& context, const fs::path& folder, Contents& contents) {
   try {
-    // First, so that no attachment takes the name.
+    // These come first, so that no attachment takes their names.
     if (context.limits.resend) mark_for_resend(folder);
+    const auto written = write_breadcrumbs(folder, context.breadcrumbs, context.logger);
     if (!write_file_atomic(folder / contents.record.dumpFile, contents.main_file)) return false;
     contents.record.attachments =
-        copy_attachments(folder, contents.attachments, SameName::kReplace, context.logger);
+        copy_attachments(folder, contents.attachments, SameName::kReplace, context.logger, written);
     return true;
   } catch (const std::bad_alloc&) {
     return false;

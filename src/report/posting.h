@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
+#include "backend/breadcrumb_layout.h"
 #include "report/store/crash_data.h"
 #include "report/store/store_limits.h"
 #include "report/store/upload_result.h"
@@ -22,6 +24,7 @@ struct PostingContext {
   HttpClient* http;        // null is a transport failure
   Logger& logger;          // the library's
   StoreLimits limits;
+  std::vector<Breadcrumb> breadcrumbs;  // those of this moment
 };
 
 // A record for a host-made report, with the facts of this moment. Its dump fields stay at their

@@ -4,8 +4,10 @@
 
 namespace wrenfall {
 
-int64_t unix_now() {
-  return std::chrono::duration_cast<std::chrono::seconds>(
+int64_t unix_now() { return unix_now_ms() / 1000; }
+
+int64_t unix_now_ms() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
              std::chrono::system_clock::now().time_since_epoch())
       .count();
 }
@@ -16,6 +18,28 @@ std::string local_time_text(int64_t unix_seconds) {
   std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d", time.year, time.month, time.day,
                 time.hour, time.minute);
   return text;
+}
+
+CalendarTime utc_time(int64_t unix_seconds) {
+  // Years begin with March here, as below.
+  const int64_t days = unix_seconds / 86400 + 719468;  // since 0000-03-01
+  const int64_t era = days / 146097;
+  const int64_t day_of_era = days % 146097;
+  const int64_t year_of_era =
+      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  const int64_t day_of_year =
+      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  const int64_t month_from_march = (5 * day_of_year + 2) / 153;
+  const int64_t day = day_of_year - (153 * month_from_march + 2) / 5 + 1;
+  const int64_t month = month_from_march < 10 ? month_from_march + 3 : month_from_march - 9;
+  const int64_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
+  const auto number = [](int64_t value) { return static_cast<int>(value); };
+  return {number(year),
+          number(month),
+          number(day),
+          number(unix_seconds / 3600 % 24),
+          number(unix_seconds / 60 % 60),
+          number(unix_seconds % 60)};
 }
 
 int64_t days_since_1970(const CalendarTime& date) {

@@ -34,7 +34,11 @@ CalendarTime utc_now();
 // Seconds since 1970-01-01 UTC by the system's clock, which may be wrong and may be set.
 int64_t unix_now();
 
-// Such a moment in the user's time zone.
+// The same in milliseconds.
+int64_t unix_now_ms();
+
+// Such a moment in UTC, from 1970 to 9999, and in the user's time zone.
+CalendarTime utc_time(int64_t unix_seconds);
 CalendarTime local_time(int64_t unix_seconds);
 // The same as "2026-01-31 23:59".
 std::string local_time_text(int64_t unix_seconds);

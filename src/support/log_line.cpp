@@ -61,14 +61,17 @@ bool take_bracketed(std::string_view& rest, std::string_view& content) {
 
 }  // namespace
 
-std::string log_line(wrenfall_log_level level, std::string_view message) {
+const char* log_level_name(wrenfall_log_level level) {
   const bool known = level >= 0 && static_cast<size_t>(level) < std::size(kLevelNames);
-  const char* const level_name = kLevelNames[known ? level : WRENFALL_LOG_INFO];
+  return kLevelNames[known ? level : WRENFALL_LOG_INFO];
+}
+
+std::string log_line(wrenfall_log_level level, std::string_view message) {
   const CalendarTime now = local_now();
   char head[112];
   std::snprintf(head, sizeof head, "[%04d-%02d-%02d %02d:%02d:%02d] [%lu] %s ", now.year, now.month,
                 now.day, now.hour, now.minute, now.second,
-                static_cast<unsigned long>(current_process_id()), level_name);
+                static_cast<unsigned long>(current_process_id()), log_level_name(level));
   std::string line;
   line.reserve(sizeof head + message.size());
   line = head;

@@ -8,6 +8,9 @@
 
 namespace wrenfall {
 
+// "DEBUG", "INFO", "WARN" or "ERROR"; an unknown level counts as INFO.
+const char* log_level_name(wrenfall_log_level level);
+
 // "[2026-01-31 23:59:59] [1234] INFO text\n", with the local time and this process's id. Control
 // characters in the message become blanks.
 std::string log_line(wrenfall_log_level level, std::string_view message);

@@ -92,6 +92,7 @@ static void test_null_objects(void) {
   wrenfall_options_set_retention(NULL, 1, 1, 1);
   wrenfall_options_set_resend(NULL, 1);
   wrenfall_options_set_report_limit(NULL, 1, 1);
+  wrenfall_options_set_breadcrumbs(NULL, 1);
   wrenfall_options_set_on_crash(NULL, NULL, NULL);
   wrenfall_options_set_logger(NULL, NULL, NULL);
   options = wrenfall_options_new("d", NULL, NULL);

@@ -22,6 +22,7 @@ import threading
 import time
 import unittest
 import uuid
+import zipfile
 from pathlib import Path
 
 from harness import BIN, RECORD, EndToEndTest, Host, processes, start_service, wait_for, windows_path, wine
@@ -53,7 +54,7 @@ class Watcher:
         self.marked = {}  # when a report was first seen marked as sent
 
     def look(self):
-        for pattern in ("*/" + RECORD, "*/result.json", "sessions/*.json"):
+        for pattern in ("*/" + RECORD, "*/result.json", "*/breadcrumbs.json", "sessions/*.json"):
             for path in self.store.glob(pattern):
                 try:
                     text = path.read_bytes()
@@ -173,12 +174,13 @@ class KillTest(EndToEndTest):
     def act(self, host, action, name):
         """Runs in a thread of its own; the host may end at any moment."""
         try:
-            host.set_options(self.store, "Kill Test", upload_policy=self.policy)
+            host.set_options(self.store, "Kill Test", upload_policy=self.policy, breadcrumbs=9)
             host.call("options_set_attribute", "id", name)
             if action == "start":
                 self.begun.set()
             if host.do("init") != "0":
                 return
+            host.call("breadcrumb_add", 1, "kill", name)
             self.begun.set()
             if action == "crash":
                 host.do("crash", "access-violation")
@@ -274,7 +276,10 @@ class KillTest(EndToEndTest):
             if not report.committed:
                 continue
             self.assertEqual([], report.problems)
-            committed[json.loads(report.fields["attributes"])["id"]].append(report)
+            name = json.loads(report.fields["attributes"])["id"]
+            with zipfile.ZipFile(report.archive_path) as archive:
+                self.assertEqual([name], [one["message"] for one in json.loads(archive.read("breadcrumbs.json"))])
+            committed[name].append(report)
         promised = self.promised | self.watcher.promised
         self.assertEqual(set(), promised - set(committed), "lost")
         self.counts["reports committed"] = len(committed)

@@ -19,6 +19,7 @@ class MetadataTest(EndToEndTest):
         self.assertEqual("3", host.do("set_attribute"))
         for name in ("quiet", "heartbeat", "unwatch"):
             self.assertEqual("0", host.do(name, "1"))
+        self.assertEqual(["3", "3"], [host.call("breadcrumb_add", 1, "", ""), host.call("breadcrumb_clear")])
         self.assertEqual("-", host.do("environment"))
 
     def test_reaches_every_kind_of_report(self):
@@ -50,6 +51,48 @@ class MetadataTest(EndToEndTest):
                         "attributes": {"größe": "v" * 4096, "k" * 250: "long name"}}
             self.assertEqual(expected, {key: record[key] for key in expected})
             self.assertEqual("extra", (folder / "extra ü.txt").read_text())
+
+    def test_breadcrumbs_reach_every_kind_of_report(self):
+        attachment = self.folder / "breadcrumbs.json"
+        attachment.write_text("the host's own")
+        host = self.host(breadcrumbs=201, attachment=windows_path(attachment))
+        self.assertEqual("1", host.call("breadcrumb_add", 1, "category", ""))
+        for i in range(205):
+            self.assertEqual("0", host.call("breadcrumb_add", i % 4, "cätegory" * 4, f"{i} " + "m" * 252 + "ü"))
+        host.do("capture")
+        self.wait_for_reports(1)
+        self.assertEqual("0", host.do("post", "feedback", "t", "d", windows_path(attachment)).split()[0])
+        self.wait_for_reports(2)
+        self.assertEqual("0", host.call("breadcrumb_clear"))
+        host.call("breadcrumb_add", 3, "", "the last")
+        host.crash("access-violation")
+        thread = None
+        for folder in self.wait_for_reports(3):
+            with self.subTest(kind=self.record(folder)["reportKind"]):
+                found = json.loads((folder / "breadcrumbs.json").read_text("utf-8"))
+                self.assertEqual(["breadcrumbs (2).json"], self.record(folder)["attachments"])
+                self.assertNotIn("breadcrumbs", json.dumps(self.record(folder)["attributes"]))
+                for one in found:
+                    self.assertRegex(one.pop("time"), r"^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+                    thread = thread or one["threadId"]
+                    self.assertEqual(thread, one.pop("threadId"))
+                if self.record(folder)["reportKind"] == "crash":
+                    expected = [("ERROR", "", "the last")]
+                else:
+                    levels = ("DEBUG", "INFO", "WARN", "ERROR")
+                    expected = [(levels[i % 4], "cätegory" * 3 + "cäte", f"{i} " + "m" * 252 + "ü" * (i < 10))
+                                for i in range(5, 205)]
+                self.assertEqual(expected, [(one["level"], one["category"], one["message"]) for one in found])
+
+    def test_without_breadcrumbs_nothing_differs(self):
+        attachment = self.folder / "breadcrumbs.json"
+        attachment.write_text("the host's own")
+        host = self.host(attachment=windows_path(attachment))
+        self.assertEqual(["0", "0"], [host.call("breadcrumb_add", 1, "", "m"), host.call("breadcrumb_clear")])
+        host.do("capture")
+        folder = self.only_report()
+        self.assertEqual("the host's own", (folder / "breadcrumbs.json").read_text())
+        self.assertFalse([key for key in self.dump(folder).live_annotations if "breadcrumbs" in key])
 
     def test_attribute_limits(self):
         host = self.host()

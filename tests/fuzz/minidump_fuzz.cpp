@@ -1,6 +1,7 @@
 // Reads arbitrary bytes as a minidump, and checks that a built one is read back.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include "backend/breadcrumb_layout.h"
 #include "minidump/minidump_reader.h"
 #include "monitor/record_from_annotations.h"
 #include "tests/companions/minidump_builder.h"
@@ -32,6 +33,9 @@ void read_and_record(const std::string& dump) {
   require(text_bytes(annotations.startup) + text_bytes(annotations.live) <= kMostTextBytes,
           "no more text than the limit");
   require(annotations.report_id.empty() || annotations.report_id.size() == 36, "a UUID");
+  for (const Breadcrumb& one : breadcrumbs_in(annotations.live)) {
+    require(one.message.size() <= 256 && one.category.size() <= 32, "short breadcrumbs");
+  }
   const CrashData record = record_from_annotations(*facts, {});
   with_thread(dump, 80, ShownContext::kThreadsOwn);
   require(record.reportKind != "crash" || !asks_for_termination(*facts), "only a hang may kill");

@@ -74,7 +74,7 @@ std::string AttachmentNames::free_name(std::string_view name) {
 
 std::vector<std::string> copy_attachments(const fs::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
-                                          Logger& logger) {
+                                          Logger& logger, const std::vector<std::string>& written) {
   const fs::path temporary = folder / kAttachmentTemporary;
   // A read-only one that an interrupted call left could not be replaced.
   remove_entry(temporary);
@@ -83,6 +83,7 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
   constexpr const char* retry_file[] = {kRetryFile};
   AttachmentNames free_names([&](const std::string& candidate) {
     return !same_among(folder, candidate, kOwnFiles).empty() ||
+           !same_among(folder, candidate, written).empty() ||
            (is_resent && !same_among(folder, candidate, retry_file).empty()) ||
            (rule == SameName::kAddNumber && !same_among(folder, candidate, names).empty());
   });

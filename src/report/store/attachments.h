@@ -36,10 +36,12 @@ enum class SameName { kReplace, kAddNumber };
 // Copies files into a report folder and returns the names of the copies that are there. A file is
 // copied beside and put in place only when it is complete, so one that cannot be copied costs a
 // warning and nothing else. No file that the library itself wrote there is ever replaced. A name
-// that an earlier call gave, which was cut off, is given again, and its file replaced.
+// that an earlier call gave, which was cut off, is given again, and its file replaced. `written` names
+// further files that the library wrote into this folder.
 std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
-                                          Logger& logger);
+                                          Logger& logger,
+                                          const std::vector<std::string>& written = {});
 
 }  // namespace wrenfall
 

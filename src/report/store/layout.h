@@ -19,6 +19,7 @@
 //     minidump.dmp, feedback.json ... the main file, by the kind of report
 //     Wrenfall.log                    what the uploads of the report logged
 //     WrenfallCrash.zip               the archive, during an upload and after a failed one
+//     breadcrumbs.json                the host's breadcrumbs, where there are any
 //     result.json                     the outcome of the last upload
 //     retry.json                      when to send again, where resending is on
 //
@@ -37,6 +38,8 @@ inline constexpr char kReporterSuffix[] = ".reporter";
 
 inline constexpr char kCrashDataFile[] = "WrenfallCrashData.json";
 inline constexpr char kResultFile[] = "result.json";
+// Only with breadcrumbs; a host's attachment may have this name where there are none.
+inline constexpr char kBreadcrumbsFile[] = "breadcrumbs.json";
 // Only with resending on; a host's attachment may have this name, see retry_file.h.
 inline constexpr char kRetryFile[] = "retry.json";
 inline constexpr char kArchiveFile[] = "WrenfallCrash.zip";

@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+
+#include "backend/breadcrumb_ring.h"
+
+namespace wrenfall {
+namespace {
+
+using namespace breadcrumb_layout;
+
+constexpr size_t kSlot = kHeadWords;  // the first of a page
+
+// A page of two breadcrumbs, numbers 7 and 8, of which two are wanted.
+struct Page {
+  Page() : words(kHeadWords + 2 * kSlotWords) {
+    words[kHeadMagic] = kMagic;
+    words[kHeadWanted] = 2;
+    for (const uint64_t i : {0, 1}) {
+      uint64_t* const slot = words.data() + kSlot + i * kSlotWords;
+      slot[kSlotDone] = slot[kSlotBegun] = 8 - i;
+      slot[kSlotSizes] = uint64_t{1} << 48;
+      slot[kSlotMessage] = 'b' - i;
+    }
+  }
+  std::string read() const {
+    std::string bytes(words.size() * sizeof words[0] - cut, '\0');
+    std::memcpy(bytes.data(), words.data(), bytes.size());
+    std::string messages;
+    for (const auto& one : breadcrumbs_in({{"wrenfall.breadcrumbs.3", bytes}, {"user", bytes}}))
+      messages += one.message;
+    return messages;
+  }
+  std::vector<uint64_t> words;
+  size_t cut = 0;
+};
+
+TEST(Breadcrumbs, OnlyWholeOnesThatCountAreRead) {
+  EXPECT_EQ(Page().read(), "ab");
+  const struct {
+    size_t word;
+    uint64_t value;
+    const char* expected;
+  } rows[] = {{kHeadMagic, kMagic + 1, ""},
+              {kHeadWanted, 1, "b"},
+              {kHeadFirst, 8, "b"},
+              {kSlot + kSlotBegun, 9, "a"},
+              {kSlot + kSlotDone, 0, "a"},
+              {kSlot + kSlotTime, UINT64_MAX, "a"},
+              {kSlot + kSlotSizes, uint64_t{257} << 48, "a"},
+              {kSlot + kSlotSizes, uint64_t{33} << 40, "a"},
+              {kSlot + kSlotSizes, uint64_t{4} << 32, "a"}};
+  for (const auto& row : rows) {
+    Page page;
+    page.words[row.word] = row.value;
+    EXPECT_EQ(page.read(), row.expected) << row.word << " " << row.value;
+  }
+  for (const size_t cut : {1, 8, 330, 650, 672}) {
+    Page page;
+    page.cut = cut;
+    EXPECT_EQ(page.read(), cut <= 320 ? "b" : "") << cut;
+  }
+}
+
+TEST(Breadcrumbs, RingKeepsTheLastAndEachRingBeginsEmpty) {
+  for (const size_t wanted : {200, 1, 56, 55}) {
+    BreadcrumbRing ring(wanted);
+    EXPECT_EQ(ring.read().size(), 0u);
+    for (int i = 0; i < 500; ++i) ring.add(i % 6 - 1, "c", std::to_string(i));
+    const auto held = ring.read();
+    ASSERT_EQ(held.size(), wanted);
+    for (size_t i = 0; i < wanted; ++i) {
+      const int number = static_cast<int>(500 - wanted + i), level = number % 6 - 1;
+      EXPECT_EQ(held[i].message, std::to_string(number));
+      EXPECT_EQ(held[i].level, level >= 0 && level < 4 ? level : 1);
+    }
+    ring.clear();
+    ring.add(0, std::string(31, 'x') + "ü", std::string(255, 'y') + "ü");
+    ASSERT_EQ(ring.read().size(), 1u);
+    EXPECT_EQ(ring.read()[0].category, std::string(31, 'x'));
+    EXPECT_EQ(ring.read()[0].message, std::string(255, 'y'));
+  }
+}
+
+// More threads than slots meet in one ring; no reader ever sees parts of two messages in one.
+TEST(Breadcrumbs, NoneIsTornWhileThreadsAdd) {
+  BreadcrumbRing ring(1);
+  std::vector<std::thread> threads;
+  std::atomic<int> running{12};
+  for (int i = 0; i < 12; ++i) {
+    threads.emplace_back([&ring, &running, letter = static_cast<char>('a' + i)] {
+      for (int length = 1; length <= 2000; ++length)
+        ring.add(1, std::string(1, letter), std::string(static_cast<size_t>(length % 256), letter));
+      --running;
+    });
+  }
+  size_t seen = 0, torn = 0;
+  while (running > 0) {
+    for (const Breadcrumb& one : ring.read()) {
+      ++seen;
+      if (one.message != std::string(one.message.size(), one.category[0])) ++torn;
+    }
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(torn, 0u) << seen;
+  EXPECT_EQ(ring.read().size(), 1u);
+}
+
+}  // namespace
+}  // namespace wrenfall
