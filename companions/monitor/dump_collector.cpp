@@ -5,7 +5,6 @@
 
 #include "monitor/record_from_annotations.h"
 #include "monitor/report_folder.h"
-#include "monitor/watched_process.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
@@ -66,11 +65,13 @@ std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path&
 }  // namespace
 
 DumpCollector::DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
-                             StartReporter start_reporter, Logger& logger)
+                             StartReporter start_reporter, Logger& logger,
+                             DebuggerQuery is_debugged)
     : places_(std::move(places)),
       host_(host),
       limits_(limits),
       start_reporter_(std::move(start_reporter)),
+      is_debugged_(std::move(is_debugged)),
       logger_(logger),
       platform_(query_platform_facts()),
       memory_(places_.store, host) {}
@@ -233,7 +234,9 @@ void DumpCollector::terminate_if_asked(const minidump::DumpFacts& facts) {
   const ProcessIdentity process = *process_of(facts);
   if (!is_host(process) || !asks_for_termination(facts)) return;
   const auto pid = static_cast<unsigned long long>(process.process_id);
-  if (terminate_process(process)) {
+  if (is_still_running(process) && is_debugged_(process)) {
+    logger_.info("Hung process %llu not ended: a debugger is attached", pid);
+  } else if (terminate_process(process)) {
     logger_.info("Hung process %llu ended, as its hang policy says", pid);
   } else {
     logger_.warn("Hung process %llu not ended: it is gone or may not be ended", pid);

@@ -14,6 +14,7 @@
 #include "monitor/claimed_dump.h"
 #include "monitor/record_from_annotations.h"
 #include "monitor/session_memory.h"
+#include "monitor/watched_process.h"
 #include "report/store/crash_data.h"
 #include "report/store/store_limits.h"
 #include "support/clock.h"
@@ -24,6 +25,9 @@ namespace wrenfall::monitor {
 
 // Starts the reporter on a report folder; false, with an error logged, when it cannot be started.
 using StartReporter = std::function<bool(const std::filesystem::path& folder)>;
+
+// Whether a debugger is attached to a process that runs, or that cannot be found out.
+using DebuggerQuery = std::function<bool(const ProcessIdentity& process)>;
 
 // Finds the dumps that this monitor has to report, turns each into a report folder, and starts the
 // reporter on it when the policy says so. Each dump is decided on once; a dump that stays where it is
@@ -38,7 +42,8 @@ class DumpCollector {
 
   // `host` is the watched process. The logger outlives the collector.
   DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
-                StartReporter start_reporter, Logger& logger);
+                StartReporter start_reporter, Logger& logger,
+                DebuggerQuery is_debugged = is_under_debugger);
 
   // Finishes the report folders that a killed monitor left half-made.
   void finish_half_made_folders();
@@ -93,6 +98,7 @@ class DumpCollector {
   const ProcessIdentity host_;
   const StoreLimits limits_;
   const StartReporter start_reporter_;
+  const DebuggerQuery is_debugged_;
   Logger& logger_;
   const PlatformFacts platform_;
   SessionMemory memory_;

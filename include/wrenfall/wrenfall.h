@@ -268,6 +268,11 @@ WRENFALL_API void wrenfall_options_set_minidump_flags(wrenfall_options* options,
 WRENFALL_API void wrenfall_options_set_hang_detection(wrenfall_options* options,
                                                       uint32_t threshold_ms, uint32_t policy);
 
+/** Whether hangs are ignored while a debugger is attached to the process: 0, the default, is off, any
+ * other value is on. The first look under a debugger leaves a line in the log. Whatever is set here,
+ * the monitor never ends a process that a debugger is attached to. */
+WRENFALL_API void wrenfall_options_set_hang_ignore_debugger(wrenfall_options* options, int flag);
+
 /** Whether other code of the process is kept from replacing the exception filter: 0 is off, any
  * other value, and the default, is on. A later call of SetUnhandledExceptionFilter in kernel32.dll
  * then has no effect and returns NULL, until the process ends. That entry alone is guarded: code
@@ -597,8 +602,8 @@ WRENFALL_API wrenfall_result wrenfall_breadcrumb_clear(void);
  *
  * A hang becomes a report of kind "hang", once until the thread's next sign of life. After a report
  * there is no other for five minutes, whichever thread hangs. With
- * WRENFALL_HANG_REPORT_AND_TERMINATE the monitor then ends the process. The integration guide says
- * how to choose the threshold, and what else looks like a hang.
+ * WRENFALL_HANG_REPORT_AND_TERMINATE the monitor then ends the process, unless a debugger is attached
+ * to it. The integration guide says how to choose the threshold, and what else looks like a hang.
  *
  * Blocking: none of these functions blocks.
  *
@@ -624,6 +629,26 @@ WRENFALL_API wrenfall_result wrenfall_watch_thread(const char* name);
 
 /** Ends the watch of the calling thread; does nothing when there is none. */
 WRENFALL_API void wrenfall_unwatch_thread(void);
+
+/**
+ * Pauses hang detection: until the matching wrenfall_hang_resume no hang is found, of any thread. For
+ * long work that gives no sign of life and is no hang, for example a dialog of the system. A hang
+ * report that is being taken already is completed.
+ *
+ * Pauses are counted, for the process: each needs a wrenfall_hang_resume, by whichever thread. They
+ * count without wrenfall_init too, and last over wrenfall_shutdown. The first look that is left out
+ * leaves a line in the log.
+ */
+WRENFALL_API void wrenfall_hang_pause(void);
+
+/**
+ * Ends one pause. That is a sign of life of "main" and of all watched threads; with the last one, hang
+ * detection goes on.
+ *
+ * @retval WRENFALL_OK one pause less is in force
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT none was in force; nothing changed
+ */
+WRENFALL_API wrenfall_result wrenfall_hang_resume(void);
 
 /** @} */
 

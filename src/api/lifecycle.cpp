@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "api/boundary.h"
+#include "api/hang.h"
 #include "api/options.h"
 #include "api/resending.h"
 #include "api/state.h"
@@ -124,8 +125,11 @@ void start_watchdog(State& state) {
   const auto on_hang = [&state, policy](const Hang& hang) {
     capture_hang(*state.backend, state.logger, policy, hang);
   };
-  state.watchdog =
-      std::make_unique<Watchdog>(threshold, policy, on_hang, make_window_probe(), state.logger);
+  HangHolds holds;
+  holds.pauses = &hang_pauses();
+  if (state.configuration.hang_ignore_debugger) holds.debugger_attached = is_debugger_attached;
+  state.watchdog = std::make_unique<Watchdog>(threshold, policy, on_hang, make_window_probe(),
+                                              state.logger, std::move(holds));
   state.watchdog->start();
 }
 

@@ -115,6 +115,10 @@ void wrenfall_options_set_hang_detection(wrenfall_options* options, uint32_t thr
   options->hang_policy = policy;
 }
 
+void wrenfall_options_set_hang_ignore_debugger(wrenfall_options* options, int flag) {
+  set_flag(options, &wrenfall_options::hang_ignore_debugger, flag);
+}
+
 void wrenfall_options_set_protect_exception_filter(wrenfall_options* options, int flag) {
   set_flag(options, &wrenfall_options::protect_exception_filter, flag);
 }

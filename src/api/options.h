@@ -27,6 +27,7 @@ struct wrenfall_options {
   uint32_t minidump_flags = 0;
   int32_t hang_threshold = 0;  // milliseconds; not positive is off
   uint32_t hang_policy = WRENFALL_HANG_REPORT;
+  bool hang_ignore_debugger = false;
   uint32_t crash_completion = 0;
   bool protect_exception_filter = true;
   int32_t open_support_url = -1;  // -1 is not set

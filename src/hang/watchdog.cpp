@@ -36,11 +36,12 @@ std::chrono::milliseconds Watchdog::tick_period(int32_t threshold_ms) {
 }
 
 Watchdog::Watchdog(int32_t threshold_ms, uint32_t policy, HangCallback on_hang, WindowProbe probe,
-                   Logger& logger)
+                   Logger& logger, HangHolds holds)
     : threshold_ms_(threshold_ms),
       policy_(policy),
       on_hang_(std::move(on_hang)),
       probe_(std::move(probe)),
+      holds_(std::move(holds)),
       main_thread_id_(current_thread_id()),
       logger_(logger),
       tracker_(threshold_ms, AwakeClock::now()) {}
@@ -69,6 +70,11 @@ void Watchdog::heartbeat() {
   const AwakeClock::time_point now = AwakeClock::now();
   tracker_.main_beat(now);
   tracker_.thread_beat(current_thread_id(), now);
+}
+
+void Watchdog::all_alive() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  tracker_.all_beat(AwakeClock::now());
 }
 
 void Watchdog::watch(const std::string& name) {
@@ -113,6 +119,23 @@ void Watchdog::note_signs_of_life(const WindowAnswers& answers, Clock::time_poin
   }
 }
 
+bool Watchdog::is_held(std::unique_lock<std::mutex>& lock) {
+  const bool paused = holds_.pauses != nullptr && holds_.pauses->any();
+  if (!paused && !(holds_.debugger_attached && holds_.debugger_attached())) return false;
+  const AwakeClock::time_point now = AwakeClock::now();
+  tracker_.all_beat(now);
+  bool& told = paused ? told_of_pause_ : told_of_debugger_;
+  if (told) return true;
+  told = true;
+  lock.unlock();
+  ignore_out_of_memory([&] {
+    logger_.info(paused ? "hang detection held: the host has paused it"
+                        : "hang detection held: a debugger is attached");
+  });
+  lock.lock();
+  return true;
+}
+
 void Watchdog::run() {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
@@ -122,6 +145,7 @@ void Watchdog::run() {
     const WindowAnswers answers = probe_ ? probe_(stopping_) : WindowAnswers{};
     lock.lock();
     note_signs_of_life(answers, due);
+    if (is_held(lock)) continue;
     std::optional<Hang> hang = due_hang();
     if (!hang) continue;
     lock.unlock();

@@ -62,6 +62,12 @@ static void test_not_initialized(void) {
   CHECK_INT(3, wrenfall_send_report(store, NULL, NULL, NULL, &result));
   CHECK_INT(3, wrenfall_discard_report(store));
   CHECK_INT(3, wrenfall_post_pending_reports_async());
+  CHECK_INT(1, wrenfall_hang_resume());
+  wrenfall_hang_pause();
+  wrenfall_hang_pause();
+  CHECK_INT(0, wrenfall_hang_resume());
+  CHECK_INT(0, wrenfall_hang_resume());
+  CHECK_INT(1, wrenfall_hang_resume());
   wrenfall_shutdown();
   CHECK(!wrenfall_is_initialized());
 }
@@ -87,6 +93,7 @@ static void test_null_objects(void) {
   wrenfall_options_add_attachment(NULL, "a");
   wrenfall_options_set_upload_policy(NULL, 1);
   wrenfall_options_set_hang_detection(NULL, 1, 1);
+  wrenfall_options_set_hang_ignore_debugger(NULL, 1);
   wrenfall_options_set_open_support_url(NULL, 1);
   wrenfall_options_set_crash_signature(NULL, 1);
   wrenfall_options_set_retention(NULL, 1, 1, 1);

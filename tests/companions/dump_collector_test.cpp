@@ -20,6 +20,7 @@ class DumpCollectorTest : public ::testing::Test {
  protected:
   std::string dump_of(const std::string& session) const {
     minidump::MinidumpBuilder builder;
+    builder.live = live_;
     builder.startup = {{"wrenfall.session", session}, {"wrenfall.policy", "manual"}};
     return builder.build();
   }
@@ -31,7 +32,7 @@ class DumpCollectorTest : public ::testing::Test {
           reporter_started_ = true;
           return true;
         },
-        logger_);
+        logger_, [](const ProcessIdentity&) { return true; });
   }
 
   fs::path add_dump(const std::string& name, const std::string& bytes) {
@@ -62,6 +63,7 @@ class DumpCollectorTest : public ::testing::Test {
   const TempDir store_{};
   const ProcessIdentity own_ = current_process();
   StoreLimits limits_{};
+  std::vector<std::pair<std::string, std::string>> live_{};
   Logger logger_{store_.path() / "Wrenfall.log"};
   bool reporter_started_ = false;
 };
@@ -108,6 +110,15 @@ TEST_F(DumpCollectorTest, TakesOwnDumpsWithTheAttachmentsOfTheSession) {
   EXPECT_EQ(records[0].attachments, std::vector<std::string>{"a.txt"});
   EXPECT_EQ(records[0].processId, own_.process_id);
   EXPECT_FALSE(reporter_started_);
+}
+
+// The host is this process, which would end.
+TEST_F(DumpCollectorTest, EndsNoProcessUnderADebugger) {
+  live_ = {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangPolicy", "terminate"}};
+  add_dump("hang.dmp", dump_of(own_.text()));
+  collector().collect();
+  EXPECT_EQ(reports().size(), 1u);
+  EXPECT_TRUE(was_logged_once("not ended: a debugger is attached"));
 }
 
 TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {

@@ -126,6 +126,25 @@ class HangTest(EndToEndTest):
         host.do("shutdown")
         self.assertEqual(1, self.log().count(captured))
 
+    def test_pause_and_debugger(self):
+        debugger, host = self.host(init=False), self.host(init=False)
+        self.assertEqual("1", debugger.do("debug", host.do("pid")))
+        host.call("options_set_hang_detection", 500, 1)
+        host.call("hang_pause")
+        self.assertEqual("0", host.do("init"))
+        wait_for(lambda: "INFO hang detection held: the host has paused it\n" in self.log(), what="the pause")
+        self.assertEqual("0", host.call("hang_resume"))
+        wait_for(lambda: "not ended: a debugger is attached\n" in self.log(), what="the end that is left out")
+        host.do("shutdown")
+
+        host.set_options(self.store)
+        host.call("options_set_hang_detection", 100, 1)
+        host.call("options_set_hang_ignore_debugger", 1)
+        self.assertEqual("0", host.do("init"))
+        wait_for(lambda: "INFO hang detection held: a debugger is attached\n" in self.log(), what="the debugger")
+        time.sleep(1)
+        self.assertEqual(1, self.log().count("hang detected"))
+
     def test_off(self):
         host = self.host()
         self.assertEqual(("0", "9"), (host.do("has_capability", 3), host.do("watch", "x")))

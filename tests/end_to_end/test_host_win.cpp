@@ -202,6 +202,22 @@ void hold(const Words& words) {
   answer(held == INVALID_HANDLE_VALUE);
 }
 
+// Debugs the process of that id, until this one ends.
+void debug(const Words& words) {
+  std::thread([process = words.unsigned_number(0)] {
+    DebugSetProcessKillOnExit(FALSE);
+    answer(DebugActiveProcess(process));
+    DEBUG_EVENT event;
+    bool started = false;
+    while (WaitForDebugEvent(&event, INFINITE)) {
+      const bool passed_on = started && event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT;
+      started = started || event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT;
+      ContinueDebugEvent(event.dwProcessId, event.dwThreadId,
+                         passed_on ? DBG_EXCEPTION_NOT_HANDLED : DBG_CONTINUE);
+    }
+  }).detach();
+}
+
 constexpr struct {
   const char* name;
   void (*run)(const Words&);
@@ -254,6 +270,7 @@ constexpr struct {
     {"wer_registrations", [](const Words&) { answer(wer_registrations); }},
     {"wer_context", [](const Words&) { answer(reinterpret_cast<intptr_t>(wer_context)); }},
     {"hold", hold},
+    {"debug", debug},
     {"messages",
      [](const Words&) {
        answer_text(messages.c_str());

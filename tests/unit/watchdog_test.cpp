@@ -5,6 +5,7 @@
 #include <future>
 
 #include "support/process.h"
+#include "tests/support/capture_log.h"
 
 namespace wrenfall {
 namespace {
@@ -30,14 +31,15 @@ TEST(Watchdog, TickIsAQuarterOfTheThresholdButNotTooShort) {
   }
 }
 
-TEST(Watchdog, HeartbeatsOfAnyThreadKeepMainAlive) {
+TEST(Watchdog, SignsOfLifeOfAnyThreadKeepMainAlive) {
   std::atomic<bool> hung{false};
   Watchdog watchdog(
       800, WRENFALL_HANG_REPORT, [&hung](const Hang&) { hung = true; }, no_window, silent_logger());
   watchdog.start();
   std::thread([&] {
-    for (int i = 0; i < 80; ++i) {
-      watchdog.heartbeat();
+    for (int i = 0; i < 160; ++i) {
+      if (i == 80) watchdog.watch("worker");
+      i < 80 ? watchdog.heartbeat() : std::thread([&] { watchdog.all_alive(); }).join();
       std::this_thread::sleep_for(milliseconds(20));
     }
   }).join();
@@ -134,6 +136,47 @@ TEST(Watchdog, ATickThatComesFarTooLateIsASignOfLifeOfEveryThread) {
   watchdog.watch("worker");
   while (ticks < 5) std::this_thread::sleep_for(milliseconds(10));
   EXPECT_FALSE(hung);
+}
+
+// Each with one line in the log. The silence of before counts no longer once nothing holds.
+TEST(Watchdog, FindsNoHangWhileItIsHeld) {
+  for (const bool by_pause : {true, false}) {
+    HangPauses pauses;
+    std::atomic<bool> debugger{!by_pause};
+    if (by_pause) pauses.pause(), pauses.pause();
+    std::atomic<int> ticks{0};
+    std::atomic<bool> hung{false};
+    std::promise<Hang> hang;
+    CaptureLog log;
+    {
+      Watchdog watchdog(
+          200, WRENFALL_HANG_REPORT,
+          [&](const Hang& found) {
+            hung = true;
+            hang.set_value(found);
+          },
+          [&ticks](const std::atomic<bool>&) {
+            ++ticks;
+            return WindowAnswers{};
+          },
+          log.logger, {&pauses, [&debugger] { return debugger.load(); }});
+      watchdog.start();
+      const auto wait_for_tick = [&ticks](int tick) {
+        while (ticks < tick) std::this_thread::sleep_for(milliseconds(10));
+      };
+      wait_for_tick(6);
+      EXPECT_EQ(pauses.resume(), by_pause);
+      wait_for_tick(12);
+      EXPECT_FALSE(hung);
+      debugger = false;
+      EXPECT_EQ(pauses.resume(), by_pause);
+      EXPECT_FALSE(pauses.resume());
+      EXPECT_LT(hang.get_future().get().duration_ms, 900);
+    }
+    EXPECT_EQ(log.lines[1], by_pause ? "1 hang detection held: the host has paused it"
+                                     : "1 hang detection held: a debugger is attached");
+    EXPECT_EQ(log.lines.size(), 3u);
+  }
 }
 
 }  // namespace

@@ -1,0 +1,7 @@
+#include "hang/hang_holds.h"
+
+namespace wrenfall {
+
+bool is_debugger_attached() { return false; }
+
+}  // namespace wrenfall
