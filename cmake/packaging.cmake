@@ -53,7 +53,7 @@ install(DIRECTORY tools/crash_service DESTINATION ${wrenfall_pages}/tools COMPON
 install(FILES fallback/crashpad/README.md DESTINATION ${wrenfall_pages}/fallback/crashpad COMPONENT SDK)
 install(CODE [[
   set(pages "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/doc/Wrenfall")
-  foreach(page IN ITEMS README.md docs/integration.md)
+  foreach(page IN ITEMS README.md docs/crash-coverage.md docs/integration.md)
     file(READ "${pages}/${page}" text)
     string(REGEX REPLACE "\\]\\(((\\.\\./)*)include/" "](\\1../../../include/" text "${text}")
     file(WRITE "${pages}/${page}" "${text}")

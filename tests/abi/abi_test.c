@@ -3,9 +3,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <wrenfall/wrenfall.h>
-
-#include <windows.h>
+/* As C; it includes the others. */
+#include <wrenfall/runtime_failures.h>
 
 static int failures = 0;
 

@@ -95,10 +95,14 @@ class DocsTest(unittest.TestCase):
 
     def test_api_reference(self):
         self.run_command("doxygen", "docs/Doxyfile")
-        page = (ROOT / "build/api/html/wrenfall_8h.html").read_text("utf-8")
-        header = (ROOT / "include/wrenfall/wrenfall.h").read_text("utf-8")
-        for name in re.findall(r"^WRENFALL_API .*?\b(wrenfall_\w+)\(", header, re.MULTILINE):
-            self.assertIn(name, page)
+        for header, page, pattern in (
+                ("wrenfall.h", "wrenfall_8h", r"^WRENFALL_API .*?\b(wrenfall_\w+)\("),
+                ("runtime_failures.h", "runtime__failures_8h", r"^#define (WRENFALL_CODE_\w+)|void (wrenfall_\w+rs)\(")):
+            text = (ROOT / "build/api/html" / (page + ".html")).read_text("utf-8")
+            names = re.findall(pattern, (ROOT / "include/wrenfall" / header).read_text("utf-8"), re.MULTILINE)
+            self.assertGreater(len(names), 5, header)
+            for name in names:
+                self.assertIn("".join(name), text)
 
     def test_log_lines_are_explained(self):
         """The page about log lines has the longest fixed part of each, with its level."""

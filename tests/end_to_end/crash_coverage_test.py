@@ -10,8 +10,6 @@ from pathlib import Path
 from harness import BIN, ROOT, EndToEndTest, processes, start_service, wait_for, windows_path, wine
 
 DOCUMENT = ROOT / "docs" / "crash-coverage.md"
-# The last is no failure of the runtime with MinGW, whose handlers then change nothing.
-RUNTIME_FAILURE_CODES = {"abort": 0xE0000001, "terminate": 0xE0000002, "pure-virtual": 0xC0000005}
 
 # Test: options of the host, what it does first, and the kind of crash that follows where it is not the test's name.
 # A message at which the logging callback crashes needs no other crash.
@@ -83,12 +81,18 @@ class CrashCoverageTest(EndToEndTest):
         return [self.dump(folder) for folder in self.report_folders() if self.record(folder)["reportKind"] == kind]
 
     def test_example_reports_failures_of_its_runtime(self):
-        for kind, code in RUNTIME_FAILURE_CODES.items():
+        played = re.findall(r"^\|[^|]+\| `([\w-]+)` \| report, 0x(\w{8})(, with `wrenfall.what`)? \|",
+                            DOCUMENT.read_text("utf-8").partition("## What a host should install")[2], re.M)
+        self.assertEqual(6, len(played))
+        for kind, code, has_what in played:
             with self.subTest(kind=kind):
+                code = int(code, 16)
                 self.store = self.folder / kind
                 example = wine(BIN / "runtime_failures.exe", windows_path(self.store), kind, stderr=subprocess.DEVNULL)
                 self.assertEqual(code & 0xFF, example.wait(60))
-                self.assertEqual(f"0x{code:08X}", self.record(self.only_report())["signalOrExceptionCode"])
+                record = self.record(self.only_report())
+                self.assertEqual(f"0x{code:08X}", record["signalOrExceptionCode"])
+                self.assertEqual({"wrenfall.what": "nobody catches this"} if has_what else {}, record["attributes"])
 
 
 if __name__ == "__main__":
