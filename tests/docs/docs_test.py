@@ -97,7 +97,8 @@ class DocsTest(unittest.TestCase):
         self.run_command("doxygen", "docs/Doxyfile")
         for header, page, pattern in (
                 ("wrenfall.h", "wrenfall_8h", r"^WRENFALL_API .*?\b(wrenfall_\w+)\("),
-                ("runtime_failures.h", "runtime__failures_8h", r"^#define (WRENFALL_CODE_\w+)|void (wrenfall_\w+rs)\(")):
+                ("runtime_failures.h", "runtime__failures_8h", r"^#define (WRENFALL_CODE_\w+)|void (wrenfall_\w+rs)\("),
+                ("wrenfall.hpp", "wrenfall_8hpp", r"^class (?:\[\[nodiscard\]\] )?(\w+)")):
             text = (ROOT / "build/api/html" / (page + ".html")).read_text("utf-8")
             names = re.findall(pattern, (ROOT / "include/wrenfall" / header).read_text("utf-8"), re.MULTILINE)
             self.assertGreater(len(names), 5, header)

@@ -3,9 +3,10 @@
 import json
 import os
 import signal
+import subprocess
 import unittest
 
-from harness import EndToEndTest, alive, processes, wait_for, windows_path
+from harness import BIN, EndToEndTest, alive, processes, wait_for, windows_path, wine
 
 
 THEME_DIR = 'C:\\my "folder", a=b €\\'  # nothing that a command line could change
@@ -140,6 +141,14 @@ class CrashTest(EndToEndTest):
         self.assertEqual(
             [("capture", "one"), ("capture", "two"), ("crash", "one"), ("crash", "two")],
             sorted((record["reportKind"], record["user"]) for record in records))
+
+    def test_example_in_cpp(self):
+        example = wine(BIN / "session.exe", windows_path(self.store), stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        lines = example.communicate(timeout=120)[0].decode().split("\r\n")
+        self.assertEqual(["0 left", "attribute without a name: something that is required is missing",
+                          "pending: a capture", "pending: a report of its own", "posted, HTTP status 0",
+                          "second session: the library is initialized already"], sorted(filter(None, lines)))
+        self.assertIn("INFO wrenfall shutdown\n", self.log())
 
 
 if __name__ == "__main__":

@@ -26,7 +26,7 @@ NAME = f"Wrenfall-{TEXT}-win64"
 PROGRAMS = {"Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "crashpad_handler.exe"}
 OPTIONAL_PROGRAMS = {"WrenfallWer.dll", "wrenfallctl.exe"}
 FILES = {"lib/libWrenfall.dll.a", "lib/Wrenfall.lib", "lib/Wrenfall.def", "include/wrenfall/wrenfall.h",
-         "include/wrenfall/runtime_failures.h",
+         "include/wrenfall/wrenfall.hpp", "include/wrenfall/runtime_failures.h",
          "lib/cmake/Wrenfall/WrenfallConfig.cmake", "lib/cmake/Wrenfall/WrenfallConfigVersion.cmake",
          "lib/pkgconfig/wrenfall.pc"}
 # These lie below the pages' folder as in the source tree.
