@@ -6,6 +6,7 @@
 #include <map>
 
 #include "backend/annotation_keys.h"
+#include "backend/backend.h"
 #include "report/fact_annotations.h"
 #include "report/store/report_limit.h"
 #include "report/store/upload_policy.h"
@@ -110,7 +111,7 @@ bool asks_for_termination(const minidump::DumpFacts& facts) {
 CrashData record_from_annotations(const minidump::DumpFacts& facts, const RecordContext& context) {
   CrashData record;
   fill_host_facts(facts.annotations, record);
-  record.captureBackend = kCaptureBackend;
+  record.captureBackend = kCrashpadBackendName;
   record.reportKind = kind_of(facts);
   record.dumpFile = kReportDumpFile;
   record.dumpFormat = "minidump";

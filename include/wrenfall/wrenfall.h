@@ -43,7 +43,8 @@
  *
  * C++ exceptions can leave a function in two cases, always as std::system_error or as a class
  * derived from it. First, when the operating system fails to provide a lock or a thread: in
- * practice in wrenfall_init with hang detection, and in wrenfall_post_pending_reports_async.
+ * practice in wrenfall_init with hang detection or resending, and in
+ * wrenfall_post_pending_reports_async.
  * Second, when the listing of a folder breaks off in the middle: in wrenfall_init and
  * wrenfall_pending_reports. A host written in C cannot catch them; the process then ends, as with
  * any exception that nobody catches.
@@ -497,7 +498,8 @@ WRENFALL_API wrenfall_result wrenfall_set_user_description(const char* value);
 WRENFALL_API wrenfall_result wrenfall_set_notes(const char* value);
 
 /** Sets the environment. NULL and the empty text restore the line that describes the operating
- * system. Each distinct text stays in memory until wrenfall_shutdown. */
+ * system. A text that wrenfall_get_environment has returned stays in memory until
+ * wrenfall_shutdown. */
 WRENFALL_API wrenfall_result wrenfall_set_environment(const char* value);
 
 /**

@@ -76,7 +76,6 @@ void collect_facts(State& state) {
   const uint32_t crash_type = options.crash_type_id == 0 ? 1 : options.crash_type_id;
   facts.crashTypeId = std::to_string(static_cast<int32_t>(crash_type));
   facts.sdkVersion = WRENFALL_VERSION_TEXT;
-  facts.captureBackend = kCaptureBackend;
   state.process = current_process();
   for (const std::string& path : options.attachments) {
     if (state.attachments.size() >= kMaxAttachments) break;
@@ -149,10 +148,10 @@ class PendingSession {
   PendingSession(const PendingSession&) = delete;
   PendingSession& operator=(const PendingSession&) = delete;
 
-  // Writes the file once more where it was removed meanwhile, because starting the handler takes a
-  // while: reports would lack their attachments.
+  // Writes the file once more: starting the handler takes a while, and should the file have been
+  // removed or damaged meanwhile, reports would lack their attachments.
   void keep() {
-    if (!is_file(session_file(state_.store_dir, state_.process))) write();
+    write();
     kept_ = true;
   }
 
@@ -184,6 +183,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   keep_library_loaded();
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
   if (started != WRENFALL_OK) return started;
+  state->facts.captureBackend = state->backend->name();
   publish_annotations(*state);
   start_breadcrumbs(*state);
   start_watchdog(*state);
@@ -250,8 +250,8 @@ const char* wrenfall_version_string(void) { return WRENFALL_VERSION_TEXT; }
 uint32_t wrenfall_abi_version(void) { return kAbiVersion; }
 
 const char* wrenfall_get_environment(void) {
-  State* const state = peek_state();
-  return state == nullptr ? nullptr : state->environment.get();
+  const StateGlimpse glimpse;
+  return glimpse.get() == nullptr ? nullptr : glimpse.get()->environment.get();
 }
 
 bool wrenfall_has_capability(uint32_t capability) {

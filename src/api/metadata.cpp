@@ -1,6 +1,7 @@
 #include <wrenfall/wrenfall.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "api/boundary.h"
 #include "api/state.h"
@@ -25,7 +26,8 @@ wrenfall_result change_state(Change change) {
 }
 
 // The same for a change that takes no longer than a few copies. Where the lock is free, which is
-// nearly always, the state is not even shared.
+// nearly always, the state is not even shared. The host's texts are measured before: a pointer that
+// leads nowhere fails there, and not where a shutdown would wait for this call.
 template <typename Change>
 wrenfall_result change_facts(Change change) {
   return guarded(WRENFALL_ERROR_FILE, [&]() -> wrenfall_result {
@@ -44,23 +46,26 @@ template <std::string CrashData::*field>
 wrenfall_result set_fact(const char* value) {
   static constexpr const char* kKey = annotation_key(field);
   static_assert(kKey != nullptr, "the fact has no annotation");
+  const std::string_view text = value == nullptr ? "" : value;
   return change_facts([=](State& state) -> wrenfall_result {
     std::string& fact = state.facts.*field;
-    fact = value == nullptr ? "" : value;
+    fact = text;
     state.backend->set_annotation(kKey, fact);
     return WRENFALL_OK;
   });
 }
 
 wrenfall_result remove_attribute(State& state, const std::string& name) {
+  // Made first: when memory runs out, nothing has changed.
+  const std::string key = annotation::kAttributePrefix + name;
   state.attributes.erase(name);
   state.facts.attributes.erase(name);
-  state.backend->set_annotation(annotation::kAttributePrefix + name, "");
+  state.backend->set_annotation(key, "");
   return WRENFALL_OK;
 }
 
 // Null when there are as many as there may be.
-State::Attribute* find_or_add_attribute(State& state, const char* name) {
+State::Attribute* find_or_add_attribute(State& state, std::string_view name) {
   state.attribute_name = name;
   const auto known = state.attributes.find(state.attribute_name);
   if (known != state.attributes.end()) return &known->second;
@@ -100,9 +105,10 @@ wrenfall_result wrenfall_set_user_description(const char* value) {
 wrenfall_result wrenfall_set_notes(const char* value) { return set_fact<&CrashData::notes>(value); }
 
 wrenfall_result wrenfall_set_environment(const char* value) {
+  const std::string_view text = value == nullptr ? "" : value;
   return change_facts([=](State& state) -> wrenfall_result {
     std::string& environment = state.facts.environment;
-    environment = is_empty(value) ? state.platform_description : value;
+    environment = text.empty() ? std::string_view(state.platform_description) : text;
     state.environment.set(environment);
     state.backend->set_annotation(annotation::kEnvironment, environment);
     return WRENFALL_OK;
@@ -111,12 +117,15 @@ wrenfall_result wrenfall_set_environment(const char* value) {
 
 wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
   if (is_empty(name)) return invalid_argument();
+  const std::string_view name_text = name;
+  const std::string_view text = value == nullptr ? "" : value;
+  const bool removes = value == nullptr;
   return change_facts([=](State& state) -> wrenfall_result {
-    if (value == nullptr) return remove_attribute(state, name);
-    State::Attribute* const attribute = find_or_add_attribute(state, name);
+    if (removes) return remove_attribute(state, std::string(name_text));
+    State::Attribute* const attribute = find_or_add_attribute(state, name_text);
     if (attribute == nullptr) return WRENFALL_ERROR_LIMIT_REACHED;
-    *attribute->value = value;
-    state.backend->set_annotation(attribute->key, *attribute->value, attribute->place);
+    *attribute->value = text;
+    state.backend->set_annotation_at(attribute->key, *attribute->value, attribute->place);
     return WRENFALL_OK;
   });
 }

@@ -13,7 +13,7 @@ template <typename T>
 class Published {
  public:
   // Keeps what is published alive, and publish() waiting, for its own lifetime. For work that takes
-  // no longer than a few copies and waits for nothing; it costs half of what a share costs.
+  // no longer than a few copies; it costs half of what a share costs.
   class Glimpse {
    public:
     explicit Glimpse(Published& published)
@@ -39,7 +39,7 @@ class Published {
   // moment. Use it for comparing, or where the caller knows that the object stays.
   T* peek() const { return bare_.load(); }
 
-  // Null withdraws. Waits for those who glimpse the previous object.
+  // Null withdraws. Waits until no glimpse of the previous object is left.
   void publish(std::shared_ptr<T> object) {
     bare_ = object.get();
     while (readers_ != 0) std::this_thread::yield();

@@ -33,11 +33,17 @@ struct AnnotationPlace {
   uint64_t renames = 0;
 };
 
+// What the one implementation calls itself, in each record's "captureBackend".
+inline constexpr char kCrashpadBackendName[] = "crashpad";
+
 // Arranges for a dump when the process crashes, and takes dumps of the running process on request. The
 // rest of the library uses the capture only through this class.
 class Backend {
  public:
   virtual ~Backend() = default;
+
+  // A static text.
+  virtual const char* name() const = 0;
 
   // WRENFALL_OK, _ALREADY_INITIALIZED when it is already started, _MONITOR_NOT_FOUND without a handler
   // path, or _HANDLER_START_FAILED. Blocks until the handler is ready.
@@ -48,13 +54,7 @@ class Backend {
 
   // Every dump from now on carries the value under the key; an empty value removes it. May be called
   // by any thread.
-  void set_annotation(const std::string& key, const std::string& value) {
-    AnnotationPlace unknown;
-    set_annotation(key, value, unknown);
-  }
-  // The same, and faster when `place` is where it was the last time.
-  virtual void set_annotation(const std::string& key, const std::string& value,
-                              AnnotationPlace& place) = 0;
+  virtual void set_annotation(const std::string& key, const std::string& value) = 0;
 
   virtual bool has_capability(uint32_t capability) const = 0;
 
@@ -62,6 +62,10 @@ class Backend {
   // _NOT_INITIALIZED when not started, or _HANDLER_START_FAILED, with an error logged, when the handler
   // no longer answers. Blocks until the dump is written, but not without end.
   virtual wrenfall_result capture(const std::string& report_kind) = 0;
+
+  // As set_annotation(), and faster when `place` is where the annotation was the last time.
+  virtual void set_annotation_at(const std::string& key, const std::string& value,
+                                 AnnotationPlace& place) = 0;
 };
 
 // How long a handler that is alive may take for a dump on demand. Some clients wait for ever when the

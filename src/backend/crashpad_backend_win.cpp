@@ -75,11 +75,15 @@ class CrashpadBackend : public Backend {
  public:
   explicit CrashpadBackend(std::chrono::milliseconds dump_bound) : dump_bound_(dump_bound) {}
 
+  const char* name() const override { return kCrashpadBackendName; }
   wrenfall_result start(const BackendConfiguration& configuration) override;
   void stop() override { started_.exchange(false); }
-  using Backend::set_annotation;
-  void set_annotation(const std::string& key, const std::string& value,
-                      AnnotationPlace& place) override {
+  void set_annotation(const std::string& key, const std::string& value) override {
+    AnnotationPlace unknown;
+    annotations_.set(key, value, unknown);
+  }
+  void set_annotation_at(const std::string& key, const std::string& value,
+                         AnnotationPlace& place) override {
     annotations_.set(key, value, place);
   }
   bool has_capability(uint32_t capability) const override;

@@ -15,7 +15,8 @@
 namespace wrenfall {
 namespace {
 
-// Not from advapi32.dll: these functions are in this library, which every process has loaded.
+// Not from advapi32.dll: since Windows 8 these functions are also in this library, which every process
+// has loaded.
 struct Registry {
   SystemLibrary library{L"kernelbase.dll"};
   decltype(&RegOpenKeyExW) open_key = library.find("RegOpenKeyExW");

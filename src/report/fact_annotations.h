@@ -66,9 +66,6 @@ struct HandlerPlaces {
 std::map<std::string, std::string> startup_annotations(const CrashData& facts,
                                                        const HandlerPlaces& places);
 
-// The record's "captureBackend".
-inline constexpr char kCaptureBackend[] = "crashpad";
-
 // The fields of a record that say what the report's process ran on.
 void set_platform(const PlatformFacts& platform, CrashData& record);
 

@@ -15,8 +15,13 @@ class CaptureLessBackend : public Backend {
     return started_ ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
   }
   void stop() override { started_ = false; }
-  void set_annotation(const std::string& key, const std::string& value,
-                      AnnotationPlace& place) override {
+  const char* name() const override { return kCrashpadBackendName; }
+  void set_annotation(const std::string& key, const std::string& value) override {
+    AnnotationPlace unknown;
+    annotations_.set(key, value, unknown);
+  }
+  void set_annotation_at(const std::string& key, const std::string& value,
+                         AnnotationPlace& place) override {
     annotations_.set(key, value, place);
   }
   bool has_capability(uint32_t) const override { return false; }

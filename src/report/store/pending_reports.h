@@ -11,7 +11,8 @@
 namespace wrenfall {
 
 // Lists the reports of a store that wait to be sent. Opening a record costs many times what listing
-// its folder does, so each one is read once, and again when it was written since.
+// its folder does, so each one is read once, and again when it was written since. A record that was
+// readable then counts as readable.
 class PendingReports {
  public:
   explicit PendingReports(std::filesystem::path root) : root_(std::move(root)) {}
