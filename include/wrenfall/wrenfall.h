@@ -281,6 +281,13 @@ WRENFALL_API void wrenfall_options_set_hang_ignore_debugger(wrenfall_options* op
 WRENFALL_API void wrenfall_options_set_protect_exception_filter(wrenfall_options* options,
                                                                 int flag);
 
+/** How many bytes of its stack each thread sets aside, so that an overflow of it can be reported; the
+ * default is 32768, and 0 sets nothing aside. It holds for the thread that calls wrenfall_init, for
+ * each thread that starts later, and for an older one once it calls wrenfall_watch_thread, until the
+ * process ends. A stack below 256 KiB is left alone. Every other thread may call
+ * SetThreadStackGuarantee itself; the larger of two wishes counts. */
+WRENFALL_API void wrenfall_options_set_stack_guarantee(wrenfall_options* options, uint32_t bytes);
+
 /** Whether the reporter opens the support page that the service names: 0 is off, any other value,
  * and the default, is on. */
 WRENFALL_API void wrenfall_options_set_open_support_url(wrenfall_options* options, int flag);
@@ -620,7 +627,9 @@ WRENFALL_API void wrenfall_heartbeat(void);
 
 /**
  * Watches the calling thread under a name from now on, or gives it a new name; NULL counts as
- * empty. The thread must end its watch before it ends.
+ * empty. The thread must end its watch before it ends. Whatever the result, a thread that is older
+ * than wrenfall_init has from now on the stack guarantee of the options, where the library is
+ * initialized.
  *
  * @retval WRENFALL_OK watched
  * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized

@@ -25,6 +25,7 @@
 
 #include <cstddef>
 #include <iterator>
+#include <string_view>
 
 /** The C++ face of the library. */
 namespace wrenfall {
@@ -144,6 +145,10 @@ class Options {
   Options& protect_exception_filter(bool on) {
     return set(wrenfall_options_set_protect_exception_filter, on);
   }
+  Options& stack_guarantee(uint32_t bytes) {
+    return set(wrenfall_options_set_stack_guarantee, bytes);
+  }
+  Options& breadcrumbs(uint32_t count) { return set(wrenfall_options_set_breadcrumbs, count); }
   Options& open_support_url(bool on) { return set(wrenfall_options_set_open_support_url, on); }
   Options& crash_signature(bool on) { return set(wrenfall_options_set_crash_signature, on); }
   Options& retention(uint32_t max_reports, uint32_t max_age_days, uint64_t max_bytes) {
@@ -213,6 +218,38 @@ inline Result capture_report() { return wrenfall_capture_report(); }
 
 /** See wrenfall_post_pending_reports_async. */
 inline Result post_pending_reports_async() { return wrenfall_post_pending_reports_async(); }
+
+/** The breadcrumbs of one category and level. */
+class Breadcrumb {
+ public:
+  /** The level is a WRENFALL_LOG_... value; the category is copied, and cut as the library cuts it. */
+  explicit Breadcrumb(std::string_view category,
+                      wrenfall_log_level level = WRENFALL_LOG_INFO) noexcept
+      : category_(category), level_(level) {}
+
+  /** See wrenfall_breadcrumb_add. */
+  Result add(std::string_view message) const {
+    return wrenfall_breadcrumb_add(level_, category_.text, Text<kMessageBytes>(message).text);
+  }
+
+  /** Removes all breadcrumbs, see wrenfall_breadcrumb_clear. */
+  static Result clear() { return wrenfall_breadcrumb_clear(); }
+
+ private:
+  // The library cuts a text after so many bytes, between two characters. It gets some more here, so
+  // that it sees where the last one ends.
+  static constexpr std::size_t kCategoryBytes = 32 + 4;
+  static constexpr std::size_t kMessageBytes = 256 + 4;
+
+  template <std::size_t kBytes>
+  struct Text {
+    explicit Text(std::string_view from) noexcept { text[from.copy(text, kBytes)] = '\0'; }
+    char text[kBytes + 1];
+  };
+
+  Text<kCategoryBytes> category_;
+  wrenfall_log_level level_;
+};
 
 /** Watches the thread that makes it for hangs, until its end on that same thread. Does nothing when
  * the watch could not begin, because hang detection is off for example. */

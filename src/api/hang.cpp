@@ -4,6 +4,7 @@
 
 #include "api/boundary.h"
 #include "api/state.h"
+#include "backend/stack_guarantee.h"
 #include "hang/watchdog.h"
 #include "support/text.h"
 
@@ -25,6 +26,8 @@ void wrenfall_heartbeat(void) {
 
 wrenfall_result wrenfall_watch_thread(const char* name) {
   return with_state(WRENFALL_ERROR_FILE, [=](State& state) -> wrenfall_result {
+    // For a thread that is older than init.
+    guarantee_stack_of_this_thread();
     if (!state.watchdog) return WRENFALL_ERROR_HANG_DETECTION_OFF;
     state.watchdog->watch(text_or_empty(name));
     return WRENFALL_OK;

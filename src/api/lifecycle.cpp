@@ -91,6 +91,7 @@ BackendConfiguration backend_configuration(State& state) {
   configuration.handler_path = state.monitor_path;
   configuration.reporter_path = state.reporter_path;
   configuration.protect_exception_filter = options.protect_exception_filter;
+  configuration.stack_guarantee = options.stack_guarantee;
   configuration.startup_annotations =
       startup_annotations(state.facts, {state.store_dir, state.reporter_path,
                                         options.minidump_flags, state.process, options.limits});

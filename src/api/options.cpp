@@ -122,6 +122,9 @@ void wrenfall_options_set_hang_ignore_debugger(wrenfall_options* options, int fl
 void wrenfall_options_set_protect_exception_filter(wrenfall_options* options, int flag) {
   set_flag(options, &wrenfall_options::protect_exception_filter, flag);
 }
+void wrenfall_options_set_stack_guarantee(wrenfall_options* options, uint32_t bytes) {
+  set_number(options, &wrenfall_options::stack_guarantee, bytes);
+}
 void wrenfall_options_set_open_support_url(wrenfall_options* options, int flag) {
   if (options != nullptr) options->open_support_url = flag != 0 ? 1 : 0;
 }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "backend/stack_guarantee.h"
 #include "report/store/crash_data.h"
 #include "report/store/store_limits.h"
 
@@ -30,6 +31,7 @@ struct wrenfall_options {
   bool hang_ignore_debugger = false;
   uint32_t crash_completion = 0;
   bool protect_exception_filter = true;
+  uint32_t stack_guarantee = wrenfall::kDefaultStackGuarantee;
   int32_t open_support_url = -1;  // -1 is not set
   bool crash_signature = true;
   bool chain_previous_signal_handlers = false;

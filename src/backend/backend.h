@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "backend/stack_guarantee.h"
 #include "support/logger.h"
 
 namespace wrenfall {
@@ -21,6 +22,7 @@ struct BackendConfiguration {
   std::filesystem::path handler_path;   // the program to start as the capture handler
   std::filesystem::path reporter_path;  // may be empty
   bool protect_exception_filter = true;
+  uint32_t stack_guarantee = kDefaultStackGuarantee;  // of every thread from the start on, bytes
   std::map<std::string, std::string> startup_annotations;  // for every dump of this process
   std::string environment;                                 // a live annotation from the start on
   Logger* logger = nullptr;  // not owned, outlives the backend; null logs nothing

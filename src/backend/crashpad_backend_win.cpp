@@ -23,9 +23,6 @@
 namespace wrenfall {
 namespace {
 
-// What a stack overflow on the initialising thread leaves free for reporting it.
-constexpr ULONG kStackGuaranteeBytes = 32768;
-
 // One capture at a time in the process, so that each dump carries its own kind. Never destroyed.
 std::mutex& capture_mutex() {
   static std::mutex& mutex = *new std::mutex;
@@ -146,8 +143,8 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
   crashpad::CrashpadInfo::GetCrashpadInfo()->set_gather_indirectly_referenced_memory(
       crashpad::TriState::kDisabled, 0);
   set_annotation(annotation::kEnvironment, configuration_.environment);
-  ULONG guarantee = kStackGuaranteeBytes;
-  SetThreadStackGuarantee(&guarantee);
+  set_stack_guarantee(configuration_.stack_guarantee);
+  guarantee_stack_of_this_thread();
   wer_coverage_ = register_wer_module(client_, *logger_);
   if (configuration_.protect_exception_filter) protect_exception_filter(*logger_);
   watch_.find();

@@ -94,6 +94,7 @@ static void test_null_objects(void) {
   wrenfall_options_set_hang_detection(NULL, 1, 1);
   wrenfall_options_set_hang_ignore_debugger(NULL, 1);
   wrenfall_options_set_open_support_url(NULL, 1);
+  wrenfall_options_set_stack_guarantee(NULL, 1);
   wrenfall_options_set_crash_signature(NULL, 1);
   wrenfall_options_set_retention(NULL, 1, 1, 1);
   wrenfall_options_set_resend(NULL, 1);

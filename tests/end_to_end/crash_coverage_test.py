@@ -19,6 +19,8 @@ STORIES = {
     "init-before-handler": ({"crash_at_message": "wrenfall 9"}, ["init"], None),
     "init-after-handler": ({"crash_at_message": "SetUnhandledExceptionFilter guarded"}, ["init"], None),
     "logging-callback": ({"crash_at_message": "holds no report"}, ["init", "send\tZ:\\no"], None),
+    "stack-overflow-thread-unguaranteed": ({"stack_guarantee": 0}, ["init"], "stack-overflow-thread"),
+    "stack-overflow-older-thread": ({}, ["crash\tolder-thread", "init"], "stack-overflow-older-thread"),
     "after-shutdown": ({}, ["init", "shutdown"], "access-violation"),
     "foreign-filter-unguarded": ({"protect_exception_filter": 0}, ["init"], "foreign-filter"),
 }

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -53,10 +54,21 @@ void guaranteed_stack_overflow() {
   stack_overflow();
 }
 
-void stack_overflow_after_guarantee() {
-  ULONG bytes = 32768;
-  SetThreadStackGuarantee(&bytes);
-  guaranteed_stack_overflow();
+// A thread that runs before init, and overflows later.
+std::promise<void> overflow_begins;
+
+void start_older_thread() {
+  std::thread([] {
+    announce_this_thread();
+    overflow_begins.get_future().wait();
+    wrenfall_watch_thread("older");
+    guaranteed_stack_overflow();
+  }).detach();
+}
+
+void overflow_older_thread() {
+  overflow_begins.set_value();
+  Sleep(60000);
 }
 
 void run_on_new_thread(void (*crash_there)()) {
@@ -160,8 +172,9 @@ const struct {
     {"access-violation-thread", write_to_null, true},
     {"null-call", [] { no_code(); }, false},
     {"stack-overflow", guaranteed_stack_overflow, false},
-    {"stack-overflow-thread", stack_overflow, true},
-    {"stack-overflow-thread-guarantee", stack_overflow_after_guarantee, true},
+    {"stack-overflow-thread", guaranteed_stack_overflow, true},
+    {"older-thread", start_older_thread, false},
+    {"stack-overflow-older-thread", overflow_older_thread, false},
     {"heap-corruption", [] { RaiseException(0xC0000374, EXCEPTION_NONCONTINUABLE, 0, nullptr); },
      false},
     {"abort", std::abort, false},

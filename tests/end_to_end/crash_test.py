@@ -145,10 +145,15 @@ class CrashTest(EndToEndTest):
     def test_example_in_cpp(self):
         example = wine(BIN / "session.exe", windows_path(self.store), stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         lines = example.communicate(timeout=120)[0].decode().split("\r\n")
-        self.assertEqual(["0 left", "attribute without a name: something that is required is missing",
+        self.assertEqual(["1 left", "attribute without a name: something that is required is missing",
                           "pending: a capture", "pending: a report of its own", "posted, HTTP status 0",
                           "second session: the library is initialized already"], sorted(filter(None, lines)))
         self.assertIn("INFO wrenfall shutdown\n", self.log())
+        folder = self.only_report()
+        self.assertEqual(("customer 4711", {"language": "C++"}),
+                         (self.record(folder)["user"], self.record(folder)["attributes"]))
+        (crumb,) = json.loads((folder / "breadcrumbs.json").read_text("utf-8"))
+        self.assertEqual(("work", "the long part begins"), (crumb["category"], crumb["message"]))
 
 
 if __name__ == "__main__":

@@ -1,4 +1,5 @@
 #include "backend/platform_facts.h"
+#include "backend/stack_guarantee.h"
 
 #include <gtest/gtest.h>
 
@@ -43,6 +44,11 @@ TEST(PlatformFacts, MachineAndLibraryMayDiffer) {
     EXPECT_EQ(platform_facts({10, 0, 22631, kWorkstation, row.machine}, row.library).architecture,
               row.expected);
   }
+}
+
+TEST(StackGuarantee, LeavesSmallStacksAlone) {
+  EXPECT_EQ(stack_guarantee_of(262143, 32768), 0u);
+  EXPECT_EQ(stack_guarantee_of(262144, 32768), 32768u);
 }
 
 TEST(PlatformFacts, PartsMayBeMissing) {
