@@ -37,16 +37,21 @@ UploadResult upload(HttpClient* http, const std::filesystem::path& folder, const
   return upload_report({*http, logger}, record, folder);
 }
 
-// Makes the report one that the host's next start finds.
-void leave_pending(const std::filesystem::path& folder, CrashData& record) {
-  remove_file(folder / kResultFile);
+// Clears an owner that has ended, before another process gets its id.
+void release_from_dead_owner(const std::filesystem::path& folder, CrashData& record) {
   if (record.ownerPid == 0 || is_process_running(record.ownerPid)) return;
   record.ownerPid = 0;
   try {
     save(folder, record);
   } catch (const std::bad_alloc&) {
-    // The report is pending all the same, because its owner no longer runs.
+    // Its owner does not run all the same.
   }
+}
+
+// Makes the report one that the host's next start finds.
+void leave_pending(const std::filesystem::path& folder, CrashData& record) {
+  remove_file(folder / kResultFile);
+  release_from_dead_owner(folder, record);
 }
 
 bool stays_pending(Undecided undecided, wrenfall_result result) {
@@ -67,6 +72,7 @@ void keep_for_resend(const std::filesystem::path& folder, CrashData& record,
     remove_report_folder(folder);
     return;
   }
+  release_from_dead_owner(folder, record);
   // In this order: a report with a result but without the time of its next attempt would never be
   // sent again.
   if (!write_retry(folder, state) || !write_result(folder, make_report_result(outcome))) {
@@ -120,8 +126,12 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
     apply_retry_policy(folder, record, outcome.result == WRENFALL_OK, outcome.http_status,
                        retry_logger);
   } catch (const std::bad_alloc&) {
-    // The service has the report. With any result it is not pending, and is not sent a second time.
-    if (outcome.result == WRENFALL_OK) append_to_file(result_file, "");
+    // The service has the report. With any result it is not pending, and without a retry file it is not
+    // sent a second time.
+    if (outcome.result == WRENFALL_OK) {
+      if (resend) remove_file(folder / kRetryFile);
+      append_to_file(result_file, "");
+    }
   }
   return outcome;
 }

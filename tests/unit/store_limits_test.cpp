@@ -166,7 +166,9 @@ TEST(Retention, LeavesWhatIsInUseAndTakesLeftovers) {
       {"crashpad/sessions/1-2.json", "", 40, false},
       {"sessions/unusable.json", "", 40, false},
       {"the host's own/file", "", 40, true},
-      {"01234567-89ab-4cde-8f01-23456789abcd/log.txt", "", 40, false},
+      {"01234567-89ab-4cde-8f01-23456789abcd/Wrenfall.log", "", 40, false},
+      {"11234567-89ab-4cde-8f01-23456789abcd/the host's own", "", 40, true},
+      {"21234567-89ab-4cde-8f01-23456789abcd/folder/Wrenfall.log", "", 40, true},
       {"half made/minidump.dmp", "", 40, false},
   };
   for (const auto& row : rows) {
@@ -311,11 +313,14 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
     EXPECT_NEAR(static_cast<double>(waits->last_attempt), static_cast<double>(unix_now()), 60);
     EXPECT_EQ(kept_reports(dir.path(), waits->last_attempt).next_due, due_time(*waits, "report"));
     EXPECT_EQ(kept_reports(dir.path(), waits->last_attempt + 2 * kDay).due.size(), 1u);
-    // A report that arrived, but whose folder could not be deleted, is not sent again.
-    ReportResult sent;
-    sent.status = kStatusUploaded;
-    write_result(folder, sent);
-    EXPECT_FALSE(waiting_retry(folder)) << row.what;
+    // A report that arrived or was rejected, but whose folder could not be deleted, is not sent again.
+    for (const int http_status : {200, 400}) {
+      ReportResult decided;
+      decided.errorCode = http_status == 200 ? WRENFALL_OK : WRENFALL_ERROR_REJECTED;
+      decided.httpStatus = http_status;
+      write_result(folder, decided);
+      EXPECT_FALSE(waiting_retry(folder)) << row.what;
+    }
   }
 }
 

@@ -5,7 +5,9 @@
 
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
+#include "report/store/resend_schedule.h"
 #include "report/store/retry_file.h"
+#include "report/store/upload_result.h"
 
 namespace wrenfall {
 
@@ -15,9 +17,12 @@ std::optional<RetryState> waiting_retry(const fs::path& folder) {
   const auto state = read_retry(folder);
   if (!state || state->attempts <= 0) return std::nullopt;
   ReportResult result;
-  if (!read_result(folder, result) || result.cancelled || result.status == kStatusUploaded) {
-    return std::nullopt;
-  }
+  if (!read_result(folder, result) || result.cancelled) return std::nullopt;
+  // Any other outcome deletes the report; this one may only be left of it.
+  UploadResult last;
+  last.result = result.errorCode;
+  last.http_status = result.httpStatus;
+  if (!is_worth_resending(last)) return std::nullopt;
   return state;
 }
 

@@ -21,7 +21,9 @@ namespace {
 bool stays_here(const fs::path& file) {
   const std::string name = path_to_utf8(file.filename());
   return name == kCrashDataFile || name == kArchiveFile || name == kResultFile ||
-         is_retry_file(file);
+         is_retry_file(file) ||
+         (name == std::string(kRetryFile) + kTemporarySuffix &&
+          is_retry_file(file.parent_path() / kRetryFile));
 }
 
 // No file takes that long to write or to copy.

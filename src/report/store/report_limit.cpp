@@ -46,10 +46,12 @@ bool admit(ReportCounts& counts, const ReportLimit& limit, int64_t now) {
   std::vector<int64_t>& made = counts.made;
   for (int64_t& time : made) time = std::min(time, now);
   std::sort(made.begin(), made.end());
-  const auto counts_still = [&](int64_t time) { return time > now - int64_t{limit.seconds}; };
-  made.erase(made.begin(), std::find_if(made.begin(), made.end(), counts_still));
-  if (made.size() < std::min(limit.count, kMaxReportLimit)) {
+  const auto is_recent = [&](int64_t time) { return time > now - int64_t{limit.seconds}; };
+  const auto recent = static_cast<size_t>(std::count_if(made.begin(), made.end(), is_recent));
+  if (recent < std::min(limit.count, kMaxReportLimit)) {
     made.push_back(now);
+    // Older ones than this caller's may count for another program of the store.
+    if (made.size() > kMaxReportLimit) made.erase(made.begin());
     return true;
   }
   ++counts.dropped;

@@ -7,6 +7,7 @@
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "report/store/report_result.h"
+#include "report/store/retry_file.h"
 #include "support/files.h"
 #include "support/paths.h"
 #include "support/process.h"
@@ -85,6 +86,9 @@ bool remove_report_folder(const fs::path& folder) {
   if (is_link(folder)) return remove_entry(folder);
   const fs::path record = folder / kCrashDataFile;
   const fs::path result = folder / kResultFile;
+  // First, so that half a report is never sent again.
+  const fs::path retry = folder / kRetryFile;
+  if (is_retry_file(retry) && !remove_entry(retry)) return false;
   bool emptied = true;
   try {
     for (const fs::path& entry : list_folder(folder)) {
@@ -104,11 +108,12 @@ uint64_t size_of_files(const fs::path& folder) {
 
 bool discard_claimed_report(const fs::path& folder) {
   if (is_link(folder)) return remove_report_folder(folder);
-  // With a result the folder is not pending, even if not all of it can be deleted.
+  // With this result the folder is neither pending nor sent again, even if not all of it can be deleted.
   ReportResult discarded;
   discarded.status = kStatusFailed;
   discarded.cancelled = true;
-  if (is_file(folder / kCrashDataFile) && !path_exists(folder / kResultFile)) {
+  if (is_file(folder / kCrashDataFile) &&
+      (!path_exists(folder / kResultFile) || is_retry_file(folder / kRetryFile))) {
     write_result(folder, discarded);
   }
   return remove_report_folder(folder);

@@ -12,6 +12,7 @@
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
+#include "report/store/report_files.h"
 #include "report/store/report_store.h"
 #include "report/store/retry_file.h"
 #include "support/files.h"
@@ -84,8 +85,7 @@ bool may_remove(const fs::path& folder, const std::set<uint64_t>& runs) {
     default:
       return false;  // somebody has just removed it, or works on it
   }
-  const bool is_owned = record.ownerPid != 0 && record.ownerPid != current_process_id() &&
-                        is_process_running(record.ownerPid);
+  const bool is_owned = record.ownerPid != 0 && is_process_running(record.ownerPid);
   return !is_owned && runs.count(record.processId) == 0;
 }
 
@@ -110,6 +110,20 @@ void prune_reports(const PruneRequest& request, Logger& logger) {
     return true;
   };
   choose_for_removal(std::move(reports), request.limits, remove);
+}
+
+// Whether a folder without a record never became a report, or is left of one. The store may be a folder
+// in which the host keeps other things too, so the name alone does not say so.
+bool is_left_of_a_report(const fs::path& folder) {
+  bool is_empty = true;
+  bool holds_own_file = false;
+  for (const fs::path& entry : list_folder(folder)) {
+    if (!is_file(entry)) return false;
+    is_empty = false;
+    holds_own_file |= is_reserved_file_name(path_to_utf8(entry.filename()));
+  }
+  return is_half_made(folder) ||
+         (is_uuid(path_to_utf8(folder.filename())) && (is_empty || holds_own_file));
 }
 
 // Removes what never became a report, or is left of one.
@@ -137,7 +151,7 @@ class Leftovers {
         if (is_retry_file(folder / kRetryFile)) {
           remove_old(folder / (std::string(kRetryFile) + kTemporarySuffix));
         }
-      } else if (is_uuid(path_to_utf8(folder.filename())) || is_half_made(folder)) {
+      } else if (is_left_of_a_report(folder)) {
         remove_old_folder(folder);
       }
     }
