@@ -303,12 +303,13 @@ WRENFALL_API void wrenfall_options_set_crash_signature(wrenfall_options* options
  * nothing is ever removed.
  *
  * The oldest reports go first, until what is left is within all limits, whatever their state: those
- * that wait to be sent too. Counted is each report folder with its files. A report stays, and is
- * counted, while a process works on it (the reporter that shows it, for example), or while the
- * process that it is of runs; so a limit of one byte removes all reports of earlier runs. The monitor
+ * that wait to be sent too. Each report folder counts, with all its files. A report stays, and
+ * counts, while a process works on it (the reporter that shows it, for example), or while the
+ * library runs in the process that crashed or made it; so a limit of one byte removes all reports of
+ * earlier runs. The monitor
  * applies the limits when it starts and after each report that it makes, the library after it has
- * sent or stored reports, and each report that goes is a line in the log. Within the limit of age,
- * what capturing left behind goes too: dumps that could not be read, for example.
+ * sent or stored reports; the log names each report that they remove. The limit of age also covers
+ * what capturing left behind: dumps that could not be read, for example.
  *
  * A report from the future, because the clock was set back, counts as new. */
 WRENFALL_API void wrenfall_options_set_retention(wrenfall_options* options, uint32_t max_reports,
@@ -740,6 +741,8 @@ WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
  * 503 and 504, which keep it for two more attempts. So the report is lost when the service cannot
  * be reached: a host that must not lose reports sends when it knows that it is online. A folder
  * that is kept is no longer pending: only this call, or a person with wrenfallctl, sends it again.
+ * With wrenfall_options_set_resend its rule comes first: a report that may arrive another time is
+ * kept, and sent again when it is due.
  *
  * The rule does not apply, and the folder stays pending, where no attempt came to an end: it holds no
  * record, its record is damaged or cannot be opened at present, its files could not be listed, or
@@ -778,12 +781,13 @@ WRENFALL_API wrenfall_result wrenfall_send_report(const char* report_folder, con
  * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
  * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty folder
  * @retval WRENFALL_ERROR_FILE there is no such folder, it is no report folder, it is being sent, or
- * a file could not be removed; in the last case it is no longer pending
+ * a file could not be removed; in the last case it is neither pending nor sent again
  */
 WRENFALL_API wrenfall_result wrenfall_discard_report(const char* report_folder);
 
 /**
- * Sends every pending report of the store, oldest first, as wrenfall_send_report does. It skips
+ * Sends every pending report of the store, oldest first, as wrenfall_send_report does; with
+ * wrenfall_options_set_resend after them those kept reports that are due. It skips
  * reports that a running process works on: those that a reporter is asking the user about, for
  * example, and those that this process is posting.
  *
@@ -877,7 +881,8 @@ WRENFALL_API void wrenfall_report_list_free(wrenfall_report_list* list);
  *
  * Ownership: `result`, where not NULL, stays the caller's, as in wrenfall_send_report.
  *
- * Results of the posting calls: those of wrenfall_send_report, with WRENFALL_ERROR_FILE also when
+ * Results of the posting calls: those of wrenfall_send_report, with WRENFALL_ERROR_LIMIT_REACHED
+ * when the host's own limit of reports is reached, and WRENFALL_ERROR_FILE also when
  * the report could not be written; nothing then stays in the store. With WRENFALL_UPLOAD_MANUAL the
  * record of the outcome is all zero.
  *
