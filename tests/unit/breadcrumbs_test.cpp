@@ -17,7 +17,7 @@ struct Page {
   Page() : words(kHeadWords + 2 * kSlotWords) {
     words[kHeadMagic] = kMagic;
     words[kHeadWanted] = 2;
-    for (const uint64_t i : {0, 1}) {
+    for (uint64_t i = 0; i < 2; ++i) {
       uint64_t* const slot = words.data() + kSlot + i * kSlotWords;
       slot[kSlotDone] = slot[kSlotBegun] = 8 - i;
       slot[kSlotSizes] = uint64_t{1} << 48;
@@ -56,7 +56,8 @@ TEST(Breadcrumbs, OnlyWholeOnesThatCountAreRead) {
     page.words[row.word] = row.value;
     EXPECT_EQ(page.read(), row.expected) << row.word << " " << row.value;
   }
-  for (const size_t cut : {1, 8, 330, 650, 672}) {
+  constexpr size_t cuts[] = {1, 8, 330, 650, 672};
+  for (const size_t cut : cuts) {
     Page page;
     page.cut = cut;
     EXPECT_EQ(page.read(), cut <= 320 ? "b" : "") << cut;
@@ -64,7 +65,8 @@ TEST(Breadcrumbs, OnlyWholeOnesThatCountAreRead) {
 }
 
 TEST(Breadcrumbs, RingKeepsTheLastAndEachRingBeginsEmpty) {
-  for (const size_t wanted : {200, 1, 56, 55}) {
+  constexpr size_t sizes[] = {200, 1, 56, 55};
+  for (const size_t wanted : sizes) {
     BreadcrumbRing ring(wanted);
     EXPECT_EQ(ring.read().size(), 0u);
     for (int i = 0; i < 500; ++i) ring.add(i % 6 - 1, "c", std::to_string(i));
