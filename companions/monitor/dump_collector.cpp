@@ -133,7 +133,10 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   if (dump.state() != ClaimedDump::State::kClaimed) return true;
   const auto facts = read_facts(dump, file, logger_);
   if (!facts || !is_for_us(*process_of(*facts), adoptable)) return true;
-  if (is_host(*process_of(*facts)) && is_crash(*facts)) has_seen_crash_ = true;
+  if (is_host(*process_of(*facts)) && is_crash(*facts)) {
+    has_seen_crash_ = true;
+    crash_code_ = facts->exception_code.value_or(0);
+  }
   make_report(file, dump, *facts);
   return true;
 }
@@ -237,6 +240,7 @@ void DumpCollector::terminate_if_asked(const minidump::DumpFacts& facts) {
   if (is_still_running(process) && is_debugged_(process)) {
     logger_.info("Hung process %llu not ended: a debugger is attached", pid);
   } else if (terminate_process(process)) {
+    has_terminated_host_ = true;
     logger_.info("Hung process %llu ended, as its hang policy says", pid);
   } else {
     logger_.warn("Hung process %llu not ended: it is gone or may not be ended", pid);

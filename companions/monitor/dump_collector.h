@@ -62,6 +62,11 @@ class DumpCollector {
 
   // Whether a dump of the host's crash has come.
   bool has_seen_crash() const { return has_seen_crash_; }
+  // The exception's code in that dump.
+  uint32_t crash_code() const { return crash_code_; }
+
+  // Whether the host was ended because of a hang.
+  bool has_terminated_host() const { return has_terminated_host_; }
 
   // Reads the host's session file again.
   void refresh_session() { memory_.refresh(); }
@@ -107,6 +112,8 @@ class DumpCollector {
   bool keeps_sessions_ = true;
   std::optional<bool> has_half_made_;  // nothing until they were looked for
   bool has_seen_crash_ = false;
+  uint32_t crash_code_ = 0;
+  bool has_terminated_host_ = false;
 };
 
 }  // namespace wrenfall::monitor

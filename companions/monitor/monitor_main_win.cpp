@@ -13,7 +13,9 @@
 #include "monitor/handler_output_win.h"
 #include "monitor/monitor_options.h"
 #include "monitor/process_start_win.h"
+#include "monitor/run_end.h"
 #include "monitor/watched_process.h"
+#include "report/store/last_run.h"
 #include "report/store/layout.h"
 #include "support/clock.h"
 #include "support/encoding.h"
@@ -50,6 +52,9 @@ constexpr char kHelp[] =
 // moment. The monitor waits this long for them.
 constexpr std::chrono::seconds kLastSweep(2);
 constexpr DWORD kLastSweepPauseMs = 20;
+
+// A host whose handler has ended by itself is about to end as well.
+constexpr std::chrono::seconds kHostEnd(1);
 
 // Runs steps whose exceptions must not end the watch. An exception is logged, once for each change
 // of its text.
@@ -106,9 +111,25 @@ void report_lost_crash(const ProcessExit& host_exit, const ProcessIdentity& host
                error ? 0ULL : static_cast<unsigned long long>(space.available >> 20));
 }
 
+// Where the store records its runs, writes how the one ended that this monitor watched.
+void record_run_end(const ProcessExit& host_exit, const DumpCollector& collector,
+                    const ProcessIdentity& host, const fs::path& store, int64_t start_ms) {
+  if (!path_exists(store / kLastRunFile)) return;
+  host_exit.wait(kHostEnd);
+  HostFacts facts;
+  facts.exit_code = host_exit.exit_code();
+  facts.end_ms = host_exit.end_ms();
+  facts.has_crashed = collector.has_seen_crash();
+  facts.exception_code = collector.crash_code();
+  facts.was_terminated = collector.has_terminated_host();
+  facts.system_ends = is_system_ending();
+  end_run(store, host, start_ms, run_end(facts));
+}
+
 void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output, Logger& logger) {
   const fs::path store = utf8_to_path(options.store);
   const fs::path reports = utf8_to_path(options.database) / kDumpsFolder;
+  const int64_t start_ms = unix_now_ms();
   DumpCollector collector({reports, store}, options.host, options.limits,
                           reporter_starter(options.reporter, logger), logger);
   DumpWatcher watcher(handler, reports, store / kSessionsFolder);
@@ -145,6 +166,10 @@ void watch(HANDLE handler, const MonitorOptions& options, HandlerOutput& output,
   }
   output.log_rest(logger);
   if (!collector.has_seen_crash()) report_lost_crash(host_exit, options.host, store, logger);
+  steps.run([&] {
+    record_run_end(host_exit, collector, options.host, store, start_ms);
+    return Outlook::kQuiet;
+  });
 }
 
 // Some capture clients give their handler the host's standard handles. A program that reads the host's

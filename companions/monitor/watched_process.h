@@ -1,6 +1,7 @@
 #ifndef WRENFALL_COMPANIONS_MONITOR_WATCHED_PROCESS_H_
 #define WRENFALL_COMPANIONS_MONITOR_WATCHED_PROCESS_H_
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -20,10 +21,19 @@ class ProcessExit {
   // Nothing while the process runs, or when it may not be queried.
   std::optional<uint32_t> exit_code() const;
 
+  // When the process ended, in milliseconds since 1970; 0 when that cannot be read.
+  int64_t end_ms() const;
+
+  // Waits for the end, for as long as that.
+  void wait(std::chrono::milliseconds patience) const;
+
  private:
   struct Process;
   const std::unique_ptr<Process> process_;
 };
+
+// Whether the user is being logged off or the system shuts down, which ends every process.
+bool is_system_ending();
 
 // Whether that process runs; a later process with the same id does not count. A process that may not
 // be queried counts as running.

@@ -9,6 +9,7 @@
 #include "support/file_times_win.h"
 #include "support/open_process_win.h"
 #include "support/system_function_win.h"
+#include "support/system_library_win.h"
 #include "support/win_handle.h"
 
 namespace wrenfall::monitor {
@@ -73,6 +74,28 @@ std::optional<uint32_t> ProcessExit::exit_code() const {
     return std::nullopt;
   }
   return code;
+}
+
+int64_t ProcessExit::end_ms() const {
+  constexpr int64_t kMsFrom1601To1970 = 11644473600000;
+  FILETIME end{};
+  FILETIME other{};
+  if (!exit_code() || !GetProcessTimes(process_->handle.get(), &other, &end, &other, &other)) {
+    return 0;
+  }
+  return static_cast<int64_t>(ticks_of(end) / (kTicksPerSecond / 1000)) - kMsFrom1601To1970;
+}
+
+void ProcessExit::wait(std::chrono::milliseconds patience) const {
+  if (process_->handle) {
+    WaitForSingleObject(process_->handle.get(), static_cast<DWORD>(patience.count()));
+  }
+}
+
+bool is_system_ending() {
+  SystemLibrary user32(L"user32.dll");
+  const decltype(&GetSystemMetrics) metric = user32.find("GetSystemMetrics");
+  return metric != nullptr && metric(SM_SHUTTINGDOWN) != 0;
 }
 
 bool is_still_running(const ProcessIdentity& identity) {

@@ -461,6 +461,72 @@ WRENFALL_API const char* wrenfall_log_file_path(void);
  */
 WRENFALL_API void wrenfall_free(void* buffer);
 
+/** How a run of the host ended, from its wrenfall_init on. */
+enum {
+  /** No run of this store is known. */
+  WRENFALL_RUN_NONE = 0,
+  /** It called wrenfall_shutdown. What the process did after that does not count. */
+  WRENFALL_RUN_CLEAN = 1,
+  /** It crashed: a dump of a crash was written, or the exit code is that of an exception. */
+  WRENFALL_RUN_CRASHED = 2,
+  /** It was ended because of a hang, see WRENFALL_HANG_REPORT_AND_TERMINATE. */
+  WRENFALL_RUN_HUNG = 3,
+  /** It ended in another way without wrenfall_shutdown: it returned from main, was ended by another
+   * process, or ended with the system or the user's session. */
+  WRENFALL_RUN_ENDED = 4,
+  /** Nobody could tell: the monitor or the capture handler ended before the host, the power failed, the
+   * file is damaged, or the process of that run is still there. */
+  WRENFALL_RUN_UNKNOWN = 5
+};
+
+/**
+ * What is known of a run. The caller provides the record and sets `size` to sizeof(wrenfall_last_run).
+ * A record with a smaller size is left untouched.
+ */
+typedef struct wrenfall_last_run {
+  uint32_t size;       /**< sizeof(wrenfall_last_run), set by the caller. */
+  uint32_t state;      /**< A WRENFALL_RUN_... value. */
+  uint32_t crash_code; /**< The exception's; 0 when there was no crash, or it is not known. */
+  uint32_t exit_code;  /**< Of the process; 0 after a clean end, and when it is not known. */
+  int64_t start_time;  /**< When it called wrenfall_init, in ms since 1970, UTC. */
+  int64_t end_time;    /**< When it ended; 0 when that is not known. */
+  /** How many runs in a row, up to and with that one, crashed within 60 s of wrenfall_init. A run whose
+   * end is unknown leaves the number as it was; every other end makes it 0. */
+  uint32_t crashes_in_a_row;
+  /** From start to end in ms, UINT32_MAX when it was longer; 0 when the end is not known. */
+  uint32_t uptime_ms_capped;
+} wrenfall_last_run;
+
+#ifdef __cplusplus
+static_assert(sizeof(wrenfall_last_run) == 40, "the record's layout is part of the interface");
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+_Static_assert(sizeof(wrenfall_last_run) == 40, "the record's layout is part of the interface");
+#endif
+
+/**
+ * Says how the last run of this store before this one ended. A host asks after wrenfall_init, for example
+ * to start in a safe mode after some crashes in a row.
+ *
+ * The store begins to record its runs with the first call of this function, and goes on from then on: the
+ * very first call gives WRENFALL_RUN_NONE. A run that could not be initialized does not count. Where
+ * several processes use one store at once, the last run is the one that was initialized last before this
+ * one; it is WRENFALL_RUN_UNKNOWN as long as it goes on, and its end is lost where two more began before
+ * it.
+ *
+ * Blocking: for the disk; for up to two seconds while the process of the last run is gone but its monitor
+ * has not yet written how it ended; and for up to two more while another process changes the file.
+ *
+ * Threads: any.
+ *
+ * Ownership: `run` stays the caller's.
+ *
+ * @retval WRENFALL_OK the record was filled
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL, or a size that is too small
+ * @retval WRENFALL_ERROR_FILE runs could not be recorded from now on, or there is no memory
+ */
+WRENFALL_API wrenfall_result wrenfall_get_last_run(wrenfall_last_run* run);
+
 /** @} */
 
 /* ------------------------------------------------------------------------------------------------

@@ -190,6 +190,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   start_watchdog(*state);
   start_resending(state);
   session.keep();
+  state->recorder.begin(state->process);
   publish_state(state);
   return WRENFALL_OK;
 }
@@ -239,6 +240,7 @@ void wrenfall_shutdown(void) {
     if (state->watchdog) state->watchdog->stop();
     state->backend->stop();
     state->close_session();
+    state->recorder.end();
     state->logger.info("wrenfall shutdown");
     return WRENFALL_OK;
   });

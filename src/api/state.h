@@ -15,6 +15,7 @@
 #include "api/one_at_work.h"
 #include "api/options.h"
 #include "api/published.h"
+#include "api/run_recorder.h"
 #include "backend/backend.h"
 #include "backend/breadcrumb_ring.h"
 #include "hang/watchdog.h"
@@ -63,6 +64,8 @@ struct State : std::enable_shared_from_this<State> {
   std::string attribute_name;  // the one that is looked up; a member so that this allocates nothing
 
   PendingReports pending_reports;
+
+  RunRecorder recorder{store_dir};
 
   // Null when breadcrumbs are off. Constant after init.
   std::unique_ptr<BreadcrumbRing> breadcrumbs;

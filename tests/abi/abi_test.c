@@ -67,6 +67,7 @@ static void test_not_initialized(void) {
   CHECK_INT(0, wrenfall_hang_resume());
   CHECK_INT(0, wrenfall_hang_resume());
   CHECK_INT(1, wrenfall_hang_resume());
+  CHECK_INT(3, wrenfall_get_last_run(NULL));
   wrenfall_shutdown();
   CHECK(!wrenfall_is_initialized());
 }
@@ -180,6 +181,19 @@ static void test_wrong_folders(void) {
   CHECK(GetFileAttributesW(wide_store) != INVALID_FILE_ATTRIBUTES);
 }
 
+static void test_last_run(int round) {
+  wrenfall_last_run run;
+  memset(&run, 0x55, sizeof run);
+  run.size = 39;
+  CHECK_INT(1, wrenfall_get_last_run(NULL));
+  CHECK_INT(1, wrenfall_get_last_run(&run));
+  CHECK_INT(0x55555555, run.state);
+  run.size = 40;
+  CHECK_INT(0, wrenfall_get_last_run(&run));
+  CHECK_INT(round == 0 ? WRENFALL_RUN_NONE : WRENFALL_RUN_CLEAN, run.state);
+  CHECK_INT(0, run.crashes_in_a_row);
+}
+
 static void find_function(HMODULE module, const char* name, void* function) {
   const FARPROC found = GetProcAddress(module, name);
   memcpy(function, &found, sizeof found);
@@ -219,6 +233,7 @@ static void test_initialized(int round) {
   CHECK(wrenfall_report_list_folder(list, 0) == NULL);
   CHECK(wrenfall_report_list_json(list, UINT32_MAX) == NULL);
   wrenfall_report_list_free(list);
+  test_last_run(round);
   test_wrong_folders();
   CHECK_INT(WRENFALL_OK, wrenfall_post_pending_reports_async());
   wrenfall_shutdown();

@@ -5,6 +5,7 @@
 #include "monitor/command_line.h"
 #include "monitor/exit_code.h"
 #include "monitor/monitor_options.h"
+#include "monitor/run_end.h"
 #include "reporter/reporter_options.h"
 
 namespace wrenfall {
@@ -73,6 +74,31 @@ TEST(CommandLine, ReplacesTheProgramAlone) {
   for (const auto& [line, rest] : rows) {
     EXPECT_EQ(monitor::with_program(line, L"C:\\p q\\h.exe"),
               std::wstring(L"\"C:\\p q\\h.exe\"") + rest);
+  }
+}
+
+TEST(RunEnd, FollowsWhatTheMonitorSaw) {
+  using How = RunEnd::How;
+  const struct {
+    std::optional<uint32_t> exit_code;
+    bool crashed, terminated, system_ends;
+    How how;
+    uint32_t exception_code;
+  } rows[] = {{0, false, false, false, How::kEnded, 0},
+              {3, false, false, true, How::kEnded, 0},
+              {0xC0000409, false, false, false, How::kCrashed, 0xC0000409},
+              {0xC0000142, false, false, true, How::kEnded, 0},
+              {0xC0000005, true, false, true, How::kCrashed, 5},
+              {std::nullopt, true, false, false, How::kCrashed, 5},
+              {1, false, true, false, How::kHung, 0},
+              {1, true, true, false, How::kHung, 0},
+              {std::nullopt, false, false, false, How::kUnknown, 0}};
+  for (const auto& row : rows) {
+    const RunEnd end =
+        monitor::run_end({row.exit_code, 1000, row.crashed, 5, row.terminated, row.system_ends});
+    EXPECT_EQ(end.how, row.how) << row.exit_code.value_or(99);
+    EXPECT_EQ(end.exception_code, row.exception_code) << row.exit_code.value_or(99);
+    EXPECT_EQ(end.time_ms, row.how == How::kUnknown ? 0 : 1000);
   }
 }
 

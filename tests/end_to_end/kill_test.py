@@ -54,7 +54,7 @@ class Watcher:
         self.marked = {}  # when a report was first seen marked as sent
 
     def look(self):
-        for pattern in ("*/" + RECORD, "*/result.json", "*/breadcrumbs.json", "sessions/*.json"):
+        for pattern in ("*/" + RECORD, "*/result.json", "*/breadcrumbs.json", "last_run.json", "sessions/*.json"):
             for path in self.store.glob(pattern):
                 try:
                     text = path.read_bytes()
@@ -133,6 +133,7 @@ class KillTest(EndToEndTest):
         super().setUp()
         self.random = random.Random(SEED)
         self.counts = collections.Counter()
+        self.told = []
         self.promised = set()
         self.kills = []  # when senders were ended, or ended by themselves in the middle of sending
         self.hosted = None
@@ -181,6 +182,7 @@ class KillTest(EndToEndTest):
             if host.do("init") != "0":
                 return
             host.call("breadcrumb_add", 1, "kill", name)
+            self.told.append(int(host.do("last_run").split()[0]))
             self.begun.set()
             if action == "crash":
                 host.do("crash", "access-violation")
@@ -293,6 +295,9 @@ class KillTest(EndToEndTest):
                 self.assertTrue(self.was_cut_off(report), f"{name} sent twice")
         self.assertEqual([], self.watcher.torn)
         self.assertEqual([], self.lister.faults)
+        self.assertLessEqual(set(self.told), set(range(6)))
+        if self.told:  # then the end of the last host, which nobody ended, is recorded
+            wait_for(lambda: json.loads((self.store / "last_run.json").read_text())["run"]["state"] == "ended")
 
     def was_cut_off(self, report):
         """Whether a sender was ended right after it had committed the report."""

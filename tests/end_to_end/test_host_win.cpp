@@ -283,6 +283,16 @@ constexpr struct {
        memory.assign(static_cast<size_t>(w.number(0)) << 20, 'm');
        answer(0);
      }},
+    {"last_run",
+     [](const Words&) {
+       wrenfall_last_run run{};
+       run.size = sizeof run;
+       wrenfall_get_last_run(&run);
+       std::printf("%u %u %u %lld %lld %u %u\n", run.state, run.crash_code, run.exit_code,
+                   static_cast<long long>(run.start_time), static_cast<long long>(run.end_time),
+                   run.crashes_in_a_row, run.uptime_ms_capped);
+       std::fflush(stdout);
+     }},
     {"pid", [](const Words&) { answer(GetCurrentProcessId()); }},
     {"crash",
      [](const Words& w) {

@@ -7,6 +7,7 @@
 //
 //   Wrenfall.log                      what the library and its companions log
 //   reportLimit.json                  when reports were made, where their number is limited
+//   last_run.json                     how the last runs ended, once a host has asked for it
 //   sessions/<process>.json           one for each process that runs with the library initialized
 //   crashpad/                         the capture handler's own
 //     reports/<id>.dmp                dumps that are being written, or wait to become reports
@@ -27,6 +28,7 @@
 namespace wrenfall {
 
 inline constexpr char kLogFile[] = "Wrenfall.log";
+inline constexpr char kLastRunFile[] = "last_run.json";
 inline constexpr char kReportLimitFile[] = "reportLimit.json";
 inline constexpr char kSessionsFolder[] = "sessions";
 inline constexpr char kHandlerFolder[] = "crashpad";

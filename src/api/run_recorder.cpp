@@ -1,0 +1,40 @@
+#include "api/run_recorder.h"
+
+namespace wrenfall {
+
+bool RunRecorder::begin_locked(bool create) {
+  RunRecord run;
+  run.process = process_;
+  run.start_ms = start_ms_;
+  const auto file = begin_run(store_, run, create);
+  recorded_ = file.has_value();
+  if (file) last_ = file->before;
+  return recorded_;
+}
+
+void RunRecorder::begin(const ProcessIdentity& process) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  process_ = process;
+  begin_locked(false);
+}
+
+bool RunRecorder::ask(Answer& answer) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!recorded_ && !begin_locked(true)) return false;
+  if (!last_) return true;
+  if (last_->end.how == RunEnd::How::kRunning) last_ = wait_for_end(store_, *last_);
+  answer = {true, *last_};
+  return true;
+}
+
+void RunRecorder::end() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!recorded_) return;
+  RunEnd clean;
+  clean.how = RunEnd::How::kClean;
+  clean.time_ms = unix_now_ms();
+  end_run(store_, process_, start_ms_, clean);
+  recorded_ = false;
+}
+
+}  // namespace wrenfall
