@@ -94,6 +94,10 @@ static int start_library(const struct settings* settings) {
   wrenfall_result result;
   wrenfall_options_set_store_dir(options, settings->store);
   wrenfall_options_set_upload_policy(options, settings->policy);
+  /* The recommended setting: see "Offline, and how much is kept" in the integration guide. */
+  wrenfall_options_set_retention(options, 100, 30, 500ull * 1024 * 1024);
+  wrenfall_options_set_resend(options, 1);
+  wrenfall_options_set_report_limit(options, 10, 600);
   wrenfall_options_set_user(options, settings->user);
   wrenfall_options_set_notes(options, "A crash that was asked for.");
   wrenfall_options_set_attribute(options, "example", "crashing_host");

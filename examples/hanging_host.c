@@ -134,6 +134,10 @@ static int run(const struct settings* settings) {
   HANDLE reader;
   wrenfall_options_set_store_dir(options, settings->store);
   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
+  /* The recommended setting: see "Offline, and how much is kept" in the integration guide. */
+  wrenfall_options_set_retention(options, 100, 30, 500ull * 1024 * 1024);
+  wrenfall_options_set_resend(options, 1);
+  wrenfall_options_set_report_limit(options, 10, 600);
   wrenfall_options_set_hang_detection(options, settings->threshold_ms, settings->policy);
   wrenfall_options_set_logger(options, print_log, NULL);
   result = wrenfall_init(options);

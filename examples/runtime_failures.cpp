@@ -45,6 +45,10 @@ int main() {
   wrenfall_options* const options = wrenfall_options_new("127", "Runtime Failures", "1.0");
   wrenfall_options_set_store_dir(options, argv[1]);
   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
+  // The recommended setting: see "Offline, and how much is kept" in the integration guide.
+  wrenfall_options_set_retention(options, 100, 30, 500ull * 1024 * 1024);
+  wrenfall_options_set_resend(options, 1);
+  wrenfall_options_set_report_limit(options, 10, 600);
   if (wrenfall_init(options) != WRENFALL_OK) return 1;
   wrenfall_install_runtime_handlers(WRENFALL_RUNTIME_ALL);
   fail(argv[2]);

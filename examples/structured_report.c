@@ -100,6 +100,10 @@ int main(void) {
   wrenfall_result result;
   int i;
   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_QUIET);
+  /* The recommended setting: see "Offline, and how much is kept" in the integration guide. */
+  wrenfall_options_set_retention(options, 100, 30, 500ull * 1024 * 1024);
+  wrenfall_options_set_resend(options, 1);
+  wrenfall_options_set_report_limit(options, 10, 600);
   for (i = 1; i < argc; ++i) {
     if (strcmp(argv[i], "--json") == 0) {
       format = WRENFALL_REPORT_JSON;

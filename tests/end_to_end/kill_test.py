@@ -5,12 +5,16 @@ more of the processes at a random moment (SIGKILL, which runs no code of theirs)
 and sends what is pending. The service always answers well, so that no report may ever be given up. docs/reliability.md
 says what counts as lost, torn or sent again.
 
+A second test does the same while the store is kept in bounds: old reports are removed, the service fails now and then,
+and what it did not take is kept and sent again. Every report must arrive all the same, but for the old ones.
+
     kill_test.py [--rounds N] [--seed S]
 """
 
 import argparse
 import collections
 import concurrent.futures
+import contextlib
 import datetime
 import json
 import os
@@ -34,6 +38,7 @@ VICTIMS = (["host"], ["monitor"], ["handler"], ["reporter"], ["reporter"], ["rep
            ["reporter", "monitor"], list(PROGRAMS))
 WAITING = {"pending", "owned", "sending"}  # what wrenfallctl may call a report that was not tried yet
 WINDOW = 5.0  # seconds that a sender on a busy machine may take from the commit to its mark in the folder
+OLD = "old"  # the id of reports that are to be removed
 ROUNDS = 12
 SEED = 0
 
@@ -54,7 +59,8 @@ class Watcher:
         self.marked = {}  # when a report was first seen marked as sent
 
     def look(self):
-        for pattern in ("*/" + RECORD, "*/result.json", "*/breadcrumbs.json", "last_run.json", "sessions/*.json"):
+        for pattern in ("*/" + RECORD, "*/result.json", "*/breadcrumbs.json", "last_run.json", "*/retry.json",
+                        "reportLimit.json", "sessions/*.json"):
             for path in self.store.glob(pattern):
                 try:
                     text = path.read_bytes()
@@ -67,8 +73,11 @@ class Watcher:
                     continue
                 if path.name == RECORD:
                     name = content["attributes"]["id"]
-                    self.promised.add(name)
-                    if (path.parent / "result.json").exists():
+                    if name != OLD:
+                        self.promised.add(name)
+                elif path.name == "result.json" and content["status"] == "uploaded":
+                    with contextlib.suppress(OSError, ValueError):
+                        name = json.loads((path.parent / RECORD).read_bytes())["attributes"]["id"]
                         self.marked.setdefault(name, time.time())
 
 
@@ -129,6 +138,8 @@ def received(request):
 
 
 class KillTest(EndToEndTest):
+    limits = {}  # the host's, for its store
+
     def setUp(self):
         super().setUp()
         self.random = random.Random(SEED)
@@ -175,7 +186,7 @@ class KillTest(EndToEndTest):
     def act(self, host, action, name):
         """Runs in a thread of its own; the host may end at any moment."""
         try:
-            host.set_options(self.store, "Kill Test", upload_policy=self.policy, breadcrumbs=9)
+            host.set_options(self.store, "Kill Test", upload_policy=self.policy, breadcrumbs=9, **self.limits)
             host.call("options_set_attribute", "id", name)
             if action == "start":
                 self.begun.set()
@@ -198,7 +209,15 @@ class KillTest(EndToEndTest):
         finally:
             self.begun.set()
 
+    def prepare_round(self):
+        pass
+
+    def kept(self):
+        """The folders of the reports that wait to be sent again."""
+        return []
+
     def play_round(self, number):
+        self.prepare_round()
         action = self.random.choice(ACTIONS)
         self.policy = self.random.choice((1, 1, 2))
         victims = self.random.choice(VICTIMS)
@@ -236,7 +255,7 @@ class KillTest(EndToEndTest):
         """A fresh host reads the store and sends what is pending. True when there was nothing."""
         host = Host()
         self.hosted = host
-        host.set_options(self.store, "Kill Test")
+        host.set_options(self.store, "Kill Test", **self.limits)
         self.assertEqual("0", host.do("init"), self.log())
         pending = [path for path in host.do("pending").split("\t") if path]
         if not undisturbed:
@@ -248,7 +267,7 @@ class KillTest(EndToEndTest):
         self.assertEqual("0", host.do("post_pending"))
         if undisturbed:
             # The end of the process would cut the sending off.
-            wait_for(lambda: not host.do("pending"), 120, "the end of sending")
+            wait_for(lambda: not host.do("pending") and not self.kept(), 120, "the end of sending")
         else:
             time.sleep(self.random.uniform(0, 1))
             if self.random.random() < 0.3:
@@ -279,6 +298,8 @@ class KillTest(EndToEndTest):
                 continue
             self.assertEqual([], report.problems)
             name = json.loads(report.fields["attributes"])["id"]
+            if name == OLD:
+                continue
             with zipfile.ZipFile(report.archive_path) as archive:
                 self.assertEqual([name], [one["message"] for one in json.loads(archive.read("breadcrumbs.json"))])
             committed[name].append(report)
@@ -306,7 +327,7 @@ class KillTest(EndToEndTest):
         return any(committed <= ended <= committed + WINDOW for ended in self.kills)
 
     def test_kills(self):
-        print(f"seed {SEED}, {ROUNDS} rounds", flush=True)
+        print(f"seed {SEED}, {ROUNDS} rounds{', within limits' if self.limits else ''}", flush=True)
         ended = threading.Event()
         with concurrent.futures.ThreadPoolExecutor() as pool:
             readers = [pool.submit(repeat, self.watcher.look, 0.02, ended),
@@ -324,6 +345,46 @@ class KillTest(EndToEndTest):
         finally:
             for name, count in sorted(self.counts.items()):
                 print(f"  {name:24} {count}")
+
+
+class KillWithinLimitsTest(KillTest):
+    limits = {"resend": 1, "retention": (0, 30, 0), "report_limit": (1000, 600)}
+
+    def prepare_round(self):
+        self.service.clear_faults()
+        for call in ("first", "put", "commit"):
+            if self.random.random() < 0.5:
+                self.service.fail(call, status=503, times=1)
+            self.service.fail(call, delay=0.15)
+        for _ in range(3):
+            folder = self.make_report(str(uuid.uuid4()), attributes={"id": OLD}, appName="Kill Test")
+            for file in folder.iterdir():
+                os.utime(file, (time.time() - 40 * 86_400,) * 2)
+            self.counts["old reports"] += 1
+        self.let_time_pass()
+
+    def let_time_pass(self):
+        """What is kept is due."""
+        for folder in self.kept():
+            with contextlib.suppress(OSError):
+                retry = json.loads((folder / "retry.json").read_text())
+                retry["lastAttempt"] -= 2 * 86_400
+                (folder / "retry.json.new").write_text(json.dumps(retry))
+                (folder / "retry.json.new").replace(folder / "retry.json")
+
+    def kept(self):
+        found = []
+        for path in self.store.glob("*/retry.json"):
+            with contextlib.suppress(OSError, ValueError):
+                if json.loads((path.parent / "result.json").read_text())["status"] == "failed":
+                    found.append(path.parent)
+        return found
+
+    def recover(self, undisturbed=False):
+        if undisturbed:
+            self.let_time_pass()
+        self.counts["kept reports seen"] += len(self.kept())
+        return super().recover(undisturbed)
 
 
 if __name__ == "__main__":
