@@ -382,6 +382,7 @@ class KillWithinLimitsTest(KillTest):
 
     def recover(self, undisturbed=False):
         if undisturbed:
+            self.service.clear_faults()
             self.let_time_pass()
         self.counts["kept reports seen"] += len(self.kept())
         return super().recover(undisturbed)

@@ -1,6 +1,7 @@
 // An answer of the service, to the first call of an upload and to the one that commits it.
 #include "support/json_text.h"
 #include "tests/fuzz/property.h"
+#include "upload/retry_after.h"
 #include "upload/service_responses.h"
 
 namespace wrenfall {
@@ -34,6 +35,9 @@ bool has_id_that_is_no_number(const nlohmann::json& answer) {
 }
 
 void read_answer(const HttpResponse& response) {
+  const int64_t wait = parse_retry_after(response.body, 1'800'000'000);
+  require(wait >= 0 && wait <= 86400, "no answer makes a report wait for more than a day");
+
   const nlohmann::json answer = parse_json(response.body);
   const bool succeeds = response.status == 200 && answer.is_object() &&
                         answer.value("/status"_json_pointer, nlohmann::json()) == "success";

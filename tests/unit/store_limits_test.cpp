@@ -258,6 +258,15 @@ TEST(RetryFile, LeavesTheHostsOwnAlone) {
   EXPECT_EQ(read_retry(dir / "ours")->attempts, 3);
   EXPECT_TRUE(mark_for_resend(dir / "ours"));
   EXPECT_EQ(read_retry(dir / "ours")->retry_after, 4);
+  // No number that another program wrote can do harm.
+  for (const char* number : {"-9223372036854775808", "9223372036854775807", "1e300", "[]"}) {
+    std::string text = R"({"wrenfallRetry":1,"attempts":N,"firstAttempt":N,"lastAttempt":N})";
+    for (size_t at; (at = text.find('N')) != std::string::npos;) text.replace(at, 1, number);
+    put_file(dir / "ours" / "retry.json", text);
+    const RetryState read = after_failed_attempt(*read_retry(dir / "ours"), 0, kNow);
+    EXPECT_TRUE(read.attempts > 0 && read.attempts <= 30) << number;
+    EXPECT_GT(due_time(*read_retry(dir / "ours"), "r"), 0) << number;
+  }
 }
 
 // One attempt to send a report, and what becomes of it with resending on.

@@ -73,7 +73,7 @@ bool is_due(const RetryState& state, std::string_view report_id, int64_t now) {
 
 RetryState after_failed_attempt(RetryState state, int64_t retry_after, int64_t now) {
   if (state.attempts <= 0) state.first_attempt = now;
-  state.attempts = std::min(std::max(state.attempts, 0) + 1, kMaxResendAttempts);
+  state.attempts = std::clamp(state.attempts, 0, kMaxResendAttempts - 1) + 1;
   state.last_attempt = now;
   state.retry_after = std::max<int64_t>(retry_after, 0);
   return state;

@@ -23,7 +23,8 @@ inline constexpr int32_t kMaxResendAttempts = 30;
 inline constexpr int64_t kResendDays = 14;
 
 // Whether the report may arrive another time: nobody answered, the service was overloaded or out of
-// order (408, 429, 5xx), a proxy wanted a name and password (407), or a file could not be read or packed here.
+// order (408, 429, 5xx), a proxy wanted a name and password (407), or a file could not be read or
+// packed here.
 bool is_worth_resending(const UploadResult& outcome);
 
 // For how long the report waits after its last attempt. 5 minutes, doubled with each attempt up to

@@ -1,5 +1,7 @@
 #include "report/store/retry_file.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <string>
 
 #include "report/store/json_fields.h"
@@ -18,6 +20,8 @@ namespace {
 constexpr uint64_t kMaxRetryBytes = 4096;
 constexpr char kMark[] = "wrenfallRetry";
 constexpr int32_t kFormat = 1;
+// Far in the future.
+constexpr int64_t kLastSecond = int64_t{1} << 40;
 
 // Calls `visit(key, field)` for each field of the state.
 template <typename State, typename Visit>
@@ -38,6 +42,11 @@ std::optional<RetryState> read_retry(const fs::path& folder) {
   if (!object.is_object() || object.find(kMark) == object.end()) return std::nullopt;
   RetryState state;
   for_each_field(state, JsonFieldReader(object));
+  // Any program may have written the file. Numbers of this size can be added and compared.
+  state.attempts = std::clamp(state.attempts, 0, kMaxResendAttempts);
+  for (int64_t* const time : {&state.first_attempt, &state.last_attempt, &state.retry_after}) {
+    *time = std::clamp<int64_t>(*time, 0, kLastSecond);
+  }
   return state;
 }
 
