@@ -4,7 +4,7 @@
 #include <chrono>
 #include <exception>
 #include <new>
-#include <thread>
+#include <string>
 
 #include "api/sending_reports.h"
 #include "report/store/resend_schedule.h"
@@ -56,17 +56,14 @@ DueReportsSent look(State& state) {
   return sent;
 }
 
-// The body of the thread. The first look comes a moment after the start, which it must not slow down.
-void run(const std::shared_ptr<State>& state) {
-  Pauses pauses(*state);
-  for (std::chrono::seconds pause(1); state->resending.wait(pause);)
-    pause = pauses.after(look(*state));
-}
-
 }  // namespace
 
 void start_resending(const std::shared_ptr<State>& state) {
-  if (state->configuration.limits.resend) std::thread(run, state).detach();
+  if (!state->configuration.limits.resend) return;
+  // The first look comes a moment after the start, which it must not slow down.
+  state->resending.start(std::chrono::seconds(1), [state, pauses = Pauses(*state)]() mutable {
+    return pauses.after(look(*state));
+  });
 }
 
 }  // namespace wrenfall

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "api/environment_text.h"
-#include "api/interruptible_wait.h"
 #include "api/one_at_work.h"
 #include "api/options.h"
+#include "api/pausing_thread.h"
 #include "api/published.h"
 #include "api/run_recorder.h"
 #include "backend/backend.h"
@@ -73,8 +73,8 @@ struct State : std::enable_shared_from_this<State> {
   // Which thread sends the pending reports of this state.
   OneAtWork pending_sender;
 
-  // What the thread that sends kept reports again waits on. Ended by shutdown.
-  InterruptibleWait resending;
+  // Sends kept reports again when they are due; only started with resending on. Ended by shutdown.
+  PausingThread resending;
 
   // Whether this state is the published one: false from the first step of shutdown on.
   bool is_published() const;
