@@ -26,7 +26,7 @@ class Keeping(EndToEndTest):
     def attempts(self):
         """How often the kept reports failed, by folder."""
         retries = {folder.name: self.retry(folder) for folder in self.report_folders()}
-        return {name: retry["attempts"] for name, retry in retries.items() if retry}
+        return {name: retry["attempts"] for name, retry in retries.items() if retry and retry["attempts"]}
 
     def let_time_pass(self, seconds=90_000):
         """As if the last attempts had been so long ago."""
@@ -64,6 +64,7 @@ class KeepTest(Keeping):
             if start == 3:
                 host.crash("access-violation")
                 wait_for(lambda: len(self.attempts()) == 4, what="the report that the reporter kept")
+                wait_for(lambda: not processes("WrenfallReporter.exe", self.folder.name), what="the reporter's end")
             host.close()
             self.let_time_pass()
         self.assertEqual(4, len(self.report_folders()))
