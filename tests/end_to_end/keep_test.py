@@ -39,7 +39,7 @@ class Keeping(EndToEndTest):
     def kept_report(self, name, attempts=1, age=90_000):
         folder = self.make_report(name)
         last = int(time.time()) - age
-        (folder / "result.json").write_text('{"status":"failed"}')
+        (folder / "result.json").write_text('{"status":"failed","errorCode":10}')
         (folder / "retry.json").write_text(json.dumps({"wrenfallRetry": 1, "attempts": attempts, "firstAttempt": last,
                                                        "lastAttempt": last, "retryAfter": 0}))
         return folder
