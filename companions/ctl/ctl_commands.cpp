@@ -214,7 +214,7 @@ int prune(const CtlOptions& options, const fs::path& store) {
   if (options.json) {
     print_text(TextStream::kOutput, json_document(pruned_json(store, pruned, options.dry_run)));
   } else if (pruned.empty()) {
-    print_text(TextStream::kOutput, "no reports\n");
+    print_text(TextStream::kOutput, "nothing to remove\n");
   }
   return WRENFALL_OK;
 }

@@ -99,8 +99,9 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, Wanted wante
   request.on_wait = waiting;
   request.rules.undecided = Undecided::kStaysPending;
   if (wanted != Wanted::kEvery) {
-    request.is_wanted = [&](ReportState state, const CrashData&) {
-      return state == ReportState::kPending || is_waiting(folder, wanted);
+    request.is_wanted = [&](ReportState state, const CrashData& record) {
+      return state == ReportState::kPending ||
+             (is_waiting(folder, wanted) && !has_other_owner(record));
     };
   }
   ActionOutcome outcome{send_folder(http, request, logger), folder};

@@ -27,9 +27,9 @@ class Pauses {
 
   std::chrono::seconds after(const DueReportsSent& sent) {
     if (sent.broke_off) {
-      failures_ = after_failed_attempt(failures_, 0, 0);
-      return std::chrono::seconds(
-          std::min(resend_delay(failures_, id_), kLongestPauseAfterFailure));
+      failures_ = after_failed_attempt(failures_, sent.retry_after_s, unix_now());
+      return std::chrono::seconds(std::min(
+          resend_delay(failures_, id_), std::max(kLongestPauseAfterFailure, sent.retry_after_s)));
     }
     failures_ = {};
     const int64_t rest = sent.next_due ? *sent.next_due - unix_now() : kLongestPause;

@@ -31,11 +31,9 @@ void send_one_pending(State& state, const fs::path& folder) {
 
 // Whether a report may be sent again now. Asked under the claim: another thread or process may just
 // have sent it.
-bool is_due_still(const State& state, const fs::path& folder, const CrashData& record) {
+bool is_still_due(const State& state, const fs::path& folder, const CrashData& record) {
   const auto retry = waiting_retry(folder);
-  const bool is_owned = record.ownerPid != 0 && record.ownerPid != current_process_id() &&
-                        is_process_running(record.ownerPid);
-  return state.is_published() && !is_owned && retry &&
+  return state.is_published() && !has_other_owner(record) && retry &&
          is_due(*retry, resend_id(folder), unix_now());
 }
 
@@ -43,7 +41,7 @@ SendOutcome send_one_due(State& state, const fs::path& folder) {
   SendRequest request;
   request.folder = folder;
   request.is_wanted = [&](ReportState, const CrashData& record) {
-    return is_due_still(state, folder, record);
+    return is_still_due(state, folder, record);
   };
   return send_logged(state, std::move(request));
 }
@@ -86,6 +84,7 @@ DueReportsSent send_due_reports(State& state) {
     try {
       const SendOutcome outcome = send_one_due(state, folder);
       sent.broke_off = outcome.retry && outcome.upload.result != WRENFALL_ERROR_FILE;
+      sent.retry_after_s = outcome.upload.retry_after_s;
     } catch (const std::exception& error) {
       log_broken_off(state, folder, error);
     }

@@ -24,6 +24,7 @@ void send_pending_reports(State& state);
 // others would fail like it. Throws DirectoryIterationError.
 struct DueReportsSent {
   bool broke_off = false;
+  int64_t retry_after_s = 0;        // for how long the service then asked to wait
   std::optional<int64_t> next_due;  // of those that were not due, in seconds since 1970
 };
 DueReportsSent send_due_reports(State& state);

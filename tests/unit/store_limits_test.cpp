@@ -87,6 +87,8 @@ TEST(Resend, GivesUpAfterThirtyAttemptsOrFourteenDays) {
   EXPECT_FALSE(is_given_up(second, kNow + 14 * kDay - 1));
   EXPECT_TRUE(is_given_up(second, kNow + 14 * kDay));
   EXPECT_FALSE(is_given_up(second, kNow - 100 * kDay));
+  // The clock said 1970 at the first attempt.
+  EXPECT_FALSE(is_given_up(after_failed_attempt(retry(1, 60), 0, kNow), kNow));
 }
 
 TEST(RetryAfter, TakesSecondsAndDates) {
@@ -293,6 +295,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
       {"the last attempt", no_answer("down"), 29, kDay, Outcome::kDeleted},
       {"the last day", no_answer("down"), 2, 14 * kDay, Outcome::kDeleted},
       {"the host's own file", no_answer("down"), -2, 0, Outcome::kPending},
+      {"a damaged file of ours", no_answer("down"), -3, 0, Outcome::kKept},
   };
   for (const auto& row : rows) {
     const TempDir dir;
@@ -305,6 +308,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
       ASSERT_TRUE(write_retry(folder, {row.attempts, unix_now() - row.first_ago, 1, 0}));
     }
     if (row.attempts == -2) put_file(folder / "retry.json", "{}");
+    if (row.attempts == -3) put_file(folder / "retry.json", R"({"attempts":1,"fir)");
     FakeHttpClient http({row.answer});
     CaptureLog log;
     Logger silent;
@@ -317,7 +321,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
     EXPECT_EQ(PendingReports(dir.path()).list().size(), row.outcome == Outcome::kPending ? 1u : 0u)
         << row.what;
     if (!waits) continue;
-    EXPECT_EQ(waits->attempts, row.attempts + 1) << row.what;
+    EXPECT_EQ(waits->attempts, row.attempts == -3 ? 2 : row.attempts + 1) << row.what;
     EXPECT_EQ(waits->retry_after, row.answer.retry_after.empty() ? 0 : 7200) << row.what;
     EXPECT_NEAR(static_cast<double>(waits->last_attempt), static_cast<double>(unix_now()), 60);
     EXPECT_EQ(kept_reports(dir.path(), waits->last_attempt).next_due, due_time(*waits, "report"));

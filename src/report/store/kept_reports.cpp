@@ -8,6 +8,7 @@
 #include "report/store/resend_schedule.h"
 #include "report/store/retry_file.h"
 #include "report/store/upload_result.h"
+#include "support/process.h"
 
 namespace wrenfall {
 
@@ -24,6 +25,11 @@ std::optional<RetryState> waiting_retry(const fs::path& folder) {
   last.http_status = result.httpStatus;
   if (!is_worth_resending(last)) return std::nullopt;
   return state;
+}
+
+bool has_other_owner(const CrashData& record) {
+  return record.ownerPid != 0 && record.ownerPid != current_process_id() &&
+         is_process_running(record.ownerPid);
 }
 
 KeptReports kept_reports(const fs::path& store, int64_t now) {

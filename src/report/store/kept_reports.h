@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "report/store/crash_data.h"
 #include "report/store/resend_schedule.h"
 
 namespace wrenfall {
@@ -13,6 +14,9 @@ namespace wrenfall {
 // The retry state of a report that failed and was kept, and waits for its next attempt. Nothing for
 // every other folder: one that is pending, was sent, or was discarded.
 std::optional<RetryState> waiting_retry(const std::filesystem::path& folder);
+
+// Whether a running process other than this one works on the report, as its record says.
+bool has_other_owner(const CrashData& record);
 
 struct KeptReports {
   std::vector<std::filesystem::path> due;  // at `now`, the oldest report first

@@ -14,6 +14,9 @@ constexpr int64_t kClockCorrection = 5 * kMinute;
 
 // RFC 9110.
 constexpr int32_t kHttpProxyAuthenticationRequired = 407;
+// 2026-01-01. A clock that says less is wrong, as that of a machine with an empty battery.
+constexpr int64_t kEarliestTime = 1767225600;
+
 constexpr int32_t kHttpRequestTimeout = 408;
 
 // A number from 0 to 2^32 - 1 that looks random, always the same for the same report and attempt.
@@ -72,7 +75,7 @@ bool is_due(const RetryState& state, std::string_view report_id, int64_t now) {
 }
 
 RetryState after_failed_attempt(RetryState state, int64_t retry_after, int64_t now) {
-  if (state.attempts <= 0) state.first_attempt = now;
+  if (state.attempts <= 0 || state.first_attempt < kEarliestTime) state.first_attempt = now;
   state.attempts = std::clamp(state.attempts, 0, kMaxResendAttempts - 1) + 1;
   state.last_attempt = now;
   state.retry_after = std::max<int64_t>(retry_after, 0);
