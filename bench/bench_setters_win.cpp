@@ -187,5 +187,12 @@ int main() {
   BareHeartbeat heart;
   bench::compare(
       "wrenfall_heartbeat", 1, 1.5, {21, 20000}, [&] { heart.beat(); }, wrenfall_heartbeat);
+  // Beside a heartbeat alone, of which a resume consists.
+  bench::compare(
+      "wrenfall_hang_pause and _resume", 1, 2, {21, 20000}, [&] { heart.beat(); },
+      [] {
+        wrenfall_hang_pause();
+        static_cast<void>(wrenfall_hang_resume());
+      });
   return 0;
 }

@@ -28,7 +28,7 @@
  * | `new` without memory | #WRENFALL_CODE_NEW |
  *
  * Where an exception derived from std::exception led to std::terminate, its `what()` is the report's
- * attribute `wrenfall.what`.
+ * attribute `wrenfall.what`, unless 64 other attributes are held.
  *
  * What the runtime decides:
  *  - Microsoft's runtime keeps the handler of std::terminate for each thread. A thread that did not

@@ -122,8 +122,7 @@ void Watchdog::note_signs_of_life(const WindowAnswers& answers, Clock::time_poin
 bool Watchdog::is_held(std::unique_lock<std::mutex>& lock) {
   const bool paused = holds_.pauses != nullptr && holds_.pauses->any();
   if (!paused && !(holds_.debugger_attached && holds_.debugger_attached())) return false;
-  const AwakeClock::time_point now = AwakeClock::now();
-  tracker_.all_beat(now);
+  tracker_.all_beat(AwakeClock::now());
   bool& told = paused ? told_of_pause_ : told_of_debugger_;
   if (told) return true;
   told = true;

@@ -1,1 +1,2 @@
-#include <wrenfall/wrenfall.h>
+// Includes wrenfall.h first.
+#include <wrenfall/wrenfall.hpp>
