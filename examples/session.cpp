@@ -77,9 +77,15 @@ int main() {
                                       .upload_policy(WRENFALL_UPLOAD_MANUAL)
                                       .hang_detection(kThresholdMs)
                                       .breadcrumbs(20)
+                                      .retention(100, 30, 500ull * 1024 * 1024)
+                                      .resend()
+                                      .report_limit(10, 600)
                                       .attribute("language", "C++"));
   if (!check("init", session.result())) return 1;
   check("second session", wrenfall::Session({"127", "Session", "2.0"}).result());
+  const wrenfall::LastRun last_run;
+  check("last run", last_run.result());
+  std::printf("last run: %u\n", static_cast<unsigned>(last_run.record().state));
   wrenfall::set_user("customer 4711").ignore();
   check("attribute without a name", wrenfall::set_attribute("", "value"));
   std::thread(work).join();

@@ -216,6 +216,27 @@ inline Result remove_attachment(const char* path) { return wrenfall_remove_attac
 /** See wrenfall_capture_report. */
 inline Result capture_report() { return wrenfall_capture_report(); }
 
+/** What is known of the run before this one, see wrenfall_get_last_run. */
+class LastRun {
+ public:
+  /** Asks. */
+  LastRun() : record_(), result_(ask(&record_)) {}
+
+  /** What wrenfall_get_last_run returned. */
+  Result result() const noexcept { return result_; }
+  /** What it filled in; all zero but its size where it failed. */
+  const wrenfall_last_run& record() const noexcept { return record_; }
+
+ private:
+  static wrenfall_result ask(wrenfall_last_run* record) {
+    record->size = sizeof *record;
+    return wrenfall_get_last_run(record);
+  }
+
+  wrenfall_last_run record_;
+  Result result_;
+};
+
 /** See wrenfall_post_pending_reports_async. */
 inline Result post_pending_reports_async() { return wrenfall_post_pending_reports_async(); }
 

@@ -145,7 +145,7 @@ class CrashTest(EndToEndTest):
     def test_example_in_cpp(self):
         example = wine(BIN / "session.exe", windows_path(self.store), stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         lines = example.communicate(timeout=120)[0].decode().split("\r\n")
-        self.assertEqual(["1 left", "attribute without a name: something that is required is missing",
+        self.assertEqual(["1 left", "attribute without a name: something that is required is missing", "last run: 0",
                           "pending: a capture", "pending: a report of its own", "posted, HTTP status 0",
                           "second session: the library is initialized already"], sorted(filter(None, lines)))
         self.assertIn("INFO wrenfall shutdown\n", self.log())
