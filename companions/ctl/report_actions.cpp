@@ -41,6 +41,8 @@ const char* reason_text(NotSent reason) {
       return "the record is damaged";
     case NotSent::kUnreadable:
       return "the record cannot be opened";
+    case NotSent::kNoConsent:
+      return "the user has refused that reports are sent";
     default:
       return "";
   }
@@ -57,6 +59,9 @@ const char* advice_after_refusal(NotSent reason) {
       return "Nothing was sent, and the folder is kept. A report whose record is damaged can only "
              "be "
              "discarded.";
+    case NotSent::kNoConsent:
+      return "Nothing was sent, and the report is kept. Only the application can ask the user "
+             "again.";
     case NotSent::kUnreadable:
       return "Nothing was sent, and the folder is kept. Try again when no other program works on "
              "it.";
@@ -108,7 +113,7 @@ ActionOutcome send_report(HttpClient* http, const fs::path& folder, Wanted wante
   outcome.kept = is_folder(folder);
   if (outcome.not_sent) {
     outcome.upload.error = reason_text(*outcome.not_sent);
-    outcome.wanted = wanted == Wanted::kEvery;
+    outcome.wanted = wanted == Wanted::kEvery || outcome.not_sent == NotSent::kNoConsent;
   } else {
     log_outcome(outcome, logger);
   }

@@ -5,6 +5,7 @@
 
 #include "monitor/record_from_annotations.h"
 #include "monitor/report_folder.h"
+#include "report/store/consent.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
@@ -143,6 +144,12 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
 
 void DumpCollector::make_report(const fs::path& file, ClaimedDump& dump,
                                 const minidump::DumpFacts& facts) {
+  if (drops_reports(places_.store, limits_)) {
+    logger_.warn("Dump dropped, the user has refused that reports are sent: process %llu",
+                 static_cast<unsigned long long>(process_of(facts)->process_id));
+    remove_dropped(file, dump, facts);
+    return;
+  }
   const Admission admission = admit_report(places_.store, limits_.report_limit);
   if (!admission.admitted) {
     drop(file, dump, facts);
@@ -161,13 +168,19 @@ void DumpCollector::make_report(const fs::path& file, ClaimedDump& dump,
 
 void DumpCollector::drop(const fs::path& file, ClaimedDump& dump,
                          const minidump::DumpFacts& facts) {
-  dump.release();
-  const bool removed = remove_file(file);
-  logger_.warn("Dump dropped, more than %lu reports in %lu seconds: process %llu%s",
+  logger_.warn("Dump dropped, more than %lu reports in %lu seconds: process %llu",
                static_cast<unsigned long>(limits_.report_limit.count),
                static_cast<unsigned long>(limits_.report_limit.seconds),
-               static_cast<unsigned long long>(process_of(facts)->process_id),
-               removed ? "" : " (its file could not be deleted)");
+               static_cast<unsigned long long>(process_of(facts)->process_id));
+  remove_dropped(file, dump, facts);
+}
+
+void DumpCollector::remove_dropped(const fs::path& file, ClaimedDump& dump,
+                                   const minidump::DumpFacts& facts) {
+  dump.release();
+  if (!remove_file(file)) {
+    logger_.warn("Dropped dump not deleted: %s", path_to_utf8(file).c_str());
+  }
   terminate_if_asked(facts);
 }
 

@@ -86,6 +86,8 @@ class DumpCollector {
   void make_report(const std::filesystem::path& file, ClaimedDump& dump,
                    const minidump::DumpFacts& facts);
   void drop(const std::filesystem::path& file, ClaimedDump& dump, const minidump::DumpFacts& facts);
+  void remove_dropped(const std::filesystem::path& file, ClaimedDump& dump,
+                      const minidump::DumpFacts& facts);
   bool is_for_us(const ProcessIdentity& process, bool adoptable) const;
   bool is_host(const ProcessIdentity& process) const;
   // Both are false when the folder is still half made.

@@ -14,6 +14,7 @@ constexpr size_t kMaxErrorBytes = 2000;  // some services answer with whole web 
 constexpr size_t kMaxAddressBytes = 2000;
 
 Text reason_for(const SendOutcome& outcome) {
+  if (outcome.not_sent == NotSent::kNoConsent) return Text::kFailedOtherwise;
   if (outcome.not_sent) return outcome.kept ? Text::kUnreadable : Text::kGone;
   switch (outcome.upload.result) {
     case WRENFALL_ERROR_INVALID_ARGUMENT:

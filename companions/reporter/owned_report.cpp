@@ -6,6 +6,7 @@
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "report/store/report_store.h"
+#include "report/store/upload_policy.h"
 #include "reporter/field_text.h"
 #include "support/files.h"
 #include "support/process.h"
@@ -82,10 +83,13 @@ SendOutcome OwnedReport::send(HttpClient* http) {
   request.folder = folder_;
   request.edits.owner_pid = current_process_id();
   request.rules.undecided = Undecided::kStaysPending;
+  request.at_somebodys_word = record_.uploadPolicy != kPolicyQuiet;
   const SendOutcome outcome = try_send(http, request, logger_);
   const std::string name = path_to_utf8(folder_);
   if (outcome.not_sent == NotSent::kUnreadable || outcome.not_sent == NotSent::kDamaged) {
     logger_.warn("Report not sent: the record of %s cannot be read", name.c_str());
+  } else if (outcome.not_sent == NotSent::kNoConsent) {
+    logger_.info("Report not sent, the user has not agreed: %s", name.c_str());
   } else if (outcome.not_sent) {
     logger_.warn("Report not sent: %s is not there any more", name.c_str());
   } else if (outcome.upload.result == WRENFALL_OK) {

@@ -11,6 +11,7 @@
 
 #include "common/program_io.h"
 #include "common/program_start.h"
+#include "report/store/consent.h"
 #include "report/store/layout.h"
 #include "report/store/upload_policy.h"
 #include "reporter/owned_report.h"
@@ -79,9 +80,14 @@ class Reporter {
       if (!was_waiting) result_ = refuse_folder(folder, logger_);
       return true;
     }
-    const auto result = known_upload_policy(report->record().uploadPolicy) == kPolicyDialog
-                            ? ask(*report)
-                            : send(*report);
+    const std::string policy = known_upload_policy(report->record().uploadPolicy);
+    const uint32_t consent = read_consent(folder.parent_path());
+    if (!may_send(consent, policy != kPolicyQuiet)) {
+      logger_.info("Report not sent, the user has not agreed: %s", path_to_utf8(folder).c_str());
+      return false;
+    }
+    const bool asks = policy == kPolicyDialog && consent != WRENFALL_CONSENT_GIVEN;
+    const auto result = asks ? ask(*report) : send(*report);
     if (!result) return false;
     if (result_ == WRENFALL_OK) result_ = *result;
     return true;

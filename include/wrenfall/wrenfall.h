@@ -104,7 +104,9 @@ enum {
   /** The service answered with an unexpected status, or with an answer that cannot be used. */
   WRENFALL_ERROR_SERVICE = 11,
   /** The service rejected the report, or asked to slow down. */
-  WRENFALL_ERROR_REJECTED = 12
+  WRENFALL_ERROR_REJECTED = 12,
+  /** The user has not agreed to sending, see wrenfall_set_consent. */
+  WRENFALL_ERROR_NO_CONSENT = 13
 };
 
 /* ------------------------------------------------------------------------------------------------
@@ -345,6 +347,10 @@ WRENFALL_API void wrenfall_options_set_resend(wrenfall_options* options, int fla
  * When the clock was set back, reports from the future count as made at this moment. */
 WRENFALL_API void wrenfall_options_set_report_limit(wrenfall_options* options, uint32_t count,
                                                     uint32_t seconds);
+
+/** Whether reports are not even made while the user refuses, see wrenfall_set_consent: 0, the default, is
+ * off, any other value is on. */
+WRENFALL_API void wrenfall_options_set_drop_without_consent(wrenfall_options* options, int flag);
 
 /** How many of the last breadcrumbs travel with a report, see the section on breadcrumbs: at most 200;
  * a larger number counts as 200. 0, the default, turns them off. */
@@ -830,6 +836,7 @@ WRENFALL_API void wrenfall_upload_result_free(wrenfall_upload_result* result);
  * @retval WRENFALL_ERROR_TRANSPORT the service gave no answer
  * @retval WRENFALL_ERROR_SERVICE its answer was a failure, or cannot be used
  * @retval WRENFALL_ERROR_REJECTED it rejected the report, or asked to slow down
+ * @retval WRENFALL_ERROR_NO_CONSENT the user has refused that reports are sent; the report is kept
  */
 WRENFALL_API wrenfall_result wrenfall_send_report(const char* report_folder, const char* user,
                                                   const char* email, const char* description,
@@ -871,6 +878,45 @@ WRENFALL_API wrenfall_result wrenfall_discard_report(const char* report_folder);
  * @retval WRENFALL_ERROR_FILE there is no memory
  */
 WRENFALL_API wrenfall_result wrenfall_post_pending_reports_async(void);
+
+/** What the user has said about sending reports. */
+enum {
+  /** Nothing, or the host does not care: the upload policy alone decides. */
+  WRENFALL_CONSENT_UNKNOWN = 0,
+  /** Reports are sent; with WRENFALL_UPLOAD_DIALOG without asking. */
+  WRENFALL_CONSENT_GIVEN = 1,
+  /** Nothing is sent, by no program. */
+  WRENFALL_CONSENT_REFUSED = 2,
+  /** Nothing is sent by itself. What the user closed the dialog on waits until somebody sends it. */
+  WRENFALL_CONSENT_ASK = 3
+};
+
+/**
+ * Keeps in the store what the user has said about sending reports: a WRENFALL_CONSENT_... value. It is
+ * kept from run to run until another value replaces it; WRENFALL_CONSENT_UNKNOWN, the default, removes it.
+ * The library, the reporter and wrenfallctl look at it before each report that they send, so it counts
+ * for the reports that are there already, too. It does not stop an upload in progress.
+ *
+ * While it is REFUSED, reports are still made and kept, unless
+ * wrenfall_options_set_drop_without_consent turned that off. Then dumps are deleted, and the functions
+ * that post host-made reports make none. No dialog is shown. wrenfall_send_report gives
+ * WRENFALL_ERROR_NO_CONSENT and leaves the report as it was, and so do the posting functions, which keep
+ * their report as a pending one; wrenfall_post_pending_reports_async and resending send nothing.
+ *
+ * While it is ASK, wrenfall_post_pending_reports_async, resending and the reporter with
+ * WRENFALL_UPLOAD_QUIET send nothing. The dialog, wrenfall_send_report, the posting functions and a
+ * person with wrenfallctl do.
+ *
+ * Blocking: for the disk.
+ *
+ * Threads: any.
+ *
+ * @retval WRENFALL_OK kept
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_INVALID_ARGUMENT a value that is not listed
+ * @retval WRENFALL_ERROR_FILE it could not be written; what was kept before counts
+ */
+WRENFALL_API wrenfall_result wrenfall_set_consent(uint32_t consent);
 
 /** @} */
 

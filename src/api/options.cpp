@@ -147,6 +147,9 @@ void wrenfall_options_set_report_limit(wrenfall_options* options, uint32_t count
   if (options != nullptr) options->limits.report_limit = {count, seconds};
 }
 
+void wrenfall_options_set_drop_without_consent(wrenfall_options* options, int flag) {
+  if (options != nullptr) options->limits.drop_without_consent = flag != 0;
+}
 void wrenfall_options_set_breadcrumbs(wrenfall_options* options, uint32_t count) {
   set_number(options, &wrenfall_options::breadcrumbs, count);
 }

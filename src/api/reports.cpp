@@ -22,6 +22,8 @@ void log_refusal(NotSent reason, const fs::path& folder, Logger& logger) {
   const std::string name = path_to_utf8(folder);
   if (reason == NotSent::kDamaged) {
     logger.warn("The record of %s is damaged", name.c_str());
+  } else if (reason == NotSent::kNoConsent) {
+    logger.warn("Report not sent, the user has refused that: %s", name.c_str());
   } else if (reason == NotSent::kUnreadable) {
     logger.warn("The record of %s cannot be read", name.c_str());
   } else {

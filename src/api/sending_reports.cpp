@@ -20,6 +20,7 @@ namespace {
 void send_one_pending(State& state, const fs::path& folder) {
   SendRequest request;
   request.folder = folder;
+  request.at_somebodys_word = false;
   request.is_wanted = [&state](ReportState report_state, const CrashData& record) {
     // While this thread waited for the claim, another process may have sent the folder, or the host
     // may have shut the library down.
@@ -40,6 +41,7 @@ bool is_still_due(const State& state, const fs::path& folder, const CrashData& r
 SendOutcome send_one_due(State& state, const fs::path& folder) {
   SendRequest request;
   request.folder = folder;
+  request.at_somebodys_word = false;
   request.is_wanted = [&](ReportState, const CrashData& record) {
     return is_still_due(state, folder, record);
   };
@@ -54,6 +56,7 @@ void log_broken_off(State& state, const fs::path& folder, const std::exception& 
 
 SendOutcome send_logged(State& state, SendRequest request) {
   request.retry_rule_logs_to_folder = true;
+  request.store = state.store_dir;
   request.rules.resend = state.configuration.limits.resend;
   SendOutcome outcome = send_folder(make_http_client().get(), request, state.logger);
   // The folder's own log may have been deleted with the folder, so a failure is logged here too.

@@ -22,6 +22,7 @@ inline constexpr char kCrashTypeId[] = "wrenfall.crashTypeId";
 inline constexpr char kSdkVersion[] = "wrenfall.sdkVersion";
 inline constexpr char kSession[] = "wrenfall.session";
 inline constexpr char kRetention[] = "wrenfall.retention";  // these three only where used
+inline constexpr char kDropWithoutConsent[] = "wrenfall.dropWithoutConsent";
 inline constexpr char kResend[] = "wrenfall.resend";
 inline constexpr char kReportLimit[] = "wrenfall.reportLimit";
 

@@ -7,6 +7,7 @@
 #include "report/breadcrumb_file.h"
 #include "report/crash_signature.h"
 #include "report/store/attachments.h"
+#include "report/store/consent.h"
 #include "report/store/layout.h"
 #include "report/store/retry_file.h"
 #include "report/structured_report_json.h"
@@ -57,6 +58,12 @@ bool fill_folder(const PostingContext& context, const fs::path& folder, Contents
 }
 
 UploadResult post(const PostingContext& context, Contents contents) {
+  if (drops_reports(context.store_dir, context.limits)) {
+    context.logger.warn("Report dropped: the user has refused that reports are sent");
+    UploadResult dropped;
+    dropped.result = WRENFALL_ERROR_NO_CONSENT;
+    return dropped;
+  }
   const fs::path folder = context.store_dir / new_uuid();
   if (fill_folder(context, folder, contents)) {
     return post_folder(context, folder, contents.record);

@@ -15,7 +15,8 @@ namespace wrenfall {
 //
 // The result is that of the post, or WRENFALL_ERROR_FILE when the main file could not be written;
 // then no folder stays behind. Where there are more reports than the limit allows, nothing is made, and
-// the result is WRENFALL_ERROR_LIMIT_REACHED; feedback is never limited.
+// the result is WRENFALL_ERROR_LIMIT_REACHED; feedback is never limited. Nor is anything made while the
+// user refuses and the host wants nothing made then; the result is WRENFALL_ERROR_NO_CONSENT.
 
 // With a crash signature, made from the crashing thread, where `with_signature` says so.
 UploadResult post_structured_report(const PostingContext& context, const CrashData& facts,

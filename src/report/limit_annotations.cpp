@@ -53,6 +53,7 @@ void add_limit_annotations(const StoreLimits& limits,
         joined(retention.max_reports, retention.max_age_days, retention.max_bytes);
   }
   if (limits.resend) annotations[annotation::kResend] = kOn;
+  if (limits.drop_without_consent) annotations[annotation::kDropWithoutConsent] = kOn;
   if (limits.report_limit.any()) {
     annotations[annotation::kReportLimit] =
         joined(limits.report_limit.count, limits.report_limit.seconds);
@@ -62,6 +63,8 @@ void add_limit_annotations(const StoreLimits& limits,
 void take_limit_annotation(const std::string& key, const std::string& value, StoreLimits& limits) {
   if (key == annotation::kResend) {
     limits.resend = value == kOn;
+  } else if (key == annotation::kDropWithoutConsent) {
+    limits.drop_without_consent = value == kOn;
   } else if (key == annotation::kRetention) {
     if (const auto numbers = split(value, 3)) {
       limits.retention = {small((*numbers)[0]), small((*numbers)[1]), (*numbers)[2]};

@@ -4,6 +4,7 @@
 
 #include "report/delivery.h"
 #include "report/fact_annotations.h"
+#include "report/store/consent.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "support/clock.h"
@@ -55,6 +56,11 @@ CrashData make_record(const CrashData& facts, const std::string& report_kind,
 UploadResult post_folder(const PostingContext& context, const std::filesystem::path& folder,
                          CrashData& record) {
   if (context.upload_policy == WRENFALL_UPLOAD_MANUAL) return store_folder(context, folder, record);
+  if (!may_send(read_consent(context.store_dir), true)) {
+    UploadResult outcome = store_folder(context, folder, record);
+    if (outcome.result == WRENFALL_OK) outcome.result = WRENFALL_ERROR_NO_CONSENT;
+    return outcome;
+  }
   // Hold the claim, so that no process that finds the report meanwhile sends it too. Save the
   // record first: if this process ends during the upload, the next start finds the report pending.
   // A report whose record cannot be saved is still sent from here.

@@ -34,7 +34,8 @@ CrashData make_record(const CrashData& facts, const std::string& report_kind,
 
 // Posts a report folder that is complete except for its record. With policy "manual" the record is
 // saved without an owner, and the report waits as pending; the result is then WRENFALL_OK. When it
-// cannot be saved the folder is removed again, and the result is WRENFALL_ERROR_FILE. Otherwise the
+// cannot be saved the folder is removed again, and the result is WRENFALL_ERROR_FILE. While the user
+// refuses, the same is done with any policy, and the result is WRENFALL_ERROR_NO_CONSENT. Otherwise the
 // record is saved, owned by this process, and the folder is sent at once; the retry rule logs to
 // the library's log. Blocks for an upload.
 UploadResult post_folder(const PostingContext& context, const std::filesystem::path& folder,

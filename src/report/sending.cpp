@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "report/store/consent.h"
 #include "report/store/folder_claim.h"
 #include "report/store/kept_reports.h"
 #include "report/store/layout.h"
@@ -42,6 +43,8 @@ wrenfall_result result_of(NotSent reason) {
       return WRENFALL_ERROR_FILE;
     case NotSent::kNotWanted:
       return WRENFALL_OK;
+    case NotSent::kNoConsent:
+      return WRENFALL_ERROR_NO_CONSENT;
     default:
       return WRENFALL_ERROR_INVALID_ARGUMENT;
   }
@@ -53,6 +56,11 @@ SendOutcome refuse(const fs::path& folder, NotSent reason) {
   outcome.not_sent = reason;
   outcome.kept = path_exists(folder / kCrashDataFile);
   return outcome;
+}
+
+bool has_consent(const SendRequest& request) {
+  const fs::path store = request.store.empty() ? request.folder.parent_path() : request.store;
+  return may_send(read_consent(store), request.at_somebodys_word);
 }
 
 void apply(const RecordEdits& edits, CrashData& record) {
@@ -77,6 +85,7 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
   if (request.is_wanted && !request.is_wanted(state_of_report(folder, record.ownerPid), record)) {
     return refuse(folder, NotSent::kNotWanted);
   }
+  if (!has_consent(request)) return refuse(folder, NotSent::kNoConsent);
   apply(request.edits, record);
   if (!save(folder, record)) {
     logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());

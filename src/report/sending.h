@@ -31,6 +31,7 @@ enum class NotSent {
   kDamaged,     // the record is not a JSON object
   kUnreadable,  // the record cannot be opened at present
   kNotWanted,   // its state is no longer the one that the sender asked for
+  kNoConsent,   // the user has not agreed to sending
 };
 
 struct SendRequest {
@@ -39,6 +40,11 @@ struct SendRequest {
   // Asked once the claim is held, because the folder may have changed by then. When empty, every
   // folder is wanted.
   std::function<bool(ReportState state, const CrashData& record)> is_wanted;
+  // Whether a person, or the host by its own call, wants just this report sent. Otherwise it stays
+  // where the user is to be asked first.
+  bool at_somebodys_word = true;
+  // Whose consent counts; empty is the folder that the report lies in.
+  std::filesystem::path store;
   // Told once before the call waits for another thread or process that sends or deletes the folder.
   std::function<void()> on_wait;
   // Where the retry rule logs: the folder's own log, which goes with the folder, or the caller's.

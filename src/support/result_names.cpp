@@ -38,6 +38,7 @@ constexpr ResultText kResults[] = {
      "the service answered with a failure, or with something that cannot be used"},
     {WRENFALL_ERROR_REJECTED, "WRENFALL_ERROR_REJECTED",
      "the service rejected the report, or asked to slow down"},
+    {WRENFALL_ERROR_NO_CONSENT, "WRENFALL_ERROR_NO_CONSENT", "the user has not agreed to sending"},
 };
 
 const ResultText& text_of(wrenfall_result result) {

@@ -68,6 +68,7 @@ static void test_not_initialized(void) {
   CHECK_INT(0, wrenfall_hang_resume());
   CHECK_INT(1, wrenfall_hang_resume());
   CHECK_INT(3, wrenfall_get_last_run(NULL));
+  CHECK_INT(3, wrenfall_set_consent(1));
   wrenfall_shutdown();
   CHECK(!wrenfall_is_initialized());
 }
@@ -101,6 +102,7 @@ static void test_null_objects(void) {
   wrenfall_options_set_resend(NULL, 1);
   wrenfall_options_set_report_limit(NULL, 1, 1);
   wrenfall_options_set_breadcrumbs(NULL, 1);
+  wrenfall_options_set_drop_without_consent(NULL, 1);
   wrenfall_options_set_on_crash(NULL, NULL, NULL);
   wrenfall_options_set_logger(NULL, NULL, NULL);
   options = wrenfall_options_new("d", NULL, NULL);
@@ -234,6 +236,8 @@ static void test_initialized(int round) {
   CHECK(wrenfall_report_list_json(list, UINT32_MAX) == NULL);
   wrenfall_report_list_free(list);
   test_last_run(round);
+  CHECK_INT(1, wrenfall_set_consent(4));
+  CHECK_INT(0, wrenfall_set_consent(WRENFALL_CONSENT_UNKNOWN));
   test_wrong_folders();
   CHECK_INT(WRENFALL_OK, wrenfall_post_pending_reports_async());
   wrenfall_shutdown();

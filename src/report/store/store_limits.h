@@ -11,6 +11,7 @@ struct StoreLimits {
   RetentionLimits retention;
   bool resend = false;
   ReportLimit report_limit;
+  bool drop_without_consent = false;  // no report is made while the user refuses
 };
 
 }  // namespace wrenfall

@@ -1,0 +1,36 @@
+#ifndef WRENFALL_REPORT_STORE_CONSENT_H_
+#define WRENFALL_REPORT_STORE_CONSENT_H_
+
+#include <wrenfall/wrenfall.h>
+
+#include <cstdint>
+#include <filesystem>
+
+#include "report/store/store_limits.h"
+
+namespace wrenfall {
+
+// "consent.json" in the store, {"consent":"given"}, "refused" or "ask": what the user has said about
+// sending reports. It is there once the host has said it, and every program that sends looks at it right
+// before it does. A file that cannot be read counts as "ask", so that nothing is sent by mistake.
+
+// A WRENFALL_CONSENT_... value; unknown without a file.
+uint32_t read_consent(const std::filesystem::path& store);
+
+// Unknown removes the file. False when that, or writing it, failed, or the value is none of the listed.
+bool write_consent(const std::filesystem::path& store, uint32_t consent);
+
+// Whether a report may be sent: at somebody's word, or by a program on its own.
+inline bool may_send(uint32_t consent, bool at_somebodys_word) {
+  return consent != WRENFALL_CONSENT_REFUSED &&
+         (at_somebodys_word || consent != WRENFALL_CONSENT_ASK);
+}
+
+// Whether no report is even made now.
+inline bool drops_reports(const std::filesystem::path& store, const StoreLimits& limits) {
+  return limits.drop_without_consent && read_consent(store) == WRENFALL_CONSENT_REFUSED;
+}
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_REPORT_STORE_CONSENT_H_
