@@ -105,7 +105,7 @@ class KeepTest(Keeping):
         host = self.host(retention=(3, 0, 0))
         wait_for(lambda: len(self.report_folders()) == 3, what="the monitor's pruning")
         self.assertEqual([f"report {number}" for number in (7, 8, 9)], [path.name for path in self.report_folders()])
-        self.assertEqual(7, self.log().count("INFO Report removed, more than 3 reports: "), self.log())
+        wait_for(lambda: self.log().count("INFO Report removed, more than 3 reports: ") == 7, what="the lines")
         self.assertEqual("0", host.do("capture"))
         wait_for(lambda: "report 7" not in str(self.report_folders()), what="the pruning after a capture")
         for _ in range(4):
@@ -165,6 +165,7 @@ class KeepAndSendTest(Keeping, ServiceTest):
         self.service.fail("first", raw=SLOW_DOWN)
         host.do("post_pending")
         wait_for(lambda: len(self.attempts()) == 2, what="the attempts")
+        host.close()  # it would send by itself
         self.service.clear_faults()
         waiting = self.ctl("list")["reports"]
         self.assertEqual(["waiting"] * 2, [report["state"] for report in waiting])
