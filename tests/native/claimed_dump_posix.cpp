@@ -1,13 +1,10 @@
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 
 #include "monitor/claimed_dump.h"
@@ -15,13 +12,12 @@
 namespace wrenfall::monitor {
 namespace {
 
-// Beside the descriptor the name, for renaming.
-struct OpenFile {
-  int descriptor;
-  std::string name;
-};
+namespace fs = std::filesystem;
 
-OpenFile& open_file(void* file) { return *static_cast<OpenFile*>(file); }
+std::FILE* stream_of(void* file) { return static_cast<std::FILE*>(file); }
+
+// A link to the open file, which follows it when it is renamed.
+fs::path link_to(void* file) { return "/proc/self/fd/" + std::to_string(fileno(stream_of(file))); }
 
 // A read lease is refused while the file is open for writing anywhere.
 bool is_being_written(int descriptor) {
@@ -30,43 +26,34 @@ bool is_being_written(int descriptor) {
   return false;
 }
 
+bool claim(int descriptor) {
+  return !is_being_written(descriptor) && flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+}
+
 }  // namespace
 
-void ClaimedDump::Closer::operator()(void* file) const {
-  close(open_file(file).descriptor);
-  delete &open_file(file);
-}
+void ClaimedDump::Closer::operator()(void* file) const { std::fclose(stream_of(file)); }
 
-ClaimedDump::ClaimedDump(const std::filesystem::path& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
-    error_ = static_cast<uint32_t>(errno);
-    state_ = errno == ENOENT || errno == ENOTDIR ? State::kGone : State::kFailed;
+ClaimedDump::ClaimedDump(const fs::path& path) : file_(std::fopen(path.c_str(), "re")) {
+  if (file_ && claim(fileno(stream_of(file_.get())))) {
+    state_ = State::kClaimed;
     return;
   }
-  file_.reset(new OpenFile{descriptor, path.native()});
-  if (is_being_written(descriptor) || flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-    error_ = static_cast<uint32_t>(errno);
-    state_ = State::kBusy;
-    file_.reset();
-    return;
-  }
-  state_ = State::kClaimed;
+  error_ = static_cast<uint32_t>(errno);
+  if (file_) state_ = State::kBusy;
+  if (!file_ && (errno == ENOENT || errno == ENOTDIR)) state_ = State::kGone;
+  file_.reset();
 }
 
-uint64_t ClaimedDump::size() const {
-  struct stat status {};
-  fstat(open_file(file_.get()).descriptor, &status);
-  return static_cast<uint64_t>(status.st_size);
-}
+uint64_t ClaimedDump::size() const { return fs::file_size(link_to(file_.get())); }
 
 bool ClaimedDump::read_at(uint64_t offset, void* buffer, size_t size) const {
-  return pread(open_file(file_.get()).descriptor, buffer, size, static_cast<off_t>(offset)) ==
+  return pread(fileno(stream_of(file_.get())), buffer, size, static_cast<off_t>(offset)) ==
          static_cast<ssize_t>(size);
 }
 
 bool ClaimedDump::write_at(uint64_t offset, const void* data, size_t size) {
-  const int descriptor = open(open_file(file_.get()).name.c_str(), O_WRONLY | O_CLOEXEC);
+  const int descriptor = open(link_to(file_.get()).c_str(), O_WRONLY | O_CLOEXEC);
   const ssize_t done =
       descriptor < 0 ? -1 : pwrite(descriptor, data, size, static_cast<off_t>(offset));
   error_ = static_cast<uint32_t>(errno);
@@ -81,17 +68,13 @@ minidump::ReadAt ClaimedDump::reader() const {
 }
 
 std::chrono::seconds ClaimedDump::age() const {
-  struct stat status {};
-  if (fstat(open_file(file_.get()).descriptor, &status) != 0) return std::chrono::seconds(0);
-  return std::chrono::seconds(std::abs(std::time(nullptr) - status.st_mtime));
+  const auto age = fs::file_time_type::clock::now() - fs::last_write_time(link_to(file_.get()));
+  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::abs(age));
 }
 
-bool ClaimedDump::move_to(const std::filesystem::path& target) {
-  OpenFile& file = open_file(file_.get());
-  if (std::rename(file.name.c_str(), target.c_str()) == 0) {
-    file.name = target.native();
-    return true;
-  }
+bool ClaimedDump::move_to(const fs::path& target) {
+  const fs::path name = fs::read_symlink(link_to(file_.get()));
+  if (std::rename(name.c_str(), target.c_str()) == 0) return true;
   error_ = static_cast<uint32_t>(errno);
   return false;
 }

@@ -15,6 +15,9 @@ namespace wrenfall {
 
 namespace fs = std::filesystem;
 
+// That of the last call, for those that want a place for one.
+static thread_local std::error_code last_error;
+
 // Not with std::filesystem, which ends the process when it finds no memory for its iterator.
 std::vector<fs::path> list_folder(const fs::path& folder, bool* opened) {
   std::vector<fs::path> entries;
@@ -27,35 +30,22 @@ std::vector<fs::path> list_folder(const fs::path& folder, bool* opened) {
   return entries;
 }
 
-bool path_exists(const fs::path& path) {
-  std::error_code error;
-  return fs::exists(fs::symlink_status(path, error));
-}
+bool path_exists(const fs::path& path) { return fs::exists(fs::symlink_status(path, last_error)); }
 
 bool is_file(const fs::path& path) { return path_exists(path) && !is_folder(path); }
 
-bool is_folder(const fs::path& path) {
-  std::error_code error;
-  return fs::is_directory(path, error);
-}
+bool is_folder(const fs::path& path) { return fs::is_directory(path, last_error); }
 
-bool is_link(const fs::path& path) {
-  std::error_code error;
-  return fs::is_symlink(path, error);
-}
+bool is_link(const fs::path& path) { return fs::is_symlink(path, last_error); }
 
 bool remove_entry(const fs::path& path) {
-  std::error_code error;
-  fs::remove_all(path, error);
-  return !error;
+  fs::remove_all(path, last_error);
+  return !last_error;
 }
 
 bool remove_folder(const fs::path& folder) { return !is_file(folder) && remove_entry(folder); }
 
-bool is_disk_file(const fs::path& path) {
-  std::error_code error;
-  return fs::is_regular_file(path, error);
-}
+bool is_disk_file(const fs::path& path) { return fs::is_regular_file(path, last_error); }
 
 bool read_file(const fs::path& path, std::string& bytes, uint64_t max_bytes) {
   std::ifstream stream(path, std::ios::binary);
@@ -65,9 +55,8 @@ bool read_file(const fs::path& path, std::string& bytes, uint64_t max_bytes) {
 }
 
 bool replace_file(const fs::path& from, const fs::path& to) {
-  std::error_code error;
-  fs::rename(from, to, error);
-  return !error;
+  fs::rename(from, to, last_error);
+  return !last_error;
 }
 
 bool append_to_file(const fs::path& path, std::string_view bytes) {
@@ -94,8 +83,7 @@ int64_t file_time_now() {
 }
 
 bool copy_file_over(const fs::path& from, const fs::path& to) {
-  std::error_code error;
-  return fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) && !error;
+  return fs::copy_file(from, to, fs::copy_options::overwrite_existing, last_error) && !last_error;
 }
 
 }  // namespace wrenfall
