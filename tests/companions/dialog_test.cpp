@@ -96,16 +96,11 @@ TEST(OutcomeText, ExplainsEveryResult) {
 TEST(SupportPage, IsOpenedOnlyWhenItIsAPlainWebAddress) {
   const char* const opened[] = {"https://a.example/x?y=1&z=%20#p", "HTTP://a"};
   const char* const shown[] = {
-      "https://",
-      "https:/a",
-      "httpsx://a",
-      "file:///c:/windows/system32/calc.exe",
-      " https://a",
-      "https://a b",
-      "https://a\"--flag",
-      "https://a\n",
-      "https://a\\\\b",
-      "https://\xC3\xBC",
+      "https://",          "https:/a",
+      "httpsx://a",        "file:///c:/windows/system32/calc.exe",
+      " https://a",        "https://a b",
+      "https://a\"--flag", "https://a\n",
+      "https://a\\\\b",    "https://\xC3\xBC",
   };
   EXPECT_EQ(support_page_for("", true), SupportPage::kNone);
   EXPECT_EQ(support_page_for("https://" + std::string(2000, 'a'), true), SupportPage::kShow);

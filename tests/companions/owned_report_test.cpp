@@ -16,22 +16,17 @@ namespace wrenfall::reporter {
 namespace {
 
 TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
-  const HttpResponse located = answer(200, R"({"status":"success","url":"https://127.0.0.1/x"})");
-  using Answers = std::vector<HttpResponse>;
-  const auto commit = [&located](const char* text) {
-    return Answers{located, answer(200, ""), answer(200, text)};
-  };
   const auto pending = ReportState::kPending, decided = ReportState::kHasResult;
   const struct {
-    Answers answers;  // none: memory is short
+    std::vector<HttpResponse> answers;  // none: memory is short
     wrenfall_result result;
     std::optional<ReportState> state;  // none: deleted
     const char* log;
   } rows[] = {
-      {commit(R"({"status":"success"})"), WRENFALL_OK, {}, "Report sent"},
+      {commit_answered(answer(200, R"({"status":"success"})")), WRENFALL_OK, {}, "Report sent"},
       {{answer(503, "")}, WRENFALL_ERROR_SERVICE, decided, "Incremented retry count to 1"},
       // An id that is no number raises an exception in the upload, which becomes a result.
-      {commit(R"({"status":"success","crashId":"x"})"),
+      {commit_answered(answer(200, R"({"status":"success","crashId":"x"})")),
        WRENFALL_ERROR_SERVICE,
        {},
        "Permanent HTTP error 200"},
@@ -43,8 +38,7 @@ TEST(OwnedReport, TakesTheReportOverAndGivesItBackWhenItIsKept) {
     const TempDir store;
     const std::filesystem::path folder = store.path() / utf8_to_path("r\xC3\xA9port 1");
     Logger logger(store.path() / "Wrenfall.log");
-    CrashData record;
-    record.database = record.appName = record.appVersion = record.crashTypeId = "1";
+    CrashData record = complete_record();
     record.ownerPid = 4;  // as if another process had it
     ASSERT_TRUE(save(folder, record));
     put_file(folder / "result.json", "{}");  // of an earlier attempt

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "report/store/crash_data.h"
 #include "upload/http_client.h"
 
 namespace wrenfall {
@@ -19,6 +20,19 @@ inline HttpResponse answer(int32_t status, std::string body) {
 
 inline HttpResponse no_answer(std::string error) {
   return {WRENFALL_ERROR_TRANSPORT, 0, "", std::move(error)};
+}
+
+// The answers to an upload whose last call, the commit, has this one.
+inline std::vector<HttpResponse> commit_answered(HttpResponse commit) {
+  return {answer(200, R"({"status":"success","url":"https://bucket/k?a=b&c"})"), answer(200, ""),
+          std::move(commit)};
+}
+
+// A record with all that an upload needs.
+inline CrashData complete_record() {
+  CrashData record;
+  record.database = record.appName = record.appVersion = record.crashTypeId = "1";
+  return record;
 }
 
 // Gives the scripted answers one after the other, and may be looked in upon by the test meanwhile.

@@ -22,17 +22,12 @@ std::string check(HangTracker& tracker, int64_t ms) {
 }
 
 TEST(HangTracker, HangsOneMillisecondBeyondTheThreshold) {
-  const struct {
-    microseconds silence;
-    bool hung;
-  } rows[] = {
-      {microseconds(0), false},       {microseconds(999999), false},
-      {microseconds(1000000), false}, {microseconds(1000999), false},  // whole milliseconds count
-      {microseconds(1001000), true},
-  };
-  for (const auto& row : rows) {
+  // Whole milliseconds count.
+  const std::pair<int, bool> rows[] = {
+      {0, false}, {999999, false}, {1000000, false}, {1000999, false}, {1001000, true}};
+  for (const auto& [silence_us, hung] : rows) {
     HangTracker tracker(kThreshold, at(0));
-    EXPECT_EQ(tracker.check(Time(row.silence)).has_value(), row.hung) << row.silence.count();
+    EXPECT_EQ(tracker.check(Time(microseconds(silence_us))).has_value(), hung) << silence_us;
   }
 }
 

@@ -16,9 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::vector<HttpResponse> kTaken = {
-    answer(200, R"({"status":"success","url":"https://bucket/key"})"), answer(200, ""),
-    answer(200, R"({"status":"success","crashId":1})")};
+const std::vector<HttpResponse> kTaken =
+    commit_answered(answer(200, R"({"status":"success","crashId":1})"));
 
 // Sends a report once. Memory ends some allocations after the begin, or after the commit, or does not
 // hold large pieces.
@@ -31,8 +30,7 @@ struct Attempt {
     });
     const fs::path folder = dir.make_folder("report");
     put_file(folder / kReportDumpFile, std::string(20000, 'x'));
-    CrashData record;
-    record.database = record.appName = record.appVersion = record.crashTypeId = "1";
+    CrashData record = complete_record();
     save(folder, record);
     Logger log(folder / kLogFile);
     allocations_left = after_begin;
@@ -90,8 +88,7 @@ TEST(RequestWithoutMemory, IsNoFailureOfTheReport) {
       {0, false, true}, {0, true, true}, {1, false, true}, {2, false, true}, {2, true, false}};
   for (const auto& row : rows) {
     const TempDir dir;
-    CrashData record;
-    record.database = record.appName = record.appVersion = record.crashTypeId = "1";
+    CrashData record = complete_record();
     ASSERT_TRUE(save(dir.path(), record));
     std::vector<HttpResponse> answers = kTaken;
     HttpResponse& lacking = answers[static_cast<size_t>(row.request)];

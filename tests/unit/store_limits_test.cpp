@@ -294,8 +294,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
   for (const auto& row : rows) {
     const TempDir dir;
     const fs::path folder = dir.make_folder("report");
-    CrashData record;
-    record.database = record.appName = record.appVersion = record.crashTypeId = "1";
+    CrashData record = complete_record();
     ASSERT_TRUE(save(folder, record));
     put_file(folder / "a.txt", "a");
     if (row.attempts > 0) {

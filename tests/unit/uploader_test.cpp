@@ -13,18 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 using Answers = std::vector<HttpResponse>;
 
-const HttpResponse kLocated = answer(200, R"({"url":"https://bucket/k?a=b&c","status":"success"})");
-const HttpResponse kStored = answer(200, "");
-
-CrashData record() {
-  CrashData data;
-  data.database = "127";
-  data.appName = "My App/2";
-  data.appVersion = "1.0";
-  data.crashTypeId = "3";
-  return data;
-}
-
 fs::path make_report(const TempDir& dir) {
   const fs::path folder = dir.make_folder("report");
   put_file(folder / "WrenfallCrashData.json", "{}");
@@ -36,14 +24,18 @@ fs::path make_report(const TempDir& dir) {
 // real HTTPS.
 TEST(Uploader, NamesTheCallAndTheReason) {
   const auto first = [](HttpResponse response) { return Answers{std::move(response)}; };
-  const auto put = [](HttpResponse response) { return Answers{kLocated, std::move(response)}; };
-  const auto commit = [](HttpResponse response) {
-    return Answers{kLocated, kStored, std::move(response)};
+  const auto put = [](HttpResponse response) {
+    return Answers{commit_answered({})[0], std::move(response)};
   };
+  const auto commit = commit_answered;
+  std::string long_answer(5000, 'x');
+  long_answer.replace(4094, 3, "\xE2\x82\xAC");
   const std::pair<Answers, std::string> cases[] = {
       {first(no_answer("down")), "getCrashUploadUrl: down"},
       {first(answer(429, "slow down")), "getCrashUploadUrl: rate limited"},
       {first(answer(500, "oops")), "getCrashUploadUrl returned 500: oops"},
+      {first(answer(500, long_answer)),
+       "getCrashUploadUrl returned 500: " + std::string(4094, 'x')},
       {first(answer(200, "[]")), "getCrashUploadUrl rejected the report: []"},
       // Characters that would cut the URL of the commit, or begin another line.
       {first(answer(200, R"({"url":"https://b/\u0000","status":"success"})")),
@@ -64,10 +56,11 @@ TEST(Uploader, NamesTheCallAndTheReason) {
     const fs::path folder = make_report(dir);
     FakeHttpClient http(answers);
     CaptureLog log;
-    const UploadResult outcome = upload_report({http, log.logger}, record(), folder);
+    const UploadResult outcome = upload_report({http, log.logger}, complete_record(), folder);
     EXPECT_EQ(outcome.error, error);
-    EXPECT_EQ(log.lines, std::vector<std::string>{"3 Upload failed: " + error + " (http " +
-                                                  std::to_string(answers.back().status) + ")"});
+    const std::string line =
+        "Upload failed: " + error + " (http " + std::to_string(answers.back().status) + ")";
+    EXPECT_EQ(log.lines, std::vector<std::string>{"3 " + line.substr(0, 4095)});
     EXPECT_TRUE(fs::exists(folder / "WrenfallCrash.zip"));
   }
 }
@@ -83,24 +76,15 @@ TEST(Uploader, TakesIdsAsTheyAreAndLeavesNoArchive) {
     const TempDir dir;
     const fs::path folder = make_report(dir);
     const std::string ids = std::string(R"("crashId":1,"stackKeyId":)") + id;
-    FakeHttpClient http({kLocated, kStored, answer(200, R"({"status":"success",)" + ids + "}")});
+    FakeHttpClient http(commit_answered(answer(200, R"({"status":"success",)" + ids + "}")));
     CaptureLog log;
-    EXPECT_EQ(upload_report({http, log.logger}, record(), folder).stack_key_id, expected) << id;
+    EXPECT_EQ(upload_report({http, log.logger}, complete_record(), folder).stack_key_id, expected)
+        << id;
     EXPECT_EQ(log.lines, std::vector<std::string>{"1 Crash uploaded: crashId=1 stackKeyId=" +
                                                   std::to_string(expected) + " infoUrl="});
     EXPECT_FALSE(fs::exists(folder / "WrenfallCrash.zip"));
     EXPECT_TRUE(fs::exists(folder / "x.dmp"));
   }
-}
-
-TEST(Uploader, QuotesTheBeginningOfALongAnswer) {
-  std::string body(5000, 'x');
-  body.replace(4094, 3, "\xE2\x82\xAC");
-  const TempDir dir;
-  FakeHttpClient http({answer(500, body)});
-  Logger silent;
-  const UploadResult outcome = upload_report({http, silent}, record(), make_report(dir));
-  EXPECT_EQ(outcome.error, "getCrashUploadUrl returned 500: " + std::string(4094, 'x'));
 }
 
 TEST(Uploader, IncompleteRecordsTouchNothing) {
@@ -109,7 +93,7 @@ TEST(Uploader, IncompleteRecordsTouchNothing) {
   for (const auto field : required) {
     const TempDir dir;
     const fs::path folder = make_report(dir);
-    CrashData data = record();
+    CrashData data = complete_record();
     data.*field = "";
     FakeHttpClient http({});
     Logger silent;

@@ -21,13 +21,10 @@ Logger& silent_logger() {
 WindowAnswers no_window(const std::atomic<bool>&) { return {}; }
 
 TEST(Watchdog, TickIsAQuarterOfTheThresholdButNotTooShort) {
-  const struct {
-    int32_t threshold_ms;
-    int tick_ms;
-  } rows[] = {{1, 100}, {200, 100}, {403, 100}, {404, 101}, {1000, 250}, {INT32_MAX, 536870911}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(Watchdog::tick_period(row.threshold_ms), milliseconds(row.tick_ms))
-        << row.threshold_ms;
+  const std::pair<int32_t, int> rows[] = {{1, 100},   {200, 100},  {403, 100},
+                                          {404, 101}, {1000, 250}, {INT32_MAX, 536870911}};
+  for (const auto& [threshold_ms, tick_ms] : rows) {
+    EXPECT_EQ(Watchdog::tick_period(threshold_ms), milliseconds(tick_ms)) << threshold_ms;
   }
 }
 
