@@ -93,11 +93,6 @@ TEST(AnnotationSnapshot, ToleratesGarbage) {
   EXPECT_TRUE(FakeMemory().snapshot(kHead).empty());
 }
 
-TEST(AnnotationSnapshot, EndsInACircle) {
-  const FakeMemory memory = one_entry({kEntry, kName, kValue, 1, 1, 0});
-  EXPECT_EQ(memory.snapshot(kHead).size(), kMaxLiveAnnotations);
-}
-
 TEST(AnnotationSnapshot, ClearedEntriesCountTowardsTheLimit) {
   constexpr uint64_t kChain = 0x100000;
   FakeMemory memory = one_entry({kChain + 0x20, kName, kValue, 1, 1, 0});

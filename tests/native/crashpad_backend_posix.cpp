@@ -6,8 +6,7 @@
 namespace wrenfall {
 namespace {
 
-// Has the live annotations of the real one. Its dumps go nowhere. A program of the name "no handler"
-// cannot be started.
+// Keeps annotations, and writes no dump. A program of the name "no handler" cannot be started.
 class CaptureLessBackend : public Backend {
  public:
   wrenfall_result start(const BackendConfiguration& configuration) override {

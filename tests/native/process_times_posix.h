@@ -15,8 +15,7 @@ inline uint64_t process_start_time(pid_t process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/stat");
   std::string line;
   std::getline(file, line);
-  // The second field is the program's name in brackets, which may hold anything; the time is the
-  // 22nd.
+  // The 22nd field, behind the program's name in brackets, which may hold anything.
   std::istringstream fields(line.substr(line.rfind(')') + 1));
   std::string skipped;
   for (int i = 3; i < 22; ++i) fields >> skipped;

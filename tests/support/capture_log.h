@@ -10,8 +10,7 @@
 
 namespace wrenfall {
 
-// A logger that keeps what it is given, each as "<level> <message>", so that tests compare whole
-// logs.
+// A logger that keeps what it is given, each as "<level> <message>".
 struct CaptureLog {
   explicit CaptureLog(std::filesystem::path path = {})
       : logger(std::move(path), [this](wrenfall_log_level level, const std::string& message) {

@@ -17,9 +17,8 @@ inline void put_file(const std::filesystem::path& path, const std::string& bytes
   std::ofstream(path, std::ios::binary) << bytes;
 }
 
-// A folder of the test's own under the system's temporary folder, deleted with its contents at the
-// end. Its name has blanks and letters that no single code page holds, so that every test is one of
-// paths as well.
+// A folder of the test's own, deleted at the end. Its name has blanks and letters that no single code
+// page holds, so that every test is one of paths as well.
 class TempDir {
  public:
   TempDir()

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <stdexcept>
 
 #include "support/log_line.h"
 #include "support/process.h"
@@ -83,19 +82,6 @@ TEST(Logger, WritesToThePathItHasNow) {
     log.logger.info("line");
   }
   EXPECT_EQ(file_text(dir / "a.log").size(), 2 * file_text(dir / "b.log").size());
-}
-
-TEST(Logger, StaysUsableAfterAThrowingCallback) {
-  const TempDir dir;
-  bool fails = true;
-  Logger logger(dir / "a.log", [&fails](wrenfall_log_level, const std::string&) {
-    if (fails) throw std::runtime_error("host");
-  });
-  EXPECT_THROW(logger.info("one"), std::runtime_error);
-  fails = false;
-  // With the mutex still held this would never return.
-  logger.info("two");
-  EXPECT_NE(file_text(dir / "a.log").find("INFO two\n"), std::string::npos);
 }
 
 }  // namespace

@@ -18,27 +18,26 @@ TEST(SessionFiles, SweepLeavesWhatRunningProcessesOwn) {
   const std::string own = std::to_string(current_process_id());
   const std::string alive = "{\"pid\":" + own + ",\"startTime\":1}";
   const std::string dead = R"({"pid":4294967292,"startTime":1,"attachments":[]})";
-  struct Case {
+  const struct {
     std::string name, text;
     bool stays;
-  };
-  const Case cases[] = {{own + "-1.json", alive, true},
-                        {"named otherwise.json", alive, true},
-                        {"4294967292-1.json", dead, false},
-                        {own + "-2.json", dead, false},
-                        {"0-0.json", R"({"pid":0,"startTime":0})", false},
-                        {own + "-3.json", alive.substr(0, alive.size() - 1), false},
-                        {own + "-4.json", "", false},
-                        {"notes.txt", "anything", false},
-                        // Replacements on their way: the writer's id is in the name.
-                        {own + "-5.json.tmp", alive.substr(0, 4), true},
-                        {"4294967292-5.json.tmp", alive, false},
-                        {"x.tmp", alive, false}};
+  } cases[] = {{own + "-1.json", alive, true},
+               {"named otherwise.json", alive, true},
+               {"4294967292-1.json", dead, false},
+               {own + "-2.json", dead, false},
+               {"0-0.json", R"({"pid":0,"startTime":0})", false},
+               {own + "-3.json", alive.substr(0, alive.size() - 1), false},
+               {own + "-4.json", "", false},
+               {"notes.txt", "anything", false},
+               // Replacements on their way: the writer's id is in the name.
+               {own + "-5.json.tmp", alive.substr(0, 4), true},
+               {"4294967292-5.json.tmp", alive, false},
+               {"x.tmp", alive, false}};
   const fs::path sessions = dir.path() / "sessions";
-  for (const Case& c : cases) put_file(sessions / c.name, c.text);
+  for (const auto& c : cases) put_file(sessions / c.name, c.text);
   put_file(dir / "outside.json", dead);
   sweep_sessions(dir.path());
-  for (const Case& c : cases) EXPECT_EQ(fs::exists(sessions / c.name), c.stays) << c.name;
+  for (const auto& c : cases) EXPECT_EQ(fs::exists(sessions / c.name), c.stays) << c.name;
   EXPECT_TRUE(fs::exists(dir / "outside.json"));
 }
 

@@ -20,8 +20,7 @@ fs::path make_report(const TempDir& dir) {
   return folder;
 }
 
-// What each refusal is called in the log. Which result it has, and what counts as one, is tried over
-// real HTTPS.
+// What each refusal is called in the log. Which result it has is seen over real HTTPS.
 TEST(Uploader, NamesTheCallAndTheReason) {
   const auto first = [](HttpResponse response) { return Answers{std::move(response)}; };
   const auto put = [](HttpResponse response) {
