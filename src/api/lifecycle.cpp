@@ -189,8 +189,8 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   start_breadcrumbs(*state);
   start_watchdog(*state);
   start_resending(state);
-  session.keep();
   state->recorder.begin(state->process);
+  session.keep();
   publish_state(state);
   return WRENFALL_OK;
 }

@@ -20,7 +20,8 @@ void RunRecorder::begin(const ProcessIdentity& process) {
 
 bool RunRecorder::ask(Answer& answer) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (!recorded_ && !begin_locked(true)) return false;
+  // After the end the run must not begin once more.
+  if (!recorded_ && !ended_ && !begin_locked(true)) return false;
   if (!last_) return true;
   if (last_->end.how == RunEnd::How::kRunning) last_ = wait_for_end(store_, *last_);
   answer = {true, *last_};
@@ -29,6 +30,7 @@ bool RunRecorder::ask(Answer& answer) {
 
 void RunRecorder::end() {
   const std::lock_guard<std::mutex> lock(mutex_);
+  ended_ = true;
   if (!recorded_) return;
   RunEnd clean;
   clean.how = RunEnd::How::kClean;

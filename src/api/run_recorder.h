@@ -42,6 +42,7 @@ class RunRecorder {
   // Guarded by mutex_.
   ProcessIdentity process_;
   bool recorded_ = false;
+  bool ended_ = false;
   std::optional<RunRecord> last_;
 };
 

@@ -1,6 +1,7 @@
 #include "report/host_reports.h"
 
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "backend/annotation_keys.h"
@@ -57,13 +58,16 @@ bool fill_folder(const PostingContext& context, const fs::path& folder, Contents
   }
 }
 
+// What a report that is not made gives; nothing where it is made.
+std::optional<UploadResult> dropped_without_consent(const PostingContext& context) {
+  if (!drops_reports(context.store_dir, context.limits)) return std::nullopt;
+  context.logger.warn("Report dropped: the user has refused that reports are sent");
+  UploadResult dropped;
+  dropped.result = WRENFALL_ERROR_NO_CONSENT;
+  return dropped;
+}
+
 UploadResult post(const PostingContext& context, Contents contents) {
-  if (drops_reports(context.store_dir, context.limits)) {
-    context.logger.warn("Report dropped: the user has refused that reports are sent");
-    UploadResult dropped;
-    dropped.result = WRENFALL_ERROR_NO_CONSENT;
-    return dropped;
-  }
   const fs::path folder = context.store_dir / new_uuid();
   if (fill_folder(context, folder, contents)) {
     return post_folder(context, folder, contents.record);
@@ -78,6 +82,8 @@ UploadResult post(const PostingContext& context, Contents contents) {
 
 // The same within the limit of reports.
 UploadResult post_limited(const PostingContext& context, Contents contents) {
+  // First, because a report that is not made does not count.
+  if (const auto dropped = dropped_without_consent(context)) return *dropped;
   const Admission admission = admit_report(context.store_dir, context.limits.report_limit);
   if (!admission.admitted) {
     context.logger.warn("Report dropped: more than %lu in %lu seconds",
@@ -127,6 +133,7 @@ UploadResult post_feedback(const PostingContext& context, const CrashData& facts
   contents.main_file = json_text(
       {{"title", title}, {"description", description}, {"time", contents.record.crashTime}}, 2);
   contents.attachments = attachments;
+  if (const auto dropped = dropped_without_consent(context)) return *dropped;
   return post(context, std::move(contents));
 }
 

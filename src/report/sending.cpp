@@ -58,9 +58,12 @@ SendOutcome refuse(const fs::path& folder, NotSent reason) {
   return outcome;
 }
 
+// Asks the store that the report lies in, and that of the sender when it is another one.
 bool has_consent(const SendRequest& request) {
-  const fs::path store = request.store.empty() ? request.folder.parent_path() : request.store;
-  return may_send(read_consent(store), request.at_somebodys_word);
+  const auto allows = [&](const fs::path& store) {
+    return may_send(read_consent(store), request.at_somebodys_word);
+  };
+  return allows(request.folder.parent_path()) && (request.store.empty() || allows(request.store));
 }
 
 void apply(const RecordEdits& edits, CrashData& record) {

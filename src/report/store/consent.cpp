@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string>
 
+#include "report/store/folder_claim.h"
 #include "report/store/json_fields.h"
 #include "report/store/layout.h"
 #include "support/files.h"
@@ -30,12 +31,13 @@ uint32_t read_consent(const std::filesystem::path& store) {
     if (object.is_object()) read("consent", word);
   }
   const auto* const known = std::find(std::begin(kWords) + 1, std::end(kWords), word);
-  return known == std::end(kWords) ? static_cast<uint32_t>(WRENFALL_CONSENT_ASK)
+  return known == std::end(kWords) ? kConsentUnreadable
                                    : static_cast<uint32_t>(known - std::begin(kWords));
 }
 
 bool write_consent(const std::filesystem::path& store, uint32_t consent) {
   const std::filesystem::path file = store / kConsentFile;
+  const FolderClaim turn(file);
   if (consent == WRENFALL_CONSENT_UNKNOWN) return remove_file(file);
   return consent < std::size(kWords) &&
          write_file_atomic(file, json_text({{"consent", kWords[consent]}}));

@@ -12,17 +12,20 @@ namespace wrenfall {
 
 // "consent.json" in the store, {"consent":"given"}, "refused" or "ask": what the user has said about
 // sending reports. It is there once the host has said it, and every program that sends looks at it right
-// before it does. A file that cannot be read counts as "ask", so that nothing is sent by mistake.
+// before it does. Where the file cannot be read, nothing is sent: it may say "refused".
+
+// What read_consent() says of a file that cannot be read.
+inline constexpr uint32_t kConsentUnreadable = UINT32_MAX;
 
 // A WRENFALL_CONSENT_... value; unknown without a file.
 uint32_t read_consent(const std::filesystem::path& store);
 
-// Unknown removes the file. False when that, or writing it, failed, or the value is none of the listed.
+// Unknown removes the file. Processes and threads take turns. False when that, or writing it, failed, or the value is none of the listed.
 bool write_consent(const std::filesystem::path& store, uint32_t consent);
 
 // Whether a report may be sent: at somebody's word, or by a program on its own.
 inline bool may_send(uint32_t consent, bool at_somebodys_word) {
-  return consent != WRENFALL_CONSENT_REFUSED &&
+  return consent != WRENFALL_CONSENT_REFUSED && consent != kConsentUnreadable &&
          (at_somebodys_word || consent != WRENFALL_CONSENT_ASK);
 }
 

@@ -59,6 +59,13 @@ std::unique_ptr<FolderClaim> take_turn(const fs::path& store) {
   return turn;
 }
 
+// Whether the file is there but cannot be read.
+bool is_held(const fs::path& file) {
+  std::string text;
+  return path_exists(file) && size_of_file(file).value_or(0) <= kMaxFileBytes &&
+         !read_file(file, text, kMaxFileBytes);
+}
+
 uint32_t small(int64_t number) {
   return static_cast<uint32_t>(
       std::clamp<int64_t>(number, 0, std::numeric_limits<uint32_t>::max()));
@@ -129,8 +136,9 @@ uint32_t crashes_in_a_row(const RunRecord& run) {
   if (run.end.how == RunEnd::How::kRunning || run.end.how == RunEnd::How::kUnknown) {
     return run.crashes_earlier;
   }
-  const bool crashed_early =
-      run.end.how == RunEnd::How::kCrashed && uptime_ms(run) <= kEarlyCrashMs;
+  // A crash at a time that is not known is not taken for an early one.
+  const bool crashed_early = run.end.how == RunEnd::How::kCrashed && run.end.time_ms != 0 &&
+                             uptime_ms(run) <= kEarlyCrashMs;
   return crashed_early ? small(int64_t{run.crashes_earlier} + 1) : 0;
 }
 
@@ -150,7 +158,8 @@ std::optional<RunFile> read_run_file(const fs::path& store) {
 std::optional<RunFile> begin_run(const fs::path& store, const RunRecord& run, bool create) {
   if (!create && !path_exists(store / kLastRunFile)) return std::nullopt;
   const auto turn = take_turn(store);
-  if (!turn) return std::nullopt;
+  // Another program may hold the file for a moment, and what it says must not get lost.
+  if (!turn || !wait_until([&] { return !is_held(store / kLastRunFile); })) return std::nullopt;
   const auto old = read_run_file(store);
   RunFile file;
   file.run = run;
