@@ -397,6 +397,7 @@ enum {
  * After a successful call Wrenfall.dll stays loaded until the process ends.
  *
  * Blocking: until the handler has started; with the stand-in for Crashpad two minutes at most.
+ * In a store that records its runs, up to 2 s more while another process changes that record.
  *
  * Threads: any, but not from DllMain. Calls of wrenfall_init and wrenfall_shutdown wait for each
  * other.
