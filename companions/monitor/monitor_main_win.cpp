@@ -22,6 +22,7 @@
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
+#include "support/process_start.h"
 #include "support/text.h"
 #include "support/version.h"
 #include "support/win_handle.h"
@@ -86,13 +87,12 @@ StartReporter reporter_starter(const std::string& reporter, Logger& logger) {
       logger.error("Reporter not started for %s: none is set", path_to_utf8(folder).c_str());
       return false;
     }
-    const ScopedKernelHandle process = start_reporter(utf8_to_path(reporter), folder);
-    const DWORD error = GetLastError();
-    if (process) {
+    const uint32_t error = start_program(utf8_to_path(reporter), {folder});
+    if (error == 0) {
       logger.info("Reporter started for %s", path_to_utf8(folder).c_str());
       return true;
     }
-    logger.error("Reporter not started for %s (error %lu): %s", path_to_utf8(folder).c_str(), error,
+    logger.error("Reporter not started for %s (error %u): %s", path_to_utf8(folder).c_str(), error,
                  reporter.c_str());
     return false;
   };

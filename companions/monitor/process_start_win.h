@@ -7,16 +7,10 @@
 
 namespace wrenfall::monitor {
 
-// Both return an empty handle when the program does not start; the last error then says why. Neither
-// opens a console window.
-
 // Starts the capture handler with this process's own command line and inheritable handles.
-// `error_output` is one of those handles and becomes the standard error output; null gives it none.
+// `error_output` is one of those handles and becomes the standard error output; null gives it none. An
+// empty handle when the program does not start; the last error then says why. No console window opens.
 ScopedKernelHandle start_handler(const std::filesystem::path& handler, HANDLE error_output);
-
-// Starts the reporter on a report folder. It inherits nothing.
-ScopedKernelHandle start_reporter(const std::filesystem::path& reporter,
-                                  const std::filesystem::path& folder);
 
 }  // namespace wrenfall::monitor
 

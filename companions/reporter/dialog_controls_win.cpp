@@ -37,6 +37,7 @@ constexpr ControlKind kKinds[] = {
     {kEmail, WC_EDITW, kField, WS_EX_CLIENTEDGE},
     {kDescriptionLabel, WC_STATICW, SS_LEFT, 0},
     {kDescription, WC_EDITW, kLines | ES_WANTRETURN, WS_EX_CLIENTEDGE},
+    {kAlwaysSend, WC_BUTTONW, WS_TABSTOP | BS_AUTOCHECKBOX, 0},
     {kHint, WC_STATICW, kPlainText, 0},
     {kProgress, PROGRESS_CLASSW, PBS_MARQUEE, 0},
     {kSupportLabel, WC_STATICW, SS_LEFT, 0},
@@ -113,6 +114,10 @@ void DialogControls::show(ControlId id, bool visible) const {
 bool DialogControls::is_shown(ControlId id) const {
   // IsWindowVisible would say no while the dialog itself is hidden.
   return (GetWindowLongPtrW(get(id), GWL_STYLE) & WS_VISIBLE) != 0;
+}
+
+bool DialogControls::is_checked(ControlId id) const {
+  return SendMessageW(get(id), BM_GETCHECK, 0, 0) == BST_CHECKED;
 }
 
 void DialogControls::place(ControlId id, const Box& box) const {

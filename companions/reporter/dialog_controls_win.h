@@ -34,6 +34,7 @@ enum ControlId : int {
   kTryAgainButton,
   kDontSendButton,
   kOpenFolderButton,
+  kAlwaysSend,
 };
 
 // The child windows of the dialog. They are created in their tab order. Each label comes right before
@@ -49,6 +50,8 @@ class DialogControls {
   std::string text(ControlId id) const;
   void show(ControlId id, bool visible) const;
   bool is_shown(ControlId id) const;
+  // Of a check box.
+  bool is_checked(ControlId id) const;
   void place(ControlId id, const Box& box) const;
   void set_icon(HICON icon) const;
 

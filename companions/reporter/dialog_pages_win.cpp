@@ -93,6 +93,9 @@ class PageLayout {
   void place_questions(FreeSpace& window) {
     const int hint = controls_.text_height(kHint, window.rest().width);
     controls_.place(kHint, window.take_bottom(hint, pixels(kGap)));
+    if (controls_.is_shown(kAlwaysSend)) {
+      controls_.place(kAlwaysSend, window.take_bottom(field_height(), pixels(kGap)));
+    }
     place_label(kFilesLabel, window);
     const int width = window.rest().width;
     const int fixed = controls_.text_height(kEmailLabel, width) + field_height() +
@@ -141,7 +144,8 @@ void show_page(const DialogControls& controls, Page page) {
   for (const auto& entry : kShownOn) controls.show(entry.id, entry.page == page);
   for (const ControlId id : {kIcon, kHeading, kMessage}) controls.show(id, true);
   controls.show(kCloseButton, page != Page::kAsk);
-  for (const ControlId id : {kTryAgainButton, kSupportLabel, kSupport, kDetailsLabel, kDetails}) {
+  for (const ControlId id :
+       {kAlwaysSend, kTryAgainButton, kSupportLabel, kSupport, kDetailsLabel, kDetails}) {
     controls.show(id, false);
   }
 }

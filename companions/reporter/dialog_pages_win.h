@@ -9,8 +9,9 @@ namespace wrenfall::reporter {
 // The dialog's pages, in this order. Another attempt goes from kResult back to kSending.
 enum class Page { kAsk, kSending, kResult };
 
-// Shows the controls of the page and hides the others. The optional controls of the result page (the
-// support page's address, the details, "Try again") are hidden; the caller shows those it needs.
+// Shows the controls of the page and hides the others. The optional controls are hidden: of the first
+// page the check box, of the last one the support page's address, the details and "Try again". The
+// caller shows those it needs.
 void show_page(const DialogControls& controls, Page page);
 
 // Places the visible controls of the page in a client area of that size in pixels.

@@ -32,6 +32,7 @@ constexpr Entry kEntries[] = {
      "E-&mail address, if you may be asked about the problem (optional):"},
     {Text::kDescriptionLabel, "descriptionLabel",
      "What &happened? What did you do before? (optional)"},
+    {Text::kAlwaysSend, "alwaysSend", "&Always send without asking"},
     {Text::kCloseHint, "closeHint",
      "If you close this window without choosing, the report stays on this computer, and "
      "{application} may send it later."},
@@ -78,6 +79,8 @@ constexpr Entry kEntries[] = {
      "report will not be sent."},
 };
 
+constexpr char kOfferAlwaysSend[] = "offerAlwaysSend";
+
 // Whether the row of each text is found at the text's own number.
 constexpr bool rows_are_in_order() {
   size_t number = 0;
@@ -111,6 +114,14 @@ void DialogTexts::override_from(const std::string& json,
       warn(std::string("\"") + entry.key + "\" is not a text of 1 to " +
            std::to_string(kMaxTextBytes) + " bytes");
     }
+  }
+  const auto offer = object.find(kOfferAlwaysSend);
+  if (offer == object.end()) return;
+  const auto* const offered = offer->get_ptr<const bool*>();
+  if (offered != nullptr) {
+    offers_always_send_ = *offered;
+  } else {
+    warn(std::string("\"") + kOfferAlwaysSend + "\" is neither true nor false");
   }
 }
 

@@ -27,6 +27,7 @@ enum class Text {
   kOpenFolder,
   kEmailLabel,
   kDescriptionLabel,
+  kAlwaysSend,
   kCloseHint,
   kSend,
   kDontSend,
@@ -59,16 +60,19 @@ enum class Text {
 
 // The texts, in UTF-8. A theme may replace each under the text's key. "&" marks the access key of a
 // label or a button. A name in braces, for example {application}, is replaced by its value when the
-// text is shown. Can be copied.
+// text is shown. Also whether the dialog has the check box kAlwaysSend, which a theme must ask for. Can
+// be copied.
 class DialogTexts {
  public:
   DialogTexts();
 
   // Replaces the texts that the JSON object names. Unknown keys are ignored. A value that is not a
-  // text, is empty, or is longer than kMaxTextBytes is ignored with a warning. When `json` is not a
-  // JSON object, nothing changes, and there is a warning.
+  // text, is empty, or is longer than kMaxTextBytes is ignored with a warning. "offerAlwaysSend" is true
+  // or false; any other value is ignored with a warning. When `json` is not a JSON object, nothing
+  // changes, and there is a warning.
   void override_from(const std::string& json, const std::function<void(const std::string&)>& warn);
 
+  bool offers_always_send() const { return offers_always_send_; }
   const std::string& operator[](Text text) const { return texts_[static_cast<size_t>(text)]; }
   // The text with each "{name}" replaced by its value. Braces in a value are left as they are.
   std::string filled(Text text, const std::map<std::string, std::string>& values) const;
@@ -79,6 +83,7 @@ class DialogTexts {
   std::string& at(Text text) { return texts_[static_cast<size_t>(text)]; }
 
   std::array<std::string, static_cast<size_t>(Text::kCount)> texts_;
+  bool offers_always_send_ = false;
 };
 
 }  // namespace wrenfall::reporter

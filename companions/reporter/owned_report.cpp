@@ -3,10 +3,10 @@
 #include <new>
 #include <utility>
 
+#include "report/store/consent.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
 #include "report/store/report_store.h"
-#include "report/store/upload_policy.h"
 #include "reporter/field_text.h"
 #include "support/files.h"
 #include "support/process.h"
@@ -78,12 +78,20 @@ OwnedReport::Saved OwnedReport::save_answers(const std::string& email,
   return write() ? Saved::kYes : Saved::kFailed;
 }
 
-SendOutcome OwnedReport::send(HttpClient* http) {
+void OwnedReport::keep_consent() {
+  if (write_consent(folder_.parent_path(), WRENFALL_CONSENT_GIVEN)) {
+    logger_.info("The user wants reports to be sent without being asked");
+  } else {
+    logger_.error("Could not write the user's consent");
+  }
+}
+
+SendOutcome OwnedReport::send(HttpClient* http, bool at_somebodys_word) {
   SendRequest request;
   request.folder = folder_;
   request.edits.owner_pid = current_process_id();
   request.rules.undecided = Undecided::kStaysPending;
-  request.at_somebodys_word = record_.uploadPolicy != kPolicyQuiet;
+  request.at_somebodys_word = at_somebodys_word;
   const SendOutcome outcome = try_send(http, request, logger_);
   const std::string name = path_to_utf8(folder_);
   if (outcome.not_sent == NotSent::kUnreadable || outcome.not_sent == NotSent::kDamaged) {

@@ -42,10 +42,15 @@ class OwnedReport {
   // Saves the user's answers in the folder's record, cut to the lengths that a record may hold.
   Saved save_answers(const std::string& email, const std::string& description);
 
+  // Keeps in the report's store that the user wants reports sent without being asked. A failure is
+  // logged; the user is then asked about the next report, too.
+  void keep_consent();
+
   // Makes one attempt to send the folder. When the service cannot be reached, or the files cannot be
   // read, the report stays pending; otherwise the retry rule is applied. Without a client (`http` is
-  // null) the result is a transport failure. Blocks until the upload ends.
-  SendOutcome send(HttpClient* http);
+  // null) the result is a transport failure. `at_somebodys_word`: the user, or the host by its own
+  // call, wants the report sent. Blocks until the upload ends.
+  SendOutcome send(HttpClient* http, bool at_somebodys_word = true);
 
   // Deletes the folder. False when not all of it could be deleted, or another process is sending it.
   bool discard();

@@ -65,6 +65,7 @@ class ReportDialog : private DialogEvents {
   void fill_fixed_texts() {
     set(kEmailLabel, Text::kEmailLabel);
     set(kDescriptionLabel, Text::kDescriptionLabel);
+    set(kAlwaysSend, Text::kAlwaysSend);
     set(kHint, Text::kCloseHint);
     set(kSendButton, Text::kSend);
     set(kDontSendButton, Text::kDontSend);
@@ -95,7 +96,9 @@ class ReportDialog : private DialogEvents {
     show_introduction();
     // The focus is not on a button: a user who is typing when the window appears must not press one
     // by accident.
-    frame_.show(Page::kAsk, filled(Text::kTitle), IDI_WARNING, kDescription);
+    std::vector<ControlId> optional;
+    if (texts_.offers_always_send()) optional.push_back(kAlwaysSend);
+    frame_.show(Page::kAsk, filled(Text::kTitle), IDI_WARNING, kDescription, optional);
   }
 
   void show_introduction() {
@@ -152,6 +155,7 @@ class ReportDialog : private DialogEvents {
   void save_and_send() {
     switch (save_answers()) {
       case OwnedReport::Saved::kYes:
+        if (controls().is_checked(kAlwaysSend)) report_.keep_consent();
         send();
         break;
       case OwnedReport::Saved::kGone:

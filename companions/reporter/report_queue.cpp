@@ -5,9 +5,11 @@
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
+#include "report/store/pending_reports.h"
 #include "report/store/report_store.h"
 #include "report/store/upload_policy.h"
 #include "support/files.h"
+#include "support/process.h"
 #include "support/text.h"
 
 namespace wrenfall::reporter {
@@ -41,13 +43,27 @@ ReportQueue::ReportQueue(fs::path store, std::string policy, ReporterLock& lock,
       steps_(std::move(steps)),
       logger_(logger) {}
 
+bool ReportQueue::is_ours(const CrashData& record) const {
+  if (record.ownerPid == 0) return false;
+  // What is to be asked about is handed over whatever its policy. No other report may be sent, or asked
+  // about, against its policy.
+  const bool handed_over = policy_ == kPolicyDialog && record.ownerPid == current_process_id();
+  return handed_over || known_upload_policy(record.uploadPolicy) == policy_;
+}
+
 std::vector<fs::path> ReportQueue::waiting() const {
   std::vector<fs::path> found;
+  std::set<fs::path> known = begun_;
   try {
+    if (asks_) {
+      for (fs::path& folder : reports_to_ask_about(store_)) {
+        if (known.insert(folder).second) found.push_back(std::move(folder));
+      }
+    }
     for (fs::path& folder : list_report_folders(store_)) {
       CrashData record;
-      if (begun_.count(folder) == 0 && report_state(folder, record) == ReportState::kPending &&
-          record.ownerPid != 0 && known_upload_policy(record.uploadPolicy) == policy_) {
+      if (known.count(folder) == 0 && report_state(folder, record) == ReportState::kPending &&
+          is_ours(record)) {
         found.push_back(std::move(folder));
       }
     }
@@ -87,7 +103,15 @@ void ReportQueue::run(const fs::path& first) {
     steps_.serve(first);
     return;
   }
-  std::vector<fs::path> reports = {first};
+  work_on({first});
+}
+
+void ReportQueue::run_asking() {
+  asks_ = true;
+  work_on(waiting());
+}
+
+void ReportQueue::work_on(std::vector<fs::path> reports) {
   int pauses = 0;
   while (!reports.empty()) {
     if (lock_.try_take()) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "report/store/crash_data.h"
 #include "support/logger.h"
 
 namespace wrenfall::reporter {
@@ -27,8 +28,8 @@ class ReporterLock {
 // Lets one reporter work on the reports of a store, one after the other. The monitor starts a
 // reporter for each report. The first takes the lock; the others make it the owner of their report,
 // and end. Before it ends, the holder of the lock looks for reports that it owns, and for reports
-// that a monitor or reporter left behind when it was killed. A report without an owner is not its
-// business: the user closed the dialog on it, for example.
+// that a monitor or reporter left behind when it was killed. A report without an owner is its business
+// only when it was started to ask about those, too: the user closed the dialog on it, for example.
 //
 // No report is overlooked. Who hands a report over checks afterwards that the same process still
 // holds the lock; the holder looks once more after it has released the lock. So one of the two sees
@@ -51,10 +52,16 @@ class ReportQueue {
   // Works on that report and on those that wait, or hands the report over.
   void run(const std::filesystem::path& first);
 
+  // Works on all reports that wait for the user's answer, the newest first, or hands them over. For the
+  // policy "dialog".
+  void run_asking();
+
   // How many reports wait for this process, besides those that it has begun to work on.
   size_t count_waiting() const { return waiting().size(); }
 
  private:
+  void work_on(std::vector<std::filesystem::path> reports);
+  bool is_ours(const CrashData& record) const;
   std::vector<std::filesystem::path> waiting() const;
   bool serve_all(std::vector<std::filesystem::path> reports);
   bool hand_over(const std::vector<std::filesystem::path>& reports);
@@ -64,6 +71,7 @@ class ReportQueue {
   ReporterLock& lock_;
   const Steps steps_;
   Logger& logger_;
+  bool asks_ = false;  // also about reports without an owner
   std::set<std::filesystem::path> begun_;
 };
 

@@ -38,6 +38,7 @@ constexpr char kHelp[] =
     "report's upload policy is \"dialog\". The exit code is 0 when the service has it, or when "
     "the\n"
     "user did not want it sent now, else the wrenfall_result that says why not.\n"
+    "  --ask STORE        asks about all reports in that folder that wait for the user's answer\n"
     "  --help, --version  print this text or the version\n";
 
 constexpr DWORD kPauseMs = 50;
@@ -52,21 +53,26 @@ int refuse_folder(const fs::path& folder, Logger& logger) {
   return refuse("no readable record in " + path_to_utf8(folder), logger);
 }
 
-// Works on the first report and on those that come meanwhile.
+// Works on the reports that it was started for, and on those that come meanwhile.
 class Reporter {
  public:
-  Reporter(fs::path folder, const std::string& policy, Logger& logger)
-      : first_(std::move(folder)),
+  Reporter(const fs::path& store, const std::string& policy, Logger& logger)
+      : policy_(policy),
         logger_(logger),
-        lock_(first_.parent_path(), policy),
-        queue_(first_.parent_path(), policy, lock_,
+        lock_(store, policy),
+        queue_(store, policy, lock_,
                {[this](const fs::path& report) { return serve(report); }, announce_report,
                 [] { Sleep(kPauseMs); }},
                logger) {}
 
-  // The exit code.
-  int run() {
-    queue_.run(first_);
+  // These return the exit code.
+  int run(const fs::path& first) {
+    first_ = first;
+    queue_.run(first);
+    return result_;
+  }
+  int run_asking() {
+    queue_.run_asking();
     return result_;
   }
 
@@ -80,18 +86,19 @@ class Reporter {
       if (!was_waiting) result_ = refuse_folder(folder, logger_);
       return true;
     }
-    const std::string policy = known_upload_policy(report->record().uploadPolicy);
     const uint32_t consent = read_consent(folder.parent_path());
-    if (!may_send(consent, policy != kPolicyQuiet)) {
+    if (!may_send(consent, is_at_somebodys_word())) {
       logger_.info("Report not sent, the user has not agreed: %s", path_to_utf8(folder).c_str());
       return false;
     }
-    const bool asks = policy == kPolicyDialog && consent != WRENFALL_CONSENT_GIVEN;
+    const bool asks = policy_ == kPolicyDialog && consent != WRENFALL_CONSENT_GIVEN;
     const auto result = asks ? ask(*report) : send(*report);
     if (!result) return false;
     if (result_ == WRENFALL_OK) result_ = *result;
     return true;
   }
+
+  bool is_at_somebodys_word() const { return policy_ != kPolicyQuiet; }
 
   std::optional<wrenfall_result> ask(OwnedReport& report) {
     if (!has_visible_desktop()) {
@@ -107,7 +114,7 @@ class Reporter {
   // Nothing when the service cannot be reached: the other reports would fail like this one.
   std::optional<wrenfall_result> send(OwnedReport& report) {
     const std::unique_ptr<HttpClient> http = make_http_client();
-    const SendOutcome outcome = report.send(http.get());
+    const SendOutcome outcome = report.send(http.get(), is_at_somebodys_word());
     const wrenfall_result result = outcome.upload.result;
     // With resending on, each report gets an attempt of its own, and with it the time of the next.
     if (result != WRENFALL_ERROR_TRANSPORT || outcome.retry) return result;
@@ -115,7 +122,8 @@ class Reporter {
     return std::nullopt;
   }
 
-  const fs::path first_;
+  fs::path first_;            // empty when it was started for none
+  const std::string policy_;  // by which it works, whatever the records of handed-over reports say
   Logger& logger_;
   int result_ = WRENFALL_OK;  // of the first failure
   StoreReporterLock lock_;
@@ -125,9 +133,18 @@ class Reporter {
 int serve(const fs::path& folder, Logger& logger) {
   CrashData record;
   if (!load(folder, record)) return refuse_folder(folder, logger);
+  const std::string policy = known_upload_policy(record.uploadPolicy);
+  return Reporter(folder.parent_path(), policy, logger).run(folder);
+}
+
+int ask(const fs::path& store, Logger& logger) {
+  return Reporter(store, kPolicyDialog, logger).run_asking();
+}
+
+int with_shell(int (*work)(const fs::path&, Logger&), const fs::path& folder, Logger& logger) {
   // The shell needs COM to open folders and web pages.
   const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
-  const int result = Reporter(folder, known_upload_policy(record.uploadPolicy), logger).run();
+  const int result = work(folder, logger);
   if (SUCCEEDED(com)) CoUninitialize();
   return result;
 }
@@ -139,7 +156,9 @@ int run() {
   fs::path folder;
   if (!options.folder.empty()) {
     folder = plain_path(utf8_to_path(options.folder));
-    if (is_folder(folder.parent_path())) logger.set_path(folder.parent_path() / kLogFile);
+    const bool asks = options.request == ReporterOptions::Request::kAsk;
+    const fs::path store = asks ? folder : folder.parent_path();
+    if (is_folder(store)) logger.set_path(store / kLogFile);
   }
   switch (options.request) {
     case ReporterOptions::Request::kHelp:
@@ -150,8 +169,10 @@ int run() {
       return WRENFALL_OK;
     case ReporterOptions::Request::kUnusable:
       return refuse(options.error, logger);
+    case ReporterOptions::Request::kAsk:
+      return with_shell(ask, folder, logger);
     default:
-      return serve(folder, logger);
+      return with_shell(serve, folder, logger);
   }
 }
 

@@ -13,7 +13,9 @@ ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments
       options.request = ReporterOptions::Request::kVersion;
       return options;
     }
-    if (!argument.empty() && argument.front() == '-') {
+    if (argument == "--ask") {
+      options.request = ReporterOptions::Request::kAsk;
+    } else if (!argument.empty() && argument.front() == '-') {
       options.error = "unknown option " + argument;
     } else if (options.folder.empty()) {
       options.folder = argument;
@@ -21,7 +23,7 @@ ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments
       options.error = "more than one folder";
     }
   }
-  if (options.folder.empty() && options.error.empty()) options.error = "no report folder given";
+  if (options.folder.empty() && options.error.empty()) options.error = "no folder given";
   if (!options.error.empty()) options.request = ReporterOptions::Request::kUnusable;
   return options;
 }

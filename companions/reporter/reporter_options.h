@@ -7,12 +7,12 @@
 namespace wrenfall::reporter {
 
 struct ReporterOptions {
-  enum class Request { kSend, kHelp, kVersion, kUnusable };
+  enum class Request { kSend, kAsk, kHelp, kVersion, kUnusable };
 
   Request request = Request::kSend;
   std::string error;  // why the arguments are unusable
-  // The report folder in UTF-8. Unusable arguments may name one too, in whose store the error is
-  // logged.
+  // The report folder, or with kAsk the store, in UTF-8. Unusable arguments may name one too, in whose
+  // store the error is logged.
   std::string folder;
 };
 

@@ -43,8 +43,8 @@
  *
  * C++ exceptions can leave a function in two cases, always as std::system_error or as a class
  * derived from it. First, when the operating system fails to provide a lock or a thread: in
- * practice in wrenfall_init with hang detection or resending, and in
- * wrenfall_post_pending_reports_async.
+ * practice in wrenfall_init with hang detection or resending, in
+ * wrenfall_post_pending_reports_async and in wrenfall_ask_pending_reports_async.
  * Second, when the listing of a folder breaks off in the middle: in wrenfall_init and
  * wrenfall_pending_reports. A host written in C cannot catch them; the process then ends, as with
  * any exception that nobody catches.
@@ -888,7 +888,8 @@ enum {
   WRENFALL_CONSENT_GIVEN = 1,
   /** Nothing is sent, by no program. */
   WRENFALL_CONSENT_REFUSED = 2,
-  /** Nothing is sent by itself. What the user closed the dialog on waits until somebody sends it. */
+  /** Nothing is sent by itself. What the user closed the dialog on waits until the user is asked
+   * again, see wrenfall_ask_pending_reports_async, or somebody sends it. */
   WRENFALL_CONSENT_ASK = 3
 };
 
@@ -908,6 +909,9 @@ enum {
  * WRENFALL_UPLOAD_QUIET send nothing. The dialog, wrenfall_send_report, the posting functions and a
  * person with wrenfallctl do.
  *
+ * The dialog can offer the user a check box with which the reporter itself keeps GIVEN; the theme turns it
+ * on.
+ *
  * Blocking: for the disk.
  *
  * Threads: any.
@@ -918,6 +922,31 @@ enum {
  * @retval WRENFALL_ERROR_FILE it could not be written; what was kept before counts
  */
 WRENFALL_API wrenfall_result wrenfall_set_consent(uint32_t consent);
+
+/**
+ * Has the reporter ask the user about the pending reports that wait for an answer, the newest first: its
+ * dialog says how many more wait, and goes on with the next one. While the consent is
+ * WRENFALL_CONSENT_UNKNOWN, those with WRENFALL_UPLOAD_DIALOG wait: the user closed the dialog, or none
+ * could be shown. While it is WRENFALL_CONSENT_ASK, all pending reports do, whatever their policy.
+ * Otherwise none does, and no dialog comes up. A report that the user closes the dialog on again stays
+ * pending.
+ *
+ * One reporter asks about the reports of a store: where one does already, it takes these too. Nobody is
+ * asked where no user can see a window, in a service for example.
+ *
+ * The log of the store says "Reporter started for ..." with the store, or "Reporter not started for
+ * ..."; "No report waits for the user's answer" where none does; and for each report what became of it.
+ *
+ * Blocking: no, a thread of the library looks at the reports and starts the reporter. Nothing is started
+ * after wrenfall_shutdown; a dialog that is open stays open.
+ *
+ * Threads: any.
+ *
+ * @retval WRENFALL_OK the thread was started
+ * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
+ * @retval WRENFALL_ERROR_FILE there is no memory
+ */
+WRENFALL_API wrenfall_result wrenfall_ask_pending_reports_async(void);
 
 /** @} */
 

@@ -75,6 +75,8 @@ class [[nodiscard]] Result {
         return "the service answered with a failure, or with something that cannot be used";
       case WRENFALL_ERROR_REJECTED:
         return "the service rejected the report, or asked to slow down";
+      case WRENFALL_ERROR_NO_CONSENT:
+        return "the user has not agreed to sending";
       default:
         return "a result of a later version";
     }
@@ -158,6 +160,9 @@ class Options {
   Options& report_limit(uint32_t count, uint32_t seconds) {
     return set(wrenfall_options_set_report_limit, count, seconds);
   }
+  Options& drop_without_consent(bool on = true) {
+    return set(wrenfall_options_set_drop_without_consent, on);
+  }
   Options& logger(wrenfall_log_callback callback, void* user_data = nullptr) {
     return set(wrenfall_options_set_logger, callback, user_data);
   }
@@ -239,6 +244,12 @@ class LastRun {
 
 /** See wrenfall_post_pending_reports_async. */
 inline Result post_pending_reports_async() { return wrenfall_post_pending_reports_async(); }
+
+/** See wrenfall_set_consent: a WRENFALL_CONSENT_... value. */
+inline Result set_consent(uint32_t consent) { return wrenfall_set_consent(consent); }
+
+/** See wrenfall_ask_pending_reports_async. */
+inline Result ask_pending_reports_async() { return wrenfall_ask_pending_reports_async(); }
 
 /** The breadcrumbs of one category and level. */
 class Breadcrumb {

@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <system_error>
 
 #include "api/state.h"
@@ -45,6 +46,21 @@ wrenfall_result with_state(wrenfall_result otherwise, Use use) {
     const std::shared_ptr<State> state = current_state();
     return state ? use(*state) : WRENFALL_ERROR_NOT_INITIALIZED;
   });
+}
+
+// Runs the work of one of the library's own threads, which an exception must not leave: it would end
+// the host. What breaks off is logged.
+template <typename Work>
+void run_logged(State& state, const char* what, Work work) {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    try {
+      state.logger.error("%s broke off: %s", what, error.what());
+    } catch (const std::bad_alloc&) {
+      // There is no memory for the line either.
+    }
+  }
 }
 
 // The outcome of a send that was not even attempted.

@@ -1,7 +1,6 @@
 #include <wrenfall/wrenfall.h>
 
 #include <cstdlib>
-#include <new>
 #include <thread>
 
 #include "api/boundary.h"
@@ -31,19 +30,10 @@ void log_refusal(NotSent reason, const fs::path& folder, Logger& logger) {
   }
 }
 
-// An exception that left the worker thread would end the host.
-void try_send_pending(State& state) {
-  try {
-    send_pending_reports(state);
-    if (state.configuration.limits.resend) send_due_reports(state);
-    apply_retention(state);
-  } catch (const std::exception& error) {
-    try {
-      state.logger.error("Sending pending reports broke off: %s", error.what());
-    } catch (const std::bad_alloc&) {
-      // There is no memory for the line either.
-    }
-  }
+void send_pending(State& state) {
+  send_pending_reports(state);
+  if (state.configuration.limits.resend) send_due_reports(state);
+  apply_retention(state);
 }
 
 // The body of the worker thread.
@@ -51,7 +41,7 @@ void run_pending_worker() {
   const std::shared_ptr<State> state = current_state();
   if (!state || !state->pending_sender.begin()) return;
   do {
-    try_send_pending(*state);
+    run_logged(*state, "Sending pending reports", [&state] { send_pending(*state); });
   } while (state->pending_sender.look_again());
 }
 

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <exception>
-#include <new>
 #include <string>
 
+#include "api/boundary.h"
 #include "api/sending_reports.h"
 #include "report/store/resend_schedule.h"
 #include "support/clock.h"
@@ -43,16 +42,10 @@ class Pauses {
 
 DueReportsSent look(State& state) {
   DueReportsSent sent;
-  try {
+  run_logged(state, "Sending kept reports", [&] {
     sent = send_due_reports(state);
     apply_retention(state);
-  } catch (const std::exception& error) {
-    try {
-      state.logger.error("Sending kept reports broke off: %s", error.what());
-    } catch (const std::bad_alloc&) {
-      // There is no memory for the line either.
-    }
-  }
+  });
   return sent;
 }
 

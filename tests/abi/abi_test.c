@@ -69,6 +69,7 @@ static void test_not_initialized(void) {
   CHECK_INT(1, wrenfall_hang_resume());
   CHECK_INT(3, wrenfall_get_last_run(NULL));
   CHECK_INT(3, wrenfall_set_consent(1));
+  CHECK_INT(3, wrenfall_ask_pending_reports_async());
   wrenfall_shutdown();
   CHECK(!wrenfall_is_initialized());
 }
@@ -238,6 +239,7 @@ static void test_initialized(int round) {
   test_last_run(round);
   CHECK_INT(1, wrenfall_set_consent(4));
   CHECK_INT(0, wrenfall_set_consent(WRENFALL_CONSENT_UNKNOWN));
+  CHECK_INT(0, wrenfall_ask_pending_reports_async());
   test_wrong_folders();
   CHECK_INT(WRENFALL_OK, wrenfall_post_pending_reports_async());
   wrenfall_shutdown();

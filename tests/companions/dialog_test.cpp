@@ -30,6 +30,9 @@ TEST(DialogTexts, ThemesReplaceWhatTheyNameWell) {
       {"\xEF\xBB\xBF{\"title\": \"T\"}", "T", 0},
       {R"({"title": 5, "send": ["x"], "sent": null, "close": "C"})", title, 3},
       {R"({"title": ""})", title, 1},
+      {R"({"offerAlwaysSend": true})", title, 0},
+      {R"({"offerAlwaysSend": false})", title, 0},
+      {R"({"offerAlwaysSend": "yes"})", title, 1},
       {R"({"title": ")" + longest + R"("})", longest, 0},
       {R"({"title": ")" + longest + R"(x"})", title, 1},
       {R"({"title": "T")", title, 1},
@@ -45,6 +48,7 @@ TEST(DialogTexts, ThemesReplaceWhatTheyNameWell) {
     texts.override_from(json, [&warnings](const std::string&) { ++warnings; });
     EXPECT_EQ(texts[Text::kTitle], expected) << json.substr(0, 80);
     EXPECT_EQ(warnings, expected_warnings) << json.substr(0, 80);
+    EXPECT_EQ(texts.offers_always_send(), json.find("true") != std::string::npos) << json;
   }
 }
 

@@ -2,10 +2,10 @@
 
 #include <tuple>
 
-#include "monitor/command_line.h"
 #include "monitor/monitor_options.h"
 #include "monitor/run_end.h"
 #include "reporter/reporter_options.h"
+#include "support/command_line.h"
 
 namespace wrenfall {
 namespace {
@@ -45,6 +45,8 @@ TEST(MonitorOptions, RefusesIncompleteArguments) {
 TEST(ReporterOptions, TakesOneFolder) {
   const std::tuple<std::vector<std::string>, ReporterRequest, const char*> rows[] = {
       {{"C:\\a b"}, ReporterRequest::kSend, "C:\\a b"},
+      {{"--ask", "C:\\s"}, ReporterRequest::kAsk, "C:\\s"},
+      {{"--ask"}, ReporterRequest::kUnusable, ""},
       {{}, ReporterRequest::kUnusable, ""},
       {{""}, ReporterRequest::kUnusable, ""},
       {{"a", "b"}, ReporterRequest::kUnusable, "a"},
@@ -71,8 +73,7 @@ TEST(CommandLine, ReplacesTheProgramAlone) {
       {L" --x", L" --x"},
   };
   for (const auto& [line, rest] : rows) {
-    EXPECT_EQ(monitor::with_program(line, L"C:\\p q\\h.exe"),
-              std::wstring(L"\"C:\\p q\\h.exe\"") + rest);
+    EXPECT_EQ(with_program(line, L"C:\\p q\\h.exe"), std::wstring(L"\"C:\\p q\\h.exe\"") + rest);
   }
 }
 

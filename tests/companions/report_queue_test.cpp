@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "report/store/consent.h"
 #include "report/store/crash_data.h"
 #include "support/files.h"
 #include "support/process.h"
@@ -36,8 +37,10 @@ struct FakeLock : ReporterLock {
 
 class ReportQueueTest : public ::testing::Test {
  protected:
-  fs::path make(const std::string& name, uint64_t owner, const char* policy = "dialog") {
+  fs::path make(const std::string& name, uint64_t owner, const char* policy = "dialog",
+                const char* time = "") {
     CrashData record;
+    record.crashTime = time;
     record.ownerPid = owner;
     record.uploadPolicy = policy;
     EXPECT_TRUE(save(store_ / name, record));
@@ -51,6 +54,7 @@ class ReportQueueTest : public ::testing::Test {
   }
 
   // Which reports were served, in their order, and whom the others were announced to.
+  // An empty path has it ask about all that wait.
   std::string run(const fs::path& first) {
     std::string served;
     const auto serve = [&](const fs::path& folder) {
@@ -61,7 +65,7 @@ class ReportQueueTest : public ::testing::Test {
     const auto announce = [&](uint64_t process) { served += "-> " + std::to_string(process); };
     const auto pause = [this] { ++pauses_; };
     ReportQueue queue(store_.path(), policy_, lock_, {serve, announce, pause}, logger_);
-    queue.run(first);
+    first.empty() ? queue.run_asking() : queue.run(first);
     return served;
   }
 
@@ -86,6 +90,27 @@ TEST_F(ReportQueueTest, TakesWhatWasHandedOverOrLeftBehind) {
   // disk, are not worked on again.
   during_serving_ = [this] { make("late", current_process_id()); };
   EXPECT_EQ(run(first), "first mine left-behind late ");
+}
+
+TEST_F(ReportQueueTest, AsksAboutWhatWaitsForTheUsersAnswerTheNewestCrashFirst) {
+  make("new", 0, "dialog", "2026-01-03");
+  make("newest", 0, "manual", "2026-01-04");
+  make("old", 0, "dialog", "2026-01-01");
+  make("quiet", 0, "quiet", "2026-01-02");
+  make("left-behind", kNoProcess, "dialog", "2026-01-02T1");
+  put_file(make("sent", 0) / "result.json", "{}");
+  const std::pair<uint32_t, const char*> rows[] = {
+      {WRENFALL_CONSENT_UNKNOWN, "new left-behind old "},
+      {WRENFALL_CONSENT_GIVEN, "left-behind "},
+      {WRENFALL_CONSENT_ASK, "newest new left-behind quiet old "},
+  };
+  for (const auto& [consent, served] : rows) {
+    ASSERT_TRUE(write_consent(store_.path(), consent));
+    EXPECT_EQ(run({}), served);
+  }
+  // The holder was started for another report, and serves what it got all the same.
+  make("quiet", current_process_id(), "quiet");
+  EXPECT_EQ(run(store_ / "new"), "new left-behind quiet ");
 }
 
 TEST_F(ReportQueueTest, LeavesTheOthersWhenItIsToldTo) {

@@ -8,6 +8,7 @@ from harness import BIN, wait_for, wine
 SEND, CLOSE = 1, 2
 HEADING, MESSAGE, FILES_LABEL, EMAIL, DESCRIPTION = 101, 102, 103, 106, 108
 SUPPORT, DETAILS, TRY_AGAIN = 112, 114, 115
+ALWAYS_SEND = 118
 PATIENCE = 60.0  # seconds for each step, on a machine that is busy with something else
 
 

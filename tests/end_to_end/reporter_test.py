@@ -1,5 +1,6 @@
 """The reporter's dialog, driven with the keyboard on a real display."""
 
+import json
 import os
 import signal
 import subprocess
@@ -7,7 +8,7 @@ import unittest
 
 from harness import BIN, RECORD, SERVICE_PORT, ServiceTest, processes, wait_for, windows_path, wine
 
-from dialog_driver import (CLOSE, DESCRIPTION, DETAILS, EMAIL, FILES_LABEL, HEADING, MESSAGE, PATIENCE, SEND, SUPPORT,
+from dialog_driver import (ALWAYS_SEND, CLOSE, DESCRIPTION, DETAILS, EMAIL, FILES_LABEL, HEADING, MESSAGE, PATIENCE, SEND, SUPPORT,
                            TRY_AGAIN, DialogDriver, windows)
 
 
@@ -136,6 +137,36 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.wait_for_end()
         self.assertEqual([False, True, False], [report.exists() for report in reports])
         self.assertEqual((0, []), (self.record(reports[1])["ownerPid"], self.service.requests))
+
+    def test_pending_reports_are_asked_about_until_the_user_wants_them_sent(self):
+        host = self.host()
+        self.assertEqual("0", host.call("ask_pending_reports_async"))
+        wait_for(lambda: "INFO No report waits for the user's answer" in self.log())
+        theme = self.folder / "theme"
+        theme.mkdir()
+        (theme / "strings.json").write_text('{"offerAlwaysSend": true}')
+        for day, policy in enumerate(("quiet", "dialog", "dialog"), 1):
+            self.make_report(f"r{day}", uploadPolicy=policy, appName=f"r{day}", openSupportUrl=False,
+                             crashTime=f"2026-01-0{day}T00:00:00Z", themeDir=windows_path(theme) if day < 3 else "")
+        self.assertEqual("0", host.call("set_consent", 3))
+        # Two calls, one dialog.
+        for _ in range(2):
+            self.assertEqual("0", host.call("ask_pending_reports_async"))
+        shown = self.wait_for_window("r3 - Problem report", DESCRIPTION)
+        wait_for(lambda: len(self.reporters()) == 1, PATIENCE, "one reporter")
+        self.assertIn("and 2 more", shown[MESSAGE])
+        self.assertNotIn(ALWAYS_SEND, shown)
+        self.press("r3 - Problem report", "Escape")
+        self.assertIn(ALWAYS_SEND, self.wait_for_window("r2 - Problem report", DESCRIPTION))
+        self.press("r2 - Problem report", "alt+a")
+        self.wait_for_window("r2 - Problem report", ALWAYS_SEND)
+        self.assertEqual({"consent": "ask"}, json.loads((self.store / "consent.json").read_text()))
+        self.press("r2 - Problem report", "alt+s")
+        self.wait_for_window("Report sent", CLOSE)
+        self.assertEqual({"consent": "given"}, json.loads((self.store / "consent.json").read_text()))
+        self.press("Report sent", "Escape")
+        self.wait_for_end()
+        self.assertEqual((["r3"], 2), (host.pending(), len(self.service.reports)))
 
     def test_one_quiet_reporter_sends_one_report_after_the_other(self):
         """When the service is not reached, it leaves the other reports pending."""

@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "support/process.h"
+#include "support/process_start.h"
 #include "tests/native/process_times_posix.h"
 
 namespace wrenfall {
@@ -21,5 +22,10 @@ bool is_process_running(uint64_t process_id) {
 }
 
 void keep_library_loaded() {}
+
+// There are no companions to start here.
+uint32_t start_program(const std::filesystem::path&, const std::vector<std::filesystem::path>&) {
+  return ENOENT;
+}
 
 }  // namespace wrenfall

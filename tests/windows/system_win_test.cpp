@@ -14,13 +14,14 @@
 #include <vector>
 
 #include "backend/platform_facts.h"
-#include "monitor/command_line.h"
 #include "monitor/dump_watcher_win.h"
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
+#include "support/command_line.h"
 #include "support/file_times_win.h"
 #include "support/paths.h"
 #include "support/process.h"
+#include "support/process_start.h"
 #include "support/text.h"
 #include "support/win_handle.h"
 #include "tests/support/temp_dir.h"
@@ -86,7 +87,7 @@ BOOL WINAPI note_start(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTE
 
 TEST(ProcessStart, HandsOverNoStandardHandles) {
   const ImportHook hook(__imp_CreateProcessW, &note_start);
-  EXPECT_FALSE(monitor::start_reporter(L"reporter", L"folder"));
+  EXPECT_EQ(start_program(L"reporter", {L"folder"}), uint32_t{ERROR_FILE_NOT_FOUND});
   EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 0, 0}));
   EXPECT_FALSE(monitor::start_handler(L"handler", GetCurrentProcess()));
   EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 1, 1}));
@@ -196,7 +197,7 @@ TEST(CommandLine, QuotedArgumentComesBackFromTheSystem) {
   hostile.push_back(std::wstring(32000, L'x'));
   hostile.push_back(std::wstring(10000, L'"'));
   for (const std::wstring& row : hostile) {
-    const std::wstring line = L"p.exe " + monitor::quote_argument(row) + L" next";
+    const std::wstring line = L"p.exe " + quote_argument(row) + L" next";
     EXPECT_EQ(split(line), (std::vector<std::wstring>{L"p.exe", row, L"next"}));
   }
 }

@@ -5,14 +5,17 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 
 #include "report/store/store_limits.h"
+#include "report/store/upload_policy.h"
 
 namespace wrenfall {
 
 // "consent.json" in the store, {"consent":"given"}, "refused" or "ask": what the user has said about
-// sending reports. It is there once the host has said it, and every program that sends looks at it right
-// before it does. Where the file cannot be read, nothing is sent: it may say "refused".
+// sending reports. It is there once the host, or the user in the dialog, has said it, and every program
+// that sends looks at it right before it does. Where the file cannot be read, nothing is sent: it may
+// say "refused".
 
 // What read_consent() says of a file that cannot be read.
 inline constexpr uint32_t kConsentUnreadable = UINT32_MAX;
@@ -27,6 +30,13 @@ bool write_consent(const std::filesystem::path& store, uint32_t consent);
 inline bool may_send(uint32_t consent, bool at_somebodys_word) {
   return consent != WRENFALL_CONSENT_REFUSED && consent != kConsentUnreadable &&
          (at_somebodys_word || consent != WRENFALL_CONSENT_ASK);
+}
+
+// Whether a pending report of that policy waits for the user's answer. While the consent is "ask",
+// nothing is sent by itself, so that every report waits.
+inline bool waits_for_answer(uint32_t consent, const std::string& policy) {
+  return consent == WRENFALL_CONSENT_ASK ||
+         (consent == WRENFALL_CONSENT_UNKNOWN && known_upload_policy(policy) == kPolicyDialog);
 }
 
 // Whether no report is even made now.

@@ -7,7 +7,7 @@
 //
 //   Wrenfall.log                      what the library and its companions log
 //   reportLimit.json                  when reports were made, where their number is limited
-//   consent.json                      what the user said about sending, once the host has told
+//   consent.json                      what the user said about sending, once told by host or dialog
 //   last_run.json                     how the last runs ended, once a host has asked for it
 //   sessions/<process>.json           one for each process that runs with the library initialized
 //   crashpad/                         the capture handler's own

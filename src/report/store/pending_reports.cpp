@@ -1,7 +1,10 @@
 #include "report/store/pending_reports.h"
 
+#include <functional>
+#include <map>
 #include <utility>
 
+#include "report/store/consent.h"
 #include "report/store/crash_data.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
@@ -47,6 +50,22 @@ std::vector<fs::path> PendingReports::list() {
   const std::lock_guard<std::mutex> lock(mutex_);
   known_.swap(known);
   return pending;
+}
+
+std::vector<fs::path> reports_to_ask_about(const fs::path& store) {
+  const uint32_t consent = read_consent(store);
+  // By the time of the crash: closing the dialog writes the record again.
+  std::multimap<std::string, fs::path, std::greater<>> found;
+  for (fs::path& folder : list_report_folders(store)) {
+    CrashData record;
+    if (report_state(folder, record) != ReportState::kPending) continue;
+    if (waits_for_answer(consent, record.uploadPolicy)) {
+      found.emplace(record.crashTime, std::move(folder));
+    }
+  }
+  std::vector<fs::path> folders;
+  for (auto& [time, folder] : found) folders.push_back(std::move(folder));
+  return folders;
 }
 
 }  // namespace wrenfall

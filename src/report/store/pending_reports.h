@@ -34,6 +34,10 @@ class PendingReports {
   KnownRecords known_;  // of the last listing; guarded by mutex_
 };
 
+// The pending reports of a store that wait for the user's answer, by the consent that is kept there;
+// that of the newest crash first. Throws DirectoryIterationError.
+std::vector<std::filesystem::path> reports_to_ask_about(const std::filesystem::path& store);
+
 }  // namespace wrenfall
 
 #endif  // WRENFALL_REPORT_STORE_PENDING_REPORTS_H_

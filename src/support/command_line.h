@@ -1,10 +1,10 @@
-#ifndef WRENFALL_COMPANIONS_MONITOR_COMMAND_LINE_H_
-#define WRENFALL_COMPANIONS_MONITOR_COMMAND_LINE_H_
+#ifndef WRENFALL_SUPPORT_COMMAND_LINE_H_
+#define WRENFALL_SUPPORT_COMMAND_LINE_H_
 
 #include <string>
 #include <string_view>
 
-namespace wrenfall::monitor {
+namespace wrenfall {
 
 // The argument in quotes, so that CommandLineToArgvW and every C runtime read it back unchanged.
 std::wstring quote_argument(std::wstring_view argument);
@@ -13,6 +13,6 @@ std::wstring quote_argument(std::wstring_view argument);
 // same to the byte. `program` is a path, which cannot contain a quote.
 std::wstring with_program(std::wstring_view command_line, std::wstring_view program);
 
-}  // namespace wrenfall::monitor
+}  // namespace wrenfall
 
-#endif  // WRENFALL_COMPANIONS_MONITOR_COMMAND_LINE_H_
+#endif  // WRENFALL_SUPPORT_COMMAND_LINE_H_

@@ -1,6 +1,6 @@
-#include "monitor/command_line.h"
+#include "support/command_line.h"
 
-namespace wrenfall::monitor {
+namespace wrenfall {
 
 std::wstring quote_argument(std::wstring_view argument) {
   std::wstring quoted = L"\"";
@@ -32,4 +32,4 @@ std::wstring with_program(std::wstring_view command_line, std::wstring_view prog
   return replaced;
 }
 
-}  // namespace wrenfall::monitor
+}  // namespace wrenfall
