@@ -100,6 +100,26 @@ void bench_record(const fs::path& folder) {
   }
 }
 
+// What the library keeps of the user and of its runs, by the calls of a host.
+void bench_kept() {
+  const bench::Library library("kept");
+  const fs::path consent = library.store() / wrenfall::kConsentFile;
+  bench::compare(
+      "wrenfall_set_consent", 1, 1.5, {21, 10},
+      [&] { write_bare(consent, "{\"consent\":\"ask\"}"); },
+      [] { wrenfall_set_consent(WRENFALL_CONSENT_ASK); });
+  wrenfall_last_run run{};
+  run.size = sizeof run;
+  const auto ask = [&run] {
+    if (wrenfall_get_last_run(&run) != WRENFALL_OK) std::exit(1);
+  };
+  // It makes the file; the later calls of a run do not read it again.
+  bench::print_figure("wrenfall_get_last_run, first call of a store", bench::time_of(ask, 1) / 1000,
+                      "us", bench::kNoBudget);
+  bench::print_figure("wrenfall_get_last_run, later calls", bench::time_of(ask, 200000), "ns",
+                      bench::kNoBudget);
+}
+
 wrenfall::StructuredReport sample_report(int threads) {
   wrenfall::StructuredReport report;
   report.platform = "windows";
@@ -133,6 +153,7 @@ void bench_structured_report(const fs::path& folder, const char* format, Write w
 int main() {
   const bench::Folder folder("store");
   bench_record(folder.path());
+  bench_kept();
   bench_structured_report(folder.path(), "JSON", wrenfall::structured_report_json);
   bench_structured_report(folder.path(), "XML", wrenfall::structured_report_xml);
   fs::create_directories(folder.path() / "store");
