@@ -48,23 +48,6 @@ endif()
 wrenfall_dependency(miniz miniz::miniz)
 wrenfall_dependency(crashpad crashpad::crashpad)
 
-# The part of Crashpad for crashes that only Windows Error Reporting sees. Some packages of Crashpad lack it; then there
-# is no target crashpad::crashpad_wer, and WrenfallWer.dll is not built.
-if(WIN32 AND NOT TARGET crashpad::crashpad_wer)
-  find_path(CRASHPAD_WER_INCLUDE_DIR handler/win/wer/crashpad_wer.h PATH_SUFFIXES crashpad)
-  find_library(CRASHPAD_WER_LIBRARY NAMES crashpad_wer_handler crashpad_wer PATH_SUFFIXES crashpad)
-  if(CRASHPAD_WER_INCLUDE_DIR AND CRASHPAD_WER_LIBRARY)
-    add_library(crashpad::crashpad_wer INTERFACE IMPORTED GLOBAL)
-    target_include_directories(crashpad::crashpad_wer INTERFACE ${CRASHPAD_WER_INCLUDE_DIR})
-    target_link_libraries(crashpad::crashpad_wer
-                          INTERFACE ${CRASHPAD_WER_LIBRARY} crashpad::crashpad)
-  endif()
-endif()
-if(WIN32 AND NOT TARGET crashpad::crashpad_wer)
-  message(STATUS "Dependency crashpad: without its part for Windows Error Reporting; "
-                 "WrenfallWer.dll is not built")
-endif()
-
 if(WRENFALL_BUILD_TESTS)
   find_package(GTest CONFIG QUIET)
   if(TARGET GTest::gtest_main)

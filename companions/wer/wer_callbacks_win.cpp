@@ -1,10 +1,10 @@
 // The functions that Windows Error Reporting calls, in a process of its own, when a process that has
 // registered this module crashes and none of its exception filters is called.
-#include <windows.h>
-// Needs <windows.h> first.
-#include <handler/win/wer/crashpad_wer.h>
-
+#include <algorithm>
 #include <iterator>
+
+#include "wer/dump_request_win.h"
+#include "wer/fatal_exception_win.h"
 
 namespace {
 
@@ -17,6 +17,12 @@ constexpr DWORD kHandledExceptions[] = {
     0xC000027B,  // STATUS_STOWED_EXCEPTION: unhandled errors of the Windows Runtime.
 };
 
+bool is_handled(const WER_RUNTIME_EXCEPTION_INFORMATION* information) {
+  return information != nullptr && information->dwSize >= wrenfall::wer::kFatalOffset &&
+         std::find(std::begin(kHandledExceptions), std::end(kHandledExceptions),
+                   information->exceptionRecord.ExceptionCode) != std::end(kHandledExceptions);
+}
+
 }  // namespace
 
 extern "C" {
@@ -26,8 +32,8 @@ HRESULT WINAPI OutOfProcessExceptionEventCallback(
     PWSTR /*event_name*/, PDWORD /*event_name_size*/, PDWORD /*signature_count*/) {
   if (ownership_claimed == nullptr) return E_INVALIDARG;
   *ownership_claimed = FALSE;
-  if (!crashpad::wer::ExceptionEvent(kHandledExceptions, std::size(kHandledExceptions), context,
-                                     information)) {
+  if (context == nullptr || !is_handled(information) ||
+      !wrenfall::wer::report_exception(context, *information)) {
     // The system continues as if this module did not exist.
     return S_OK;
   }

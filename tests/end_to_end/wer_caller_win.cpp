@@ -4,24 +4,23 @@
 // CONTEXT is what the process has registered the module with. With a CODE other than 0 the module
 // is told that one. One line for each call of the module: its name, the result, and whether it has
 // claimed the crash. The hostile calls come first.
-#include <windows.h>
+#include "wer/werapi_win.h"
 // Needs <windows.h> first.
-#include <handler/win/wer/crashpad_wer.h>
+#include <util/win/registration_protocol_win_structs.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <vector>
 
 namespace {
 
 constexpr DWORD kFailFast = 0xC0000409;
 constexpr DWORD kTimeoutMs = 60000;
-// What a process's own memory looks like to the module, in 32-bit numbers: magic, size, handles.
-enum Place : size_t { kMagic = 0, kSize = 1, kSection = 2, kRequest = 4, kDone = 6 };
 
+using crashpad::WerRegistration;
 using Information = WER_RUNTIME_EXCEPTION_INFORMATION;
 
 void set_fatal(Information* information, BOOL fatal) {
@@ -32,7 +31,7 @@ void set_fatal(Information* information, BOOL fatal) {
 class Caller {
  public:
   Caller(HMODULE module, HANDLE process, void* context)
-      : module_(module), process_(process), context_(static_cast<uint32_t*>(context)) {}
+      : module_(module), process_(process), context_(context) {}
 
   void call_all(const Information& real) {
     call("no information", context_, nullptr);
@@ -45,12 +44,29 @@ class Caller {
     call("no context", nullptr, &real);
     call("unreadable context", reinterpret_cast<void*>(uintptr_t{0xDEAD0000}), &real);
     call("foreign context", GetModuleHandleW(nullptr), &real);
-    call_altered("other magic", kMagic, 0, real);
-    call_altered("other size", kSize, 16, real);
-    call_altered("no section", kSection, 0xFFFF0, real);
-    call_altered("an event as section", kSection, original(kRequest), real);
-    call_altered("a section as event", kRequest, original(kSection), real);
-    call_altered("no answer event", kDone, 0xFFFF0, real);
+    const auto nowhere = reinterpret_cast<void*>(uintptr_t{0xDEAD0000});
+    const auto not_open = reinterpret_cast<HANDLE>(uintptr_t{0xFFFF0});
+    call_altered("other version", real, [](WerRegistration* r) { r->version = 7; });
+    call_altered("no request", real,
+                 [](WerRegistration* r) { r->dump_without_crashing = nullptr; });
+    call_altered("closed request", real,
+                 [&](WerRegistration* r) { r->dump_without_crashing = not_open; });
+    call_altered("a process as request", real, [this](WerRegistration* r) {
+      DuplicateHandle(GetCurrentProcess(), process_, process_, &r->dump_without_crashing, 0, FALSE,
+                      DUPLICATE_SAME_ACCESS);
+    });
+    call_altered("no answer", real,
+                 [](WerRegistration* r) { r->dump_completed = INVALID_HANDLE_VALUE; });
+    call_altered("exception to nowhere", real,
+                 [&](WerRegistration* r) { r->crashpad_exception_info = nowhere; });
+    call_altered("exception to code", real, [](WerRegistration* r) {
+      r->crashpad_exception_info = GetModuleHandleW(nullptr);
+    });
+    // What the process says of its own pointers must not matter.
+    WerRegistration registration = original();
+    registration.pointers = {static_cast<EXCEPTION_RECORD*>(nowhere),
+                             static_cast<CONTEXT*>(nowhere)};
+    write(context_, registration);
     if (call("real", context_, &real)) {
       WaitForSingleObject(process_, kTimeoutMs);
       call("ended process", context_, &real);
@@ -78,16 +94,14 @@ class Caller {
     call(name, context_, &information);
   }
 
-  // With a copy of the process's block in the process, one number of it another.
-  void call_altered(const char* name, Place place, uint32_t number, const Information& real) {
-    std::vector<uint32_t> block(original(kSize) / sizeof(uint32_t));
-    const SIZE_T bytes = block.size() * sizeof(uint32_t);
-    void* const copy = VirtualAllocEx(process_, nullptr, bytes, MEM_COMMIT, PAGE_READWRITE);
-    SIZE_T done = 0;
-    ReadProcessMemory(process_, context_, block.data(), bytes, &done);
-    block.at(place) = number;
-    WriteProcessMemory(process_, copy, block.data(), bytes, &done);
-    if (done != bytes) std::printf("no copy for: ");
+  // With a copy of what the process has registered, altered, in the process.
+  void call_altered(const char* name, const Information& real,
+                    const std::function<void(WerRegistration*)>& alter) const {
+    WerRegistration registration = original();
+    alter(&registration);
+    void* const copy =
+        VirtualAllocEx(process_, nullptr, sizeof registration, MEM_COMMIT, PAGE_READWRITE);
+    if (!write(copy, registration)) std::printf("no copy for: ");
     call(name, copy, &real);
   }
 
@@ -103,11 +117,17 @@ class Caller {
                     "DebuggerLaunch")(context_, information, &custom, text, &size, &custom)));
   }
 
-  uint32_t original(Place place) const {
-    uint32_t number = 0;
+  WerRegistration original() const {
+    WerRegistration registration = {};
     SIZE_T done = 0;
-    ReadProcessMemory(process_, context_ + place, &number, sizeof number, &done);
-    return number;
+    ReadProcessMemory(process_, context_, &registration, sizeof registration, &done);
+    return registration;
+  }
+
+  bool write(void* address, const WerRegistration& registration) const {
+    SIZE_T done = 0;
+    return WriteProcessMemory(process_, address, &registration, sizeof registration, &done) !=
+           FALSE;
   }
 
   template <typename Function>
@@ -119,7 +139,7 @@ class Caller {
 
   const HMODULE module_;
   const HANDLE process_;
-  uint32_t* const context_;
+  void* const context_;
 };
 
 // The process is suspended until its event is continued, as it is by the system.

@@ -21,6 +21,9 @@ constexpr DWORD kPatienceMs = 120000;
 
 enum class WaitResult { kSet, kProcessEnded, kTimedOut };
 
+// The helper module says here of which exception it wants a dump.
+ExceptionInformation g_wer_exception_information = {};
+
 // kSet wins when both have happened.
 WaitResult wait_for_event_or_exit(HANDLE event, HANDLE process, DWORD milliseconds) {
   const HANDLE handles[] = {event, process};
@@ -86,6 +89,7 @@ bool CrashConnection::open_section() {
   section_->magic = kClientSectionMagic;
   section_->version = kClientSectionVersion;
   section_->annotation_list_head = reinterpret_cast<uintptr_t>(annotation_list_head());
+  section_->wer_exception_information = reinterpret_cast<uintptr_t>(&g_wer_exception_information);
   return true;
 }
 
@@ -172,15 +176,15 @@ bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE do
 }
 
 void CrashConnection::publish(WerRegistration* registration) const {
-  // Without the magic number a crash in the middle of this is not reported; with it, the handles could
-  // be those of two connections.
-  auto* const magic = reinterpret_cast<volatile LONG*>(&registration->magic);
-  InterlockedExchange(magic, 0);
-  registration->size = sizeof(*registration);
-  registration->section = to_number(section_handle_);
-  registration->request = to_number(wer_request_);
-  registration->done = to_number(wer_done_);
-  InterlockedExchange(magic, static_cast<LONG>(kWerRegistrationMagic));
+  // Without the version a crash in the middle of this is not reported; with it, the events could be
+  // those of two connections.
+  auto* const version = reinterpret_cast<volatile LONG*>(&registration->version);
+  InterlockedExchange(version, 0);
+  registration->dump_without_crashing = wer_request_.get();
+  registration->dump_completed = wer_done_.get();
+  registration->crashpad_exception_info = &g_wer_exception_information;
+  registration->pointers = {&registration->exception, &registration->context};
+  InterlockedExchange(version, WerRegistration::kWerRegistrationVersion);
 }
 
 void CrashConnection::wait_until_gone() {

@@ -3,13 +3,15 @@
 
 #include <windows.h>
 
+// Needs <windows.h> first.
+#include <util/win/registration_protocol_win_structs.h>
+
 #include <atomic>
 #include <memory>
 #include <vector>
 
 #include "common/client_protocol.h"
 #include "common/scoped_win.h"
-#include "common/wer_registration_win.h"
 
 namespace crashpad::internal {
 
@@ -65,6 +67,10 @@ class CrashConnection {
   // Makes the helper module in Windows Error Reporting's process use this connection. The caller
   // publishes another connection before this one is destroyed.
   void publish(WerRegistration* registration) const;
+
+  // Whether the dumps that the helper module asks for hold the memory that registers and stacks point
+  // to.
+  void set_wer_gathering(bool gather) const { section_->wer.gather_indirect_memory = gather; }
 
   // Waits for the end of the handler.
   void wait_until_gone();

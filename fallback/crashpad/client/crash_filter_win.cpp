@@ -1,5 +1,6 @@
 #include "client/crash_filter_win.h"
 
+#include <client/crashpad_info.h>
 #include <signal.h>
 
 #include <atomic>
@@ -149,7 +150,15 @@ void direct_crashes_to(std::unique_ptr<CrashConnection, CrashConnection::Deleter
   let_go(std::move(previous));
 }
 
-WerRegistration* wer_registration() { return &g_wer_registration; }
+WerRegistration* prepare_wer_registration() {
+  const ScopedLock lock(&g_shared_connection_lock);
+  if (shared_connection() != nullptr) {
+    shared_connection()->set_wer_gathering(
+        CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory() ==
+        TriState::kEnabled);
+  }
+  return &g_wer_registration;
+}
 
 void dump_without_crash(const CONTEXT& context) {
   std::shared_ptr<CrashConnection> connection;

@@ -15,9 +15,9 @@ namespace crashpad::internal {
 // answered.
 void direct_crashes_to(std::unique_ptr<CrashConnection, CrashConnection::Deleter> connection);
 
-// What RegisterWerModule() gives to the system. It exists from the start to the end of the process and
-// always describes the connection in force.
-WerRegistration* wer_registration();
+// What RegisterWerModule() gives to the system, brought up to date with the options of this moment. It
+// exists from the start to the end of the process and always describes the connection in force.
+WerRegistration* prepare_wer_registration();
 
 // See CrashpadClient::DumpWithoutCrash().
 void dump_without_crash(const CONTEXT& context);

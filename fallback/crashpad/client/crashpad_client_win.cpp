@@ -1,5 +1,4 @@
 #include <client/crashpad_client.h>
-#include <client/crashpad_info.h>
 
 #include <algorithm>
 #include <cstring>
@@ -84,9 +83,7 @@ bool CrashpadClient::RegisterWerModule(const std::wstring& full_path) {
   static std::mutex& mutex = *new std::mutex;
   static std::set<std::wstring>& registered = *new std::set<std::wstring>;
   const std::lock_guard<std::mutex> lock(mutex);
-  internal::WerRegistration* const context = internal::wer_registration();
-  context->gather_indirect_memory =
-      CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory() == TriState::kEnabled;
+  WerRegistration* const context = internal::prepare_wer_registration();
   if (registered.count(full_path) != 0) return true;
   if (FAILED(register_module(full_path.c_str(), context))) return false;
   registered.insert(full_path);

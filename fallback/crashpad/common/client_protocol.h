@@ -14,12 +14,12 @@
 //   3. For a dump the client fills its request slot, sets the request event and waits for the
 //      matching done event or the end of the handler process. The handler sets "done" once for each
 //      request. For a crash that never reaches the client's code, the helper module in Windows Error
-//      Reporting's process makes the request; see wer_registration_win.h.
+//      Reporting's process makes the request; see registration_protocol_win_structs.h.
 //   4. The handler ends when the client process ends or when "stop" is set, after pending requests.
 namespace crashpad::internal {
 
 constexpr uint32_t kClientSectionMagic = 0x43535257;  // "WRSC"
-constexpr uint32_t kClientSectionVersion = 2;
+constexpr uint32_t kClientSectionVersion = 3;
 
 constexpr size_t kAnnotationNameBytes = 256;
 constexpr uint32_t kAnnotationMaxValueBytes = 20480;
@@ -53,7 +53,11 @@ struct ClientSection {
   uint64_t annotation_list_head;
   DumpRequest crash;
   DumpRequest dump;
-  DumpRequest wer;
+  DumpRequest wer;  // the exception and the thread are those of the next member
+
+  // Where the helper module says of which exception it wants a dump: a crashpad::ExceptionInformation
+  // in the client.
+  uint64_t wer_exception_information;
   std::atomic<uint32_t> handler_process_id;
 
   // Not 0 while the handler may have suspended the client. The thread that waits for the dump keeps

@@ -1,5 +1,8 @@
 #include <windows.h>
 
+// Needs <windows.h> first.
+#include <util/win/registration_protocol_win_structs.h>
+
 #include <cstdlib>
 #include <exception>
 #include <optional>
@@ -98,7 +101,7 @@ class Handler {
           serve(&section_->dump, to_handle(handles_.dump_done));
           break;
         case WAIT_OBJECT_0 + 2:
-          serve(&section_->wer, to_handle(handles_.wer_done));
+          serve_helper_module();
           break;
         case WAIT_OBJECT_0 + 3:
         case WAIT_OBJECT_0 + 4:
@@ -111,24 +114,52 @@ class Handler {
 
  private:
   void serve(DumpRequest* request, HANDLE done) const {
-    DumpOrder order;
-    order.client_process = to_handle(handles_.client_process);
-    order.exception_pointers = request->exception_pointers;
-    order.thread_id = request->thread_id;
-    order.waiting_thread_id = request->waiting_thread_id;
-    order.gather_indirect_memory = request->gather_indirect_memory != 0;
-    order.annotation_list_head = section_->annotation_list_head;
-    order.client_suspended = &section_->client_suspended;
     request->written = 0;
-    std::string failure;
-    try {
-      failure = write_minidump_file(reports_, annotations_, order);
-    } catch (const std::exception&) {
-      // The dump is lost, but the client must be answered.
-      failure = "out of memory";
-    }
+    const std::string failure = write_dump(*request);
     request->written = failure.empty() ? 1 : 0;
     SetEvent(done);
+    report(failure);
+  }
+
+  // The helper module is answered only when the dump is complete. After a failure its wait ends by
+  // itself, and then the system makes a report of its own.
+  void serve_helper_module() const {
+    ExceptionInformation exception = {};
+    SIZE_T done = 0;
+    const auto* const address =
+        reinterpret_cast<const void*>(static_cast<uintptr_t>(section_->wer_exception_information));
+    std::string failure = "the exception cannot be read";
+    if (ReadProcessMemory(to_handle(handles_.client_process), address, &exception,
+                          sizeof(exception), &done) &&
+        done == sizeof(exception)) {
+      DumpRequest request = section_->wer;
+      request.exception_pointers = exception.exception_pointers;
+      request.thread_id = exception.thread_id;
+      failure = write_dump(request);
+    }
+    if (failure.empty()) SetEvent(to_handle(handles_.wer_done));
+    report(failure);
+  }
+
+  // Empty when the dump is complete on disk, otherwise why it is not.
+  std::string write_dump(const DumpRequest& request) const {
+    DumpOrder order;
+    order.client_process = to_handle(handles_.client_process);
+    order.exception_pointers = request.exception_pointers;
+    order.thread_id = request.thread_id;
+    order.waiting_thread_id = request.waiting_thread_id;
+    order.gather_indirect_memory = request.gather_indirect_memory != 0;
+    order.annotation_list_head = section_->annotation_list_head;
+    order.client_suspended = &section_->client_suspended;
+    try {
+      return write_minidump_file(reports_, annotations_, order);
+    } catch (const std::exception&) {
+      // The dump is lost, but the client must be answered.
+      return "out of memory";
+    }
+  }
+
+  void report(const std::string& failure) const {
     if (!failure.empty()) print_error("no dump written to " + to_utf8(reports_) + ": " + failure);
   }
 

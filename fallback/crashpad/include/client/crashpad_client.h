@@ -34,7 +34,7 @@ class CrashpadClient {
                     bool asynchronous_start, const std::vector<base::FilePath>& attachments = {});
 
   // Registers `full_path` with Windows Error Reporting as a runtime exception module, until the
-  // process ends; see handler/win/wer/crashpad_wer.h for what the module does. True when the system
+  // process ends; see util/win/registration_protocol_win_structs.h for what the module is given. True when the system
   // accepted it, now or before; false on systems that have no such registration.
   bool RegisterWerModule(const std::wstring& full_path);
 

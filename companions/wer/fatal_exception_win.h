@@ -1,11 +1,12 @@
-#ifndef WRENFALL_FALLBACK_WER_FATAL_EXCEPTION_WIN_H_
-#define WRENFALL_FALLBACK_WER_FATAL_EXCEPTION_WIN_H_
+#ifndef WRENFALL_COMPANIONS_WER_FATAL_EXCEPTION_WIN_H_
+#define WRENFALL_COMPANIONS_WER_FATAL_EXCEPTION_WIN_H_
 
-#include <handler/win/wer/crashpad_wer.h>
-
+#include <cstddef>
 #include <cstring>
 
-namespace crashpad::internal {
+#include "wer/werapi_win.h"
+
+namespace wrenfall::wer {
 
 // Systems from this build on have a field that says whether the exception ends the process. Older
 // headers do not name it: it lies in the padding after the last field that every header has. Older
@@ -27,6 +28,6 @@ inline bool ends_the_process(const WER_RUNTIME_EXCEPTION_INFORMATION& informatio
   return fatal != FALSE;
 }
 
-}  // namespace crashpad::internal
+}  // namespace wrenfall::wer
 
-#endif  // WRENFALL_FALLBACK_WER_FATAL_EXCEPTION_WIN_H_
+#endif  // WRENFALL_COMPANIONS_WER_FATAL_EXCEPTION_WIN_H_

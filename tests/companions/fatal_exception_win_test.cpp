@@ -4,7 +4,7 @@
 
 namespace {
 
-using crashpad::internal::kFatalOffset;
+using wrenfall::wer::kFatalOffset;
 
 TEST(FatalException, CountsWhereTheSystemTells) {
   const struct {
@@ -26,7 +26,7 @@ TEST(FatalException, CountsWhereTheSystemTells) {
     information.dwSize = test.size;
     std::memcpy(reinterpret_cast<char*>(&information) + kFatalOffset, &test.field,
                 sizeof test.field);
-    EXPECT_EQ(crashpad::internal::ends_the_process(information, test.build), test.ends);
+    EXPECT_EQ(wrenfall::wer::ends_the_process(information, test.build), test.ends);
   }
 }
 
