@@ -20,6 +20,7 @@
 #include "support/paths.h"
 #include "support/text.h"
 #include "support/version.h"
+#include "upload/service_urls.h"
 
 namespace wrenfall {
 namespace {
@@ -174,6 +175,9 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
                      facts.appName.c_str(), facts.appVersion.c_str());
   if (!has_store) {
     state->logger.error("Could not create the store %s", path_to_utf8(state->store_dir).c_str());
+  }
+  if (!has_service()) {
+    state->logger.warn("This build has no service: reports are made, but cannot be sent");
   }
   const wrenfall_result found = find_companions(*state);
   if (found != WRENFALL_OK) return found;

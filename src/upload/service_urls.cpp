@@ -1,5 +1,7 @@
 #include "upload/service_urls.h"
 
+#include <string_view>
+
 #include "support/encoding.h"
 
 // What follows the database in the service's host name, from the build's configuration.
@@ -10,14 +12,21 @@
 namespace wrenfall {
 namespace {
 
+constexpr std::string_view kDomain = WRENFALL_SERVICE_DOMAIN;
+
+// RFC 2606 keeps this top-level domain from ever leading to a machine.
+constexpr char kNoDomain[] = ".invalid";
+
 // Everything up to and with the application's version, which both calls begin with.
 std::string call_url(const CrashData& data, const char* call) {
-  return "https://" + data.database + WRENFALL_SERVICE_DOMAIN + "/api/" + call +
+  return "https://" + data.database + std::string(has_service() ? kDomain : kNoDomain) + "/api/" + call +
          "?appName=" + percent_encode(data.appName) +
          "&appVersion=" + percent_encode(data.appVersion);
 }
 
 }  // namespace
+
+bool has_service() { return !kDomain.empty(); }
 
 std::string build_upload_url_request(const CrashData& data, uint64_t archive_size) {
   return call_url(data, "getCrashUploadUrl") + "&crashTypeId=" + data.crashTypeId +

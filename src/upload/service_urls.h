@@ -8,6 +8,9 @@
 
 namespace wrenfall {
 
+// Whether the build was told where its service is. Without one, nothing that is sent arrives.
+bool has_service();
+
 // The URL of the call that asks where to upload an archive of that many bytes. Only the
 // application's name and version are percent-encoded; the other values go in as they are, which the
 // service relies on.
