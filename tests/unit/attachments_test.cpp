@@ -38,7 +38,7 @@ TEST(AttachmentNames, GivesEachFileANameOfItsOwn) {
       {{"wfattachment.tmp", "feedback.json.tmp"},
        {"wfattachment (2).tmp", "feedback.json (2).tmp"}},
       {{"MINIDUMP.DMP", "minidump.dmp"}, {"MINIDUMP (2).DMP", "minidump (3).dmp"}},
-      {{"Wrenfall.log"}, {"Wrenfall (2).log"}},
+      {{"WRENFALL.log", "Wrenfall.log"}, {"Wrenfall-store.log", "Wrenfall-store (2).log"}},
       // The system takes each of these for the name without its end.
       {{"result.json. .", "a:b.txt", "..."}, {"result (2).json", "a_b.txt", "attachment"}},
       {{"caf\xC3\xA9.txt", "caf\xC3\xA9.txt"}, {"caf\xC3\xA9.txt", "caf\xC3\xA9 (2).txt"}},

@@ -57,26 +57,41 @@ using UniqueStore = std::unique_ptr<HCERTSTORE, StoreCloser>;
 
 struct StoreLocation {
   DWORD flag;
-  const char* name;
+  const char* added;
+  const char* refused;
 };
 
 constexpr StoreLocation kStoreLocations[] = {
-    {CERT_SYSTEM_STORE_CURRENT_USER, "current user"},
-    {CERT_SYSTEM_STORE_LOCAL_MACHINE, "local machine"},
+    {CERT_SYSTEM_STORE_CURRENT_USER, "current user: added to the Root store",
+     "current user: the Root store refused the certificate"},
+    {CERT_SYSTEM_STORE_LOCAL_MACHINE, "local machine: added to the Root store",
+     "local machine: the Root store refused the certificate (it needs an elevated prompt)"},
 };
+
+// Prints what failed, and the system's reason for it. To be called before anything else can change
+// the last error.
+void report_failure(const char* what) {
+  const DWORD error = GetLastError();
+  char text[512] = "";
+  DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                error, 0, text, sizeof text, nullptr);
+  while (length > 0 && (text[length - 1] == '\n' || text[length - 1] == '\r'))
+    text[--length] = '\0';
+  std::fprintf(stderr, "%s: win32 error %lu%s%s\n", what, error, length > 0 ? ": " : "", text);
+}
 
 // Reads the whole file. An empty result means failure, with the reason printed.
 std::vector<BYTE> read_file(const wchar_t* path) {
   const HANDLE raw = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                  FILE_ATTRIBUTE_NORMAL, nullptr);
   if (raw == INVALID_HANDLE_VALUE) {
-    std::fprintf(stderr, "cannot open the file: win32 error %lu\n", GetLastError());
+    report_failure("cannot open the file");
     return {};
   }
   const UniqueFile file(raw);
   LARGE_INTEGER size = {};
   if (!GetFileSizeEx(raw, &size)) {
-    std::fprintf(stderr, "cannot read the file's size: win32 error %lu\n", GetLastError());
+    report_failure("cannot read the file's size");
     return {};
   }
   if (size.QuadPart <= 0 || size.QuadPart > static_cast<LONGLONG>(kMaxFileSize)) {
@@ -88,7 +103,7 @@ std::vector<BYTE> read_file(const wchar_t* path) {
   DWORD read = 0;
   if (!ReadFile(raw, bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr) ||
       read != bytes.size()) {
-    std::fprintf(stderr, "cannot read the file: win32 error %lu\n", GetLastError());
+    report_failure("cannot read the file");
     return {};
   }
   return bytes;
@@ -101,11 +116,10 @@ bool add_to_root(const StoreLocation& location, const std::vector<BYTE>& certifi
       !CertAddEncodedCertificateToStore(store.get(), X509_ASN_ENCODING, certificate.data(),
                                         static_cast<DWORD>(certificate.size()),
                                         CERT_STORE_ADD_REPLACE_EXISTING, nullptr)) {
-    std::fprintf(stderr, "%s: the Root store refused the certificate: win32 error %lu\n",
-                 location.name, GetLastError());
+    report_failure(location.refused);
     return false;
   }
-  std::printf("%s: added to the Root store\n", location.name);
+  std::puts(location.added);
   return true;
 }
 
@@ -116,8 +130,7 @@ int trust(const wchar_t* path) {
   const UniqueCertificate certificate(CertCreateCertificateContext(
       X509_ASN_ENCODING, bytes.data(), static_cast<DWORD>(bytes.size())));
   if (!certificate) {
-    std::fprintf(stderr, "the file is not a DER-encoded certificate: win32 error %lu\n",
-                 GetLastError());
+    report_failure("the file is not a DER-encoded certificate");
     return kExitBadFile;
   }
   bool all_added = true;

@@ -59,7 +59,8 @@ void make_own(const fs::path& copy) {
 }  // namespace
 
 std::string AttachmentNames::free_name(std::string_view name) {
-  const std::string first = clean_name(name);
+  std::string first = clean_name(name);
+  if (equal_ignoring_ascii_case(first, kLogFile)) first = kAttachedLogFile;
   // A dot at the start begins no extension.
   const size_t dot = first.rfind('.');
   const size_t stem = dot == std::string::npos || dot == 0 ? first.size() : dot;

@@ -48,6 +48,9 @@ inline constexpr char kBreadcrumbsFile[] = "breadcrumbs.json";
 inline constexpr char kRetryFile[] = "retry.json";
 inline constexpr char kArchiveFile[] = "WrenfallCrash.zip";
 
+// The store's log as an attachment: kLogFile in a report folder is the log of its uploads.
+inline constexpr char kAttachedLogFile[] = "Wrenfall-store.log";
+
 // An attachment while it is being copied into the folder.
 inline constexpr char kAttachmentTemporary[] = "wfAttachment.tmp";
 
