@@ -41,11 +41,11 @@ install(DIRECTORY ${wrenfall_notices}/ DESTINATION share/doc/Wrenfall/third-part
 
 # The pages and the files that they link to lie as in the source tree, so that the links work. Only the header does not.
 set(wrenfall_pages share/doc/Wrenfall)
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${wrenfall_pages} COMPONENT SDK)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${wrenfall_pages} COMPONENT SDK)
 install(DIRECTORY docs DESTINATION ${wrenfall_pages} COMPONENT SDK
         FILES_MATCHING REGEX "\\.(md|png|svg)$")
 install(DIRECTORY examples DESTINATION ${wrenfall_pages} COMPONENT SDK
-        FILES_MATCHING REGEX "\\.(c|cpp|h)$")
+        FILES_MATCHING REGEX "(\\.(c|cpp|h)|CMakeLists\\.txt)$")
 install(FILES scripts/register-wer-helper.ps1 scripts/wrenfall-wer.reg
         DESTINATION ${wrenfall_pages}/scripts COMPONENT SDK)
 install(DIRECTORY tools/crash_service DESTINATION ${wrenfall_pages}/tools COMPONENT SDK

@@ -8,7 +8,7 @@ import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
-PAGES = [ROOT / "README.md", ROOT / "CONTRIBUTING.md", ROOT / "CHANGELOG.md", *sorted((ROOT / "docs").glob("*.md"))]
+PAGES = [ROOT / "README.md", ROOT / "CONTRIBUTING.md", ROOT / "CHANGELOG.md", ROOT / "SECURITY.md", *sorted((ROOT / "docs").glob("*.md"))]
 COMPILER = os.environ.get("WRENFALL_C_COMPILER", "x86_64-w64-mingw32-gcc-posix")
 
 # Commands of the README that run elsewhere: this test is run by the first, which runs the next two; the others need

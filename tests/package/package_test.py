@@ -25,13 +25,14 @@ NAME = f"Wrenfall-{TEXT}-win64"
 # The other ones are built where what they need is installed.
 PROGRAMS = {"Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "crashpad_handler.exe"}
 OPTIONAL_PROGRAMS = {"WrenfallWer.dll", "wrenfallctl.exe"}
+SHIPPED = PROGRAMS | OPTIONAL_PROGRAMS
 FILES = {"lib/libWrenfall.dll.a", "lib/Wrenfall.lib", "lib/Wrenfall.def", "include/wrenfall/wrenfall.h",
          "include/wrenfall/wrenfall.hpp", "include/wrenfall/runtime_failures.h",
          "lib/cmake/Wrenfall/WrenfallConfig.cmake", "lib/cmake/Wrenfall/WrenfallConfigVersion.cmake",
          "lib/pkgconfig/wrenfall.pc"}
 # These lie below the pages' folder as in the source tree.
 PAGES = "share/doc/Wrenfall"
-SOURCES = ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "docs/*.md", "docs/images/*", "examples/*.[ch]*",
+SOURCES = ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "SECURITY.md", "docs/*.md", "docs/images/*", "examples/*.*",
            "scripts/*.ps1", "scripts/*.reg", "tools/crash_service/[!t]*.*", "tools/crash_service/trust*.cpp",
            "fallback/crashpad/README.md")
 # A sentence of each licence.
@@ -209,6 +210,17 @@ class HostsTest(PackageTest):
         wait_for(self.reports, 60, "the report of the crash")
         code, output = self.run_host(program, "--store", windows_path(self.store), "--send-pending")
         self.assertEqual(0, code, output)
+        self.assert_sent()
+
+    def test_examples(self):
+        """The examples build by themselves, and run from where they are built."""
+        build = self.folder / "examples"
+        run("cmake", "-G", "Ninja", "-S", self.root / PAGES / "examples", "-B", build, "-DCMAKE_SYSTEM_NAME=Windows",
+            f"-DCMAKE_C_COMPILER={COMPILER}", f"-DCMAKE_CXX_COMPILER={COMPILER.replace('gcc', 'g++')}")
+        run("cmake", "--build", build)
+        self.assertEqual({path.stem for path in (ROOT / "examples").glob("*.c*")},
+                         {path.stem for path in build.glob("bin/*.exe")} - {Path(one).stem for one in SHIPPED})
+        self.crash(build / "bin" / "crashing_host.exe", "access-violation", "quiet")
         self.assert_sent()
 
     def test_library_for_msvc(self):
