@@ -19,8 +19,8 @@ constexpr char kNoDomain[] = ".invalid";
 
 // Everything up to and with the application's version, which both calls begin with.
 std::string call_url(const CrashData& data, const char* call) {
-  return "https://" + data.database + std::string(has_service() ? kDomain : kNoDomain) + "/api/" + call +
-         "?appName=" + percent_encode(data.appName) +
+  return "https://" + data.database + std::string(has_service() ? kDomain : kNoDomain) + "/api/" +
+         call + "?appName=" + percent_encode(data.appName) +
          "&appVersion=" + percent_encode(data.appVersion);
 }
 
