@@ -6,6 +6,7 @@
 #include "common/size_text.h"
 #include "reporter/dialog_frame_win.h"
 #include "reporter/outcome_text.h"
+#include "reporter/process_context_win.h"
 #include "reporter/shell_win.h"
 #include "support/result_names.h"
 #include "support/text.h"
@@ -126,8 +127,7 @@ class ReportDialog : private DialogEvents {
   void show_result() {
     const OutcomeText shown = explain_outcome(outcome_, texts_, report_.record().appName);
     const bool sent = outcome_.was_sent();
-    const SupportPage page =
-        support_page_for(outcome_.upload.info_url, report_.record().openSupportUrl);
+    const SupportPage page = support_page_for(outcome_.upload.info_url, may_open_support_page());
     controls().set_text(kHeading, shown.heading);
     controls().set_text(kMessage, shown.explanation);
     controls().set_text(kSupport, outcome_.upload.info_url);
@@ -137,6 +137,14 @@ class ReportDialog : private DialogEvents {
     if (page == SupportPage::kOpenIt && !open_web_page(frame_.window(), outcome_.upload.info_url)) {
       logger_.warn("Support page not opened: %s", outcome_.upload.info_url.c_str());
     }
+  }
+
+  bool may_open_support_page() {
+    if (!report_.record().openSupportUrl || outcome_.upload.info_url.empty()) return false;
+    if (!is_elevated()) return true;
+    logger_.info("Support page shown but not opened, this process is elevated: %s",
+                 outcome_.upload.info_url.c_str());
+    return false;
   }
 
   std::vector<ControlId> optional_controls(bool sent, SupportPage page,

@@ -14,7 +14,9 @@
 #include "report/store/consent.h"
 #include "report/store/layout.h"
 #include "report/store/upload_policy.h"
+#include "reporter/asking_rule.h"
 #include "reporter/owned_report.h"
+#include "reporter/process_context_win.h"
 #include "reporter/report_dialog_win.h"
 #include "reporter/report_queue.h"
 #include "reporter/reporter_lock_win.h"
@@ -87,18 +89,20 @@ class Reporter {
       return true;
     }
     const uint32_t consent = read_consent(folder.parent_path());
-    if (!may_send(consent, is_at_somebodys_word())) {
+    const Handling handling = handling_of(policy_, consent, is_in_session_zero());
+    if (handling.is_dialog_left_out) {
+      logger_.warn("No dialog in session 0, handled as with policy quiet: %s",
+                   path_to_utf8(folder).c_str());
+    }
+    if (!may_send(consent, handling.at_somebodys_word)) {
       logger_.info("Report not sent, the user has not agreed: %s", path_to_utf8(folder).c_str());
       return false;
     }
-    const bool asks = policy_ == kPolicyDialog && consent != WRENFALL_CONSENT_GIVEN;
-    const auto result = asks ? ask(*report) : send(*report);
+    const auto result = handling.asks ? ask(*report) : send(*report, handling.at_somebodys_word);
     if (!result) return false;
     if (result_ == WRENFALL_OK) result_ = *result;
     return true;
   }
-
-  bool is_at_somebodys_word() const { return policy_ != kPolicyQuiet; }
 
   std::optional<wrenfall_result> ask(OwnedReport& report) {
     if (!has_visible_desktop()) {
@@ -112,9 +116,9 @@ class Reporter {
   }
 
   // Nothing when the service cannot be reached: the other reports would fail like this one.
-  std::optional<wrenfall_result> send(OwnedReport& report) {
+  std::optional<wrenfall_result> send(OwnedReport& report, bool at_somebodys_word) {
     const std::unique_ptr<HttpClient> http = make_http_client();
-    const SendOutcome outcome = report.send(http.get(), is_at_somebodys_word());
+    const SendOutcome outcome = report.send(http.get(), at_somebodys_word);
     const wrenfall_result result = outcome.upload.result;
     // With resending on, each report gets an attempt of its own, and with it the time of the next.
     if (result != WRENFALL_ERROR_TRANSPORT || outcome.retry) return result;

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "common/size_text.h"
+#include "reporter/asking_rule.h"
 #include "reporter/dialog_texts.h"
 #include "reporter/field_text.h"
 #include "reporter/file_listing.h"
@@ -114,6 +115,28 @@ TEST(SupportPage, IsOpenedOnlyWhenItIsAPlainWebAddress) {
   }
   for (const char* const address : shown) {
     EXPECT_EQ(support_page_for(address, true), SupportPage::kShow) << address;
+  }
+}
+
+TEST(Handling, HasNoDialogInSessionZero) {
+  const std::tuple<const char*, uint32_t, bool, const char*> rows[] = {
+      // policy, consent, session 0, what is done
+      {kPolicyDialog, WRENFALL_CONSENT_UNKNOWN, false, "asks, word"},
+      {kPolicyDialog, WRENFALL_CONSENT_ASK, false, "asks, word"},
+      {kPolicyDialog, WRENFALL_CONSENT_GIVEN, false, "word"},
+      {kPolicyDialog, WRENFALL_CONSENT_UNKNOWN, true, "left out"},
+      {kPolicyDialog, WRENFALL_CONSENT_ASK, true, "left out"},
+      {kPolicyDialog, WRENFALL_CONSENT_GIVEN, true, "word"},
+      {kPolicyQuiet, WRENFALL_CONSENT_ASK, false, ""},
+      {kPolicyQuiet, WRENFALL_CONSENT_UNKNOWN, true, ""},
+      {kPolicyManual, WRENFALL_CONSENT_ASK, true, "word"},
+  };
+  for (const auto& [policy, consent, in_session_zero, expected] : rows) {
+    const Handling done = handling_of(policy, consent, in_session_zero);
+    const std::string said = std::string(done.asks ? "asks, " : "") +
+                             (done.at_somebodys_word ? "word" : "") +
+                             (done.is_dialog_left_out ? "left out" : "");
+    EXPECT_EQ(said, expected) << policy << consent << in_session_zero;
   }
 }
 
