@@ -20,6 +20,7 @@
 #include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "report/store/store_pruning.h"
+#include "support/error_text.h"
 #include "support/files.h"
 #include "support/log_line.h"
 #include "support/logger.h"
@@ -131,7 +132,7 @@ ActionOutcome broken_off(const fs::path& folder, const fs::filesystem_error& err
   outcome.folder = folder;
   outcome.kept = is_folder(folder);
   outcome.upload.result = WRENFALL_ERROR_FILE;
-  outcome.upload.error = error.what();
+  outcome.upload.error = error_text(error);
   return outcome;
 }
 

@@ -6,6 +6,7 @@
 #include "common/program_start.h"
 #include "ctl/ctl_commands.h"
 #include "ctl/ctl_options.h"
+#include "support/error_text.h"
 
 int wmain() {
   using namespace wrenfall::ctl;
@@ -13,6 +14,6 @@ int wmain() {
   try {
     return run_ctl(parse_ctl_options(wrenfall::program_arguments()));
   } catch (const std::exception& error) {
-    return report_failure(WRENFALL_ERROR_FILE, error.what());
+    return report_failure(WRENFALL_ERROR_FILE, wrenfall::error_text(error));
   }
 }

@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include "ctl/shared_file.h"
+#include "support/open_file_win.h"
 #include "support/positioned_io_win.h"
 
 namespace wrenfall::ctl {
@@ -8,10 +9,8 @@ namespace wrenfall::ctl {
 void SharedFile::Closer::operator()(void* file) const { CloseHandle(file); }
 
 SharedFile::SharedFile(const std::filesystem::path& path) {
-  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file != INVALID_HANDLE_VALUE) file_.reset(file);
+  ScopedFile file = open_file(path, GENERIC_READ, kShareAll);
+  if (file) file_.reset(file.release());
 }
 
 uint64_t SharedFile::size() const {

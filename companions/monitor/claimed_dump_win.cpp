@@ -6,7 +6,9 @@
 
 #include "monitor/claimed_dump.h"
 #include "support/file_times_win.h"
+#include "support/open_file_win.h"
 #include "support/positioned_io_win.h"
+#include "support/system_path_win.h"
 
 namespace wrenfall::monitor {
 namespace {
@@ -36,10 +38,10 @@ ClaimedDump::ClaimedDump(const std::filesystem::path& path) {
   // The open fails while another process has the file open for writing. Because it shares no deletion,
   // no other process can rename the file or claim it afterwards.
   const auto open = [&](DWORD access) {
-    const HANDLE file = CreateFileW(path.c_str(), access | DELETE, FILE_SHARE_READ, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    file_.reset(file == INVALID_HANDLE_VALUE ? nullptr : file);
-    return file_ != nullptr;
+    ScopedFile file = open_file(path, access | DELETE, FILE_SHARE_READ);
+    const bool opened = static_cast<bool>(file);
+    file_.reset(opened ? file.release() : nullptr);
+    return opened;
   };
   constexpr DWORD kReadWrite = GENERIC_READ | GENERIC_WRITE;
   bool claimed = open(kReadWrite);
@@ -91,7 +93,7 @@ std::chrono::seconds ClaimedDump::age() const {
 bool ClaimedDump::move_to(const std::filesystem::path& target) {
   // Renamed through the open handle, so that the claim is never interrupted. The structure ends in an
   // array of one character; the name and its NUL extend beyond it.
-  const std::wstring& name = target.native();
+  const std::wstring name = system_path(target);
   const size_t name_bytes = (name.size() + 1) * sizeof(wchar_t);
   std::vector<uint64_t> buffer((sizeof(FILE_RENAME_INFO) + name_bytes) / sizeof(uint64_t) + 1);
   auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());

@@ -31,6 +31,10 @@ constexpr std::chrono::seconds kHalfMadeAge(60);
 // while.
 constexpr std::chrono::seconds kBusyPatience(30);
 
+// A crashed host ends once its dump is written. Attachments that it holds open without sharing can only
+// be copied after that.
+constexpr std::chrono::milliseconds kHostEnd(2000);
+
 // Gives an unusable dump a name under which no monitor looks at it again, and returns that.
 fs::path set_aside(ClaimedDump& dump, const fs::path& file) {
   fs::path aside = file;
@@ -237,8 +241,12 @@ bool DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
   context.monitor_pid = current_process_id();
   // First, so that no attachment takes the name.
   if (limits_.resend) mark_for_resend(folder);
+  std::function<void()> wait_for_release;
+  if (is_host(process) && is_crash(facts)) {
+    wait_for_release = [this] { ProcessExit(host_).wait(kHostEnd); };
+  }
   auto record = finish_report_folder(folder, dump, facts, std::move(context),
-                                     attachments_of(process), logger_);
+                                     attachments_of(process), logger_, std::move(wait_for_release));
   if (!record) return false;
   // A hang that was found late is no reason to end a process that may have recovered since.
   if (may_terminate) terminate_if_asked(facts);

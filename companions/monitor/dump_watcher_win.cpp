@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/system_path_win.h"
+
 namespace wrenfall::monitor {
 namespace {
 
@@ -18,7 +20,9 @@ constexpr DWORD kChanges =
 bool FolderWatch::arm() {
   const bool changed = watch_ && WaitForSingleObject(watch_.get(), 0) == WAIT_OBJECT_0;
   if (changed && !FindNextChangeNotification(watch_.get())) watch_.reset();
-  if (!watch_) watch_.reset(FindFirstChangeNotificationW(folder_.c_str(), FALSE, kChanges));
+  if (!watch_) {
+    watch_.reset(FindFirstChangeNotificationW(system_path(folder_).c_str(), FALSE, kChanges));
+  }
   return static_cast<bool>(watch_);
 }
 

@@ -19,6 +19,7 @@
 #include "report/store/layout.h"
 #include "support/clock.h"
 #include "support/encoding.h"
+#include "support/error_text.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
@@ -70,8 +71,9 @@ class LoggedSteps {
       last_error_.clear();
       return outlook;
     } catch (const std::exception& error) {
-      if (last_error_ != error.what()) logger_.error("Looking for dumps failed: %s", error.what());
-      last_error_ = error.what();
+      const std::string text = error_text(error);
+      if (last_error_ != text) logger_.error("Looking for dumps failed: %s", text.c_str());
+      last_error_ = text;
       return DumpWatcher::Outlook::kUnsettled;
     }
   }
@@ -104,11 +106,9 @@ void report_lost_crash(const ProcessExit& host_exit, const ProcessIdentity& host
                        const fs::path& store, Logger& logger) {
   const auto code = host_exit.exit_code();
   if (!code || !is_crash_code(*code)) return;
-  std::error_code error;
-  const fs::space_info space = fs::space(store, error);
   logger.error("Process %llu ended with code %s, but no dump of a crash came (%llu MiB free)",
                static_cast<unsigned long long>(host.process_id), hex_code(*code).c_str(),
-               error ? 0ULL : static_cast<unsigned long long>(space.available >> 20));
+               static_cast<unsigned long long>(free_space(store).value_or(0) >> 20));
 }
 
 // Where the store records its runs, writes how the one ended that this monitor watched.

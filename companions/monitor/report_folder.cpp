@@ -62,11 +62,12 @@ std::optional<CrashData> finish_report_folder(const fs::path& folder, ClaimedDum
                                               const minidump::DumpFacts& facts,
                                               RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
-                                              Logger& logger) {
+                                              Logger& logger,
+                                              std::function<void()> wait_for_release) {
   show_thread_of_interest(dump, facts, logger);
   const auto written = write_breadcrumbs(folder, breadcrumbs_in(facts.annotations.live), logger);
-  context.attachments =
-      copy_attachments(folder, attachment_paths, SameName::kAddNumber, logger, written);
+  context.attachments = copy_attachments(folder, attachment_paths, SameName::kAddNumber, logger,
+                                         written, std::move(wait_for_release));
   add_earlier_copies(folder, written, context.attachments);
   CrashData record = record_from_annotations(facts, context);
   const bool saved = save(folder, record);

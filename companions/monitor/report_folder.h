@@ -2,6 +2,7 @@
 #define WRENFALL_COMPANIONS_MONITOR_REPORT_FOLDER_H_
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,12 +26,14 @@ std::optional<std::filesystem::path> move_into_new_folder(const std::filesystem:
                                                           ClaimedDump& dump, Logger& logger);
 
 // Steps 3 and 4; then releases the claim. The attachments in `context` are filled in here. Nothing,
-// with an error logged, when the record could not be written.
+// with an error logged, when the record could not be written. `wait_for_release` waits until the process
+// of the dump holds its files no longer, see copy_attachments().
 std::optional<CrashData> finish_report_folder(const std::filesystem::path& folder,
                                               ClaimedDump& dump, const minidump::DumpFacts& facts,
                                               RecordContext context,
                                               const std::vector<std::string>& attachment_paths,
-                                              Logger& logger);
+                                              Logger& logger,
+                                              std::function<void()> wait_for_release = nullptr);
 
 }  // namespace wrenfall::monitor
 

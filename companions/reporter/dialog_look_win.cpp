@@ -6,6 +6,7 @@
 // clang-format on
 
 #include "support/system_function_win.h"
+#include "support/system_path_win.h"
 
 namespace wrenfall::reporter {
 namespace {
@@ -81,7 +82,7 @@ ScopedIcon load_dialog_icon(const std::filesystem::path& logo, const wchar_t* sy
   HICON icon = nullptr;
   if (!logo.empty()) {
     icon = static_cast<HICON>(
-        LoadImageW(nullptr, logo.c_str(), IMAGE_ICON, size, size, LR_LOADFROMFILE));
+        LoadImageW(nullptr, system_path(logo).c_str(), IMAGE_ICON, size, size, LR_LOADFROMFILE));
   }
   if (icon == nullptr && functions().load_scaled_icon != nullptr) {
     functions().load_scaled_icon(nullptr, system_icon, size, size, &icon);

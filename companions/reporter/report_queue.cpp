@@ -8,6 +8,7 @@
 #include "report/store/pending_reports.h"
 #include "report/store/report_store.h"
 #include "report/store/upload_policy.h"
+#include "support/error_text.h"
 #include "support/files.h"
 #include "support/process.h"
 #include "support/text.h"
@@ -68,7 +69,7 @@ std::vector<fs::path> ReportQueue::waiting() const {
       }
     }
   } catch (const DirectoryIterationError& error) {
-    logger_.warn("Waiting reports not found: %s", error.what());
+    logger_.warn("Waiting reports not found: %s", error_text(error).c_str());
   }
   return found;
 }

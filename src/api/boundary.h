@@ -12,6 +12,7 @@
 #include "api/state.h"
 #include "api/upload_record.h"
 #include "report/store/upload_result.h"
+#include "support/error_text.h"
 #include "support/files.h"
 
 namespace wrenfall {
@@ -56,7 +57,7 @@ void run_logged(State& state, const char* what, Work work) {
     work();
   } catch (const std::exception& error) {
     try {
-      state.logger.error("%s broke off: %s", what, error.what());
+      state.logger.error("%s broke off: %s", what, error_text(error).c_str());
     } catch (const std::bad_alloc&) {
       // There is no memory for the line either.
     }

@@ -73,7 +73,8 @@ void collect_facts(State& state) {
   facts.uploadPolicy = upload_policy_text(options.upload_policy);
   facts.dumpType = dump_type_text(options.dump_type);
   facts.openSupportUrl = options.open_support_url != 0;  // not set counts as set
-  facts.themeDir = path_to_utf8(utf8_to_path(options.theme_dir));
+  // The reporter, which uses it, has a current folder of its own.
+  facts.themeDir = path_to_utf8(absolute_path(utf8_to_path(options.theme_dir)));
   const uint32_t crash_type = options.crash_type_id == 0 ? 1 : options.crash_type_id;
   facts.crashTypeId = std::to_string(static_cast<int32_t>(crash_type));
   facts.sdkVersion = WRENFALL_VERSION_TEXT;

@@ -8,6 +8,7 @@
 #include "report/store/retry_file.h"
 #include "report/store/store_pruning.h"
 #include "support/clock.h"
+#include "support/error_text.h"
 #include "support/text.h"
 #include "upload/http_client.h"
 
@@ -49,7 +50,8 @@ SendOutcome send_one_due(State& state, const fs::path& folder) {
 }
 
 void log_broken_off(State& state, const fs::path& folder, const std::exception& error) {
-  state.logger.error("Sending %s broke off: %s", path_to_utf8(folder).c_str(), error.what());
+  state.logger.error("Sending %s broke off: %s", path_to_utf8(folder).c_str(),
+                     error_text(error).c_str());
 }
 
 }  // namespace

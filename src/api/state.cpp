@@ -11,13 +11,9 @@ namespace {
 std::filesystem::path choose_store_dir(const wrenfall_options& options) {
   if (options.store_dir.empty())
     return default_store_dir(options.facts.appName, options.facts.appVersion);
-  std::filesystem::path folder = utf8_to_path(options.store_dir);
-  if (folder.is_absolute()) return folder;
   // Every later use, the handler's included, must mean the same folder, whatever the current
   // directory is then.
-  std::error_code error;
-  std::filesystem::path absolute = std::filesystem::absolute(folder, error);
-  return error ? folder : absolute;
+  return absolute_path(utf8_to_path(options.store_dir));
 }
 
 Logger::Callback wrap(wrenfall_log_callback callback, void* user_data) {

@@ -9,6 +9,7 @@
 #include "report/store/retry_file.h"
 #include "report/store/retry_policy.h"
 #include "support/clock.h"
+#include "support/error_text.h"
 #include "support/files.h"
 #include "support/process.h"
 #include "support/text.h"
@@ -100,7 +101,7 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
     // There is no client where there was no memory for one.
     broken_off = http == nullptr;
   } catch (const std::filesystem::filesystem_error& error) {
-    outcome = failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, error.what());
+    outcome = failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, error_text(error).c_str());
   } catch (const std::bad_alloc&) {
     outcome = failed_upload(folder_logger, WRENFALL_ERROR_FILE, 0, "out of memory");
   }

@@ -9,8 +9,8 @@
 
 #include "support/digest.h"
 #include "support/encoding.h"
+#include "support/open_file_win.h"
 #include "support/system_library_win.h"
-#include "support/win_handle.h"
 
 namespace wrenfall {
 namespace {
@@ -90,8 +90,7 @@ constexpr size_t kSha256Size = 32;
 }  // namespace
 
 std::string md5_file_hex(const std::filesystem::path& path) {
-  const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const ScopedFile file = open_file(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
   if (!file) return {};
   Digest md5(BCRYPT_MD5_ALGORITHM);
   std::array<char, kReadSize> buffer;

@@ -33,35 +33,11 @@ bool write_file_atomic(const fs::path& path, std::string_view bytes) {
   return copied;
 }
 
-bool is_same_entry(const fs::path& a, const fs::path& b) {
-  std::error_code error;
-  return fs::equivalent(a, b, error) && !error;
-}
-
 std::optional<std::chrono::seconds> age_of_file(const fs::path& path) {
   constexpr int64_t kTicksPerSecond = 10'000'000;
   const auto written = file_write_time(path);
   if (!written) return std::nullopt;
   return std::chrono::seconds(std::abs(file_time_now() - *written) / kTicksPerSecond);
-}
-
-std::optional<uint64_t> size_of_file(const fs::path& path) {
-  std::error_code error;
-  const auto size = fs::file_size(path, error);
-  if (error) return std::nullopt;
-  return static_cast<uint64_t>(size);
-}
-
-bool create_folders(const fs::path& path) {
-  std::error_code error;
-  fs::create_directories(path, error);
-  return is_folder(path);
-}
-
-bool remove_file(const fs::path& path) {
-  std::error_code error;
-  fs::remove(path, error);
-  return !error;
 }
 
 }  // namespace wrenfall

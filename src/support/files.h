@@ -21,6 +21,8 @@ class DirectoryIterationError : public std::filesystem::filesystem_error {
       : filesystem_error("directory_iterator::operator++", directory, error) {}
 };
 
+// All functions here take paths of any length.
+
 // Reads a whole file; false when it cannot be opened or read, or is larger than `max_bytes`. Waits
 // for a moment where another program has it open without sharing. Never keeps another process from
 // replacing or removing the file meanwhile. Throws bad_alloc where there is no memory for the file.
@@ -61,12 +63,14 @@ bool is_disk_file(const std::filesystem::path& path);
 // either cannot be opened.
 bool is_same_entry(const std::filesystem::path& a, const std::filesystem::path& b);
 
-// Whether the entry is a symbolic link or a junction, which leads elsewhere.
+// Whether the entry is a symbolic link or a junction, which leads elsewhere. A file in the cloud or of
+// a deduplicated volume is none, although the system keeps it in a similar way.
 bool is_link(const std::filesystem::path& path);
 
 // The last write of a regular file in 100 ns units of the system; only good for comparison with
 // another, and with this moment.
 std::optional<int64_t> file_write_time(const std::filesystem::path& path);
+std::optional<int64_t> folder_write_time(const std::filesystem::path& path);  // of a folder
 int64_t file_time_now();
 
 // How long ago the last write of a regular file was. A time to come counts like one that is past:
@@ -76,7 +80,11 @@ std::optional<std::chrono::seconds> age_of_file(const std::filesystem::path& pat
 // The size in bytes; nothing when it cannot be read.
 std::optional<uint64_t> size_of_file(const std::filesystem::path& path);
 
+// Makes a folder, and those above it that are missing. Whether there is such a folder then.
 bool create_folders(const std::filesystem::path& path);
+
+// How many bytes can still be written to the volume of a folder; nothing when that is unknown.
+std::optional<uint64_t> free_space(const std::filesystem::path& folder);
 
 // Renames a file, replacing the target in one step. Waits for a fraction of a second while another
 // process has the target open.
@@ -85,7 +93,10 @@ bool replace_file(const std::filesystem::path& from, const std::filesystem::path
 // Copies a file, replacing the target.
 bool copy_file_over(const std::filesystem::path& from, const std::filesystem::path& to);
 
-// True when nothing of the name is there any more.
+// Makes a file writable, and this moment the time of its last write: a copy has both from its source.
+void reset_copied_attributes(const std::filesystem::path& copy);
+
+// Removes a file. True when nothing of the name is there any more.
 bool remove_file(const std::filesystem::path& path);
 
 // Removes a file, read-only or not, or a folder with its contents; of a link the link alone, not

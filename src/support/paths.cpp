@@ -25,15 +25,21 @@ std::string sanitize_path_component(std::string_view text) {
   static constexpr std::string_view kForbidden = "\"*/:<>?\\|";
   std::string clean(text);
   for (char& c : clean) {
-    if (kForbidden.find(c) != std::string_view::npos) c = '_';
+    const bool is_control = static_cast<unsigned char>(c) < ' ';
+    if (is_control || kForbidden.find(c) != std::string_view::npos) c = '_';
   }
   return clean;
 }
 
-fs::path plain_path(const fs::path& path) {
+fs::path absolute_path(const fs::path& path) {
+  if (path.empty() || path.is_absolute()) return path;
   std::error_code error;
-  const fs::path absolute = fs::absolute(path, error);
-  const fs::path plain = (error ? path : absolute).lexically_normal();
+  fs::path absolute = fs::absolute(path, error);
+  return error ? path : absolute;
+}
+
+fs::path plain_path(const fs::path& path) {
+  const fs::path plain = absolute_path(path).lexically_normal();
   return plain.has_filename() ? plain : plain.parent_path();
 }
 

@@ -12,9 +12,13 @@ inline constexpr char kReporterExecutable[] = "WrenfallReporter.exe";
 inline constexpr char kHandlerExecutable[] = "crashpad_handler.exe";
 inline constexpr char kWerModule[] = "WrenfallWer.dll";
 
-// The text with each character that no Windows file name may hold ("*/:<>?\|) replaced by an
-// underscore.
+// The text with each character that no Windows file name may hold ("*/:<>?\| and control characters)
+// replaced by an underscore.
 std::string sanitize_path_component(std::string_view text);
+
+// What a relative path means from the current folder. Any other path, an empty one, and one for which
+// the system cannot say it, as it is.
+std::filesystem::path absolute_path(const std::filesystem::path& path);
 
 // The absolute path without ".", ".." and a separator at the end, so that one folder has one name
 // and the parent is the folder above it. Relative paths count from the current folder; the path

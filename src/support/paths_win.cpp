@@ -8,6 +8,7 @@
 #include <memory>
 #include <system_error>
 
+#include "support/files.h"
 #include "support/paths.h"
 #include "support/system_library_win.h"
 
@@ -48,10 +49,9 @@ fs::path temporary_dir() {
     length = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data());
   }
   buffer.resize(length);
-  std::error_code error;
-  if (length != 0 && fs::is_directory(buffer, error)) return buffer;
-  if (!error) error = std::make_error_code(std::errc::not_a_directory);
-  throw fs::filesystem_error("temp_directory_path", buffer, error);
+  if (length != 0 && is_folder(buffer)) return buffer;
+  throw fs::filesystem_error("temp_directory_path", buffer,
+                             std::make_error_code(std::errc::not_a_directory));
 }
 
 }  // namespace

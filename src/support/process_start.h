@@ -7,8 +7,9 @@
 
 namespace wrenfall {
 
-// Starts a program with these arguments and does not wait for it. It inherits nothing, and no console
-// window opens for it. Returns 0, or the system's number of the error. Where the system lacks something
+// Starts a program with these arguments and does not wait for it. It inherits nothing: no handles, not
+// the current folder, which would be in use as long as it runs, not the error mode, and, where the
+// system allows that, not the job. No console window opens for it. Returns 0, or the system's number of the error. Where the system lacks something
 // for the moment, this waits and starts it again, for less than half a second in all.
 uint32_t start_program(const std::filesystem::path& program,
                        const std::vector<std::filesystem::path>& arguments);

@@ -35,6 +35,9 @@ class ScopedHandle {
     handle_ = handle;
   }
 
+  // Leaves the closing to the caller.
+  Handle release() { return std::exchange(handle_, Traits::empty()); }
+
   Handle get() const { return handle_; }
   explicit operator bool() const { return handle_ != Traits::empty(); }
 

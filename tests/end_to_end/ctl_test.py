@@ -38,8 +38,14 @@ class CtlTest(ServiceTest):
         return {report["folder"]: report["state"] for report in self.ctl_json("list")["reports"]}
 
     def test_from_the_crash_to_the_service(self):
-        host = self.host(user="Jürgen", notes="two\x07words")
+        # Beyond 259 characters, which the system takes in a special form only.
+        self.store = self.folder / ("d" * 150) / ("störe" * 30)
+        self.store.mkdir(parents=True)
+        attachment = self.folder / ("n" * 196 + ".txt")
+        attachment.write_text("held by the host until its end")
+        host = self.host(user="Jürgen", notes="two\x07words", attachment=windows_path(attachment))
         host.do("set_attribute", "colour", "grün")
+        self.assertEqual("0", host.do("hold", windows_path(attachment)))
         host.crash("access-violation")
         folder = self.only_report()
         listing = self.ctl_json("list")
@@ -77,7 +83,12 @@ class CtlTest(ServiceTest):
         (sent,) = self.service.reports
         self.assertEqual([], self.service.problems)
         self.assertEqual("Jürgen", sent.fields["user"])
+        self.assertEqual([attachment.name], record["attachments"])
+        self.assertIn(attachment.name, [entry["name"] for entry in sent.entries])
         self.assertIn("Report sent by hand: ", self.log())
+        self.host(upload_policy=1, attachment=windows_path(attachment)).crash("access-violation")
+        wait_for(lambda: len(self.service.reports) == 2 and not self.report_folders(), what="the reporter's sending")
+        self.assertIn(attachment.name, [entry["name"] for entry in self.service.reports[1].entries])
 
     def test_failures_are_explained(self):
         rows = [

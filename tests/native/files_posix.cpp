@@ -43,9 +43,28 @@ bool remove_entry(const fs::path& path) {
   return !last_error;
 }
 
+bool remove_file(const fs::path& path) {
+  fs::remove(path, last_error);
+  return !last_error;
+}
+
 bool remove_folder(const fs::path& folder) { return !is_file(folder) && remove_entry(folder); }
 
 bool is_disk_file(const fs::path& path) { return fs::is_regular_file(path, last_error); }
+
+bool is_same_entry(const fs::path& a, const fs::path& b) {
+  return fs::equivalent(a, b, last_error) && !last_error;
+}
+
+std::optional<uint64_t> size_of_file(const fs::path& path) {
+  const auto size = fs::file_size(path, last_error);
+  return last_error ? std::nullopt : std::optional<uint64_t>(size);
+}
+
+bool create_folders(const fs::path& path) {
+  fs::create_directories(path, last_error);
+  return is_folder(path);
+}
 
 bool read_file(const fs::path& path, std::string& bytes, uint64_t max_bytes) {
   std::ifstream stream(path, std::ios::binary);
@@ -70,16 +89,24 @@ bool append_to_file(const fs::path& path, std::string_view bytes) {
 
 std::FILE* open_for_writing(const fs::path& path) { return std::fopen(path.c_str(), "wb"); }
 
-std::optional<int64_t> file_write_time(const fs::path& path) {
+static std::optional<int64_t> write_time(const fs::path& path, bool of_folder) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
+  if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode) != of_folder) return std::nullopt;
   return int64_t{status.st_mtim.tv_sec} * 10'000'000 + status.st_mtim.tv_nsec / 100;
 }
+
+std::optional<int64_t> file_write_time(const fs::path& path) { return write_time(path, false); }
+std::optional<int64_t> folder_write_time(const fs::path& path) { return write_time(path, true); }
 
 int64_t file_time_now() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   return int64_t{now.tv_sec} * 10'000'000 + now.tv_nsec / 100;
+}
+
+void reset_copied_attributes(const fs::path& copy) {
+  fs::permissions(copy, fs::perms::owner_write, fs::perm_options::add, last_error);
+  fs::last_write_time(copy, fs::file_time_type::clock::now(), last_error);
 }
 
 bool copy_file_over(const fs::path& from, const fs::path& to) {

@@ -8,10 +8,13 @@
 
 #include "support/clock.h"
 #include "support/encoding.h"
+#include "support/error_text.h"
+#include "support/files.h"
 #include "support/identifiers.h"
 #include "support/log_line.h"
 #include "support/paths.h"
 #include "support/process.h"
+#include "support/text.h"
 
 namespace wrenfall {
 namespace {
@@ -30,6 +33,17 @@ TEST(Identifiers, AreRandomVersionFourUuids) {
 TEST(Texts, EncodeWhatMayNotBeThere) {
   EXPECT_EQ(percent_encode("-._~aZ09 /+%\"\xC3\xBC"), "-._~aZ09%20%2F%2B%25%22%C3%BC");
   EXPECT_EQ(sanitize_path_component("a \"*/:<>?\\| .~-'b"), "a _________ .~-'b");
+  EXPECT_EQ(sanitize_path_component("\x01z\n\x1F\x7F\xC3\xBC"), "_z__\x7F\xC3\xBC");
+}
+
+TEST(Texts, NameSystemErrorsByTheirNumbers) {
+  const std::error_code code(5, std::system_category());
+  const std::filesystem::path path = utf8_to_path("C/\xC3\xBC");
+  EXPECT_EQ(error_text(DirectoryIterationError(path, code)), "error 5: C/\xC3\xBC");
+  EXPECT_EQ(error_text(std::filesystem::filesystem_error("remove", "a", "b", code)),
+            "error 5: a: b");
+  EXPECT_EQ(error_text(std::system_error(code, "lock")), "error 5");
+  EXPECT_EQ(error_text(std::runtime_error("no system")), "no system");
 }
 
 // The test runs in a time zone that is not that of the clock.

@@ -74,23 +74,37 @@ TEST(PlatformFactsWin, SystemTellsItsVersion) {
 }
 
 // The flags of the last start; whether the process gets a standard input, output and error output, and
-// inherits handles.
+// inherits handles; its own flags, and its current folder.
 std::vector<DWORD> asked;
+std::wstring start_folder;
+bool may_leave_job = true;
 
 BOOL WINAPI note_start(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL inherits,
-                       DWORD, void*, LPCWSTR, STARTUPINFOW* startup, PROCESS_INFORMATION*) {
-  asked = {startup->dwFlags, startup->hStdInput != nullptr, startup->hStdOutput != nullptr,
-           startup->hStdError != nullptr, inherits != FALSE};
-  SetLastError(ERROR_FILE_NOT_FOUND);
+                       DWORD flags, void*, LPCWSTR folder, STARTUPINFOW* startup,
+                       PROCESS_INFORMATION*) {
+  asked = {startup->dwFlags,
+           startup->hStdInput != nullptr,
+           startup->hStdOutput != nullptr,
+           startup->hStdError != nullptr,
+           inherits != FALSE,
+           flags};
+  start_folder = folder;
+  const bool refused = (flags & CREATE_BREAKAWAY_FROM_JOB) != 0 && !may_leave_job;
+  SetLastError(refused ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND);
   return FALSE;
 }
 
-TEST(ProcessStart, HandsOverNoStandardHandles) {
+TEST(ProcessStart, HandsOverNothingOfTheHost) {
+  constexpr DWORD kInJob = CREATE_NO_WINDOW | CREATE_DEFAULT_ERROR_MODE;
   const ImportHook hook(__imp_CreateProcessW, &note_start);
-  EXPECT_EQ(start_program(L"reporter", {L"folder"}), uint32_t{ERROR_FILE_NOT_FOUND});
-  EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 0, 0}));
-  EXPECT_FALSE(monitor::start_handler(L"handler", GetCurrentProcess()));
-  EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 1, 1}));
+  for (const DWORD flags : {kInJob | CREATE_BREAKAWAY_FROM_JOB, kInJob}) {
+    may_leave_job = flags != kInJob;
+    EXPECT_EQ(start_program(L"reporter", {L"folder"}), uint32_t{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 0, 0, flags}));
+    EXPECT_FALSE(monitor::start_handler(L"handler", GetCurrentProcess()));
+    EXPECT_EQ(asked, (std::vector<DWORD>{STARTF_USESTDHANDLES, 0, 0, 1, 1, flags}));
+  }
+  EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(start_folder) / "kernel32.dll"));
 }
 
 // A process that does not run by itself: a second copy of this program whose first thread is

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
@@ -48,14 +49,6 @@ std::string same_among(const fs::path& folder, const std::string& name, const Na
   return same == std::end(names) ? std::string() : std::string(*same);
 }
 
-// A copy keeps the attributes and the time of the file. A read-only one could not be deleted with its
-// report, and an old one would pass for a temporary file that somebody left behind.
-void make_own(const fs::path& copy) {
-  std::error_code error;
-  fs::permissions(copy, fs::perms::owner_write, fs::perm_options::add, error);
-  fs::last_write_time(copy, fs::file_time_type::clock::now(), error);
-}
-
 }  // namespace
 
 std::string AttachmentNames::free_name(std::string_view name) {
@@ -75,7 +68,8 @@ std::string AttachmentNames::free_name(std::string_view name) {
 
 std::vector<std::string> copy_attachments(const fs::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
-                                          Logger& logger, const std::vector<std::string>& written) {
+                                          Logger& logger, const std::vector<std::string>& written,
+                                          std::function<void()> wait_for_release) {
   const fs::path temporary = folder / kAttachmentTemporary;
   // A read-only one that an interrupted call left could not be replaced.
   remove_entry(temporary);
@@ -88,10 +82,20 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
            (is_resent && !same_among(folder, candidate, retry_file).empty()) ||
            (rule == SameName::kAddNumber && !same_among(folder, candidate, names).empty());
   });
+  const auto copy = [&](const fs::path& source) {
+    while (is_file(source)) {
+      if (copy_file_over(source, temporary)) return true;
+      if (!wait_for_release) return false;
+      std::exchange(wait_for_release, nullptr)();
+    }
+    return false;
+  };
   for (const std::string& path : paths) {
     const fs::path source = utf8_to_path(path);
-    if (is_file(source) && copy_file_over(source, temporary)) {
-      make_own(temporary);
+    if (copy(source)) {
+      // A read-only copy could not be deleted with its report, and one with an old time would pass for
+      // a temporary file that somebody left behind.
+      reset_copied_attributes(temporary);
       std::string name = free_names.free_name(path_to_utf8(source.filename()));
       const std::string listed = same_among(folder, name, names);
       // A file that is replaced keeps the name that the list has for it.

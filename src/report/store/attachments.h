@@ -37,11 +37,13 @@ enum class SameName { kReplace, kAddNumber };
 // copied beside and put in place only when it is complete, so one that cannot be copied costs a
 // warning and nothing else. No file that the library itself wrote there is ever replaced. A name
 // that an earlier call gave, which was cut off, is given again, and its file replaced. `written` names
-// further files that the library wrote into this folder.
+// further files that the library wrote into this folder. Where a file is there but cannot be copied,
+// `wait_for_release` is called, at most once, and every such file copied again after it.
 std::vector<std::string> copy_attachments(const std::filesystem::path& folder,
                                           const std::vector<std::string>& paths, SameName rule,
                                           Logger& logger,
-                                          const std::vector<std::string>& written = {});
+                                          const std::vector<std::string>& written = {},
+                                          std::function<void()> wait_for_release = nullptr);
 
 }  // namespace wrenfall
 

@@ -4,7 +4,7 @@
 
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
-#include "support/win_handle.h"
+#include "support/open_file_win.h"
 
 namespace wrenfall {
 
@@ -13,14 +13,12 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr DWORD kPollMs = 50;
-constexpr int kAccessDeniedAttempts = 10;
 
 // The folder under the one name that the file system has for it, whatever short name, case, link or
 // substituted drive the caller named it by. The given path where there is no such folder.
 std::wstring final_path(const fs::path& folder) {
-  const ScopedFile handle(CreateFileW(folder.c_str(), 0,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  const ScopedFile handle =
+      open_file(folder, 0, kShareAll, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
   if (handle) {
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
@@ -44,18 +42,7 @@ struct FolderClaim::Lock {
 
   // False while somebody else holds the claim. Where no claim file can be made the claim counts as
   // taken.
-  bool take(const std::wstring& path) {
-    // A file that is being deleted denies access for a moment; a folder that may not be written to
-    // denies it for good.
-    for (int attempt = 0; attempt < kAccessDeniedAttempts; ++attempt) {
-      file.reset(CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
-                             FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-      if (file) return true;
-      if (GetLastError() == ERROR_SHARING_VIOLATION) return false;
-      Sleep(kPollMs);
-    }
-    return true;
-  }
+  bool take(const std::wstring& path) { return take_hold(path, 0, file) != Hold::kHeld; }
 };
 
 FolderClaim::FolderClaim() : lock_(std::make_unique<Lock>()) {}

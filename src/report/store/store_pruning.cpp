@@ -15,6 +15,7 @@
 #include "report/store/report_files.h"
 #include "report/store/report_store.h"
 #include "report/store/retry_file.h"
+#include "support/error_text.h"
 #include "support/files.h"
 #include "support/identifiers.h"
 #include "support/process.h"
@@ -45,12 +46,8 @@ std::optional<int64_t> age_of_folder(const fs::path& folder) {
     const auto time = file_write_time(file);
     if (time) age = std::min(age.value_or(age_since(*time)), age_since(*time));
   }
-  if (age) return age;
-  std::error_code error;
-  const auto time = fs::last_write_time(folder, error);
-  if (error) return std::nullopt;
-  const auto since = fs::file_time_type::clock::now() - time;
-  return std::chrono::duration_cast<std::chrono::seconds>(since).count();
+  const auto time = age ? std::nullopt : folder_write_time(folder);
+  return time ? age_since(*time) : age;
 }
 
 StoredReport stored_report(const fs::path& folder) {
@@ -202,7 +199,7 @@ void try_prune_store(const PruneRequest& request, Logger& logger) {
   try {
     prune_store(request, logger);
   } catch (const fs::filesystem_error& error) {
-    logger.warn("Removing old reports broke off: %s", error.what());
+    logger.warn("Removing old reports broke off: %s", error_text(error).c_str());
   } catch (const std::bad_alloc&) {
     // The next time there may be memory for it.
   }
