@@ -375,7 +375,8 @@ WRENFALL_API void wrenfall_options_set_logger(wrenfall_options* options,
 enum {
   /** Crashes become reports. */
   WRENFALL_CAPABILITY_CRASH_CAPTURE = 1,
-  /** Crashes that never reach an exception filter are captured through Windows Error Reporting. */
+  /** Crashes that never reach an exception filter are captured through Windows Error Reporting. Not while
+   * the process's error mode has SEM_NOGPFAULTERRORBOX, which keeps that away. */
   WRENFALL_CAPABILITY_WER_COVERAGE = 2,
   /** Hang detection is on. */
   WRENFALL_CAPABILITY_HANG_DETECTION = 3,

@@ -18,6 +18,7 @@
 #include "backend/wer_module_win.h"
 #include "support/files.h"
 #include "support/process.h"
+#include "support/system_path_win.h"
 #include "support/text.h"
 
 namespace wrenfall {
@@ -106,7 +107,9 @@ class CrashpadBackend : public Backend {
 };
 
 bool CrashpadBackend::start_handler() {
-  const std::wstring database = configuration_.database_dir.wstring();
+  // The client and its handler use these names as they are.
+  const std::wstring database = system_path(configuration_.database_dir);
+  const std::wstring program = system_path(configuration_.handler_path);
   const std::string handler = path_to_utf8(configuration_.handler_path);
   logger_->info("Starting %s for pid %llu, store %s", handler.c_str(),
                 static_cast<unsigned long long>(current_process_id()),
@@ -119,9 +122,9 @@ bool CrashpadBackend::start_handler() {
   const bool asynchronous_start = false;
   // Without an upload URL the handler never sends anything itself.
   const bool started = client_.StartHandler(
-      base::FilePath(configuration_.handler_path.wstring()), base::FilePath(database),
-      base::FilePath(database), "", configuration_.startup_annotations,
-      {"--no-periodic-tasks", "--no-rate-limit"}, restartable, asynchronous_start);
+      base::FilePath(program), base::FilePath(database), base::FilePath(database), "",
+      configuration_.startup_annotations, {"--no-periodic-tasks", "--no-rate-limit"}, restartable,
+      asynchronous_start);
   const DWORD error = GetLastError();
   if (!started) {
     // A failed start may leave a filter behind that waits for a handler that does not exist.
@@ -163,7 +166,7 @@ bool CrashpadBackend::has_capability(uint32_t capability) const {
     case WRENFALL_CAPABILITY_OUT_OF_PROCESS_CAPTURE:
       return true;
     case WRENFALL_CAPABILITY_WER_COVERAGE:
-      return wer_coverage_;
+      return wer_coverage_ && !is_wer_kept_away();
     case WRENFALL_CAPABILITY_REPORTER:
       return !configuration_.reporter_path.empty();
     default:

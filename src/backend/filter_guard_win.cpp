@@ -15,10 +15,12 @@ void protect_exception_filter(Logger& logger) {
 
   void* const function =
       find_system_function<void*>(L"kernel32.dll", "SetUnhandledExceptionFilter");
-  if (function == nullptr) return;
-
   DWORD protection = 0;
-  if (!VirtualProtect(function, sizeof kReturnNull, PAGE_EXECUTE_READWRITE, &protection)) return;
+  if (function == nullptr ||
+      !VirtualProtect(function, sizeof kReturnNull, PAGE_EXECUTE_READWRITE, &protection)) {
+    logger.warn("SetUnhandledExceptionFilter not guarded (error %lu)", GetLastError());
+    return;
+  }
   std::memcpy(function, kReturnNull, kFirstStore);
   std::memcpy(static_cast<unsigned char*>(function) + kFirstStore, kReturnNull + kFirstStore,
               sizeof kReturnNull - kFirstStore);

@@ -7,8 +7,9 @@ namespace wrenfall {
 
 // Patches this process's SetUnhandledExceptionFilter so that it returns null and changes nothing. A
 // library or runtime that calls it later cannot replace the crash filter that is installed. The
-// patch is never undone. Does nothing, silently, when the function is not found or may not be
-// patched.
+// patch is never undone. Logs whether that was done: a process that may not change its own code (arbitrary
+// code guard) goes on without the guard. Callers that do not come through kernel32.dll, as with the
+// function of the same name in kernelbase.dll, are not kept from replacing the filter.
 void protect_exception_filter(Logger& logger);
 
 }  // namespace wrenfall

@@ -41,7 +41,14 @@ bool is_allow_listed(const std::filesystem::path& module) {
   return status == ERROR_SUCCESS;
 }
 
+const char* coverage_text(bool covered) {
+  if (!covered) return "off (add the DLL path to HKLM RuntimeExceptionHelperModules)";
+  return is_wer_kept_away() ? "off (the host's error mode has SEM_NOGPFAULTERRORBOX)" : "on";
+}
+
 }  // namespace
+
+bool is_wer_kept_away() { return (GetErrorMode() & SEM_NOGPFAULTERRORBOX) != 0; }
 
 bool register_wer_module(crashpad::CrashpadClient& client, Logger& logger) {
   // Without the library's folder the name alone would mean a file in the current directory.
@@ -56,7 +63,7 @@ bool register_wer_module(crashpad::CrashpadClient& client, Logger& logger) {
   const bool coverage = registered && allow_listed;
   logger.info("WER helper %s: registered=%d allow-listed=%d -> coverage %s",
               path_to_utf8(module).c_str(), registered ? 1 : 0, allow_listed ? 1 : 0,
-              coverage ? "on" : "off (add the DLL path to HKLM RuntimeExceptionHelperModules)");
+              coverage_text(coverage));
   return coverage;
 }
 

@@ -15,6 +15,10 @@ namespace wrenfall {
 // installer fills that list; nothing is written to it here.
 bool register_wer_module(crashpad::CrashpadClient& client, Logger& logger);
 
+// Whether this process's error mode (SEM_NOGPFAULTERRORBOX) keeps Windows Error Reporting, and so the
+// module, away from its crashes at present. The host may change it at any time.
+bool is_wer_kept_away();
+
 }  // namespace wrenfall
 
 #endif  // WRENFALL_BACKEND_WER_MODULE_WIN_H_

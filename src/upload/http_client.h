@@ -27,6 +27,7 @@ struct HttpResponse {
   // There was no memory for the request, or for all of an answer's body: that says nothing about the
   // report or the service.
   bool out_of_memory = false;
+  uint32_t system_error = 0;  // the system's number of a failed call
   std::string retry_after{};  // the "Retry-After" header, empty when there was none
 };
 

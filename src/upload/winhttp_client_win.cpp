@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "support/clock.h"
+#include "support/open_file_win.h"
 #include "support/system_library_win.h"
 #include "support/text.h"
 #include "support/version.h"
@@ -24,6 +25,9 @@ constexpr int kResolveTimeoutMs = 60000;
 constexpr int kConnectTimeoutMs = 60000;
 constexpr int kSendTimeoutMs = 300000;
 constexpr int kReceiveTimeoutMs = 300000;
+// How often a request is sent once more because the system wants that, as after a proxy's question for
+// a name and a password, or where a connection that was open already has been closed.
+constexpr int kMaxRepeats = 3;
 constexpr size_t kChunkSize = 8192;
 constexpr DWORD kFirstFinalStatus = 200;
 // The service's answers are small. What a faulty or hostile one sends beyond these is not waited for.
@@ -86,6 +90,7 @@ HttpResponse system_failure(wrenfall_result result) {
   const DWORD error = GetLastError();
   HttpResponse response = failure(result, "win32 error " + std::to_string(error));
   response.out_of_memory = is_lack_of_memory(error);
+  response.system_error = error;
   return response;
 }
 
@@ -145,8 +150,7 @@ Failure send_memory(const WinHttp& http, HINTERNET request, const std::string& b
 
 Failure send_file(const WinHttp& http, HINTERNET request, const std::filesystem::path& path,
                   const UploadProgress& progress) {
-  const ScopedFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const ScopedFile file = open_file(path, GENERIC_READ, FILE_SHARE_READ);
   LARGE_INTEGER size{};
   if (!file || !GetFileSizeEx(file.get(), &size)) {
     return system_failure(WRENFALL_ERROR_FILE);
@@ -295,9 +299,14 @@ class WinHttpClient : public HttpClient {
                            target.secure() ? WINHTTP_FLAG_SECURE : 0));
     if (!request || !add_headers(http_, request.get(), headers)) return transport_failure();
 
-    Failure failed = file_path.empty() ? send_memory(http_, request.get(), body)
-                                       : send_file(http_, request.get(), file_path, progress_);
-    return failed ? std::move(*failed) : receive(http_, request.get());
+    for (int repeats = 0;; ++repeats) {
+      Failure failed = file_path.empty() ? send_memory(http_, request.get(), body)
+                                         : send_file(http_, request.get(), file_path, progress_);
+      HttpResponse response = failed ? std::move(*failed) : receive(http_, request.get());
+      if (response.system_error != ERROR_WINHTTP_RESEND_REQUEST || repeats == kMaxRepeats) {
+        return response;
+      }
+    }
   }
 
   const WinHttp http_;

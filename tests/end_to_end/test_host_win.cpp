@@ -293,6 +293,7 @@ constexpr struct {
                    run.crashes_in_a_row, run.uptime_ms_capped);
        std::fflush(stdout);
      }},
+    {"error_mode", [](const Words& w) { answer((SetErrorMode(w.unsigned_number(0)), 0)); }},
     {"pid", [](const Words&) { answer(GetCurrentProcessId()); }},
     {"crash",
      [](const Words& w) {

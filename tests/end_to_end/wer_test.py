@@ -54,12 +54,18 @@ class AllowListTest(EndToEndTest):
         name = windows_path(self.module)
         self.addCleanup(registry, "reg", "delete", KEY, "/v", name, "/f")
         off = "off (add the DLL path to HKLM RuntimeExceptionHelperModules)"
-        for value, listed, ending in ((None, 0, off), ("dword:00000000", 1, "on"), ("-", 0, off)):
-            with self.subTest(value=value):
+        kept_away = "off (the host's error mode has SEM_NOGPFAULTERRORBOX)"
+        for value, listed, mode, ending in ((None, 0, 0, off), ("dword:00000000", 1, 0, "on"), (None, 1, 2, kept_away),
+                                            ("-", 0, 0, off)):
+            with self.subTest(value=value, mode=mode):
                 if value:
                     self.import_list(value)
-                host = self.host(folder=self.library)
-                self.assertEqual(str(listed), host.do("has_capability", 2))
+                host = self.host(init=False, folder=self.library)
+                host.do("error_mode", mode)
+                self.assertEqual("0", host.do("init"))
+                self.assertEqual(str(int(ending == "on")), host.do("has_capability", 2))
+                host.do("error_mode", 2 - mode)
+                self.assertEqual(str(int(ending == kept_away)), host.do("has_capability", 2))
                 lines = [line for line in self.log().splitlines() if " WER helper " in line]
                 self.assertTrue(lines[-1].endswith(f"INFO WER helper {name}: registered=1 allow-listed={listed} "
                                                    f"-> coverage {ending}"), lines[-1])

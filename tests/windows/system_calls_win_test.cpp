@@ -10,10 +10,13 @@
 #include <cstring>
 #include <future>
 #include <thread>
+#include <tuple>
 #include <vector>
 
+#include "backend/filter_guard_win.h"
 #include "hang/window_probe.h"
 #include "support/digest.h"
+#include "support/logger.h"
 #include "support/paths.h"
 #include "support/version.h"
 #include "tests/support/temp_dir.h"
@@ -23,6 +26,7 @@
 WRENFALL_IMPORT(LoadLibraryExW);
 WRENFALL_IMPORT(QueryUnbiasedInterruptTime);
 WRENFALL_IMPORT(ReadFile);
+WRENFALL_IMPORT(VirtualProtect);
 
 namespace wrenfall {
 
@@ -31,6 +35,26 @@ namespace fs = std::filesystem;
 namespace {
 
 const auto system_load_library = __imp_LoadLibraryExW;
+
+const auto system_virtual_protect = __imp_VirtualProtect;
+
+BOOL WINAPI guard_code(void* address, SIZE_T size, DWORD protection, DWORD* previous) {
+  if (protection != PAGE_EXECUTE_READWRITE) {
+    return system_virtual_protect(address, size, protection, previous);
+  }
+  constexpr DWORD kDynamicCodeBlocked = 1655;  // some compilers do not name it
+  SetLastError(kDynamicCodeBlocked);
+  return FALSE;
+}
+
+TEST(FilterGuardWin, SaysThatTheProcessMayNotChangeItsCode) {
+  const TempDir dir;
+  Logger logger(dir / "a.log");
+  const ImportHook hook(__imp_VirtualProtect, &guard_code);
+  protect_exception_filter(logger);
+  EXPECT_NE(file_text(dir / "a.log").find("SetUnhandledExceptionFilter not guarded (error 1655)"),
+            std::string::npos);
+}
 
 // ---- The requests to the service
 
@@ -124,6 +148,41 @@ TEST(HttpClientWin, AFileThatShrinksEndsTheRequest) {
   EXPECT_EQ(response.result, WRENFALL_ERROR_FILE);
   EXPECT_EQ(response.error, "read failed");
   EXPECT_EQ(reads, 2);
+}
+
+int sends = 0, failed_answers = 0;
+
+BOOL WINAPI count_send(HINTERNET, LPCWSTR, DWORD, void*, DWORD, DWORD, DWORD_PTR) {
+  ++sends;
+  return TRUE;
+}
+
+BOOL WINAPI want_it_again(HINTERNET, void*) {
+  SetLastError(--failed_answers >= 0 ? ERROR_WINHTTP_RESEND_REQUEST : ERROR_WINHTTP_TIMEOUT);
+  return FALSE;
+}
+
+TEST(HttpClientWin, WhatTheSystemWantsAgainIsSentAtMostThreeTimesMore) {
+  const TempDir dir;
+  put_file(dir / "a.zip", std::string(20000, 'x'));
+  const NameHook send("WinHttpSendRequest", &count_send);
+  const NameHook write("WinHttpWriteData", &take_data);
+  const NameHook receive("WinHttpReceiveResponse", &want_it_again);
+  for (const auto& [wanted, sent, error] : {std::tuple{0, 1, "win32 error 12002"},
+                                            {2, 3, "win32 error 12002"},
+                                            {9, 4, "win32 error 12032"}}) {
+    sends = 0;
+    failed_answers = wanted;
+    std::vector<uint64_t> starts;
+    const auto note = [&](uint64_t bytes, uint64_t) {
+      if (bytes == 0) starts.push_back(bytes);
+    };
+    EXPECT_EQ(
+        make_http_client(note)->request_file("PUT", "http://127.0.0.1:1/", {}, dir / "a.zip").error,
+        error);
+    EXPECT_EQ(sends, sent);
+    EXPECT_EQ(starts.size(), size_t(sent)) << "not from the start of the file";
+  }
 }
 
 ULONGLONG ticks = 0, ticks_per_look = 0;
