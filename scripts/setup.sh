@@ -11,6 +11,8 @@ packages=(
   g++ zlib1g-dev libgtest-dev libssl-dev libexpat1-dev
   wine64                                 # runs what was built
   python3 openssl                        # the local crash-collection service and its certificates
+  chromium chromium-driver               # a browser without a window looks at the service's pages,
+  fonts-liberation2                      # in this font
   xvfb xauth                             # a display for the tests that have windows
   xdotool                                # presses the keys in them
   clang-format                           # the style check
@@ -27,7 +29,8 @@ done
 still_missing=()
 for package in "${missing[@]}"; do
   case $package in
-    cmake | python3 | openssl | clang | clang-format) command -v "$package" >/dev/null || still_missing+=("$package") ;;
+    cmake | python3 | openssl | clang | clang-format | chromium) command -v "$package" >/dev/null || still_missing+=("$package") ;;
+    chromium-driver) command -v chromedriver >/dev/null || still_missing+=("$package") ;;
     ninja-build) command -v ninja >/dev/null || still_missing+=("$package") ;;
     *) still_missing+=("$package") ;;
   esac

@@ -5,7 +5,7 @@ from __future__ import annotations
 import zipfile
 import zlib
 from pathlib import Path
-from typing import Any, Dict, List, Tuple
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
 
 from protocol import Complaint
 
@@ -13,7 +13,7 @@ _UTF8_NAME_FLAG = 0x800
 _READ_SIZE = 1 << 20
 
 # What zipfile raises for archives that are damaged, encrypted or no archives at all.
-_UNREADABLE = (zipfile.BadZipFile, zlib.error, EOFError, OSError, RuntimeError, ValueError)
+UNREADABLE = (zipfile.BadZipFile, zlib.error, EOFError, OSError, RuntimeError, ValueError)
 
 
 def check_archive(path: Path) -> Tuple[List[Dict[str, Any]], List[Complaint]]:
@@ -35,7 +35,7 @@ def check_archive(path: Path) -> Tuple[List[Dict[str, Any]], List[Complaint]]:
                 with archive.open(info) as content:
                     while content.read(_READ_SIZE):
                         pass
-    except _UNREADABLE as error:
+    except UNREADABLE as error:
         complaints.append(Complaint("archive", f"the archive cannot be read: {error}"))
     return entries, complaints
 
@@ -50,9 +50,45 @@ def read_dumps(path: Path) -> Dict[str, bytes]:
                     start = content.read(4)
                     if start == b"MDMP":
                         dumps[info.filename] = start + content.read()
-    except _UNREADABLE:
+    except UNREADABLE:
         pass  # The check has recorded it as the report's problem.
     return dumps
+
+
+class Entry(NamedTuple):
+    """An entry of an archive: its place in the list, its name, and its size as announced."""
+
+    index: int
+    name: str
+    size: int
+
+
+def list_entries(path: Path) -> List[Entry]:
+    """The archive's entries in order; none when it is missing or unreadable."""
+    try:
+        with zipfile.ZipFile(path) as archive:
+            infos = archive.infolist()
+    except UNREADABLE:
+        return []
+    return [Entry(at, info.orig_filename, info.file_size) for at, info in enumerate(infos)]
+
+
+def read_entry(path: Path, index: int, limit: int) -> Optional[bytes]:
+    """The entry's bytes; None when it is unreadable, or larger than the limit."""
+    try:
+        with zipfile.ZipFile(path) as archive:
+            with archive.open(archive.infolist()[index]) as content:
+                data = content.read(limit + 1)
+    except (*UNREADABLE, IndexError):
+        return None
+    return data if len(data) <= limit else None
+
+
+def stream_entry(path: Path, index: int) -> Iterator[bytes]:
+    """The entry's bytes piece by piece. Damage ends the iteration with one of zipfile's exceptions."""
+    with zipfile.ZipFile(path) as archive, archive.open(archive.infolist()[index]) as content:
+        while piece := content.read(_READ_SIZE):
+            yield piece
 
 
 def _describe(info: zipfile.ZipInfo) -> Dict[str, Any]:

@@ -23,6 +23,7 @@ import summary
 from certificates import VARIANTS, CertificateError, ensure_certificates
 from faults import FaultError, parse_fault
 from service import CrashService
+from stack_tool import StackTool
 
 __all__ = ["CrashService", "main"]
 
@@ -31,7 +32,8 @@ EXIT_PROBLEMS = 1
 EXIT_CANNOT_RUN = 2
 
 _DESCRIPTION = """\
-Receives crash reports over HTTPS on 127.0.0.1, checks every request and keeps it raw.
+Receives crash reports over HTTPS on 127.0.0.1, checks every request and keeps it raw. A browser
+sees the reports at the same address.
 It ends by itself (--lifetime, --max-reports), or cleanly on SIGTERM and SIGINT.
 """
 
@@ -79,7 +81,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
     certificates = options.certificates or (options.build or options.dir) / "certificates"
     try:
         if options.port is None:
-            options.port = int((options.build / "service-port").read_text()) if options.build else 0
+            options.port = _usual_port(options.build)
         if options.make_certificates:
             return _make_certificates(certificates, options.variant, options.json)
         return _serve(options, certificates)
@@ -105,7 +107,8 @@ def _parser() -> argparse.ArgumentParser:
     add("--build", type=Path, metavar="DIR",
         help="be the service of this build tree: at the port that its programs look for, with its certificates")
     add("--port", type=int, metavar="N",
-        help="port to listen on, 0 for any free one (default: that of --build, else 0)")
+        help="port to listen on, 0 for any free one (default: that of --build, or of the package "
+             "that this is a part of, else 0)")
     add("--certificates", type=Path, metavar="DIR",
         help="folder of the test CA and the server certificate, made when missing or expiring "
              "(default: certificates in --build, else in --dir)")
@@ -117,6 +120,11 @@ def _parser() -> argparse.ArgumentParser:
         help="record problems, but answer as if there were none (otherwise: 400)")
     add("--user-agent", default=protocol.DEFAULT_USER_AGENT, metavar="TEXT",
         help="the User-Agent that is expected (default: %(default)s)")
+    add("--stacks", nargs="?", const="", metavar="PROGRAM",
+        help="show the stack traces of dumps, made by wrenfallctl.exe (default: that of --build, or "
+             "of the package), which runs under Wine where this is not Windows")
+    add("--symbols", default="", metavar="DIR[;DIR]",
+        help="where --stacks looks for debug information, too")
     add("--ready-file", type=Path, metavar="FILE",
         help="written with the port number, in one step, once the service listens")
     add("--lifetime", type=_positive_number, default=600.0, metavar="SECONDS",
@@ -172,7 +180,7 @@ def _serve(options: argparse.Namespace, certificates: Path) -> int:
             options.ready_file.unlink()  # A file of an earlier run would look like this run's.
     service = CrashService(
         options.dir, options.port, certificates, options.variant,
-        user_agent=options.user_agent, strict=not options.lenient, log=_say,
+        user_agent=options.user_agent, strict=not options.lenient, log=_say, stacks=_stack_tool(options),
     )
     for text in options.fail:
         service.add_fault(*parse_fault(text))
@@ -192,6 +200,25 @@ def _serve(options: argparse.Namespace, certificates: Path) -> int:
             _end_after_commits(service, options.max_reports, options.lifetime, ended)
         _say("ended" if ended.wait(options.lifetime) else "ended: the lifetime is over")
     return EXIT_OK
+
+
+def _usual_port(build: Optional[Path]) -> int:
+    """That of the build tree, else the one that a package says its library looks for, else any."""
+    if build is not None:
+        return int((build / "service-port").read_text())
+    packed = Path(__file__).parent / "service-port"
+    return int(packed.read_text()) if packed.exists() else 0
+
+
+def _stack_tool(options: argparse.Namespace) -> Optional[StackTool]:
+    """What --stacks asks for. Raises FileNotFoundError when something is missing for it."""
+    if options.stacks is None:
+        return None
+    # In a package this folder is five below the one that has the programs.
+    root = options.build or Path(__file__).parent.joinpath(*[".."] * 5).resolve()
+    prefix = os.environ.get("WRENFALL_WINEPREFIX") or (options.build or options.dir) / "wineprefix"
+    program = Path(options.stacks) if options.stacks else root / "bin" / "wrenfallctl.exe"
+    return StackTool(program, Path(prefix), options.symbols)
 
 
 def _end_after_commits(

@@ -5,7 +5,7 @@ from __future__ import annotations
 import dataclasses
 import http.client
 import re
-from typing import List, Optional, Tuple
+from typing import Iterable, List, Optional, Tuple
 
 _REQUEST_LINE = re.compile(r"([!-~]+) ([!-~\x80-\xff]+) HTTP/(1\.[01])")
 _HEADER_LINE = re.compile(r"([!#$%&'*+.^_`|~0-9A-Za-z-]+):[ \t]*(.*?)[ \t]*")
@@ -73,18 +73,21 @@ class RequestHead:
 
 @dataclasses.dataclass(frozen=True)
 class Answer:
-    """What the service answers. `padding` blanks follow the body (they count in its length)."""
+    """What the service answers. `padding` blanks follow the body (they count in its length), or
+    `pieces`, which are `pieces_size` bytes together and can be sent once."""
 
     status: int
     body: bytes = b""
     content_type: str = "application/json"
     headers: Tuple[Tuple[str, str], ...] = ()
     padding: int = 0
+    pieces: Iterable[bytes] = ()
+    pieces_size: int = 0
 
     @property
     def length(self) -> int:
         """The size of the body that is sent."""
-        return 0 if self.status in _BODILESS else len(self.body) + self.padding
+        return 0 if self.status in _BODILESS else len(self.body) + self.padding + self.pieces_size
 
     def head(self, *, chunked: bool = False, close: bool = False) -> bytes:
         """Status line and headers, with the empty line."""

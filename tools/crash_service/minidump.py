@@ -1,6 +1,8 @@
 """Reads what matters of a Windows minidump: streams, exception, threads, modules, annotations.
 
-A damaged or cut file never raises: what can be read is there, the rest is named in `problems`.
+A dump comes from a failed process and may hold anything. A damaged or cut file never raises: what
+can be read is there, the rest is named in `problems`. Counts and lengths beyond what any writer
+makes are damage, too, so that a small file cannot cost much memory or time.
 """
 
 from __future__ import annotations
@@ -12,13 +14,22 @@ from typing import Any, Callable, Dict, List, Optional, Tuple
 THREAD_LIST_STREAM = 3
 MODULE_LIST_STREAM = 4
 EXCEPTION_STREAM = 6
+SYSTEM_STREAM = 7
+THREAD_NAMES_STREAM = 24
 ANNOTATION_STREAM = 0x43500001
 
 _SIGNATURE = b"MDMP"
 _VERSION = 0xA793
 _THREAD_SIZE = 48
 _MODULE_SIZE = 108
+_THREAD_NAME_SIZE = 12
 _TEXT_ANNOTATION = 1
+_FIXED_VERSION_SIGNATURE = 0xFEEF04BD
+_MAX_STREAMS = 1024
+_MAX_ENTRIES = 4096  # of one list or table
+_MAX_TEXT = 64 * 1024
+_MAX_ALL_TEXT = 16 * 1024 * 1024
+_MAX_PARAMETERS = 15
 
 
 class _Damaged(Exception):
@@ -32,6 +43,30 @@ class Stream:
     type: int
     size: int
     offset: int
+
+
+@dataclasses.dataclass(frozen=True)
+class Module:
+    """A loaded module. The version is empty where the file has none."""
+
+    path: str
+    base: int
+    size: int
+    version: str
+
+    @property
+    def name(self) -> str:
+        """The file's name without its folder."""
+        return self.path.replace("/", "\\").rpartition("\\")[2]
+
+
+@dataclasses.dataclass(frozen=True)
+class System:
+    """Where the process ran; the numbers are those of the dump."""
+
+    architecture: int
+    version: Tuple[int, int, int]  # major, minor, build
+    processors: int
 
 
 @dataclasses.dataclass(frozen=True)
@@ -49,33 +84,52 @@ class Minidump:
 
     def __init__(self, data: bytes) -> None:
         self._data = memoryview(data)
+        self._text_left = _MAX_ALL_TEXT
         self.problems: List[str] = []
         self.streams: List[Stream] = []
         self.exception_code: Optional[int] = None
         self.exception_address: Optional[int] = None
         self.exception_thread: Optional[int] = None
         self.exception_context: Optional[int] = None  # where its registers lie in the file
+        self.exception_parameters: Tuple[int, ...] = ()
         self.thread_count: Optional[int] = None
+        self.thread_names: Dict[int, str] = {}
         self.stacks: Dict[int, Tuple[int, int]] = {}  # address and size by thread, in the dump's order
         self.contexts: Dict[int, int] = {}  # where the registers of each thread lie in the file
-        self.module_names: List[str] = []
+        self.modules: List[Module] = []
+        self.system: Optional[System] = None
         self.startup_annotations: Dict[str, str] = {}
         self.annotations: List[Annotation] = []
         readers: Dict[int, Callable[[Stream], None]] = {
             THREAD_LIST_STREAM: self._read_threads,
             MODULE_LIST_STREAM: self._read_modules,
             EXCEPTION_STREAM: self._read_exception,
+            SYSTEM_STREAM: self._read_system,
+            THREAD_NAMES_STREAM: self._read_thread_names,
             ANNOTATION_STREAM: self._read_annotations,
         }
         self._guarded("header", self._read_header)
         for stream in self.streams:
-            if stream.type in readers:
-                self._guarded(f"stream {stream.type:#x}", readers[stream.type], stream)
+            reader = readers.pop(stream.type, None)  # Of several of one type the first counts.
+            if reader is not None:
+                self._guarded(f"stream {stream.type:#x}", reader, stream)
 
     @property
     def live_annotations(self) -> Dict[str, str]:
         """The live annotations by name; of several with one name the first counts."""
         return {item.name: item.value for item in reversed(self.annotations)}
+
+    @property
+    def module_names(self) -> List[str]:
+        """The modules' paths, in the dump's order."""
+        return [module.path for module in self.modules]
+
+    def module_at(self, address: int) -> Optional[Module]:
+        """The module that an address lies in."""
+        for module in self.modules:
+            if module.base <= address < module.base + module.size:
+                return module
+        return None
 
     def as_dict(self) -> Dict[str, Any]:
         """The contents for printing or JSON."""
@@ -111,12 +165,17 @@ class Minidump:
         version, count, directory = self._unpack("III", 4)
         if version & 0xFFFF != _VERSION:
             raise _Damaged(f"the version is {version & 0xFFFF:#x}")
+        if count > _MAX_STREAMS:
+            raise _Damaged(f"{count} streams are announced")
         for index in range(count):
             self.streams.append(Stream(*self._unpack("III", directory + 12 * index)))
 
     def _read_exception(self, stream: Stream) -> None:
-        self.exception_thread, _, code, _, _, address = self._unpack("IIIIQQ", stream.offset)
+        values = self._unpack("IIIIQQI4x", stream.offset)
+        self.exception_thread, _, code, _, _, address, count = values
         self.exception_code, self.exception_address = code, address
+        layout = f"{min(count, _MAX_PARAMETERS)}Q"
+        self.exception_parameters = self._unpack(layout, stream.offset + 40)
         (self.exception_context,) = self._unpack("I", stream.offset + 164)
 
     def _read_threads(self, stream: Stream) -> None:
@@ -128,6 +187,17 @@ class Minidump:
             self.stacks[identifier] = (start, size)
             (self.contexts[identifier],) = self._unpack("I", thread + 44)
 
+    def _read_thread_names(self, stream: Stream) -> None:
+        count, offset = self._list(stream, _THREAD_NAME_SIZE)
+        for index in range(count):
+            thread, name = self._unpack("IQ", offset + index * _THREAD_NAME_SIZE)
+            self.thread_names[thread] = self._wide_text(name)
+
+    def _read_system(self, stream: Stream) -> None:
+        architecture, processors = self._unpack("H4xB", stream.offset)
+        major, minor, build = self._unpack("III", stream.offset + 8)
+        self.system = System(architecture, (major, minor, build), processors)
+
     def stack_pointer(self, context: int) -> int:
         """That of the x64 registers at an offset of the file."""
         return self._unpack("Q", context + 152)[0]
@@ -135,16 +205,20 @@ class Minidump:
     def _read_modules(self, stream: Stream) -> None:
         count, offset = self._list(stream, _MODULE_SIZE)
         for index in range(count):
-            (name,) = self._unpack("I", offset + index * _MODULE_SIZE + 20)
-            (size,) = self._unpack("I", name)
-            text = self._bytes(name + 4, size).decode("utf-16-le", errors="replace")
-            self.module_names.append(text)
+            module = offset + index * _MODULE_SIZE
+            base, size, name = self._unpack("QI8xI", module)
+            signature, high, low = self._unpack("I4xII", module + 24)
+            version = ""
+            if signature == _FIXED_VERSION_SIGNATURE:
+                version = f"{high >> 16}.{high & 0xFFFF}.{low >> 16}.{low & 0xFFFF}"
+            self.modules.append(Module(self._wide_text(name), base, size, version))
 
     def _list(self, stream: Stream, entry_size: int) -> Tuple[int, int]:
         """Entry count and first entry of a list stream; some writers align the entries to 8."""
         (count,) = self._unpack("I", stream.offset)
         if 4 + count * entry_size > stream.size:
             raise _Damaged(f"{count} entries do not fit into {stream.size} bytes")
+        _check_count(count)
         padding = 4 if stream.size == 8 + count * entry_size else 0
         self._bytes(stream.offset, stream.size)
         return count, stream.offset + 4 + padding
@@ -181,11 +255,23 @@ class Minidump:
         entry = struct.calcsize("<" + layout)
         if 4 + count * entry > size:
             raise _Damaged(f"{count} table entries do not fit into {size} bytes")
+        _check_count(count)
         return [self._unpack(layout, offset + 4 + index * entry) for index in range(count)]
 
     def _counted(self, offset: int) -> bytes:
         (size,) = self._unpack("I", offset)
+        self._text_left -= size
+        if size > _MAX_TEXT or self._text_left < 0:
+            raise _Damaged(f"a text of {size} bytes")
         return self._bytes(offset + 4, size)
 
     def _text(self, offset: int) -> str:
         return self._counted(offset).decode(errors="replace")
+
+    def _wide_text(self, offset: int) -> str:
+        return self._counted(offset).decode("utf-16-le", errors="replace")
+
+
+def _check_count(count: int) -> None:
+    if count > _MAX_ENTRIES:
+        raise _Damaged(f"{count} entries")

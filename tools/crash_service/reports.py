@@ -11,7 +11,6 @@ import dataclasses
 import datetime
 import json
 import os
-import re
 import secrets
 import shutil
 import threading
@@ -20,10 +19,10 @@ from typing import Any, Dict, List, NamedTuple, Optional
 
 from http_message import RequestHead
 from protocol import Complaint
+from report_folder import folder_of, number_of
 
 OTHER_FOLDER = "other"
-_FIRST_STACK_KEY = 1001  # Apart from the crash ids, so that a mix-up shows.
-_FIRST_MESSAGE = 5001
+_FIRST_MESSAGE = 5001  # Apart from the crash ids, so that a mix-up shows.
 _KEPT_ANSWER_SIZE = 4096
 
 
@@ -155,19 +154,16 @@ class ReportStore:
         self._reports: Dict[int, Report] = {}
         self.other = Report(0, directory / OTHER_FOLDER, base_url)
         folders = [path for path in directory.glob("report-*") if path.is_dir()]
-        self._last_number = max((_number(path.name) for path in folders), default=0)
+        self._last_number = max((number_of(path.name) for path in folders), default=0)
         heads = directory.glob("*/requests/*.head")
-        self._last_sequence = max((_number(path.name) for path in heads), default=0)
-        self._stack_keys: Dict[str, int] = {}
-        with contextlib.suppress(FileNotFoundError, ValueError):
-            self._stack_keys = json.loads((directory / "stack_keys.json").read_text("utf-8"))
+        self._last_sequence = max((number_of(path.name) for path in heads), default=0)
 
     def begin_report(self) -> Report:
         """Makes the next report and its folder."""
         with self._lock:
             self._last_number += 1
             number = self._last_number
-            folder = self.directory / f"report-{number:04}"
+            folder = folder_of(self.directory, number)
             report = self._reports[number] = Report(number, folder, self._base_url)
             (folder / "requests").mkdir(parents=True)
         report.add_problems("first", [])  # The file is there from the beginning.
@@ -201,15 +197,6 @@ class ReportStore:
             owner.requests.append(exchange)
         return exchange
 
-    def stack_key(self, signature_hash: str) -> int:
-        """The same number for the same signature hash, also after a restart."""
-        with self._lock:
-            known = len(self._stack_keys)
-            key = self._stack_keys.setdefault(signature_hash, _FIRST_STACK_KEY + known)
-            if len(self._stack_keys) != known:
-                write_json(self.directory / "stack_keys.json", self._stack_keys)
-            return key
-
     @staticmethod
     def message_id(report: Report) -> int:
         """The report's message number."""
@@ -222,8 +209,3 @@ def write_json(path: Path, value: Any) -> None:
     text = json.dumps(value, indent=2, ensure_ascii=False)
     temporary.write_text(text + "\n", encoding="utf-8", errors="replace")
     os.replace(temporary, path)
-
-
-def _number(name: str) -> int:
-    digits = re.search("[0-9]+", name)
-    return int(digits[0]) if digits else 0

@@ -3,27 +3,31 @@
 from __future__ import annotations
 
 import contextlib
-import os
 import socket
+import sqlite3
 import ssl
-import struct
 import threading
 import time
 from pathlib import Path
 from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import protocol
-from certificates import HOST, VARIANTS, Certificates, ensure_certificates
+from archive import UNREADABLE
+from browser import Browser, is_page
+from certificates import HOST, VARIANTS, ensure_certificates
 from faults import Fault, FaultPlan
 from http_message import Answer, HeadError, RequestHead
+from indexing import catch_up, index_report
 from protocol import Complaint
+from report_index import ReportIndex
 from reports import Exchange, Problem, Report, ReportStore
+from sockets import ACCEPT_POLL_SECONDS, break_off, listen, tls_context
+from stack_tool import StackTool
 from upload_calls import UploadCalls
 from wire import Connection
 
 _IDLE_SECONDS = 120.0
 _STOP_SECONDS = 3.0
-_ACCEPT_POLL_SECONDS = 0.1
 _FAULT_POLL_SECONDS = 0.01
 
 # The call that a client makes after each; the next report follows a commit.
@@ -36,7 +40,8 @@ class CrashService:
     Port 0 takes any free one; `port` and `base_url` are valid after `start`. `certificates` is the
     folder of the test authority (default: "certificates" in `directory`), `variant` one of
     certificates.VARIANTS. With `strict`, requests with problems are answered 400. `log` gets one
-    line a request. One object serves once; all methods may be called from any thread.
+    line a request, `stacks` makes the stack traces of dumps. One object serves once; all methods
+    may be called from any thread.
     """
 
     def __init__(
@@ -48,6 +53,7 @@ class CrashService:
         user_agent: str = protocol.DEFAULT_USER_AGENT,
         strict: bool = True,
         log: Optional[Callable[[str], None]] = None,
+        stacks: Optional[StackTool] = None,
     ) -> None:
         self.directory = Path(directory)
         self.port = port
@@ -57,6 +63,7 @@ class CrashService:
         self._user_agent = user_agent
         self._strict = strict
         self._log = log
+        self._stacks = stacks
         self._log_lock = threading.Lock()
         self._plan = FaultPlan()
         self._stopping = threading.Event()
@@ -78,12 +85,19 @@ class CrashService:
         """Makes missing certificates, then listens. Raises OSError when the port is taken."""
         self.directory.mkdir(parents=True, exist_ok=True)
         self.certificates = ensure_certificates(self._certificate_folder, self._variant)
-        self._contexts = {self._variant: _tls_context(self.certificates)}
-        self._listener = _listen(self.port)
+        self._contexts = {self._variant: tls_context(self.certificates)}
+        self._listener = listen(self.port)
         self.port = self._listener.getsockname()[1]
         self.base_url = f"https://{HOST}:{self.port}"
         self._store = ReportStore(self.directory, self.base_url)
-        self._calls = UploadCalls(self._store, self.base_url, self._user_agent, self._strict)
+        self._index = ReportIndex(self.directory)
+        catch_up(self._index, self.directory)
+        self._calls = UploadCalls(
+            self._store, self._index, self.base_url, self._user_agent, self._strict
+        )
+        self._browser = Browser(self.directory, self._index, self._stacks)
+        if self._stacks is not None:
+            self._stacks.start(self.directory, self._index)
         self._listening.set()
         self._acceptor = threading.Thread(target=self._accept, name="accept", daemon=True)
         self._acceptor.start()
@@ -104,6 +118,9 @@ class CrashService:
                     connection.interrupt()
             for thread, _ in connections:
                 thread.join(max(0.1, deadline - time.monotonic()))
+        if self._stacks is not None:
+            self._stacks.stop()
+        self._index.close()
 
     def fail(self, call: str, **settings: Any) -> None:
         """Makes the next requests of the call ("first", "put", "commit") fail; see faults.Fault."""
@@ -113,7 +130,7 @@ class CrashService:
         """The same with a ready-made fault."""
         if fault.connect in VARIANTS and fault.connect not in self._contexts:
             certificates = ensure_certificates(self._certificate_folder, fault.connect)
-            self._contexts[fault.connect] = _tls_context(certificates)
+            self._contexts[fault.connect] = tls_context(certificates)
         self._plan.add(call, fault)
         if call == "first":
             self._expect(call)
@@ -181,19 +198,19 @@ class CrashService:
     def _listen_again(self) -> None:
         """Waits until connections are no longer to be refused, if they are."""
         if self._listening.is_set():
-            self._stopping.wait(_ACCEPT_POLL_SECONDS)
+            self._stopping.wait(ACCEPT_POLL_SECONDS)
             return
         self._listener.close()
         while self._connect_fault == "refused" and not self._stopping.wait(_FAULT_POLL_SECONDS):
             pass
-        self._listener = _listen(self.port)
+        self._listener = listen(self.port)
         self._listening.set()
 
     def _serve(self, plain: socket.socket) -> None:
         """A connection's life, in its own thread, the TLS handshake included."""
         fault = self._connect_fault
         if fault in ("reset", "garbage"):
-            _break_off(plain, fault)
+            break_off(plain, fault)
             return
         context = self._contexts.get(fault or "", self._contexts[self._variant])
         with contextlib.ExitStack() as stack:
@@ -223,7 +240,7 @@ class CrashService:
                 if not self._stopping.is_set():
                     self.handshake_failures.append(str(error))
                     self._print(f"---- TLS failed: {error}")
-            except OSError as error:
+            except (OSError, sqlite3.Error, *UNREADABLE) as error:
                 self._print(f"---- connection lost: {error}")
 
     def _forget(self, thread: threading.Thread) -> None:
@@ -245,6 +262,8 @@ class CrashService:
                 raise HeadError("Transfer-Encoding is not supported")
         except HeadError as error:
             return self._refuse_head(connection, str(error))
+        if is_page(head):
+            return self._serve_page(connection, head, size)
         exchange = self._calls.begin(head)
         fault = self._plan.take(exchange.call)
         exchange.fault = fault.describe() if fault else None
@@ -263,6 +282,14 @@ class CrashService:
                 with self._changed:
                     self._commits += 1
                     self._changed.notify_all()
+
+    def _serve_page(self, connection: Connection, head: RequestHead, size: int) -> bool:
+        """Answers a browser. Looking changes nothing, so it is not kept, and no fault meets it."""
+        answer = self._browser.answer(head, self.port)
+        close = head.wants_close() or size > 0  # A body that nobody expects is not read.
+        connection.send(answer, close=close)
+        self._print(f"---- page {head.target} -> {answer.status}")
+        return not close
 
     def _receive_body(
         self, connection: Connection, exchange: Exchange, size: int, fault: Optional[Fault]
@@ -330,6 +357,10 @@ class CrashService:
 
     def _record(self, exchange: Exchange) -> None:
         exchange.save()
+        if exchange.report is not None:
+            index_report(self._index, exchange.report.folder)
+            if exchange.made_commit and self._stacks is not None:
+                self._stacks.ask(exchange.report.number)
         name = exchange.report.folder.name if exchange.report else "-"
         parts = [
             f"{exchange.sequence:04} {name} {exchange.call} {exchange.head.method}",
@@ -346,34 +377,3 @@ class CrashService:
         if self._log is not None:
             with self._log_lock:
                 self._log(line)
-
-
-def _tls_context(certificates: Certificates) -> ssl.SSLContext:
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(certificates.certificate, certificates.key)
-    return context
-
-
-def _break_off(plain: socket.socket, fault: str) -> None:
-    """Ends a connection before TLS: with a reset, or with something that is no TLS."""
-    with contextlib.suppress(OSError), plain:
-        plain.settimeout(_STOP_SECONDS)
-        plain.recv(4096)
-        if fault == "garbage":
-            plain.sendall(b"HTTP/1.1 400 Bad Request\r\n\r\n")
-        else:
-            plain.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-
-
-def _listen(port: int) -> socket.socket:
-    listener = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
-    try:
-        if os.name == "posix":  # On Windows the option would allow two services on one port.
-            listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        listener.bind((HOST, port))
-        listener.listen(128)
-        listener.settimeout(_ACCEPT_POLL_SECONDS)
-    except OSError:
-        listener.close()
-        raise
-    return listener

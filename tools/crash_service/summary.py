@@ -2,15 +2,13 @@
 
 from __future__ import annotations
 
-import json
 from pathlib import Path
-from typing import Any, Dict, List, Optional
+from typing import Any, Dict, List
 
+import report_folder
 from archive import read_dumps
 from minidump import Minidump
 from reports import OTHER_FOLDER
-
-_IDS = ("crashId", "stackKeyId", "messageId", "infoUrl")
 
 
 def read_folder(directory: Path) -> Dict[str, Any]:
@@ -20,24 +18,14 @@ def read_folder(directory: Path) -> Dict[str, Any]:
     return {
         "directory": str(directory),
         "reports": reports,
-        "otherRequests": _read_requests(other),
-        "otherProblems": _read_json(other / "problems.json", []),
+        "otherRequests": report_folder.read_requests(other),
+        "otherProblems": report_folder.read_json(other / "problems.json", []),
     }
 
 
 def read_report(folder: Path) -> Dict[str, Any]:
-    """One report's folder; what is missing or unreadable is empty."""
-    requests = _read_requests(folder)
-    return {
-        "name": folder.name,
-        "requests": requests,
-        "query": _read_json(folder / "query.json", {}),
-        "fields": _read_json(folder / "fields.json", {}),
-        "entries": _read_json(folder / "entries.json", []),
-        "problems": _read_json(folder / "problems.json", []),
-        "dumps": _read_dumps(folder / "archive.zip"),
-        "ids": _ids_given(requests),
-    }
+    """One report's folder with its dumps; what is missing or unreadable is empty."""
+    return {**report_folder.read_report(folder), "dumps": _read_dumps(folder / "archive.zip")}
 
 
 def is_good(summary: Dict[str, Any]) -> bool:
@@ -113,30 +101,5 @@ def _shown(value: object) -> str:
     return "".join(c if c.isprintable() else repr(c)[1:-1] for c in str(value))
 
 
-def _read_json(path: Path, default: Any) -> Any:
-    try:
-        return json.loads(path.read_text("utf-8"))
-    except (OSError, ValueError):
-        return default
-
-
-def _read_requests(folder: Path) -> List[Dict[str, Any]]:
-    found = (_read_json(path, None) for path in folder.glob("requests/*.json"))
-    return sorted(filter(None, found), key=lambda request: request["sequence"])
-
-
 def _read_dumps(archive: Path) -> Dict[str, Any]:
     return {name: Minidump(data).as_dict() for name, data in read_dumps(archive).items()}
-
-
-def _ids_given(requests: List[Dict[str, Any]]) -> Optional[Dict[str, Any]]:
-    """The ids of the last commit that was answered with success."""
-    for request in reversed(requests):
-        if request["call"] == "commit" and request["status"] == 200:
-            try:
-                answer = json.loads(request["answer"])
-            except ValueError:
-                continue
-            if isinstance(answer, dict):
-                return {name: answer[name] for name in _IDS if name in answer}
-    return None

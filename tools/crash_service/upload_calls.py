@@ -1,4 +1,4 @@
-"""Judges the three calls of an upload and the pages, and finds the ordinary answer to each."""
+"""Judges the three calls of an upload, and finds the ordinary answer to each."""
 
 from __future__ import annotations
 
@@ -6,20 +6,19 @@ import json
 import re
 from typing import Dict, List, Optional, Tuple
 
-import pages
 import protocol
 from archive import check_archive
+from facts import grouping_text, read_facts
 from faults import Fault
 from http_message import Answer, RequestHead
 from protocol import Complaint
+from report_index import ReportIndex
 from reports import Exchange, Report, ReportStore
 
-PAGE = "page"
 UNKNOWN = "unknown"
 
 _REDIRECTED = re.compile(r"/redirected/([0-9]{1,9})(/.*)")
 _UPLOAD = re.compile(r"/upload/([0-9]{1,9})/")
-_PAGE = re.compile(r"/|/favicon\.ico|/report/([0-9]{1,9})")
 _METHODS = {"first": "POST", "put": "PUT", "commit": "POST"}
 _MAX_FORM_SIZE = 64 << 20
 
@@ -30,8 +29,11 @@ class UploadCalls:
     With `strict`, a request with a problem is answered 400, otherwise as if it were good.
     """
 
-    def __init__(self, store: ReportStore, base_url: str, user_agent: str, strict: bool) -> None:
+    def __init__(
+        self, store: ReportStore, index: ReportIndex, base_url: str, user_agent: str, strict: bool
+    ) -> None:
         self._store = store
+        self._index = index
         self._base_url = base_url
         self._user_agent = user_agent
         self._strict = strict
@@ -50,8 +52,6 @@ class UploadCalls:
             call, report = "put", self._store.find(int(upload[1]))
         elif path == protocol.COMMIT_PATH:
             call, report = "commit", self._committed_report(query)
-        elif head.method == "GET" and _PAGE.fullmatch(path):
-            call, report = PAGE, None
         else:
             call = UNKNOWN
         return self._store.begin_exchange(call, report, head, target)
@@ -66,8 +66,6 @@ class UploadCalls:
 
         The fault is only asked whether the client will see a success.
         """
-        if exchange.call == PAGE:
-            return self._page(exchange.target)
         if exchange.call == UNKNOWN:
             text = f"nothing is at {exchange.head.method} {exchange.target}"
             self.complain(exchange, [Complaint("path", text)])
@@ -150,11 +148,17 @@ class UploadCalls:
             {
                 "status": "success",
                 "crashId": report.number,
-                "stackKeyId": self._store.stack_key(report.fields.get("crashHash", "")),
+                "stackKeyId": self._stack_key(report, values),
                 "messageId": self._store.message_id(report),
                 "infoUrl": f"{self._base_url}/report/{report.number}",
             }
         )
+
+    def _stack_key(self, report: Report, query: Dict[str, str]) -> int:
+        facts = read_facts(report.archive_path, query.get("crashTypeId", ""))
+        signature_hash = report.fields.get("crashHash", "")
+        return self._index.stack_key(
+            grouping_text(facts, query.get("appName", ""), signature_hash))
 
     def _conclude(self, exchange: Exchange, complaints: List[Complaint]) -> Tuple[bool, Answer]:
         """Records the complaints; whether the request counts as good, and the answer if not."""
@@ -170,18 +174,6 @@ class UploadCalls:
         key = dict(protocol.split_query(query, protocol.COMMIT_PARTS)).get("s3Key", "")
         number = _UPLOAD.search(key.replace("%2F", "/").replace("%2f", "/"))
         return self._store.find(int(number[1])) if number else None
-
-    def _page(self, target: str) -> Answer:
-        page = _PAGE.fullmatch(target.partition("?")[0])
-        if page and page[1]:
-            text = pages.report_page(self._store.directory, int(page[1]))
-        elif target.startswith("/favicon"):
-            text = None
-        else:
-            text = pages.overview_page(self._store.directory)
-        if text is None:
-            return Answer(404, b"There is no such page.\n", "text/plain; charset=utf-8")
-        return Answer(200, text.encode(errors="replace"), "text/html; charset=utf-8")
 
 
 def _query(

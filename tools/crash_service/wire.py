@@ -142,7 +142,7 @@ class Connection:
 
 
 def _pieces(answer: Answer, small: bool = False) -> Iterator[bytes]:
-    """The body and its padding; `small` cuts the body itself into several pieces."""
+    """The body, its padding and its pieces; `small` cuts the body itself into several pieces."""
     step = 16 if small and len(answer.body) < _PIECE else _PIECE
     for start in range(0, len(answer.body), step):
         yield answer.body[start : start + step]
@@ -150,3 +150,4 @@ def _pieces(answer: Answer, small: bool = False) -> Iterator[bytes]:
     while left > 0:
         yield b" " * min(left, _PIECE)
         left -= _PIECE
+    yield from answer.pieces
