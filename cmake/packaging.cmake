@@ -49,7 +49,13 @@ install(DIRECTORY examples DESTINATION ${wrenfall_pages} COMPONENT SDK
 install(FILES scripts/register-wer-helper.ps1 scripts/wrenfall-wer.reg
         DESTINATION ${wrenfall_pages}/scripts COMPONENT SDK)
 install(DIRECTORY tools/crash_service DESTINATION ${wrenfall_pages}/tools COMPONENT SDK
-        FILES_MATCHING REGEX "\\.(md|py|cpp)$" PATTERN __pycache__ EXCLUDE)
+        FILES_MATCHING REGEX "\\.(md|py|css|ps1|cpp)$" PATTERN __pycache__ EXCLUDE)
+if(TARGET crashing_host AND WRENFALL_SERVICE_DOMAIN MATCHES "^\\.0\\.0\\.1:")
+  # A package that reaches the local service can be tried as it is: a host that crashes, and the port for the service.
+  install(TARGETS crashing_host RUNTIME DESTINATION ${wrenfall_pages}/examples COMPONENT SDK)
+  install(FILES ${PROJECT_BINARY_DIR}/service-port DESTINATION ${wrenfall_pages}/tools/crash_service
+          COMPONENT SDK)
+endif()
 install(FILES fallback/crashpad/README.md DESTINATION ${wrenfall_pages}/fallback/crashpad COMPONENT SDK)
 install(CODE [[
   set(pages "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/doc/Wrenfall")

@@ -12,6 +12,7 @@ import tempfile
 import unittest
 import zipfile
 from pathlib import Path
+from unittest import mock
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "end_to_end"))
 
@@ -33,8 +34,10 @@ FILES = {"lib/libWrenfall.dll.a", "lib/Wrenfall.lib", "lib/Wrenfall.def", "inclu
 # These lie below the pages' folder as in the source tree.
 PAGES = "share/doc/Wrenfall"
 SOURCES = ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "SECURITY.md", "docs/*.md", "docs/images/*", "examples/*.*",
-           "scripts/*.ps1", "scripts/*.reg", "tools/crash_service/[!t]*.*", "tools/crash_service/trust*.cpp",
+           "scripts/*.ps1", "scripts/*.reg", "tools/crash_service/*.*",
            "fallback/crashpad/README.md")
+# So that the development build's package can be tried without a compiler.
+READY = {f"{PAGES}/examples/crashing_host.exe", f"{PAGES}/tools/crash_service/service-port"}
 # A sentence of each licence.
 LICENCES = {"nlohmann-json": "MIT", "zlib": "Jean-loup Gailly", "gcc": "GCC RUNTIME LIBRARY EXCEPTION",
             "mingw-w64": "winpthreads"}
@@ -102,7 +105,7 @@ class ContentsTest(PackageTest):
         pages = {f"{PAGES}/{path.relative_to(ROOT)}" for pattern in SOURCES for path in ROOT.glob(pattern)}
         licences = {f"{PAGES}/third-party/{name}" for name in ["THIRD-PARTY.md", *(f"{one}.txt" for one in LICENCES)]}
         programs = {f"bin/{name}" for name in PROGRAMS}
-        self.assertEqual(programs | licences | pages | FILES, files - {f"bin/{name}" for name in OPTIONAL_PROGRAMS})
+        self.assertEqual(programs | licences | pages | FILES | READY, files - {f"bin/{name}" for name in OPTIONAL_PROGRAMS})
         symbols = self.folder / f"{NAME}-symbols" / f"{NAME}"
         self.assertEqual({path.name + ".debug" for path in (self.root / "bin").iterdir()},
                          {path.name for path in symbols.rglob("*") if path.is_file()})
@@ -222,6 +225,31 @@ class HostsTest(PackageTest):
                          {path.stem for path in build.glob("bin/*.exe")} - {Path(one).stem for one in SHIPPED})
         self.crash(build / "bin" / "crashing_host.exe", "access-violation", "quiet")
         self.assert_sent()
+
+    def test_quick_start(self):
+        """The page's steps, with the package's own service and host. What they name is there."""
+        page = (self.root / PAGES / "docs" / "windows-quick-start.md").read_text("utf-8")
+        named = re.findall(r"(?:share|\$tools)\\[\w\\.]+\.\w+", page)
+        self.assertGreater(len(named), 3)
+        for path in named:
+            self.assertTrue((self.root / path.replace("$tools", f"{PAGES}/tools/crash_service").replace("\\", "/")).is_file(), path)
+        self.service.stop()
+        tools, reports, ready = self.root / PAGES / "tools" / "crash_service", self.folder / "quick", self.folder / "ready"
+        service = subprocess.Popen(
+            [sys.executable, tools / "crash_service.py", "--dir", reports, "--certificates", BUILD / "certificates", "--stacks",
+             "--ready-file", ready, "--max-reports", "1", "--lifetime", "120"], stdout=subprocess.DEVNULL,
+            env={**os.environ, "WRENFALL_WINEPREFIX": os.environ.get("WRENFALL_WINEPREFIX", str(BUILD / "wineprefix"))})
+        try:
+            wait_for(ready.exists, 60, "the service")
+            self.assertEqual((BUILD / "service-port").read_text(), ready.read_text())
+            with mock.patch.dict(os.environ, WINEPATH=windows_path(self.root / "bin")):
+                self.crash(self.root / PAGES / "examples" / "crashing_host.exe", "access-violation", "quiet")
+            self.assertEqual(0, service.wait(120))
+        finally:
+            if service.poll() is None:
+                service.kill()
+                service.wait()
+        run(sys.executable, tools / "crash_service.py", "--summary", reports)
 
     def test_library_for_msvc(self):
         """An object file like MSVC's, linked by a linker like MSVC's."""

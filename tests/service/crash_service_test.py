@@ -1,5 +1,6 @@
 """The local crash-collection service: what it checks, keeps, answers and shows. End-to-end tests use its faults."""
 
+import base64
 import contextlib
 import html
 import json
@@ -10,7 +11,6 @@ import sys
 import tempfile
 import time
 import unittest
-import zipfile
 from pathlib import Path
 from unittest import mock
 
@@ -178,6 +178,22 @@ class CrashServiceTest(unittest.TestCase):
             for path in ("/report/2", "/report/1/file/9", "/report/1/call/0002-put.json", "/report/1/call/../../reports.sqlite"):
                 self.assertEqual(404, client.request("GET", path)[0], path)
             self.assertEqual(421, client.request("GET", "/", Host="elsewhere.example")[0])
+
+    def test_a_certificate_that_windows_made(self):
+        """A key as .NET writes it, and a certificate that vouches for itself, become one file that serves."""
+        made, key, pem = (self.directory / name for name in ("made.pem", "made.key", "certificate.pem"))
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=test", "-keyout", key, "-out", made,
+                        "-addext", "subjectAltName=IP:127.0.0.1"], check=True, capture_output=True)
+        traditional = subprocess.run(["openssl", "rsa", "-traditional", "-in", key], check=True, capture_output=True).stdout
+        printed = subprocess.run(["openssl", "asn1parse"], input=traditional, check=True, capture_output=True).stdout.decode()
+        numbers = [base64.b64encode(bytes.fromhex(one)).decode() for one in re.findall(r"INTEGER\s+:(\w+)", printed)[1:]]
+        names = ("Modulus", "Exponent", "D", "P", "Q", "DP", "DQ", "InverseQ")
+        xml = "".join(f"<{name}>{value}</{name}>" for name, value in zip(names, numbers, strict=True))
+        certificate = "".join(made.read_text().split("\n")[1:-2])
+        subprocess.run([sys.executable, FOLDER / "windows_key.py", pem], input=f"{certificate}\r\n<RSAKeyValue>{xml}</RSAKeyValue>\r\n",
+                       text=True, check=True)
+        with CrashService(self.directory / "service", certificate=pem) as service:
+            self.assertEqual([200] * 3, Client(service.port, made).upload(ARCHIVE)[0])
 
     def test_damaged_dumps_are_read_as_far_as_they_go(self):
         dump = make_dump(**HANG)

@@ -83,8 +83,8 @@ def _column(
         if count:
             height = max(_HEIGHT * count / highest, 3.0)
             bottom -= height
-            parts.append(markup('<rect class="{}" x="{}" y="{}" width="{}" height="{}"/>',
-                                f"k-{kind}", left, Html(f"{bottom:.1f}"), _BAR - _GAP, Html(f"{height:.1f}")))
+            parts.append(markup('<rect class="k-{}" x="{}" y="{}" width="{}" height="{}"/>', kind,
+                                left, f"{bottom:.1f}", _BAR - _GAP, f"{height:.1f}"))
     when = _local(scale.start + scale.step * at).strftime(
         "%Y-%m-%d %H:%M" if scale.step < 86400 else "%Y-%m-%d")
     return markup("<g><title>{}: {}</title>{}</g>", when, total, joined(parts))

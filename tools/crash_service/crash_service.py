@@ -112,6 +112,9 @@ def _parser() -> argparse.ArgumentParser:
     add("--certificates", type=Path, metavar="DIR",
         help="folder of the test CA and the server certificate, made when missing or expiring "
              "(default: certificates in --build, else in --dir)")
+    add("--certificate", type=Path, metavar="FILE",
+        help="serve with this certificate and key, both in one PEM file, and make none (default on "
+             "Windows: what windows_certificate.ps1 has made, unless --certificates is given)")
     add("--variant", choices=VARIANTS, default="good",
         help="serve with this certificate (default: %(default)s)")
     add("--fail", action="append", default=[], metavar="FAULT",
@@ -180,7 +183,9 @@ def _serve(options: argparse.Namespace, certificates: Path) -> int:
             options.ready_file.unlink()  # A file of an earlier run would look like this run's.
     service = CrashService(
         options.dir, options.port, certificates, options.variant,
-        user_agent=options.user_agent, strict=not options.lenient, log=_say, stacks=_stack_tool(options),
+        user_agent=options.user_agent, strict=not options.lenient, log=_say,
+        stacks=_stack_tool(options),
+        certificate=options.certificate or _windows_certificate(options),
     )
     for text in options.fail:
         service.add_fault(*parse_fault(text))
@@ -193,7 +198,7 @@ def _serve(options: argparse.Namespace, certificates: Path) -> int:
         signal.signal(number, on_signal)
     with service:
         _say(f"listening at {service.base_url}, reports in {options.dir}")
-        _say(f"test CA: {service.certificates.ca_der}")
+        _say(f"to be trusted: {service.certificates.ca_der}")
         if options.ready_file:
             _write_whole(options.ready_file, f"{service.port}\n")
         if options.max_reports:
@@ -219,6 +224,14 @@ def _stack_tool(options: argparse.Namespace) -> Optional[StackTool]:
     prefix = os.environ.get("WRENFALL_WINEPREFIX") or (options.build or options.dir) / "wineprefix"
     program = Path(options.stacks) if options.stacks else root / "bin" / "wrenfallctl.exe"
     return StackTool(program, Path(prefix), options.symbols)
+
+
+def _windows_certificate(options: argparse.Namespace) -> Optional[Path]:
+    """The file of windows_certificate.ps1, where it was run and nothing else is asked for."""
+    if os.name != "nt" or options.certificates or options.build or options.variant != "good":
+        return None
+    path = Path(os.environ.get("LOCALAPPDATA", ""), "WrenfallCrashService", "certificate.pem")
+    return path if path.exists() else None
 
 
 def _end_after_commits(

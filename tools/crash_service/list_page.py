@@ -101,7 +101,9 @@ def _group(group: Group, rows: List[Row], spark: Html, whole: bool) -> Html:
     newest = group.newest
     unfinished = group.stack_key == UNFINISHED
     kind_name = KIND_NAMES.get(newest.kind, newest.kind)
-    title = "Uploads that were not finished" if unfinished else newest.place or newest.exception or kind_name
+    title = newest.place or newest.exception or kind_name
+    if unfinished:
+        title = "Uploads that were not finished"
     link = address(Filter(stack_key=group.stack_key))
     heading = markup("{}", title) if whole else markup('<a href="{}">{}</a>', link, title)
     said = newest.exception if newest.place and not unfinished else ""
@@ -149,9 +151,11 @@ def _page_links(chosen: Filter, number: int, pages: int) -> Html:
         return Html()
     newer, older = Html("<span></span>"), Html("<span></span>")
     if number > 1:
-        newer = markup('<a class="chip" rel="prev" href="{}">← Newer</a>', address(chosen, number - 1))
+        newer = markup('<a class="chip" rel="prev" href="{}">← Newer</a>',
+                       address(chosen, number - 1))
     if number < pages:
-        older = markup('<a class="chip" rel="next" href="{}">Older →</a>', address(chosen, number + 1))
+        older = markup('<a class="chip" rel="next" href="{}">Older →</a>',
+                       address(chosen, number + 1))
     return markup('<nav class="pages" aria-label="Pages">{}<span>Page {} of {}</span>{}</nav>',
                   newer, number, pages, older)
 

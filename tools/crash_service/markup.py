@@ -46,7 +46,8 @@ def size_text(size: int) -> str:
     while value >= 1000 and len(units) > 1:
         value /= 1024
         units.pop(0)
-    return f"{value:.0f} {units[0]}" if units[0] == "bytes" or value >= 100 else f"{value:.1f} {units[0]}"
+    digits = 0 if units[0] == "bytes" or value >= 100 else 1
+    return f"{value:.{digits}f} {units[0]}"
 
 
 def time_markup(seconds: float, form: str = "%Y-%m-%d %H:%M") -> Html:

@@ -197,7 +197,8 @@ class ReportIndex:
         key = "0"
         if groups:
             key = "stack_key"
-            where += (" AND " if where else "WHERE ") + "stack_key IN (%s)" % ", ".join("?" * len(groups))
+            places = ", ".join("?" * len(groups))
+            where += (" AND " if where else "WHERE ") + f"stack_key IN ({places})"
             values += groups
         return self._read(
             f"SELECT {key}, kind, CAST((received - ?) / ? AS INTEGER), COUNT(*) FROM reports "

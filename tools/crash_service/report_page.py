@@ -16,7 +16,8 @@ from report_index import UNFINISHED, Filter, ReportIndex, Row
 from stack_trace import StackTrace
 
 # The facts that the commit's form gives, with their names on the page.
-_FORM_FACTS = (("user", "User"), ("email", "E-mail"), ("appKey", "Key"), ("environment", "Environment"), ("notes", "Notes"),
+_FORM_FACTS = (("user", "User"), ("email", "E-mail"), ("appKey", "Key"),
+               ("environment", "Environment"), ("notes", "Notes"),
                ("crashSignature", "Signature"), ("crashHash", "Signature hash"))
 
 
@@ -78,7 +79,8 @@ def _head(index: ReportIndex, row: Row, facts: Facts) -> Html:
     trail.append(markup("<span>#{}</span>", row.number))
     title = _title(row)
     said = " ".join(filter(None, [row.exception, facts.explanation]))
-    about = [text for text in (said, f"{row.application} {row.version}".strip()) if text and text != title]
+    program = f"{row.application} {row.version}".strip()
+    about = [text for text in (said, program) if text and text != title]
     parts = [*(markup("<span>{}</span>", text) for text in about), time_markup(row.received)]
     return markup(
         '<nav class="trail" aria-label="Where this is">{}</nav><header class="title">{}<h1>{}</h1>'

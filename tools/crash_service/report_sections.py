@@ -1,4 +1,4 @@
-"""The sections of a report's page. Each gives its contents, empty where there is nothing to show."""
+"""The sections of a report's page. Each gives its contents, empty where there are none."""
 
 from __future__ import annotations
 
@@ -144,8 +144,10 @@ def calls(number: int, folder: Path, requests: Sequence[Dict[str, Any]]) -> Html
         link = f"/report/{number}/call/{stem}"
         body = markup('<p><a href="{}.head" download>Head</a> <a href="{}.body" download>Body</a></p>',
                       link, link)
-        answer = markup("<h3>Answer</h3>{}", long_text(request["answer"])) if request["answer"] else Html()
-        rows.append(_folded(title, joined([long_text(_head_text(folder, stem)), answer, body])))
+        parts = [long_text(_head_text(folder, stem)), body]
+        if request["answer"]:
+            parts.insert(1, markup("<h3>Answer</h3>{}", long_text(request["answer"])))
+        rows.append(_folded(title, joined(parts)))
     return joined(rows)
 
 
@@ -154,8 +156,8 @@ def _frames(frames: List[Frame]) -> Html:
     for frame in frames:
         where = f"{frame.file}:{frame.line}" if frame.file and frame.line > 0 else frame.file
         module = f"{frame.module}+{frame.offset}" if frame.module and frame.offset else frame.module
-        notes = [text for text, there in (("inlined", frame.inline), ("found by a search", frame.scanned))
-                 if there]
+        notes = ["inlined"] if frame.inline else []
+        notes += ["found by a search"] if frame.scanned else []
         rows.append(markup(
             '<li><span class="function">{}</span><span class="module">{}</span>'
             '<span class="file">{}</span><span class="dim">{}</span></li>',

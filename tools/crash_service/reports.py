@@ -6,7 +6,6 @@ Requests that belong to no report are kept in the folder "other".
 
 from __future__ import annotations
 
-import contextlib
 import dataclasses
 import datetime
 import json

@@ -14,7 +14,7 @@ from typing import Any, Callable, Dict, List, Optional, Tuple
 import protocol
 from archive import UNREADABLE
 from browser import Browser, is_page
-from certificates import HOST, VARIANTS, ensure_certificates
+from certificates import HOST, VARIANTS, Certificates, ensure_certificates
 from faults import Fault, FaultPlan
 from http_message import Answer, HeadError, RequestHead
 from indexing import catch_up, index_report
@@ -40,8 +40,9 @@ class CrashService:
     Port 0 takes any free one; `port` and `base_url` are valid after `start`. `certificates` is the
     folder of the test authority (default: "certificates" in `directory`), `variant` one of
     certificates.VARIANTS. With `strict`, requests with problems are answered 400. `log` gets one
-    line a request, `stacks` makes the stack traces of dumps. One object serves once; all methods
-    may be called from any thread.
+    line a request, `stacks` makes the stack traces of dumps, and `certificate` is a PEM file with
+    certificate and key to serve with instead of making any. One object serves once; all methods may
+    be called from any thread.
     """
 
     def __init__(
@@ -54,6 +55,7 @@ class CrashService:
         strict: bool = True,
         log: Optional[Callable[[str], None]] = None,
         stacks: Optional[StackTool] = None,
+        certificate: Optional[Path] = None,
     ) -> None:
         self.directory = Path(directory)
         self.port = port
@@ -64,6 +66,7 @@ class CrashService:
         self._strict = strict
         self._log = log
         self._stacks = stacks
+        self._certificate = certificate
         self._log_lock = threading.Lock()
         self._plan = FaultPlan()
         self._stopping = threading.Event()
@@ -84,7 +87,10 @@ class CrashService:
     def start(self) -> None:
         """Makes missing certificates, then listens. Raises OSError when the port is taken."""
         self.directory.mkdir(parents=True, exist_ok=True)
-        self.certificates = ensure_certificates(self._certificate_folder, self._variant)
+        if self._certificate is not None:
+            self.certificates = Certificates(*[self._certificate] * 4)
+        else:
+            self.certificates = ensure_certificates(self._certificate_folder, self._variant)
         self._contexts = {self._variant: tls_context(self.certificates)}
         self._listener = listen(self.port)
         self.port = self._listener.getsockname()[1]

@@ -1,4 +1,4 @@
-"""The service's sockets: where it listens, what TLS it speaks, and how a connection fails before TLS."""
+"""The service's sockets: listening, TLS, and failing before TLS."""
 
 from __future__ import annotations
 

@@ -128,7 +128,8 @@ class StackTool:
         return True
 
     def _environment(self) -> Dict[str, str]:
-        return {**os.environ, "WINEDEBUG": "-all", "WINEARCH": "win64", "WINEPREFIX": str(self._prefix)}
+        wine = {"WINEDEBUG": "-all", "WINEARCH": "win64", "WINEPREFIX": str(self._prefix)}
+        return {**os.environ, **wine}
 
 
 def _find_wine() -> str:

@@ -1,4 +1,5 @@
-"""What `wrenfallctl stack --json` says of a dump, read tolerantly: it is made of a dump's contents."""
+"""What `wrenfallctl stack --json` says of a dump. It is made of a dump's contents, and so may be
+anything."""
 
 from __future__ import annotations
 

@@ -105,7 +105,8 @@ def read_xml_report(data: bytes) -> Facts:
         facts.threads.append(Thread("", thread.get("id", ""), crashed, frames))
     for module in _all(root, "process/modules/module"):
         first, _, end = _inner(module, "address").partition("-")
-        size = int(end, 16) - int(first, 16) if _is_hexadecimal(first) and _is_hexadecimal(end) else 0
+        known = _is_hexadecimal(first) and _is_hexadecimal(end)
+        size = int(end, 16) - int(first, 16) if known else 0
         facts.modules.append(LoadedModule(
             _inner(module, "name"), _inner(module, "fileversion"), first, size,
             _inner(module, "path"),
