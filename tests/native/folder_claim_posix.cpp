@@ -4,6 +4,8 @@
 #include <mutex>
 #include <set>
 
+#include "support/paths.h"
+
 namespace wrenfall {
 
 namespace fs = std::filesystem;
@@ -14,11 +16,6 @@ namespace {
 std::mutex claims_mutex;
 std::condition_variable claims_changed;
 std::set<fs::path> claims;
-
-fs::path plain_path(const fs::path& folder) {
-  const fs::path plain = fs::absolute(folder).lexically_normal();
-  return plain.has_filename() ? plain : plain.parent_path();
-}
 
 }  // namespace
 
