@@ -9,6 +9,8 @@
 namespace wrenfall {
 namespace {
 
+constexpr bool is_markup(char c) { return c == '&' || c == '<' || c == '>' || c == '"'; }
+
 std::string_view entity(char c) {
   switch (c) {
     case '&':
@@ -17,37 +19,36 @@ std::string_view entity(char c) {
       return "&lt;";
     case '>':
       return "&gt;";
-    case '"':
-      return "&quot;";
     default:
-      return {};
+      return "&quot;";
   }
 }
 
 void append_escaped(std::string_view text, std::string& out) {
   size_t copied = 0;
   for (size_t at = 0; at < text.size(); ++at) {
-    const std::string_view replacement = entity(text[at]);
-    if (replacement.empty()) continue;
-    out.append(text, copied, at - copied).append(replacement);
+    if (!is_markup(text[at])) continue;
+    out.append(text, copied, at - copied).append(entity(text[at]));
     copied = at + 1;
   }
   out.append(text, copied);
 }
 
-// A CDATA section cannot contain its own end mark; a text with one is split over two sections.
+// What a CDATA section holds. It cannot contain its own end mark; a text with one is split over two
+// sections.
 void append_cdata(std::string_view text, std::string& out) {
   static constexpr std::string_view kEnd = "]]>";
   static constexpr std::string_view kSplitEnd = "]]]]><![CDATA[>";
-  out += "<![CDATA[";
   for (size_t at = 0; (at = text.find(kEnd)) != std::string_view::npos;) {
     out.append(text, 0, at).append(kSplitEnd);
     text.remove_prefix(at + kEnd.size());
   }
-  out.append(text).append(kEnd);
+  out.append(text);
 }
 
-// `start` and `end` are the tags, with the blanks before the line and the end of it.
+// `start` and `end` are what is around the text: the tags, the blanks before a line and the end of it,
+// the marks of a CDATA section. A report has many frames, so that what is constant between two texts is
+// appended at once.
 void element(std::string_view start, std::string_view text, std::string_view end,
              std::string& out) {
   out.append(start);
@@ -62,11 +63,6 @@ void cdata_element(std::string_view start, std::string_view text, std::string_vi
   out.append(end);
 }
 
-void line_element(std::string_view start, const ReportFrame& frame, std::string& out) {
-  append_decimal(signed_line(frame.line), out.append(start));
-  out += "</line>\n";
-}
-
 void append_exception(const StructuredReport& report, std::string& out) {
   out += "        <exception>\n";
   element("            <code>", report.exception_code, "</code>\n", out);
@@ -76,9 +72,11 @@ void append_exception(const StructuredReport& report, std::string& out) {
       [](const ReportThread& thread) { return thread.crashing && !thread.frames.empty(); });
   if (crashed != report.threads.end()) {
     const ReportFrame& frame = crashed->frames.front();
-    cdata_element("            <func>", frame.function, "</func>\n", out);
-    element("            <file>", frame.file, "</file>\n", out);
-    line_element("            <line>", frame, out);
+    cdata_element("            <func><![CDATA[", frame.function, "]]></func>\n            <file>",
+                  out);
+    element({}, frame.file, "</file>\n            <line>", out);
+    append_decimal(signed_line(frame.line), out);
+    out += "</line>\n";
   }
   if (!report.registers.empty()) {
     out += "            <registers>\n";
@@ -108,10 +106,11 @@ void append_module(const ReportModule& module, size_t order, std::string& out) {
 }
 
 void append_frame(const ReportFrame& frame, std::string& out) {
-  out += "                <frame>\n";
-  cdata_element("                    <symbol>", frame.function, "</symbol>\n", out);
-  element("                    <file>", frame.file, "</file>\n", out);
-  line_element("                    <line>", frame, out);
+  cdata_element("                <frame>\n                    <symbol><![CDATA[", frame.function,
+                "]]></symbol>\n                    <file>", out);
+  element({}, frame.file, "</file>\n                    <line>", out);
+  append_decimal(signed_line(frame.line), out);
+  out += "</line>\n";
   if (!frame.module.empty()) {
     element("                    <module>", frame.module, "</module>\n", out);
   }
