@@ -97,7 +97,7 @@ SendOutcome OwnedReport::send(HttpClient* http, bool at_somebodys_word) {
   if (outcome.not_sent == NotSent::kUnreadable || outcome.not_sent == NotSent::kDamaged) {
     logger_.warn("Report not sent: the record of %s cannot be read", name.c_str());
   } else if (outcome.not_sent == NotSent::kNoConsent) {
-    logger_.info("Report not sent, the user has not agreed: %s", name.c_str());
+    log_no_consent(folder_, logger_);
   } else if (outcome.not_sent) {
     logger_.warn("Report not sent: %s is not there any more", name.c_str());
   } else if (outcome.upload.result == WRENFALL_OK) {

@@ -95,7 +95,7 @@ class Reporter {
                    path_to_utf8(folder).c_str());
     }
     if (!may_send(consent, handling.at_somebodys_word)) {
-      logger_.info("Report not sent, the user has not agreed: %s", path_to_utf8(folder).c_str());
+      log_no_consent(folder, logger_);
       return false;
     }
     const auto result = handling.asks ? ask(*report) : send(*report, handling.at_somebodys_word);

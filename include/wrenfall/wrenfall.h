@@ -887,7 +887,7 @@ enum {
   WRENFALL_CONSENT_UNKNOWN = 0,
   /** Reports are sent; with WRENFALL_UPLOAD_DIALOG without asking. */
   WRENFALL_CONSENT_GIVEN = 1,
-  /** Nothing is sent, by no program. */
+  /** No program sends anything. */
   WRENFALL_CONSENT_REFUSED = 2,
   /** Nothing is sent by itself. What the user closed the dialog on waits until the user is asked
    * again, see wrenfall_ask_pending_reports_async, or somebody sends it. */
@@ -906,9 +906,9 @@ enum {
  * WRENFALL_ERROR_NO_CONSENT and leaves the report as it was, and so do the posting functions, which keep
  * their report as a pending one; wrenfall_post_pending_reports_async and resending send nothing.
  *
- * While it is ASK, wrenfall_post_pending_reports_async, resending and the reporter with
- * WRENFALL_UPLOAD_QUIET send nothing. The dialog, wrenfall_send_report, the posting functions and a
- * person with wrenfallctl do.
+ * While it is ASK, wrenfall_post_pending_reports_async and the reporter with WRENFALL_UPLOAD_QUIET send
+ * nothing. The dialog, wrenfall_send_report, the posting functions and a person with wrenfallctl do.
+ * Resending sends again what one of those has sent in vain, and nothing else.
  *
  * The dialog can offer the user a check box with which the reporter itself keeps GIVEN; the theme turns it
  * on.

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <set>
 #include <string>
 
 #include "api/boundary.h"
 #include "api/sending_reports.h"
+#include "report/store/consent.h"
 #include "report/store/resend_schedule.h"
 #include "support/clock.h"
 
@@ -40,10 +43,25 @@ class Pauses {
   RetryState failures_;  // in a row
 };
 
-DueReportsSent look(State& state) {
+// Logs each report that may not be sent once: it stays due, and every look meets it again.
+class RefusalLog {
+ public:
+  void add(const DueReportsSent& sent, Logger& logger) {
+    for (const std::filesystem::path& folder : sent.refused) {
+      if (known_.insert(folder).second) log_no_consent(folder, logger);
+    }
+    if (sent.refused.empty()) known_.clear();
+  }
+
+ private:
+  std::set<std::filesystem::path> known_;
+};
+
+DueReportsSent look(State& state, RefusalLog& refusals) {
   DueReportsSent sent;
   run_logged(state, "Sending kept reports", [&] {
     sent = send_due_reports(state);
+    refusals.add(sent, state.logger);
     apply_retention(state);
   });
   return sent;
@@ -54,9 +72,10 @@ DueReportsSent look(State& state) {
 void start_resending(const std::shared_ptr<State>& state) {
   if (!state->configuration.limits.resend) return;
   // The first look comes a moment after the start, which it must not slow down.
-  state->resending.start(std::chrono::seconds(1), [state, pauses = Pauses(*state)]() mutable {
-    return pauses.after(look(*state));
-  });
+  state->resending.start(std::chrono::seconds(1),
+                         [state, pauses = Pauses(*state), refusals = RefusalLog()]() mutable {
+                           return pauses.after(look(*state, refusals));
+                         });
 }
 
 }  // namespace wrenfall

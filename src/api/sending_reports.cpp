@@ -3,6 +3,7 @@
 #include <exception>
 #include <utility>
 
+#include "report/store/consent.h"
 #include "report/store/kept_reports.h"
 #include "report/store/report_store.h"
 #include "report/store/retry_file.h"
@@ -28,7 +29,8 @@ void send_one_pending(State& state, const fs::path& folder) {
     return state.is_published() && report_state == ReportState::kPending &&
            record.ownerPid != current_process_id();
   };
-  send_logged(state, std::move(request));
+  const SendOutcome outcome = send_logged(state, std::move(request));
+  if (outcome.not_sent == NotSent::kNoConsent) log_no_consent(folder, state.logger);
 }
 
 // Whether a report may be sent again now. Asked under the claim: another thread or process may just
@@ -90,6 +92,7 @@ DueReportsSent send_due_reports(State& state) {
       const SendOutcome outcome = send_one_due(state, folder);
       sent.broke_off = outcome.retry && outcome.upload.result != WRENFALL_ERROR_FILE;
       sent.retry_after_s = outcome.upload.retry_after_s;
+      if (outcome.not_sent == NotSent::kNoConsent) sent.refused.push_back(folder);
     } catch (const std::exception& error) {
       log_broken_off(state, folder, error);
     }

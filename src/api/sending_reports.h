@@ -2,7 +2,9 @@
 #define WRENFALL_API_SENDING_REPORTS_H_
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
+#include <vector>
 
 #include "api/state.h"
 #include "report/sending.h"
@@ -24,8 +26,9 @@ void send_pending_reports(State& state);
 // others would fail like it. Throws DirectoryIterationError.
 struct DueReportsSent {
   bool broke_off = false;
-  int64_t retry_after_s = 0;        // for how long the service then asked to wait
-  std::optional<int64_t> next_due;  // of those that were not due, in seconds since 1970
+  int64_t retry_after_s = 0;                   // for how long the service then asked to wait
+  std::optional<int64_t> next_due;             // of those that were not due, in seconds since 1970
+  std::vector<std::filesystem::path> refused;  // due ones that the user has not agreed to send
 };
 DueReportsSent send_due_reports(State& state);
 

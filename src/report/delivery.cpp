@@ -62,11 +62,12 @@ bool stays_pending(Undecided undecided, wrenfall_result result) {
 
 // Keeps a report that failed for its next attempt, or deletes it when there were enough.
 void keep_for_resend(const std::filesystem::path& folder, CrashData& record,
-                     const UploadResult& outcome, Logger& logger) {
+                     const UploadResult& outcome, bool agreed, Logger& logger) {
   const int64_t now = unix_now();
   const std::string name = path_to_utf8(folder);
-  const RetryState state =
+  RetryState state =
       after_failed_attempt(read_retry(folder).value_or(RetryState{}), outcome.retry_after_s, now);
+  state.agreed |= agreed;
   if (is_given_up(state, now)) {
     logger.info("Report given up after %d attempts in %lld days: %s - deleting", state.attempts,
                 static_cast<long long>((now - state.first_attempt) / 86400), name.c_str());
@@ -109,7 +110,7 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   if (!is_folder(folder)) return outcome;
   if (resend && is_worth_resending(outcome)) {
     try {
-      keep_for_resend(folder, record, outcome,
+      keep_for_resend(folder, record, outcome, rules.agreed,
                       rules.resend_logger != nullptr ? *rules.resend_logger : retry_logger);
     } catch (const std::bad_alloc&) {
       // The report is as it was before the attempt, or pending.

@@ -24,7 +24,10 @@ struct FailureRules {
   // goes before all other rules. A report with a retry file is kept so in any case: the host that made
   // it asked for that.
   bool resend = false;
-  // Where lines about that go; null is where the retry rule logs.
+  // Whether a person, or the host by its own call, wants the report sent. A report that is kept keeps
+  // that too, so that its later attempts need no other word.
+  bool agreed = false;
+  // Where lines about resending go; null is where the retry rule logs.
   Logger* resend_logger = nullptr;
 };
 

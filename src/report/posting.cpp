@@ -58,7 +58,9 @@ UploadResult post_folder(const PostingContext& context, const std::filesystem::p
   if (context.upload_policy == WRENFALL_UPLOAD_MANUAL) return store_folder(context, folder, record);
   if (!may_send(read_consent(context.store_dir), true)) {
     UploadResult outcome = store_folder(context, folder, record);
-    if (outcome.result == WRENFALL_OK) outcome.result = WRENFALL_ERROR_NO_CONSENT;
+    if (outcome.result != WRENFALL_OK) return outcome;
+    log_no_consent(folder, context.logger);
+    outcome.result = WRENFALL_ERROR_NO_CONSENT;
     return outcome;
   }
   // Hold the claim, so that no process that finds the report meanwhile sends it too. Save the
@@ -71,6 +73,7 @@ UploadResult post_folder(const PostingContext& context, const std::filesystem::p
   Logger folder_logger(folder / kLogFile);
   FailureRules rules;
   rules.resend = context.limits.resend;
+  rules.agreed = true;
   return deliver(context.http, folder, record, folder_logger, context.logger, rules);
 }
 

@@ -58,10 +58,13 @@ SendOutcome refuse(const fs::path& folder, NotSent reason) {
   return outcome;
 }
 
-// Asks the store that the report lies in, and that of the sender when it is another one.
+// Asks the store that the report lies in, and that of the sender when it is another one. Who agreed to
+// an earlier attempt is not asked again.
 bool has_consent(const SendRequest& request) {
+  const bool at_somebodys_word =
+      request.at_somebodys_word || waiting_retry(request.folder).value_or(RetryState{}).agreed;
   const auto allows = [&](const fs::path& store) {
-    return may_send(read_consent(store), request.at_somebodys_word);
+    return may_send(read_consent(store), at_somebodys_word);
   };
   return allows(request.folder.parent_path()) && (request.store.empty() || allows(request.store));
 }
@@ -96,6 +99,7 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
   Logger folder_logger(folder / kLogFile);
   FailureRules rules = request.rules;
   rules.resend_logger = &logger;
+  rules.agreed = request.at_somebodys_word;
   SendOutcome outcome;
   outcome.upload = deliver(http, folder, record, folder_logger,
                            request.retry_rule_logs_to_folder ? folder_logger : logger, rules);

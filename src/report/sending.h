@@ -41,7 +41,7 @@ struct SendRequest {
   // folder is wanted.
   std::function<bool(ReportState state, const CrashData& record)> is_wanted;
   // Whether a person, or the host by its own call, wants just this report sent. Otherwise it stays
-  // where the user is to be asked first.
+  // where the user is to be asked first, unless somebody wanted an earlier attempt.
   bool at_somebodys_word = true;
   // Whose consent counts; empty is the folder that the report lies in.
   std::filesystem::path store;

@@ -181,6 +181,21 @@ class KeepAndSendTest(Keeping, ServiceTest):
         self.assertEqual([0], [report["result"] for report in self.ctl("send", "--all", "--now")["reports"]])
         self.assertEqual([], self.report_folders())
 
+    def test_resending_needs_somebodys_word(self):
+        """While the user is to be asked, only what somebody wanted sent before is sent again."""
+        host = self.host(resend=1, upload_policy=1)
+        self.assertEqual("0", host.call("set_consent", 3))
+        self.service.fail("first", status=503)
+        self.assertEqual((11, 503), host.send(self.make_report("wanted")))
+        host.close()
+        self.service.clear_faults()
+        self.kept_report("not wanted")
+        self.let_time_pass()
+        host = self.host(resend=1)
+        wait_for(lambda: [path.name for path in self.report_folders()] == ["not wanted"], what="the delivery")
+        wait_for(lambda: "INFO Report not sent, the user has not agreed: " in self.log(), what="the line")
+        self.assertEqual(1, sum(report.committed for report in self.service.reports))
+
     def test_two_hosts_of_one_store(self):
         """Both send what is due; nothing arrives twice."""
         names = [f"report {number}" for number in range(6)]

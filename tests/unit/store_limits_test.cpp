@@ -305,6 +305,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
     Logger silent;
     FailureRules rules;
     rules.resend = row.attempts != -1;
+    rules.agreed = row.attempts == 1;
     deliver(&http, folder, record, silent, log.logger, rules);
     const auto waits = waiting_retry(folder);
     EXPECT_EQ(is_folder(folder), row.outcome != Outcome::kDeleted) << row.what;
@@ -313,6 +314,7 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
         << row.what;
     if (!waits) continue;
     EXPECT_EQ(waits->attempts, row.attempts == -3 ? 2 : row.attempts + 1) << row.what;
+    EXPECT_EQ(waits->agreed, row.attempts == 1) << row.what;
     EXPECT_EQ(waits->retry_after, row.answer.retry_after.empty() ? 0 : 7200) << row.what;
     EXPECT_NEAR(static_cast<double>(waits->last_attempt), static_cast<double>(unix_now()), 60);
     EXPECT_EQ(kept_reports(dir.path(), waits->last_attempt).next_due, due_time(*waits, "report"));

@@ -9,6 +9,7 @@
 #include "report/store/layout.h"
 #include "support/files.h"
 #include "support/json_text.h"
+#include "support/text.h"
 
 namespace wrenfall {
 namespace {
@@ -41,6 +42,10 @@ bool write_consent(const std::filesystem::path& store, uint32_t consent) {
   if (consent == WRENFALL_CONSENT_UNKNOWN) return remove_file(file);
   return consent < std::size(kWords) &&
          write_file_atomic(file, json_text({{"consent", kWords[consent]}}));
+}
+
+void log_no_consent(const std::filesystem::path& folder, Logger& logger) {
+  logger.info("Report not sent, the user has not agreed: %s", path_to_utf8(folder).c_str());
 }
 
 }  // namespace wrenfall

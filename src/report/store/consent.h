@@ -9,6 +9,7 @@
 
 #include "report/store/store_limits.h"
 #include "report/store/upload_policy.h"
+#include "support/logger.h"
 
 namespace wrenfall {
 
@@ -23,7 +24,8 @@ inline constexpr uint32_t kConsentUnreadable = UINT32_MAX;
 // A WRENFALL_CONSENT_... value; unknown without a file.
 uint32_t read_consent(const std::filesystem::path& store);
 
-// Unknown removes the file. Processes and threads take turns. False when that, or writing it, failed, or the value is none of the listed.
+// Unknown removes the file. Processes and threads take turns. False when the file could not be written
+// or removed, and for a value that is not listed.
 bool write_consent(const std::filesystem::path& store, uint32_t consent);
 
 // Whether a report may be sent: at somebody's word, or by a program on its own.
@@ -31,6 +33,9 @@ inline bool may_send(uint32_t consent, bool at_somebodys_word) {
   return consent != WRENFALL_CONSENT_REFUSED && consent != kConsentUnreadable &&
          (at_somebodys_word || consent != WRENFALL_CONSENT_ASK);
 }
+
+// Says in the log that a report was not sent for lack of consent.
+void log_no_consent(const std::filesystem::path& folder, Logger& logger);
 
 // Whether a pending report of that policy waits for the user's answer. While the consent is "ask",
 // nothing is sent by itself, so that every report waits.

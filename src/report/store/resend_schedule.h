@@ -17,6 +17,7 @@ struct RetryState {
   int64_t first_attempt = 0;  // when the first of them ended
   int64_t last_attempt = 0;
   int64_t retry_after = 0;  // for how many seconds the service asked to wait at the last one
+  bool agreed = false;      // a person, or the host by its own call, wanted the report sent
 };
 
 inline constexpr int32_t kMaxResendAttempts = 30;

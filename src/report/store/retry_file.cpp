@@ -52,6 +52,7 @@ void for_each_field(State& state, Visit visit) {
   visit("firstAttempt", state.first_attempt);
   visit("lastAttempt", state.last_attempt);
   visit("retryAfter", state.retry_after);
+  visit("agreed", state.agreed);
 }
 
 }  // namespace

@@ -13,7 +13,8 @@ namespace wrenfall {
 // that the report is kept for another attempt where the ordinary rule would delete it, whichever
 // program sends it. It is compact JSON:
 //
-//   {"attempts":2,"firstAttempt":1769900000,"lastAttempt":1769900400,"retryAfter":0,"wrenfallRetry":1}
+//   {"agreed":false,"attempts":2,"firstAttempt":1769900000,"lastAttempt":1769900400,"retryAfter":0,
+//    "wrenfallRetry":1}
 //
 // A host may attach a file of its own that has this name, so only one with "wrenfallRetry" counts.
 // The file never becomes part of the archive.
