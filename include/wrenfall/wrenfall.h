@@ -286,8 +286,8 @@ WRENFALL_API void wrenfall_options_set_protect_exception_filter(wrenfall_options
 /** How many bytes of its stack each thread sets aside, so that an overflow of it can be reported; the
  * default is 32768, and 0 sets nothing aside. It holds for the thread that calls wrenfall_init, for
  * each thread that starts later, and for an older one once it calls wrenfall_watch_thread, until the
- * process ends. A stack below 256 KiB is left alone. Every other thread may call
- * SetThreadStackGuarantee itself; the larger of two wishes counts. */
+ * process ends. A stack below 256 KiB is left alone, and of a larger one at most a quarter is set aside.
+ * Every other thread may call SetThreadStackGuarantee itself; the larger of two wishes counts. */
 WRENFALL_API void wrenfall_options_set_stack_guarantee(wrenfall_options* options, uint32_t bytes);
 
 /** Whether the reporter opens the support page that the service names: 0 is off, any other value,

@@ -9,10 +9,11 @@ namespace wrenfall {
 inline constexpr uint32_t kDefaultStackGuarantee = 32768;
 
 // What is set aside of a stack of that size when `wanted` bytes are asked for. Nothing of a small one,
-// whose thread may need all of it.
+// whose thread may need all of it, and of any other at most a quarter.
 constexpr uint32_t stack_guarantee_of(size_t stack_bytes, uint32_t wanted) {
   constexpr size_t kSmallStackBytes = 256 * 1024;
-  return stack_bytes < kSmallStackBytes ? 0 : wanted;
+  if (stack_bytes < kSmallStackBytes) return 0;
+  return stack_bytes / 4 < wanted ? static_cast<uint32_t>(stack_bytes / 4) : wanted;
 }
 
 // How many bytes of its stack each thread sets aside from now on, for the report of an overflow; 0 for

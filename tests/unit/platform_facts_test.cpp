@@ -41,6 +41,7 @@ TEST(PlatformFacts, NameFollowsVersionBuildAndProduct) {
 TEST(StackGuarantee, LeavesSmallStacksAlone) {
   EXPECT_EQ(stack_guarantee_of(262143, 32768), 0u);
   EXPECT_EQ(stack_guarantee_of(262144, 32768), 32768u);
+  EXPECT_EQ(stack_guarantee_of(262144, UINT32_MAX), 65536u);
 }
 
 TEST(PlatformFacts, PartsMayBeMissing) {
