@@ -424,8 +424,10 @@ WRENFALL_API wrenfall_result wrenfall_init(wrenfall_options* options);
  * any more after it.
  *
  * Blocking: waits for a hang report that is being taken, which has the bound of
- * wrenfall_capture_report. It waits neither for the next tick of the hang detection nor for uploads
- * in other threads, which run to their end.
+ * wrenfall_capture_report. In a store that records its runs, up to 2 s more while another process
+ * changes that record, and up to 2 s for a wrenfall_get_last_run that waits for the same. It waits
+ * neither for the next tick of the hang detection nor for uploads in other threads, which run to their
+ * end.
  *
  * Threads: any, but not from DllMain.
  *

@@ -19,12 +19,21 @@ void RunRecorder::begin(const ProcessIdentity& process) {
 }
 
 bool RunRecorder::ask(Answer& answer) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  // After the end the run must not begin once more.
-  if (!recorded_ && !ended_ && !begin_locked(true)) return false;
-  if (!last_) return true;
-  if (last_->end.how == RunEnd::How::kRunning) last_ = wait_for_end(store_, *last_);
-  answer = {true, *last_};
+  std::optional<RunRecord> last;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    // After the end the run must not begin once more.
+    if (!recorded_ && !ended_ && !begin_locked(true)) return false;
+    last = last_;
+  }
+  if (!last) return true;
+  if (last->end.how == RunEnd::How::kRunning) {
+    // Without the mutex: the shutdown takes it.
+    last = wait_for_end(store_, *last);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    last_ = last;
+  }
+  answer = {true, *last};
   return true;
 }
 

@@ -11,8 +11,7 @@
 
 namespace wrenfall {
 
-// This run of the host, and what the store says of the one before it. Any thread may ask; one mutex
-// serialises that.
+// This run of the host, and what the store says of the one before it. Any thread may ask.
 class RunRecorder {
  public:
   // The run begins with this object.

@@ -40,4 +40,10 @@ std::optional<std::chrono::seconds> age_of_file(const fs::path& path) {
   return std::chrono::seconds(std::abs(file_time_now() - *written) / kTicksPerSecond);
 }
 
+bool is_held_file(const fs::path& path, uint64_t max_bytes) {
+  std::string bytes;
+  return path_exists(path) && size_of_file(path).value_or(0) <= max_bytes &&
+         !read_file(path, bytes, max_bytes);
+}
+
 }  // namespace wrenfall

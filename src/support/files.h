@@ -29,6 +29,9 @@ class DirectoryIterationError : public std::filesystem::filesystem_error {
 bool read_file(const std::filesystem::path& path, std::string& bytes,
                uint64_t max_bytes = std::numeric_limits<uint64_t>::max());
 
+// Whether there is a file of at most that size that cannot be read: another program holds it.
+bool is_held_file(const std::filesystem::path& path, uint64_t max_bytes);
+
 // What is added to a file's name while it is being written.
 inline constexpr char kTemporarySuffix[] = ".tmp";
 

@@ -39,8 +39,7 @@ RunEnd::How how_of(const std::string& state) {
 
 // Whether the condition came true in time.
 template <typename Condition>
-bool wait_until(Condition condition) {
-  const AwakeClock::time_point end = AwakeClock::now() + kPatience;
+bool wait_until(Condition condition, AwakeClock::time_point end = AwakeClock::now() + kPatience) {
   while (!condition()) {
     if (AwakeClock::now() >= end) return false;
     std::this_thread::sleep_for(kPause);
@@ -49,21 +48,15 @@ bool wait_until(Condition condition) {
 }
 
 // The right to change the file; nothing when another process keeps it.
-std::unique_ptr<FolderClaim> take_turn(const fs::path& store) {
+std::unique_ptr<FolderClaim> take_turn(const fs::path& store, AwakeClock::time_point end) {
   std::unique_ptr<FolderClaim> turn;
-  wait_until([&] {
+  const auto take = [&] {
     auto taken = FolderClaim::try_take(store / kLastRunFile);
     if (taken) turn = std::make_unique<FolderClaim>(std::move(*taken));
     return taken.has_value();
-  });
+  };
+  wait_until(take, end);
   return turn;
-}
-
-// Whether the file is there but cannot be read.
-bool is_held(const fs::path& file) {
-  std::string text;
-  return path_exists(file) && size_of_file(file).value_or(0) <= kMaxFileBytes &&
-         !read_file(file, text, kMaxFileBytes);
 }
 
 uint32_t small(int64_t number) {
@@ -157,9 +150,13 @@ std::optional<RunFile> read_run_file(const fs::path& store) {
 
 std::optional<RunFile> begin_run(const fs::path& store, const RunRecord& run, bool create) {
   if (!create && !path_exists(store / kLastRunFile)) return std::nullopt;
-  const auto turn = take_turn(store);
+  const AwakeClock::time_point end = AwakeClock::now() + kPatience;
+  const auto turn = take_turn(store, end);
   // Another program may hold the file for a moment, and what it says must not get lost.
-  if (!turn || !wait_until([&] { return !is_held(store / kLastRunFile); })) return std::nullopt;
+  if (!turn ||
+      !wait_until([&] { return !is_held_file(store / kLastRunFile, kMaxFileBytes); }, end)) {
+    return std::nullopt;
+  }
   const auto old = read_run_file(store);
   RunFile file;
   file.run = run;
@@ -177,7 +174,7 @@ std::optional<RunFile> begin_run(const fs::path& store, const RunRecord& run, bo
 void end_run(const fs::path& store, const ProcessIdentity& process, int64_t latest_start_ms,
              const RunEnd& end) {
   if (!path_exists(store / kLastRunFile)) return;
-  const auto turn = take_turn(store);
+  const auto turn = take_turn(store, AwakeClock::now() + kPatience);
   auto file = turn ? read_run_file(store) : std::nullopt;
   if (!file) return;
   std::optional<RunRecord>& run =
