@@ -2,8 +2,11 @@
 #define WRENFALL_API_PUBLISHED_H_
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace wrenfall {
 
@@ -39,16 +42,28 @@ class Published {
   // moment. Use it for comparing, or where the caller knows that the object stays.
   T* peek() const { return bare_.load(); }
 
-  // Null withdraws. Waits until no glimpse of the previous object is left.
-  void publish(std::shared_ptr<T> object) {
+  // Null withdraws. Waits until no glimpse of the previous object is left, but not for ever: the host
+  // may have ended a thread in the middle of one. After that time the object is kept until no glimpse
+  // is left, which may be never, and then every later call waits as long.
+  void publish(std::shared_ptr<T> object,
+               std::chrono::milliseconds patience = std::chrono::seconds(2)) {
     bare_ = object.get();
-    while (readers_ != 0) std::this_thread::yield();
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (readers_ != 0 && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    const bool in_use = readers_ != 0;
     // The previous object, if this was its last reference, is destroyed with the parameter.
     owned_.swap(object);
+    if (in_use) {
+      kept_.push_back(std::move(object));
+    } else {
+      kept_.clear();
+    }
   }
 
  private:
-  std::shared_ptr<T> owned_;  // used by the publishing thread alone
+  // Used by the publishing thread alone.
+  std::shared_ptr<T> owned_;
+  std::vector<std::shared_ptr<T>> kept_;  // those that a glimpse may still use
   std::atomic<T*> bare_{nullptr};
   std::atomic<int> readers_{0};
 };

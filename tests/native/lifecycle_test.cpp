@@ -6,9 +6,11 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 
+#include "api/published.h"
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
@@ -59,6 +61,20 @@ TEST_F(LifecycleTest, TheSessionFileIsThereAfterInitWhateverRemovedItMeanwhile) 
   EXPECT_TRUE(fs::exists(session));
   wrenfall_shutdown();
   EXPECT_FALSE(fs::exists(session));
+}
+
+struct Thing : std::enable_shared_from_this<Thing> {};
+
+TEST(Published, DoesNotWaitForEverForAThreadThatTheHostEnded) {
+  Published<Thing> published;
+  published.publish(std::make_shared<Thing>());
+  auto glimpse = std::make_unique<Published<Thing>::Glimpse>(published);
+  const std::weak_ptr<Thing> thing = glimpse->get()->weak_from_this();
+  published.publish(nullptr, std::chrono::milliseconds(20));
+  EXPECT_FALSE(thing.expired());
+  glimpse.reset();
+  published.publish(nullptr);
+  EXPECT_TRUE(thing.expired());
 }
 
 TEST_F(LifecycleTest, AFailedInitLeavesNoSession) {
