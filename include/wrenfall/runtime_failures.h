@@ -213,13 +213,15 @@ WRENFALL_RUNTIME_INLINE_ void wrenfall_install_runtime_handlers(uint32_t which) 
   wrenfall_runtime_handlers_* const previous = wrenfall_runtime_previous_();
   if ((which & WRENFALL_RUNTIME_ABORT) != 0) {
     const wrenfall_abort_handler_ replaced = signal(SIGABRT, wrenfall_runtime_on_abort_);
-    if (replaced != wrenfall_runtime_on_abort_) {
-      previous->on_abort = replaced;
+    if (replaced != wrenfall_runtime_on_abort_) previous->on_abort = replaced;
 #ifdef _MSC_VER
-      /* No message box, and no fail-fast in place of the signal. */
-      previous->abort_behavior = _set_abort_behavior(0, _WRITE_ABORT_MSG | _CALL_REPORTFAULT);
-#endif
+    {
+      /* No message box, and no fail-fast in place of the signal. A later call finds what the first one
+       * has set, and must not keep that. */
+      const unsigned behavior = _set_abort_behavior(0, _WRITE_ABORT_MSG | _CALL_REPORTFAULT);
+      if ((previous->installed & WRENFALL_RUNTIME_ABORT) == 0) previous->abort_behavior = behavior;
     }
+#endif
   }
   if ((which & WRENFALL_RUNTIME_INVALID_PARAMETER) != 0) {
     const _invalid_parameter_handler replaced =

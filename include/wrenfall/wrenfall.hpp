@@ -166,6 +166,15 @@ class Options {
   Options& logger(wrenfall_log_callback callback, void* user_data = nullptr) {
     return set(wrenfall_options_set_logger, callback, user_data);
   }
+  Options& crash_completion(uint32_t completion) {
+    return set(wrenfall_options_set_crash_completion, completion);
+  }
+  Options& chain_previous_signal_handlers(bool on) {
+    return set(wrenfall_options_set_chain_previous_signal_handlers, on);
+  }
+  Options& on_crash(wrenfall_crash_callback callback, void* user_data = nullptr) {
+    return set(wrenfall_options_set_on_crash, callback, user_data);
+  }
   /** @} */
 
  private:
