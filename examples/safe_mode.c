@@ -29,7 +29,7 @@ static int wants_safe_mode(void) {
   run.size = sizeof run;
   if (wrenfall_get_last_run(&run) != WRENFALL_OK) return 0;
   printf("last run: %s, exception 0x%08lX, exit code %lu, %lu ms, %lu crashes in a row\n",
-         name_of(run.state), (unsigned long)run.crash_code, (unsigned long)run.exit_code,
+         name_of(run.state), (unsigned long)run.exception_code, (unsigned long)run.exit_code,
          (unsigned long)run.uptime_ms_capped, (unsigned long)run.crashes_in_a_row);
   return run.crashes_in_a_row >= kCrashesBeforeSafeMode;
 }

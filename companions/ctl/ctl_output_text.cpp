@@ -88,8 +88,8 @@ std::string section(const std::string& title, const Rows& rows) {
 
 std::string dump_text(const minidump::DumpFacts& dump) {
   std::string text = "Dump\n";
-  if (dump.exception_code) {
-    text += table({{"  exception", hex_code(*dump.exception_code)}});
+  if (dump.crash_code) {
+    text += table({{"  exception", hex_code(*dump.crash_code)}});
   } else {
     text += "  no exception\n";
   }

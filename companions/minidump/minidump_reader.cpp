@@ -70,7 +70,7 @@ bool read_exception(const DumpBytes& dump, const Stream* stream, DumpFacts& fact
   // The thread's id and a filler come before the exception record, whose first member is the code.
   std::array<uint8_t, 12> head{};
   if (!dump.read(stream->place, head)) return false;
-  facts.exception_code = u32_at(head.data(), 8);
+  facts.crash_code = u32_at(head.data(), 8);
   return true;
 }
 

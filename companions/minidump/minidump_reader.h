@@ -12,7 +12,7 @@ namespace wrenfall::minidump {
 // What the companions need to know of a dump.
 struct DumpFacts {
   uint32_t time_stamp = 0;  // seconds since 1970-01-01 UTC, 0 when the dump does not say
-  std::optional<uint32_t> exception_code;
+  std::optional<uint32_t> crash_code;
   DumpAnnotations annotations;
 };
 

@@ -140,7 +140,7 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   if (!facts || !is_for_us(*process_of(*facts), adoptable)) return true;
   if (is_host(*process_of(*facts)) && is_crash(*facts)) {
     has_seen_crash_ = true;
-    crash_code_ = facts->exception_code.value_or(0);
+    crash_code_ = facts->crash_code.value_or(0);
   }
   make_report(file, dump, *facts);
   return true;

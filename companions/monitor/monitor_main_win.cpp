@@ -120,7 +120,7 @@ void record_run_end(const ProcessExit& host_exit, const DumpCollector& collector
   facts.exit_code = host_exit.exit_code();
   facts.end_ms = host_exit.end_ms();
   facts.has_crashed = collector.has_seen_crash();
-  facts.exception_code = collector.crash_code();
+  facts.crash_code = collector.crash_code();
   facts.was_terminated = collector.has_terminated_host();
   facts.system_ends = is_system_ending();
   end_run(store, host, start_ms, run_end(facts));

@@ -34,13 +34,13 @@ std::string value_of(const minidump::DumpAnnotations& annotations, const char* k
 std::string kind_of(const minidump::DumpFacts& facts) {
   // A process may crash while a dump of another kind is being taken; both dumps then carry the mark
   // of that kind.
-  if (facts.exception_code && *facts.exception_code != kSimulatedExceptionCode) {
+  if (facts.crash_code && *facts.crash_code != kSimulatedExceptionCode) {
     return kReportKindCrash;
   }
   std::string kind = value_of(facts.annotations, annotation::kReportKind);
   if (!kind.empty()) return kind;
   // A shutdown during a capture clears the mark before the dump is written.
-  return facts.exception_code ? kReportKindCapture : kReportKindCrash;
+  return facts.crash_code ? kReportKindCapture : kReportKindCrash;
 }
 
 void copy_attributes(const std::map<std::string, std::string>& texts, CrashData& record) {
@@ -119,8 +119,8 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   record.attachments = context.attachments;
   record.crashTime = facts.time_stamp == 0 ? context.now : iso_text(utc_time(facts.time_stamp));
   // A dump on demand has an exception code too, but no exception.
-  if (record.reportKind == kReportKindCrash && facts.exception_code) {
-    record.signalOrExceptionCode = hex_code(*facts.exception_code);
+  if (record.reportKind == kReportKindCrash && facts.crash_code) {
+    record.signalOrExceptionCode = hex_code(*facts.crash_code);
   }
   if (record.reportKind == kReportKindHang) fill_hang_facts(facts.annotations, record);
   set_platform(context.platform, record);

@@ -12,13 +12,13 @@ RunEnd run_end(const HostFacts& facts) {
     end.how = RunEnd::How::kHung;
   } else if (facts.has_crashed) {
     end.how = RunEnd::How::kCrashed;
-    end.exception_code = facts.exception_code;
+    end.crash_code = facts.crash_code;
   } else if (!facts.exit_code) {
     end.how = RunEnd::How::kUnknown;
     end.time_ms = 0;
   } else if (is_crash_code(*facts.exit_code) && !facts.system_ends) {
     end.how = RunEnd::How::kCrashed;
-    end.exception_code = *facts.exit_code;
+    end.crash_code = *facts.exit_code;
   } else {
     end.how = RunEnd::How::kEnded;
   }

@@ -13,7 +13,7 @@ struct HostFacts {
   std::optional<uint32_t> exit_code;  // nothing while it still runs, or may not be queried
   int64_t end_ms = 0;                 // since 1970; 0 when it is not known
   bool has_crashed = false;           // a dump of a crash has come
-  uint32_t exception_code = 0;        // of that dump
+  uint32_t crash_code = 0;            // of that dump
   bool was_terminated = false;        // by the monitor, because of a hang
   bool system_ends = false;           // the user is logged off, or the system shuts down
 };

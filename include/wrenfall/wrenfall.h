@@ -57,6 +57,11 @@
 
 #include <stdbool.h>
 #include <stdint.h>
+#ifdef _WIN32
+/* It makes a macro of exception_code, which is also a member of wrenfall_last_run. Included here, before
+ * the member is declared, it lets the name mean the same in all of a file, whatever includes it later. */
+#include <excpt.h>
+#endif
 
 /** Marks the functions that Wrenfall.dll exports. */
 #if defined(_WIN32) && defined(WRENFALL_BUILDING_DLL)
@@ -494,12 +499,12 @@ enum {
  * A record with a smaller size is left untouched.
  */
 typedef struct wrenfall_last_run {
-  uint32_t size;       /**< sizeof(wrenfall_last_run), set by the caller. */
-  uint32_t state;      /**< A WRENFALL_RUN_... value. */
-  uint32_t crash_code; /**< The exception's; 0 when there was no crash, or it is not known. */
-  uint32_t exit_code;  /**< Of the process; 0 after a clean end, and when it is not known. */
-  int64_t start_time;  /**< When it called wrenfall_init, in ms since 1970, UTC. */
-  int64_t end_time;    /**< When it ended; 0 when that is not known. */
+  uint32_t size;           /**< sizeof(wrenfall_last_run), set by the caller. */
+  uint32_t state;          /**< A WRENFALL_RUN_... value. */
+  uint32_t exception_code; /**< Of a crash; 0 when there was none, or it is not known. */
+  uint32_t exit_code;      /**< Of the process; 0 after a clean end, and when it is not known. */
+  int64_t start_time;      /**< When it called wrenfall_init, in ms since 1970, UTC. */
+  int64_t end_time;        /**< When it ended; 0 when that is not known. */
   /** How many runs in a row, up to and with that one, crashed within 60 s of wrenfall_init. A run whose
    * end is unknown leaves the number as it was; every other end makes it 0. */
   uint32_t crashes_in_a_row;

@@ -32,7 +32,7 @@ void fill(const RunRecorder::Answer& answer, wrenfall_last_run& record) {
   if (!answer.known) return;
   const RunRecord& run = answer.run;
   record.state = state_of(run.end.how);
-  record.crash_code = run.end.exception_code;
+  record.exception_code = run.end.crash_code;
   record.exit_code = run.end.exit_code;
   record.start_time = run.start_ms;
   record.end_time = run.end.time_ms;

@@ -61,7 +61,7 @@ uint32_t MinidumpBuilder::add_text(const std::string& text) {
 void MinidumpBuilder::add_exception() {
   const uint32_t rva = here();
   mark("exception thread");
-  add({77, 0, *exception_code});
+  add({77, 0, *crash_code});
   bytes_.append(148, '\0');
   mark("exception context");
   bytes_.append(8, '\0');
@@ -147,7 +147,7 @@ std::string MinidumpBuilder::build() {
   next_entry_ = bytes_.size();
   mark("directory");
   bytes_.append(kStreams * 12, '\0');  // an entry that stays empty is an unused stream
-  if (exception_code) add_exception();
+  if (crash_code) add_exception();
   if (!threads.empty()) add_threads();
   if (with_memory) add_memory();
   if (with_annotations) add_annotations();

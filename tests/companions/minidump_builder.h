@@ -17,7 +17,7 @@ namespace wrenfall::minidump {
 // memory lists with their memory, annotation stream with its texts. The offsets that tests damage are noted while building.
 struct MinidumpBuilder {
   uint32_t time_stamp = 0;
-  std::optional<uint32_t> exception_code;
+  std::optional<uint32_t> crash_code;
   std::vector<uint32_t> threads;  // each with 16 bytes of registers
   bool aligned_threads = false;   // as some writers have them
   std::map<std::string, std::string> startup;

@@ -15,7 +15,7 @@ std::optional<DumpFacts> read_text(const std::string& dump) {
 
 MinidumpBuilder sample() {
   MinidumpBuilder builder;
-  builder.exception_code = 0xC0000005;
+  builder.crash_code = 0xC0000005;
   builder.startup = {{"database", "db"}, {"wrenfall.session", "12-34"}};
   builder.live = {{"user", "J\xC3\xBCrgen"}, {"notes", "new"}, {"notes", "old"}};
   builder.with_memory = true;

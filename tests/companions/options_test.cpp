@@ -83,7 +83,7 @@ TEST(RunEnd, FollowsWhatTheMonitorSaw) {
     std::optional<uint32_t> exit_code;
     bool crashed, terminated, system_ends;
     How how;
-    uint32_t exception_code;
+    uint32_t crash_code;
   } rows[] = {{0, false, false, false, How::kEnded, 0},
               {3, false, false, true, How::kEnded, 0},
               {0xC0000409, false, false, false, How::kCrashed, 0xC0000409},
@@ -97,7 +97,7 @@ TEST(RunEnd, FollowsWhatTheMonitorSaw) {
     const RunEnd end =
         monitor::run_end({row.exit_code, 1000, row.crashed, 5, row.terminated, row.system_ends});
     EXPECT_EQ(end.how, row.how) << row.exit_code.value_or(99);
-    EXPECT_EQ(end.exception_code, row.exception_code) << row.exit_code.value_or(99);
+    EXPECT_EQ(end.crash_code, row.crash_code) << row.exit_code.value_or(99);
     EXPECT_EQ(end.time_ms, row.how == How::kUnknown ? 0 : 1000);
   }
   // Codes that programs choose, Ctrl-C, a debugger's, a COM result.

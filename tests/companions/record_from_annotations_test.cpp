@@ -14,7 +14,7 @@ minidump::DumpFacts facts_of(Texts startup, Texts live) {
   minidump::DumpFacts facts;
   facts.time_stamp = 1;
   // A dump on demand has the code that the client library gives it.
-  facts.exception_code = live.count("wrenfall.reportKind") == 0 ? 0xE0000001 : 0x0517A7ED;
+  facts.crash_code = live.count("wrenfall.reportKind") == 0 ? 0xE0000001 : 0x0517A7ED;
   facts.annotations.startup = std::move(startup);
   facts.annotations.live = std::move(live);
   return facts;
@@ -78,7 +78,7 @@ TEST(RecordFromAnnotations, JudgesTheOthers) {
 
 TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
   minidump::DumpFacts facts = facts_of({}, hang({{"wrenfall.hangPolicy", "terminate"}}));
-  facts.exception_code = 0xC0000005;
+  facts.crash_code = 0xC0000005;
   const CrashData record = record_from_annotations(facts, context());
   EXPECT_EQ(record.reportKind, "crash");
   EXPECT_EQ(record.signalOrExceptionCode, "0xC0000005");
@@ -86,7 +86,7 @@ TEST(RecordFromAnnotations, CrashIsACrashWhateverWasAskedForMeanwhile) {
 
   // A dump on demand is no crash, also when its mark was cleared before it was written.
   minidump::DumpFacts unmarked = facts_of({}, {});
-  unmarked.exception_code = 0x0517A7ED;
+  unmarked.crash_code = 0x0517A7ED;
   EXPECT_EQ(record_from_annotations(unmarked, context()).reportKind, "capture");
 }
 

@@ -288,7 +288,7 @@ constexpr struct {
        wrenfall_last_run run{};
        run.size = sizeof run;
        wrenfall_get_last_run(&run);
-       std::printf("%u %u %u %lld %lld %u %u\n", run.state, run.crash_code, run.exit_code,
+       std::printf("%u %u %u %lld %lld %u %u\n", run.state, run.exception_code, run.exit_code,
                    static_cast<long long>(run.start_time), static_cast<long long>(run.end_time),
                    run.crashes_in_a_row, run.uptime_ms_capped);
        std::fflush(stdout);

@@ -47,7 +47,7 @@ void read_and_record(const std::string& dump) {
 void build_and_read(FuzzedDataProvider& input) {
   MinidumpBuilder builder;
   builder.time_stamp = input.ConsumeIntegral<uint32_t>();
-  if (input.ConsumeBool()) builder.exception_code = input.ConsumeIntegral<uint32_t>();
+  if (input.ConsumeBool()) builder.crash_code = input.ConsumeIntegral<uint32_t>();
   builder.with_memory = input.ConsumeBool();
   if (input.ConsumeBool()) builder.threads = {77, 80};
   const auto changed_at = input.ConsumeIntegral<uint16_t>();
@@ -67,7 +67,7 @@ void build_and_read(FuzzedDataProvider& input) {
   const auto facts = read_bytes(dump);
   require(facts.has_value(), "every dump that is whole can be read");
   require(facts->time_stamp == builder.time_stamp, "the time");
-  require(facts->exception_code == builder.exception_code, "the exception");
+  require(facts->crash_code == builder.crash_code, "the exception");
   require(facts->annotations.startup == builder.startup, "the annotations from the start");
   require(facts->annotations.live == live, "the live annotations");
   read_and_record(with32(dump, changed_at % (dump.size() - 3), change));

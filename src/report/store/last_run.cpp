@@ -69,7 +69,7 @@ json to_json(const RunRecord& run) {
           {"startTime", run.start_ms},
           {"state", kStates[static_cast<size_t>(run.end.how)]},
           {"endTime", run.end.time_ms},
-          {"exceptionCode", run.end.exception_code},
+          {"exceptionCode", run.end.crash_code},
           {"exitCode", run.end.exit_code},
           {"crashesEarlier", run.crashes_earlier}};
 }
@@ -80,7 +80,7 @@ std::optional<RunRecord> run_in(const json& file, const char* key) {
   RunRecord run;
   std::string process;
   std::string state;
-  int64_t exception_code = 0;
+  int64_t crash_code = 0;
   int64_t exit_code = 0;
   int64_t crashes = 0;
   const JsonFieldReader read(*object);
@@ -88,14 +88,14 @@ std::optional<RunRecord> run_in(const json& file, const char* key) {
   read("startTime", run.start_ms);
   read("state", state);
   read("endTime", run.end.time_ms);
-  read("exceptionCode", exception_code);
+  read("exceptionCode", crash_code);
   read("exitCode", exit_code);
   read("crashesEarlier", crashes);
   const auto identity = ProcessIdentity::parse(process);
   if (!identity) return std::nullopt;
   run.process = *identity;
   run.end.how = how_of(state);
-  run.end.exception_code = small(exception_code);
+  run.end.crash_code = small(crash_code);
   run.end.exit_code = small(exit_code);
   run.crashes_earlier = small(crashes);
   return run;

@@ -14,8 +14,8 @@ struct RunEnd {
   enum class How { kRunning, kClean, kCrashed, kHung, kEnded, kUnknown };
 
   How how = How::kRunning;
-  int64_t time_ms = 0;          // since 1970, UTC; 0 when it is not known
-  uint32_t exception_code = 0;  // of a crash
+  int64_t time_ms = 0;      // since 1970, UTC; 0 when it is not known
+  uint32_t crash_code = 0;  // of a crash
   uint32_t exit_code = 0;
 };
 
