@@ -258,7 +258,11 @@ void DumpCollector::terminate_if_asked(const minidump::DumpFacts& facts) {
   const ProcessIdentity process = *process_of(facts);
   if (!is_host(process) || !asks_for_termination(facts)) return;
   const auto pid = static_cast<unsigned long long>(process.process_id);
-  if (is_still_running(process) && is_debugged_(process)) {
+  const auto debugged = is_still_running(process) ? is_debugged_(process) : false;
+  if (!debugged) {
+    logger_.warn("Hung process %llu not ended: it cannot be asked whether a debugger is attached",
+                 pid);
+  } else if (*debugged) {
     logger_.info("Hung process %llu not ended: a debugger is attached", pid);
   } else if (terminate_process(process)) {
     has_terminated_host_ = true;

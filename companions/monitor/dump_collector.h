@@ -26,8 +26,8 @@ namespace wrenfall::monitor {
 // Starts the reporter on a report folder; false, with an error logged, when it cannot be started.
 using StartReporter = std::function<bool(const std::filesystem::path& folder)>;
 
-// Whether a debugger is attached to a process that runs, or that cannot be found out.
-using DebuggerQuery = std::function<bool(const ProcessIdentity& process)>;
+// Whether a debugger is attached to a process that runs; nothing when that cannot be found out.
+using DebuggerQuery = std::function<std::optional<bool>(const ProcessIdentity& process)>;
 
 // Finds the dumps that this monitor has to report, turns each into a report folder, and starts the
 // reporter on it when the policy says so. Each dump is decided on once; a dump that stays where it is

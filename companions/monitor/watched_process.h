@@ -39,8 +39,8 @@ bool is_system_ending();
 // be queried counts as running.
 bool is_still_running(const ProcessIdentity& identity);
 
-// Whether a debugger is attached to the process; true as well when that cannot be found out.
-bool is_under_debugger(const ProcessIdentity& identity);
+// Whether a debugger is attached to the process; nothing when that cannot be found out.
+std::optional<bool> is_under_debugger(const ProcessIdentity& identity);
 
 // Ends the process with exit code 1. False when it is not running, cannot be told from another with
 // the same id, or may not be ended.

@@ -107,10 +107,11 @@ bool is_still_running(const ProcessIdentity& identity) {
   return start_time == 0 || identity.start_time == 0 || start_time == identity.start_time;
 }
 
-bool is_under_debugger(const ProcessIdentity& identity) {
+std::optional<bool> is_under_debugger(const ProcessIdentity& identity) {
   const ScopedKernelHandle process = open_same_process(identity, PROCESS_QUERY_INFORMATION);
-  BOOL present = TRUE;
-  return !process || !CheckRemoteDebuggerPresent(process.get(), &present) || present != FALSE;
+  BOOL present = FALSE;
+  if (!process || !CheckRemoteDebuggerPresent(process.get(), &present)) return std::nullopt;
+  return present != FALSE;
 }
 
 bool terminate_process(const ProcessIdentity& identity) {

@@ -32,7 +32,7 @@ class DumpCollectorTest : public ::testing::Test {
           reporter_started_ = true;
           return true;
         },
-        logger_, [](const ProcessIdentity&) { return true; });
+        logger_, [this](const ProcessIdentity&) { return debugged_; });
   }
 
   fs::path add_dump(const std::string& name, const std::string& bytes) {
@@ -66,6 +66,7 @@ class DumpCollectorTest : public ::testing::Test {
   std::vector<std::pair<std::string, std::string>> live_{};
   Logger logger_{store_.path() / "Wrenfall.log"};
   bool reporter_started_ = false;
+  std::optional<bool> debugged_ = true;
 };
 
 TEST_F(DumpCollectorTest, KeepsToTheLimitsOfTheHost) {
@@ -117,8 +118,12 @@ TEST_F(DumpCollectorTest, EndsNoProcessUnderADebugger) {
   live_ = {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangPolicy", "terminate"}};
   add_dump("hang.dmp", dump_of(own_.text()));
   collector().collect();
-  EXPECT_EQ(reports().size(), 1u);
+  debugged_.reset();
+  add_dump("another.dmp", dump_of(own_.text()));
+  collector().collect();
+  EXPECT_EQ(reports().size(), 2u);
   EXPECT_TRUE(was_logged_once("not ended: a debugger is attached"));
+  EXPECT_TRUE(was_logged_once("not ended: it cannot be asked whether a debugger is attached"));
 }
 
 TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {

@@ -17,7 +17,7 @@ bool is_still_running(const ProcessIdentity& identity) {
   return time == 0 || identity.start_time == 0 || time == identity.start_time;
 }
 
-bool is_under_debugger(const ProcessIdentity&) { return false; }
+std::optional<bool> is_under_debugger(const ProcessIdentity&) { return false; }
 
 bool terminate_process(const ProcessIdentity& identity) {
   if (identity.start_time == 0 || !is_process_running(identity.process_id)) return false;
