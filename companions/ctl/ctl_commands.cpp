@@ -198,23 +198,28 @@ uint32_t limited(uint64_t number) {
 
 int prune(const CtlOptions& options, const fs::path& store) {
   if (!is_folder(store)) return no_store(store);
-  std::vector<PrunedReport> pruned;
+  Pruned pruned;
+  pruned.store = store;
+  pruned.dry_run = options.dry_run;
+  const auto show = [&](const auto& one) {
+    if (!options.json) print_text(TextStream::kOutput, pruned_text(one, options.dry_run));
+  };
   PruneRequest request;
   request.store = store;
   request.limits = {limited(options.max_reports), limited(options.max_age_days), options.max_bytes};
   request.dry_run = options.dry_run;
   request.on_removed = [&](const StoredReport& report, RetentionReason reason) {
-    pruned.push_back({report, describe(reason, request.limits)});
-    if (!options.json) {
-      print_text(TextStream::kOutput, pruned_text(pruned.back(), options.dry_run));
-    }
+    show(pruned.reports.emplace_back(PrunedReport{report, describe(reason, request.limits)}));
     return true;
+  };
+  request.on_leftover = [&](const fs::path& entry, int64_t age_s) {
+    show(pruned.leftovers.emplace_back(PrunedLeftover{entry, age_s}));
   };
   Logger logger(store / kLogFile);
   prune_store(request, logger);
   if (options.json) {
-    print_text(TextStream::kOutput, json_document(pruned_json(store, pruned, options.dry_run)));
-  } else if (pruned.empty()) {
+    print_text(TextStream::kOutput, json_document(pruned_json(pruned)));
+  } else if (pruned.reports.empty() && pruned.leftovers.empty()) {
     print_text(TextStream::kOutput, "nothing to remove\n");
   }
   return WRENFALL_OK;

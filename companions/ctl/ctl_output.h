@@ -32,9 +32,25 @@ struct PrunedReport {
   int64_t days() const { return report.age_s / 86400; }
 };
 
-std::string pruned_text(const PrunedReport& pruned, bool dry_run);
-nlohmann::json pruned_json(const std::filesystem::path& store,
-                           const std::vector<PrunedReport>& pruned, bool dry_run);
+// The same of what never became a report, or is left of one.
+struct PrunedLeftover {
+  std::filesystem::path entry;  // a file or a folder
+  int64_t age_s = 0;
+
+  int64_t days() const { return age_s / 86400; }
+};
+
+struct Pruned {
+  std::filesystem::path store;
+  bool dry_run = false;
+  std::vector<PrunedReport> reports;
+  std::vector<PrunedLeftover> leftovers;
+};
+
+// One line about each of them.
+std::string pruned_text(const PrunedReport& report, bool dry_run);
+std::string pruned_text(const PrunedLeftover& leftover, bool dry_run);
+nlohmann::json pruned_json(const Pruned& pruned);
 
 std::string details_text(const ReportDetails& details);
 nlohmann::json details_json(const ReportDetails& details);

@@ -102,17 +102,23 @@ json stores_json(const std::vector<StoreSummary>& stores) {
   return {{"stores", std::move(entries)}};
 }
 
-json pruned_json(const std::filesystem::path& store, const std::vector<PrunedReport>& pruned,
-                 bool dry_run) {
+json pruned_json(const Pruned& pruned) {
+  json leftovers = json::array();
+  for (const PrunedLeftover& one : pruned.leftovers) {
+    leftovers.push_back({{"path", path_to_utf8(one.entry)}, {"days", one.days()}});
+  }
   json entries = json::array();
-  for (const PrunedReport& one : pruned) {
+  for (const PrunedReport& one : pruned.reports) {
     entries.push_back({{"folder", path_to_utf8(one.report.folder.filename())},
                        {"path", path_to_utf8(one.report.folder)},
                        {"reason", one.reason},
                        {"days", one.days()},
                        {"size", one.report.bytes}});
   }
-  return {{"store", path_to_utf8(store)}, {"dryRun", dry_run}, {"reports", std::move(entries)}};
+  return {{"store", path_to_utf8(pruned.store)},
+          {"dryRun", pruned.dry_run},
+          {"reports", std::move(entries)},
+          {"leftovers", std::move(leftovers)}};
 }
 
 json details_json(const ReportDetails& details) {

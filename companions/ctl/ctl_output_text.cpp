@@ -97,6 +97,8 @@ std::string dump_text(const minidump::DumpFacts& dump) {
          section("Annotations at the end", annotation_rows(dump.annotations.live));
 }
 
+const char* removal_text(bool dry_run) { return dry_run ? ": would be removed" : ": removed"; }
+
 }  // namespace
 
 std::string list_text(const std::vector<ReportSummary>& reports) {
@@ -126,10 +128,14 @@ std::string stores_text(const std::vector<StoreSummary>& stores) {
   return table(rows);
 }
 
-std::string pruned_text(const PrunedReport& pruned, bool dry_run) {
-  return name_of(pruned.report.folder) + (dry_run ? ": would be removed, " : ": removed, ") +
-         pruned.reason + " (" + std::to_string(pruned.days()) + " days old, " +
-         size_text(pruned.report.bytes) + ")\n";
+std::string pruned_text(const PrunedReport& report, bool dry_run) {
+  return name_of(report.report.folder) + removal_text(dry_run) + ", " + report.reason + " (" +
+         std::to_string(report.days()) + " days old, " + size_text(report.report.bytes) + ")\n";
+}
+
+std::string pruned_text(const PrunedLeftover& leftover, bool dry_run) {
+  return name_of(leftover.entry) + removal_text(dry_run) + ", a leftover (" +
+         std::to_string(leftover.days()) + " days old)\n";
 }
 
 std::string details_text(const ReportDetails& details) {

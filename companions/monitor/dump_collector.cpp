@@ -157,17 +157,23 @@ void DumpCollector::make_report(const fs::path& file, ClaimedDump& dump,
   const Admission admission = admit_report(places_.store, limits_.report_limit);
   if (!admission.admitted) {
     drop(file, dump, facts);
-  } else if (const auto folder = move_into_new_folder(places_.store, dump, logger_)) {
-    RecordContext context;
-    context.crashpad_report_id = path_to_utf8(file.stem());
-    context.dropped_before = admission.dropped_before;
-    if (finish(*folder, dump, facts, std::move(context), true)) {
-      told_of_dropped(places_.store, admission.dropped_before);
-    } else {
-      has_half_made_ = true;
-    }
+  } else if (!make_admitted_report(file, dump, facts, admission.dropped_before)) {
+    give_back_dropped(places_.store, admission.dropped_before);
   }
   apply_retention();
+}
+
+bool DumpCollector::make_admitted_report(const fs::path& file, ClaimedDump& dump,
+                                         const minidump::DumpFacts& facts,
+                                         uint64_t dropped_before) {
+  const auto folder = move_into_new_folder(places_.store, dump, logger_);
+  if (!folder) return false;
+  RecordContext context;
+  context.crashpad_report_id = path_to_utf8(file.stem());
+  context.dropped_before = dropped_before;
+  if (finish(*folder, dump, facts, std::move(context), true)) return true;
+  has_half_made_ = true;
+  return false;
 }
 
 void DumpCollector::drop(const fs::path& file, ClaimedDump& dump,

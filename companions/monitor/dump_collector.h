@@ -85,6 +85,9 @@ class DumpCollector {
   bool settle(const std::filesystem::path& file, bool adoptable);
   void make_report(const std::filesystem::path& file, ClaimedDump& dump,
                    const minidump::DumpFacts& facts);
+  // False when the report was not made, or only in part.
+  bool make_admitted_report(const std::filesystem::path& file, ClaimedDump& dump,
+                            const minidump::DumpFacts& facts, uint64_t dropped_before);
   void drop(const std::filesystem::path& file, ClaimedDump& dump, const minidump::DumpFacts& facts);
   void remove_dropped(const std::filesystem::path& file, ClaimedDump& dump,
                       const minidump::DumpFacts& facts);

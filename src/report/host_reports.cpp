@@ -96,7 +96,7 @@ UploadResult post_limited(const PostingContext& context, Contents contents) {
   note_dropped(admission.dropped_before, contents.record);
   UploadResult outcome = post(context, std::move(contents));
   const bool was_made = outcome.result != WRENFALL_ERROR_FILE;
-  if (was_made) told_of_dropped(context.store_dir, admission.dropped_before);
+  if (!was_made) give_back_dropped(context.store_dir, admission.dropped_before);
   return outcome;
 }
 

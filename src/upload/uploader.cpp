@@ -78,7 +78,7 @@ HttpResponse checked(HttpResponse response) {
 }
 
 // Keeps for how long the answer asks to wait. What a later call answers takes its place.
-const HttpResponse& note_wait(const HttpResponse& response, UploadResult& outcome) {
+const HttpResponse& take_retry_after(const HttpResponse& response, UploadResult& outcome) {
   outcome.retry_after_s = parse_retry_after(response.retry_after, unix_now());
   return response;
 }
@@ -89,7 +89,7 @@ bool locate(HttpClient& http, const CrashData& data, const Archive& archive,
       checked(http.request("POST", build_upload_url_request(data, archive.size),
                            {{"User-Agent", make_user_agent()}}, ""));
   if (response.out_of_memory) throw std::bad_alloc();
-  return parse_upload_location_response(note_wait(response, outcome), upload_url, outcome);
+  return parse_upload_location_response(take_retry_after(response, outcome), upload_url, outcome);
 }
 
 bool put(HttpClient& http, const Archive& archive, const std::string& upload_url,
@@ -99,7 +99,7 @@ bool put(HttpClient& http, const Archive& archive, const std::string& upload_url
                                {"Content-Length", std::to_string(archive.size)}};
   const HttpResponse response =
       checked(http.request_file("PUT", upload_url, headers, archive.path));
-  return parse_put_response(note_wait(response, outcome), outcome);
+  return parse_put_response(take_retry_after(response, outcome), outcome);
 }
 
 bool commit(HttpClient& http, const CrashData& data, const Archive& archive,
@@ -111,7 +111,7 @@ bool commit(HttpClient& http, const CrashData& data, const Archive& archive,
       "POST", build_commit_url(data, upload_url, archive.md5_hex), headers, form.body()));
   try {
     if (response.out_of_memory) throw std::bad_alloc();
-    return parse_commit_response(note_wait(response, outcome), outcome);
+    return parse_commit_response(take_retry_after(response, outcome), outcome);
   } catch (const std::bad_alloc&) {
     if (response.status != kHttpOk) throw;
     // The service has taken the report. Another attempt would send it a second time, so this counts

@@ -180,6 +180,13 @@ TEST(Retention, LeavesWhatIsInUseAndTakesLeftovers) {
   request.limits.max_age_days = 30;
   request.run = 4242;
   CaptureLog log;
+  size_t told = 0;
+  request.on_removed = [&](const StoredReport&, RetentionReason) { return ++told != 0; };
+  request.on_leftover = [&](const fs::path&, int64_t) { ++told; };
+  request.dry_run = true;
+  prune_store(request, log.logger);
+  EXPECT_TRUE(log.lines.empty());
+  request.dry_run = false;
   prune_store(request, log.logger);
   size_t gone = 0;
   for (const auto& row : rows) {
@@ -187,6 +194,7 @@ TEST(Retention, LeavesWhatIsInUseAndTakesLeftovers) {
     if (!row.stays) ++gone;
   }
   EXPECT_EQ(log.lines.size(), gone);
+  EXPECT_EQ(told, 2 * gone);
 }
 
 TEST(ReportLimit, CountsOverAWindow) {
@@ -219,8 +227,9 @@ TEST(ReportLimit, TellsOfWhatWasDropped) {
   const ReportLimit limit = {2, 600};
   for (int i = 0; i < 5; ++i) EXPECT_EQ(admit_report(dir.path(), limit).admitted, i < 2) << i;
   EXPECT_EQ(admit_report(dir.path(), {9, 600}).dropped_before, 3u);
-  told_of_dropped(dir.path(), 3);
   EXPECT_EQ(admit_report(dir.path(), {9, 600}).dropped_before, 0u);
+  give_back_dropped(dir.path(), 3);
+  EXPECT_EQ(admit_report(dir.path(), {9, 600}).dropped_before, 3u);
 }
 
 TEST(LimitAnnotations, ComeBackAsTheyWere) {

@@ -1,7 +1,9 @@
 #include "report/store/report_limit.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "report/store/folder_claim.h"
 #include "report/store/json_fields.h"
@@ -18,10 +20,15 @@ namespace {
 
 constexpr uint64_t kMaxCountsBytes = uint64_t{1} << 16;
 
-ReportCounts read_counts(const fs::path& store) {
+// Nothing when the file is there but cannot be read, because another program holds it for example.
+std::optional<ReportCounts> read_counts(const fs::path& store) {
+  const fs::path file = store / kReportLimitFile;
   ReportCounts counts;
   std::string text;
-  if (!read_file(store / kReportLimitFile, text, kMaxCountsBytes)) return counts;
+  if (!read_file(file, text, kMaxCountsBytes)) {
+    if (is_held_file(file, kMaxCountsBytes)) return std::nullopt;
+    return counts;
+  }
   const nlohmann::json object = parse_json(text);
   if (!object.is_object()) return counts;
   if (const auto made = object.find("made"); made != object.end() && made->is_array()) {
@@ -62,23 +69,24 @@ Admission admit_report(const fs::path& store, const ReportLimit& limit) {
   Admission admission;
   if (!limit.any()) return admission;
   const FolderClaim turn(store / kReportLimitFile);
-  ReportCounts counts = read_counts(store);
-  admission.dropped_before = counts.dropped;
-  admission.admitted = admit(counts, limit, unix_now());
-  if (!write_counts(store, counts)) admission.admitted = true;
-  return admission;
+  auto counts = read_counts(store);
+  if (!counts) return admission;
+  const bool admitted = admit(*counts, limit, unix_now());
+  const uint64_t dropped_before = admitted ? std::exchange(counts->dropped, 0) : 0;
+  return write_counts(store, *counts) ? Admission{admitted, dropped_before} : admission;
 }
 
 void note_dropped(uint64_t dropped, CrashData& record) {
   if (dropped != 0) record.attributes[kDroppedAttribute] = std::to_string(dropped);
 }
 
-void told_of_dropped(const fs::path& store, uint64_t dropped) {
+void give_back_dropped(const fs::path& store, uint64_t dropped) {
   if (dropped == 0) return;
   const FolderClaim turn(store / kReportLimitFile);
-  ReportCounts counts = read_counts(store);
-  counts.dropped -= std::min(counts.dropped, dropped);
-  write_counts(store, counts);
+  auto counts = read_counts(store);
+  if (!counts) return;
+  counts->dropped += dropped;
+  write_counts(store, *counts);
 }
 
 }  // namespace wrenfall

@@ -33,18 +33,19 @@ bool admit(ReportCounts& counts, const ReportLimit& limit, int64_t now);
 
 struct Admission {
   bool admitted = true;
-  uint64_t dropped_before = 0;  // how many were dropped that no report has told of yet
+  uint64_t dropped_before = 0;  // how many were dropped, for the admitted report alone to tell of
 };
 
 // The same for the counts in the store's file "reportLimit.json". Processes take turns. Where the file
-// cannot be read or written, the report is admitted: a report is worth more than the limit.
+// cannot be read or written, it stays as it is and the report is admitted: a report is worth more than
+// the limit.
 Admission admit_report(const std::filesystem::path& store, const ReportLimit& limit);
 
 // Says in a record how many were dropped before it, if any were.
 void note_dropped(uint64_t dropped, CrashData& record);
 
-// Takes back what a report has told of.
-void told_of_dropped(const std::filesystem::path& store, uint64_t dropped);
+// Leaves it to the next report to tell of them: the admitted one could not be made.
+void give_back_dropped(const std::filesystem::path& store, uint64_t dropped);
 
 // The attribute by which the next report says how many were dropped before it.
 inline constexpr char kDroppedAttribute[] = "wrenfall.dropped";

@@ -178,10 +178,13 @@ class Leftovers {
   bool is_old(int64_t age_s) const { return age_s > request_.limits.max_age_days * kSecondsPerDay; }
 
   void remove(const fs::path& entry, int64_t age_s) {
-    if (request_.dry_run || !remove_entry(entry)) return;
-    logger_.info("Leftover removed, %s: %s (%lld days old)",
-                 describe(RetentionReason::kAge, request_.limits).c_str(),
-                 path_to_utf8(entry).c_str(), static_cast<long long>(age_s / kSecondsPerDay));
+    if (!request_.dry_run) {
+      if (!remove_entry(entry)) return;
+      logger_.info("Leftover removed, %s: %s (%lld days old)",
+                   describe(RetentionReason::kAge, request_.limits).c_str(),
+                   path_to_utf8(entry).c_str(), static_cast<long long>(age_s / kSecondsPerDay));
+    }
+    if (request_.on_leftover) request_.on_leftover(entry, age_s);
   }
 
   const PruneRequest& request_;

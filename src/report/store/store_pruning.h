@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 
 #include "report/store/retention.h"
 #include "support/logger.h"
@@ -15,9 +16,11 @@ namespace wrenfall {
 struct PruneRequest {
   std::filesystem::path store;
   RetentionLimits limits;
-  uint64_t run = 0;         // the process whose run this is; 0 for none
-  bool dry_run = false;     // only say what would go
-  RemoveReport on_removed;  // may be empty; told of each report, its answer does not count
+  uint64_t run = 0;      // the process whose run this is; 0 for none
+  bool dry_run = false;  // only say what would go
+  // Told of what goes, or would go; both may be empty.
+  RemoveReport on_removed;  // of each report; its answer does not count
+  std::function<void(const std::filesystem::path& entry, int64_t age_s)> on_leftover;
 };
 
 // Removes reports and, with a limit of age, leftovers: dumps and session files of the handler, folders
