@@ -56,7 +56,7 @@ HANG = {"wrenfall__reportKind": "hang", "wrenfall__hangThread": "main", "wrenfal
 CRUMBS = '[{"time":"2024-05-06T07:08:09.123Z","level":"WARN","threadId":5,"category":"net","message":"the last"}]'
 # Crash type, files, fields; what the list's row says of kind, exception and place; what the page says as well.
 KINDS = (
-    ("1", {"minidump_dmp": make_dump(attr__x="y"), "breadcrumbs_json": CRUMBS, "Wrenfall_log": "the log"},
+    ("1", {"minidump_dmp": make_dump(attr__x="y"), "breadcrumbs_json": CRUMBS, "Wrenfall_log": "the log", "feedback_json": "{}"},
      {"attributes": '{"gpu":"none"}', "description": "my words", "user": "Ada"},
      ("crash", "0xC0000005 Access violation", "paint.exe+0x8252"),
      ("when writing address 0x18", "36 main", "37 worker", "2.1.0.7", "10.0.22631", "gpu", "the last", "07:08:09.123", "the log",
@@ -97,10 +97,15 @@ class CrashServiceTest(unittest.TestCase):
         self.assertEqual(200, status, text)
         return text
 
+    @contextlib.contextmanager
     def index(self):
-        index = ReportIndex(self.directory)
-        self.addCleanup(index.close)
-        return index
+        """The index, closed again at once: an open one would keep SQLite's files alive."""
+        with contextlib.closing(ReportIndex(self.directory)) as index:
+            yield index
+
+    def row(self, number):
+        with self.index() as index:
+            return index.row(number)
 
     def test_a_report_is_kept(self):
         """Running the tool and summing up is the demo's part."""
@@ -132,7 +137,7 @@ class CrashServiceTest(unittest.TestCase):
                 with self.subTest(listed=listed):
                     client.upload(make_zip(**files), crash_type=crash_type, **fields)
                     number = service.reports[-1].number
-                    row = self.index().row(number)
+                    row = self.row(number)
                     self.assertEqual(listed, (row.kind, row.exception, row.place))
                     text = html.unescape(self.page(client, f"/report/{number}"))
                     self.assertEqual([], [one for one in (*shown, *filter(None, listed[1:])) if one not in text])
@@ -207,23 +212,26 @@ class CrashServiceTest(unittest.TestCase):
     def test_a_restart_loses_nothing(self):
         """Also the index is not needed: what it held is made again, with the keys that clients were told."""
         with self.serving() as (_, client):
-            keys = [json.loads(client.upload(make_zip(minidump_dmp=make_dump(offset=offset)), crashHash=text)[1])["stackKeyId"]
-                    for offset, text in ((1, ""), (2, ""), (1, ""), (3, "x"), (4, "x"))]
-            self.assertEqual([1001, 1002, 1001, 1003, 1003], keys)
+            keys = [json.loads(client.upload(make_zip(minidump_dmp=make_dump(offset=offset, **live)), crashHash=text)[1])["stackKeyId"]
+                    for offset, text, live in ((1, "", {}), (2, "", {}), (1, "", {}), (3, "x", {}), (4, "x", {}), (5, "", HANG),
+                                               (6, "", HANG))]
+            self.assertEqual([1001, 1002, 1001, 1003, 1003, 1004, 1004], keys)
             before = self.page(client, "/")
-        kept = self.index().rows(Filter(), 10)
+        with self.index() as index:
+            kept = index.rows(Filter(), 10)
         for damage in (lambda path: None, lambda path: path.unlink(), lambda path: path.write_bytes(b"damaged" * 1000)):
             damage(self.directory / FILE_NAME)
             with self.serving() as (_, client):
-                self.assertEqual(kept, self.index().rows(Filter(), 10))
+                with self.index() as index:
+                    self.assertEqual(kept, index.rows(Filter(), 10))
                 self.assertEqual(before, self.page(client, "/"))
 
     def test_ten_thousand_reports_are_listed_quickly(self):
-        index = self.index()
         now = time.time()
-        index.put(Row(number, now - number * 300, 1001 + number % 400, "Paint", f"2.{number % 7}", ("crash", "hang")[number % 2],
-                      "0xC0000005", f"function_{number % 400}", "words " * 20, "Ada", 0, f"paint\nfunction_{number % 400}\n" * 5)
-                  for number in range(1, 10001))
+        with self.index() as index:
+            index.put(Row(number, now - number * 300, 1001 + number % 400, "Paint", f"2.{number % 7}", ("crash", "hang")[number % 2],
+                          "0xC0000005", f"function_{number % 400}", "words " * 20, "Ada", 0, f"paint\nfunction_{number % 400}\n" * 5)
+                      for number in range(1, 10001))
         with self.serving() as (_, client):
             for query, groups in (("", 20), ("q=function_39", 11), ("page=20", 20), ("stack=1002", 1), ("kind=hang", 20)):
                 started = time.monotonic()
@@ -258,7 +266,7 @@ class CrashServiceTest(unittest.TestCase):
                 while "being made" in (text := self.page(client, "/report/1")) and time.monotonic() < deadline:
                     time.sleep(0.05)
                 self.assertIn(shown, text)
-                self.assertEqual(place, self.index().row(1).place)
+                self.assertEqual(place, self.row(1).place)
                 self.assertEqual(number > 1, "b.dll+0x20" in text and "a.cpp:7" in text)
         self.assertEqual(["stack --json --all --symbols Z:\\symbols Z:"] * 2,
                          [line.split("\\tmp")[0].split("Z:\\" + os.sep)[0] for line in runs.read_text().splitlines()])

@@ -69,7 +69,7 @@ class StackTool:
         self._thread.join()
 
     def ask(self, number: int) -> None:
-        """Has a report looked at, unless that was done or is under way."""
+        """Has a report looked at for which the index has no stack yet."""
         if number not in self._asked:
             self._asked.add(number)
             self._waiting.put(number)
@@ -77,9 +77,7 @@ class StackTool:
     def _work(self) -> None:
         while not self._ending.is_set():
             with contextlib.suppress(queue.Empty):
-                number = self._waiting.get(timeout=_POLL_SECONDS)
-                if self._index.stack(number) is None:
-                    self._look_at(number)
+                self._look_at(self._waiting.get(timeout=_POLL_SECONDS))
 
     def _look_at(self, number: int) -> None:
         with tempfile.TemporaryDirectory(prefix="crash-service-") as work:
