@@ -66,7 +66,7 @@ def _overview(
 ) -> Html:
     counts = {(kind, at): count
               for _, kind, at, count in index.times(chosen, scale.start, scale.step)}
-    names = ("reports", "groups", "in 24 hours")
+    names = (f"report{'s' * (figures[0] != 1)}", f"group{'s' * (figures[1] != 1)}", "in 24 hours")
     boxes = joined(markup("<div><b>{}</b><span>{}</span></div>", f"{count:,}", name)
                    for count, name in zip(figures, names))
     label = f"Reports per {chart.step_name(scale.step)}"

@@ -124,7 +124,7 @@ def files(number: int, entries: Sequence[Dict[str, Any]]) -> Html:
     rows = [
         markup('<li><a href="/report/{}/file/{}" download>{}</a><span class="dim">{}</span></li>',
                number, at, entry["name"], size_text(entry["size"]))
-        for at, entry in enumerate(entries)
+        for at, entry in enumerate(entries[:_MAX_SHOWN])
     ]
     if not rows:
         return Html()
