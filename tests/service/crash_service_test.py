@@ -16,6 +16,7 @@ from unittest import mock
 
 from samples import FOLDER, HOSTILE, Client, make_dump, make_form, make_zip, structured
 
+import certificates
 import stack_tool
 from crash_service import CrashService
 from facts import read_facts
@@ -23,7 +24,8 @@ from minidump import Minidump
 from protocol import FORM_FIELDS, Complaint, percent_encode
 from report_index import FILE_NAME, Filter, ReportIndex, Row
 
-# For all tests, as making them takes long.
+# For all tests, as making them takes long. The end-to-end tests have those that openssl makes.
+certificates.has_openssl = lambda: False
 SHARED = tempfile.TemporaryDirectory()
 CERTIFICATES = Path(SHARED.name)
 tearDownModule = SHARED.cleanup

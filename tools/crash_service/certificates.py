@@ -1,7 +1,7 @@
 """The service's own test certificate authority and server certificates.
 
-Everything is made with the `openssl` command line into one folder and used again as long as it is
-valid. The authority may only vouch for TLS servers, and there only for 127.0.0.1 and a name that
+Everything is made into one folder and used again as long as it is valid: with the `openssl` command
+line, or by own_certificates.py where that is not installed. The authority may only vouch for TLS servers, and there only for 127.0.0.1 and a name that
 exists nowhere, so that trusting it endangers little else, even when its key leaks.
 """
 
@@ -10,10 +10,14 @@ from __future__ import annotations
 import contextlib
 import datetime
 import os
+import shutil
 import subprocess
 import tempfile
+import time
 from pathlib import Path
 from typing import Dict, Iterator, List, NamedTuple
+
+import own_certificates
 
 try:
     import fcntl
@@ -28,8 +32,10 @@ _SERVER_DAYS = 365
 _RENEWAL_SECONDS = 24 * 3600
 
 # Windows programs look for the address in an IP entry, Wine 8 in a DNS entry: both are there.
-_GOOD_NAMES = f"IP:{HOST},DNS:{HOST}"
-_WRONG_NAMES = "DNS:wrong-name.invalid"
+_GOOD_NAMES = own_certificates.Names((HOST,), (HOST,))
+_WRONG_NAMES = own_certificates.Names(("wrong-name.invalid",))
+_PERMITTED_NAMES = own_certificates.Names((HOST, "wrong-name.invalid"), (HOST,))
+_AUTHORITY_NAMES = {"ca": "Crash service test authority", "other-ca": "Crash service unknown authority"}
 
 _CONFIGURATION = """
 [ca]
@@ -66,7 +72,7 @@ subjectAltName = {names}
 
 
 class CertificateError(Exception):
-    """openssl is missing or refused; the text says what it said."""
+    """openssl refused; the text says what it said."""
 
 
 class Certificates(NamedTuple):
@@ -85,7 +91,7 @@ class Certificates(NamedTuple):
 def ensure_certificates(folder: Path, variant: str = "good") -> Certificates:
     """Returns the certificates of `folder`, making what is missing or about to expire.
 
-    Raises CertificateError when openssl cannot be run or fails, and OSError when the folder cannot
+    Raises CertificateError when openssl fails, and OSError when the folder cannot
     be written. Several processes may call this for one folder at the same time.
     """
     if variant not in VARIANTS:
@@ -95,7 +101,7 @@ def ensure_certificates(folder: Path, variant: str = "good") -> Certificates:
     with _folder_lock(folder):
         authority = folder / "ca.pem"
         if not (_still_valid(authority) and (folder / "ca.key").exists()):
-            _make_authority(folder, "ca", "Crash service test authority")
+            _make_authority(folder, "ca")
             with contextlib.suppress(FileNotFoundError):
                 (folder / "ca.der").unlink()
         if not (folder / "ca.der").exists():
@@ -104,7 +110,7 @@ def ensure_certificates(folder: Path, variant: str = "good") -> Certificates:
         if variant == "unknown-ca":
             issuer = "other-ca"
             if not (_still_valid(folder / "other-ca.pem") and (folder / "other-ca.key").exists()):
-                _make_authority(folder, issuer, "Crash service unknown authority")
+                _make_authority(folder, issuer)
         stem = "server" if variant == "good" else variant
         certificate, key = folder / f"{stem}.pem", folder / f"{stem}.key"
         usable = key.exists() and _issued_by(certificate, folder / f"{issuer}.pem")
@@ -113,13 +119,15 @@ def ensure_certificates(folder: Path, variant: str = "good") -> Certificates:
         return Certificates(authority, folder / "ca.der", certificate, key)
 
 
+def has_openssl() -> bool:
+    return shutil.which("openssl") is not None
+
+
 def _openssl(*arguments: object, check: bool = True) -> bool:
     """Runs openssl; with `check` a failure raises, without it the success is returned."""
     command: List[str] = ["openssl", *map(str, arguments)]
     try:
         done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
-    except FileNotFoundError:
-        raise CertificateError("the openssl command line is not installed") from None
     except subprocess.TimeoutExpired:
         raise CertificateError(f"openssl {arguments[0]} did not end") from None
     if check and done.returncode != 0:
@@ -129,12 +137,18 @@ def _openssl(*arguments: object, check: bool = True) -> bool:
 
 
 def _still_valid(certificate: Path) -> bool:
+    if not has_openssl():
+        # By its age: what was valid when it was made is so for as long as a server's certificate.
+        usual = _SERVER_DAYS * 24 * 3600 - _RENEWAL_SECONDS
+        return certificate.exists() and time.time() < certificate.stat().st_mtime + usual
     return certificate.exists() and _openssl(
         "x509", "-in", certificate, "-noout", "-checkend", _RENEWAL_SECONDS, check=False
     )
 
 
 def _issued_by(certificate: Path, authority: Path) -> bool:
+    if not has_openssl():
+        return certificate.exists() and certificate.stat().st_mtime >= authority.stat().st_mtime
     return certificate.exists() and _openssl(
         "verify", "-no_check_time", "-CAfile", authority, certificate, check=False
     )
@@ -142,12 +156,22 @@ def _issued_by(certificate: Path, authority: Path) -> bool:
 
 def _write_der(certificate: Path, target: Path) -> None:
     with _replacing(target) as temporary:
+        if not has_openssl():
+            own_certificates.write_der(certificate, temporary)
+            return
         _openssl("x509", "-in", certificate, "-outform", "DER", "-out", temporary)
 
 
-def _make_authority(folder: Path, stem: str, common_name: str) -> None:
+def _make_authority(folder: Path, stem: str) -> None:
+    common_name = _AUTHORITY_NAMES[stem]
+    if not has_openssl():
+        with _replacing(folder / f"{stem}.key") as key, _replacing(folder / f"{stem}.pem") as pem:
+            made = own_certificates.make_key()
+            _write_own_key(made, key)
+            own_certificates.make_authority(made, common_name, _AUTHORITY_DAYS, _PERMITTED_NAMES, pem)
+        return
     with tempfile.TemporaryDirectory(dir=folder) as work:
-        configuration = _write_configuration(Path(work), common_name, "DNS:unused.invalid")
+        configuration = _write_configuration(Path(work), common_name, _WRONG_NAMES)
         with _replacing(folder / f"{stem}.key") as key, _replacing(folder / f"{stem}.pem") as pem:
             _make_key(key)
             _openssl(
@@ -161,13 +185,18 @@ def _make_server(folder: Path, stem: str, issuer: str, variant: str) -> None:
     start, end = now - datetime.timedelta(days=1), now + datetime.timedelta(days=_SERVER_DAYS)
     if variant == "expired":
         start, end = now - datetime.timedelta(days=30), now - datetime.timedelta(days=2)
-    wrong = variant == "wrong-name"
+    names = _WRONG_NAMES if variant == "wrong-name" else _GOOD_NAMES
+    if not has_openssl():
+        with _replacing(folder / f"{stem}.key") as key, _replacing(folder / f"{stem}.pem") as pem:
+            made = own_certificates.make_key()
+            _write_own_key(made, key)
+            own_certificates.make_server(
+                made, names.hosts[0], names, start, end,
+                own_certificates.read_key(folder / f"{issuer}.key"), _AUTHORITY_NAMES[issuer], pem,
+            )
+        return
     with tempfile.TemporaryDirectory(dir=folder) as work:
-        configuration = _write_configuration(
-            Path(work),
-            "wrong-name.invalid" if wrong else HOST,
-            _WRONG_NAMES if wrong else _GOOD_NAMES,
-        )
+        configuration = _write_configuration(Path(work), names.hosts[0], names)
         request = Path(work, "request.pem")
         with _replacing(folder / f"{stem}.key") as key, _replacing(folder / f"{stem}.pem") as pem:
             _make_key(key)
@@ -186,11 +215,19 @@ def _make_key(path: Path) -> None:
     path.chmod(0o600)
 
 
-def _write_configuration(work: Path, common_name: str, names: str) -> Path:
+def _write_own_key(key: own_certificates.Key, path: Path) -> None:
+    path.touch(mode=0o600)
+    own_certificates.write_key(key, path)
+
+
+def _write_configuration(work: Path, common_name: str, names: own_certificates.Names) -> Path:
     (work / "index.txt").touch()
     path = work / "openssl.cnf"
+    entries = [f"IP:{one}" for one in names.addresses] + [f"DNS:{one}" for one in names.hosts]
     path.write_text(
-        _CONFIGURATION.format(work=work.as_posix(), common_name=common_name, names=names)
+        _CONFIGURATION.format(
+            work=work.as_posix(), common_name=common_name, names=",".join(entries)
+        )
     )
     return path
 
