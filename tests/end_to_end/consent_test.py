@@ -4,7 +4,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, ServiceTest, wait_for, windows_path, wine
+from harness import BIN, ServiceTest, start_program, wait_for, windows_path
 
 UNKNOWN, GIVEN, REFUSED, ASK = range(4)
 NO_CONSENT = 13
@@ -34,7 +34,7 @@ class ConsentTest(ServiceTest):
         host.close()
 
     def by_tool(self):
-        tool = wine(BIN / "wrenfallctl.exe", "send", "--all", "--store", windows_path(self.store),
+        tool = start_program(BIN / "wrenfallctl.exe", "send", "--all", "--store", windows_path(self.store),
                     stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         output = tool.communicate(timeout=60)[0].decode()
         if tool.returncode:

@@ -2,13 +2,13 @@
 
 import os
 import re
-import signal
 import subprocess
 import time
 import unittest
 from pathlib import Path
 
-from harness import BIN, ROOT, EndToEndTest, processes, start_service, wait_for, windows_path, wine
+from harness import (BIN, ROOT, EndToEndTest, end_process, has_module, processes, seen, start_program,
+                     start_service, unix_alone, wait_for, windows_path)
 
 DOCUMENT = ROOT / "docs" / "crash-coverage.md"
 
@@ -33,15 +33,6 @@ def rows():
     return [(test, outcome, int(code or "0", 16), int(seconds)) for test, outcome, code, seconds in found]
 
 
-def has_program(pid):
-    """False for what Wine leaves of a process that was ended before it had read its program: it waits for ever, but is
-    no process to Wine any more. One that a host left suspended has read it."""
-    try:
-        return "WrenfallMonitor.exe" in Path(f"/proc/{pid}/maps").read_text()
-    except OSError:
-        return False
-
-
 class CrashCoverageTest(EndToEndTest):
     def test_table(self):
         self.assertGreater(len(rows()), 25)
@@ -52,7 +43,7 @@ class CrashCoverageTest(EndToEndTest):
                 end, threads = self.play(test, seconds)
                 wait_for(lambda: not processes("WrenfallMonitor.exe", self.folder.name, test),
                          what="the end of the monitor")
-                self.assertEqual(code & 0xFF, end)  # all that Unix sees of an exit code
+                self.assertEqual(seen(code), end)
                 dumps = self.dumps("crash")
                 self.assertEqual([code] if outcome == "report" else [], [dump.exception_code for dump in dumps])
                 if outcome == "report":
@@ -77,12 +68,16 @@ class CrashCoverageTest(EndToEndTest):
             host = self.host(init=False, crash_while_starting=milliseconds)
             host.process.communicate(b"init\n", timeout=120)
         time.sleep(1)  # for those that have not read their program yet
-        wait_for(lambda: not any(map(has_program, processes("WrenfallMonitor.exe", self.folder.name))),
+        # What Wine leaves of a process that was ended before it had read its program waits for ever, but is no process to
+        # Wine any more. One that a host left suspended has read it.
+        wait_for(lambda: not any(has_module(pid, "WrenfallMonitor.exe")
+                                 for pid in processes("WrenfallMonitor.exe", self.folder.name)),
                  what="the end of the monitors")
         for pid in processes("WrenfallMonitor.exe", self.folder.name):
-            os.kill(pid, signal.SIGKILL)
+            end_process(pid)
 
     def test_companions_hold_none_of_the_hosts_standard_handles(self):
+        unix_alone("it reads what the Unix below Wine says of open files")
         start_service(self, self.folder / "service").fail("first", never=True)
         host = self.host(upload_policy=1)
         self.assertEqual("0", host.do("capture"))
@@ -104,8 +99,8 @@ class CrashCoverageTest(EndToEndTest):
             with self.subTest(kind=kind):
                 code = int(code, 16)
                 self.store = self.folder / kind
-                example = wine(BIN / "runtime_failures.exe", windows_path(self.store), kind, stderr=subprocess.DEVNULL)
-                self.assertEqual(code & 0xFF, example.wait(60))
+                example = start_program(BIN / "runtime_failures.exe", windows_path(self.store), kind, stderr=subprocess.DEVNULL)
+                self.assertEqual(seen(code), example.wait(60))
                 record = self.record(self.only_report())
                 self.assertEqual(f"0x{code:08X}", record["signalOrExceptionCode"])
                 self.assertEqual({"wrenfall.what": "nobody catches this"} if has_what else {}, record["attributes"])

@@ -1,12 +1,10 @@
 """From a real process that crashes to the report folder in the store."""
 
 import json
-import os
-import signal
 import subprocess
 import unittest
 
-from harness import BIN, EndToEndTest, alive, processes, wait_for, windows_path, wine
+from harness import BIN, EndToEndTest, alive, end_process, processes, start_program, wait_for, windows_path
 
 
 THEME_DIR = 'C:\\my "folder", a=b €\\'  # nothing that a command line could change
@@ -120,7 +118,7 @@ class CrashTest(EndToEndTest):
         host.call("options_set_hang_detection", 2000, 0)
         self.assertEqual("0", host.do("init"))
         (monitor,) = processes("WrenfallMonitor.exe", self.folder.name)
-        os.kill(monitor, signal.SIGKILL)
+        end_process(monitor)
         wait_for(lambda: not alive(monitor), what="the end of the monitor")
         self.assertEqual("0", host.do("capture"), self.log())
         wait_for(lambda: "INFO hang report captured" in self.log(), what="the hang report")
@@ -143,7 +141,7 @@ class CrashTest(EndToEndTest):
             sorted((record["reportKind"], record["user"]) for record in records))
 
     def test_example_in_cpp(self):
-        example = wine(BIN / "session.exe", windows_path(self.store), stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        example = start_program(BIN / "session.exe", windows_path(self.store), stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         lines = example.communicate(timeout=120)[0].decode().split("\r\n")
         self.assertEqual(["1 left", "attribute without a name: something that is required is missing", "last run: 0",
                           "pending: a capture", "pending: a report of its own", "posted, HTTP status 0",

@@ -5,7 +5,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, RECORD, ServiceTest, wait_for, windows_path, wine
+from harness import BIN, RECORD, ServiceTest, start_program, wait_for, windows_path
 
 
 REPORT_KEYS = {"folder", "path", "state", "kind", "time", "application", "version", "uploadPolicy", "retryCount",
@@ -18,7 +18,7 @@ class CtlTest(ServiceTest):
         self.store.mkdir()
 
     def start(self, *arguments):
-        return wine(BIN / "wrenfallctl.exe", *arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        return start_program(BIN / "wrenfallctl.exe", *arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                     stderr=subprocess.PIPE)
 
     def bare(self, *arguments):

@@ -2,7 +2,7 @@
 
 import subprocess
 
-from harness import BIN, wait_for, wine
+from harness import BIN, start_program, unix_alone, wait_for
 
 # The controls, by their ids.
 SEND, CLOSE = 1, 2
@@ -21,7 +21,7 @@ class Window(dict):
 
 def windows():
     """The dialogs on the screen, the topmost first."""
-    reader = wine(BIN / "dialog_reader.exe", stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    reader = start_program(BIN / "dialog_reader.exe", stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
     try:
         output = reader.communicate(timeout=PATIENCE)[0].decode("utf-8")
     finally:
@@ -41,6 +41,7 @@ def windows():
 
 
 def xdotool(*words):
+    unix_alone("keys are pressed by xdotool")
     done = subprocess.run(["xdotool", *map(str, words)], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                           timeout=PATIENCE, check=False)
     return done.stdout.decode().split()

@@ -2,24 +2,22 @@
 
 import concurrent.futures
 import contextlib
-import os
-import signal
 import threading
 import time
 import unittest
 
-from harness import RECORD, Host, EndToEndTest, alive, processes, wait_for, windows_path
+from harness import RECORD, EndToEndTest, Host, alive, end_process, freeze_process, processes, wait_for, windows_path
 
 HANDLER, MONITOR = "crashpad_handler.exe", "WrenfallMonitor.exe"
 LOST = "ERROR Capture failed: the capture handler "
 
 CASES = [
     # the processes, what happens to them, when, what the library says of it
-    ((HANDLER,), signal.SIGKILL, "before", "has ended"),
-    ((HANDLER,), signal.SIGKILL, "middle", "ended before the dump was written"),
-    ((MONITOR, HANDLER), signal.SIGKILL, "middle", "ended before the dump was written"),
-    ((HANDLER, MONITOR), signal.SIGSTOP, "before", "has not answered for 120 s"),
-    ((HANDLER, MONITOR), signal.SIGSTOP, "middle", "has not answered for 120 s"),
+    ((HANDLER,), end_process, "before", "has ended"),
+    ((HANDLER,), end_process, "middle", "ended before the dump was written"),
+    ((MONITOR, HANDLER), end_process, "middle", "ended before the dump was written"),
+    ((HANDLER, MONITOR), freeze_process, "before", "has not answered for 120 s"),
+    ((HANDLER, MONITOR), freeze_process, "middle", "has not answered for 120 s"),
 ]
 
 
@@ -49,22 +47,22 @@ class Case:
         for name in names:
             pids += wait_for(lambda name=name: processes(name, windows_path(self.store)), what=name)
         for pid in pids:
-            os.kill(pid, blow)
-        if blow == signal.SIGSTOP:
+            blow(pid)
+        if blow == freeze_process:
             self.stopped += pids
         else:
             wait_for(lambda: not any(map(alive, pids)), what=f"the end of {names}")
 
     def end_stopped(self):
         for pid in self.stopped:
-            os.kill(pid, signal.SIGKILL)
+            end_process(pid)
         self.stopped.clear()
 
     def run(self, names, blow, when, message):
-        with DUMPS if blow == signal.SIGKILL else contextlib.nullcontext():
+        with DUMPS if blow == end_process else contextlib.nullcontext():
             self.lose(names, blow, when, message)
         with DUMPS:
-            self.start_again(slow=(blow, when) == (signal.SIGSTOP, "before"))
+            self.start_again(slow=(blow, when) == (freeze_process, "before"))
 
     def lose(self, names, blow, when, message):
         # A dump of all memory takes long enough to strike in the middle of it.
@@ -75,7 +73,7 @@ class Case:
             striker.start()
         else:
             self.strike(names, blow)
-        low, high = (115, 170) if blow == signal.SIGSTOP else (0, 110)
+        low, high = (115, 170) if blow == freeze_process else (0, 110)
         self.capture_in_vain(low, high)
         if when == "middle":
             striker.join()
@@ -91,7 +89,7 @@ class Case:
         if slow:
             # A handler that was only slow is trusted again once it has answered.
             for pid in self.stopped:
-                os.kill(pid, signal.SIGCONT)
+                freeze_process(pid, False)
             self.stopped.clear()
             wait_for(lambda: self.host.do("capture") == "0", 120, "the slow handler's return")
         started = time.monotonic()
@@ -108,7 +106,7 @@ class Case:
 
     def crash(self):
         self.init()
-        self.strike((HANDLER, MONITOR), signal.SIGSTOP)
+        self.strike((HANDLER, MONITOR), freeze_process)
         started = time.monotonic()
         assert self.host.crash("access-violation", seconds=170) != 0
         assert time.monotonic() - started > 115

@@ -1,19 +1,18 @@
 """Hangs of a real process, with a window under a virtual display and without, up to the report folder."""
 
 import os
-import signal
 import subprocess
 import time
 import unittest
 
-from harness import BIN, EndToEndTest, Host, processes, wait_for, windows_path, wine
+from harness import BIN, EndToEndTest, Host, end_process, processes, start_program, wait_for, windows_path
 
 
 class HangingHost(Host):
     """An example host that hangs on command. It prints what it does."""
 
     def __init__(self, *arguments):
-        self.process = wine(BIN / "hanging_host.exe", *arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+        self.process = start_program(BIN / "hanging_host.exe", *arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                             stderr=subprocess.DEVNULL)
 
     def say(self, command):
@@ -121,7 +120,7 @@ class HangTest(EndToEndTest):
         host.call("options_set_hang_detection", 3000, 0)
         self.assertEqual("0", host.do("init"))
         for pid in processes("crashpad_handler.exe", self.folder.name):
-            os.kill(pid, signal.SIGKILL)
+            end_process(pid)
         wait_for(lambda: "ERROR Capture failed" in self.log(), what="the capture that fails")
         host.do("shutdown")
         self.assertEqual(1, self.log().count(captured))

@@ -1,8 +1,7 @@
-"""What the end-to-end tests share: a host process under Wine, its store, and the crash-collection service."""
+"""What the end-to-end tests share: a host process, its store, and the crash-collection service."""
 
 import contextlib
 import json
-import os
 import shutil
 import subprocess
 import sys
@@ -11,9 +10,9 @@ import time
 import unittest
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
-BIN = Path(os.environ.get("WRENFALL_BIN", ROOT / "build" / "mingw" / "bin"))
-BUILD = BIN.parent
+from programs import (BIN, BUILD, ON_WINDOWS, ROOT, alive, command_lines, end_process, freeze_process, has_module,
+                      limit_files, link_folder, local_path, processes, seen, start_program, unix_alone, windows_path)
+
 SERVICE_PORT = int((BUILD / "service-port").read_text())  # what the library reaches as database "127"
 
 sys.path.insert(0, str(ROOT / "tools" / "crash_service"))
@@ -22,19 +21,6 @@ import minidump
 from service import CrashService
 
 RECORD = "WrenfallCrashData.json"
-
-
-def wine(*arguments, **settings):
-    """The command that runs a Windows program, as a Popen object."""
-    return subprocess.Popen([str(ROOT / "scripts" / "wine.sh"), *map(str, arguments)], **settings)
-
-
-def windows_path(path):
-    return "Z:" + str(path).replace("/", "\\")
-
-
-def unix_path(path):
-    return Path(path[2:].replace("\\", "/"))
 
 
 def wait_for(condition, seconds=30.0, what="it"):
@@ -49,35 +35,13 @@ def wait_for(condition, seconds=30.0, what="it"):
         time.sleep(0.05)
 
 
-def processes(*words):
-    """The ids of this user's processes whose command line holds all the words."""
-    found = []
-    for entry in Path("/proc").iterdir():
-        if not entry.name.isdigit():
-            continue
-        try:
-            command = (entry / "cmdline").read_bytes().decode("utf-8", "replace")
-        except OSError:
-            continue
-        if command and all(word in command for word in words):
-            found.append(int(entry.name))
-    return found
-
-
-def alive(pid):
-    try:
-        return (Path("/proc") / str(pid) / "stat").read_bytes().rsplit(b")", 1)[1].split()[0] != b"Z"
-    except OSError:
-        return False
-
-
 class Host:
     """A test_host process. `do` sends one command and returns its answer."""
 
     def __init__(self, folder=BIN):
         for _ in range(3):
             # Keeps this process's signal settings: a write beyond the limit of file sizes fails, but ends no host.
-            self.process = wine(Path(folder) / "test_host.exe", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            self.process = start_program(Path(folder) / "test_host.exe", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.DEVNULL, restore_signals=False)
             # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1, which would look
             # like the host's exit code.
@@ -113,10 +77,10 @@ class Host:
 
     def pending(self):
         """The names of the pending reports' folders, sorted."""
-        return sorted(unix_path(path).name for path in filter(None, self.do("pending").split("\t")))
+        return sorted(local_path(path).name for path in filter(None, self.do("pending").split("\t")))
 
     def crash(self, kind, seconds=60):
-        """Crashes; the exit code as Unix sees it (its low byte)."""
+        """Crashes; the exit code as the system shows it."""
         self.process.stdin.write(f"crash\t{kind}\n".encode())
         self.process.stdin.flush()
         return self.process.wait(seconds)

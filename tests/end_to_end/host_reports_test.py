@@ -7,7 +7,7 @@ import unittest
 import xml.etree.ElementTree as ElementTree
 import zipfile
 
-from harness import BIN, ServiceTest, wait_for, windows_path, wine
+from harness import BIN, ServiceTest, start_program, wait_for, windows_path
 
 EMPTY_HASH = hashlib.sha256(b"").hexdigest()
 XML = """<report>
@@ -232,7 +232,7 @@ class OwnReportsTest(ServiceTest):
                                  (["feedback.exe", "--store", store, "Title", "It broke.",
                                    windows_path(attachment)], "feedback.json")):
             with self.subTest(arguments=arguments):
-                process = wine(BIN / arguments[0], *arguments[1:], stdout=subprocess.PIPE)
+                process = start_program(BIN / arguments[0], *arguments[1:], stdout=subprocess.PIPE)
                 output, _ = process.communicate(timeout=60)
                 self.assertEqual(0, process.returncode, output)
                 report, files = self.archive()

@@ -2,13 +2,14 @@
 
 import json
 import os
-import resource
+import re
 import subprocess
 import time
 import unittest
 import zipfile
 
-from harness import BIN, EndToEndTest, ServiceTest, processes, start_service, wait_for, windows_path, wine
+from harness import (BIN, EndToEndTest, ServiceTest, command_lines, limit_files, processes, start_program,
+                     start_service, wait_for, windows_path)
 
 KEEPING = {"resend": 1, "upload_policy": 1}
 NOTHING = {"resend": 0, "retention": (0, 0, 0), "report_limit": (0, 0)}
@@ -46,7 +47,7 @@ class Keeping(EndToEndTest):
 
     def ctl(self, *arguments):
         """What wrenfallctl prints as JSON."""
-        process = wine(BIN / "wrenfallctl.exe", *arguments, "--json", "--store", windows_path(self.store),
+        process = start_program(BIN / "wrenfallctl.exe", *arguments, "--json", "--store", windows_path(self.store),
                        stdout=subprocess.PIPE)
         return json.loads(process.communicate(timeout=60)[0])
 
@@ -84,10 +85,10 @@ class KeepTest(Keeping):
         folder = self.make_report()
         (folder / "large").write_bytes(os.urandom(200_000))
         for limit in (100_000, 10):  # no archive fits; not even the retry file
-            resource.prlimit(host.process.pid, resource.RLIMIT_FSIZE, (limit, resource.RLIM_INFINITY))
+            limit_files(host.process.pid, limit)
             self.assertEqual((7, 0), host.send(folder), limit)
             self.assertEqual([folder], self.report_folders())
-        resource.prlimit(host.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
+        limit_files(host.process.pid, -1)
         start_service(self, self.folder / "service")
         self.assertEqual((0, 200), host.send(folder))
         self.assertEqual([], self.report_folders())
@@ -140,8 +141,7 @@ class KeepTest(Keeping):
             store = self.store = self.folder / f"store {len(seen)}"
             host = self.host(**options)
             (monitor,) = processes("WrenfallMonitor.exe", store.name)
-            with open(f"/proc/{monitor}/cmdline", "rb") as file:
-                words = file.read().decode("utf-8", "replace").split("\0")
+            names = re.findall("--annotation=([^=]+)=", command_lines()[monitor])
             self.assertEqual("0", host.do("capture"))
             folder = self.only_report()
             host.do("post", "feedback", "title", "")
@@ -150,7 +150,7 @@ class KeepTest(Keeping):
             self.assertEqual((10, 0), host.send(folder))
             self.assertFalse(folder.exists())
             host.close()
-            seen.append((sorted(word.split("=")[1] for word in words if "--annotation=" in word), annotations,
+            seen.append((sorted(names), annotations,
                          [name for name in files if not name[0].isdigit()]))
         self.assertEqual(seen[0], seen[1])
         self.assertEqual([], [name for part in seen[0] for name in part if "retention" in name or "imit" in name

@@ -1,7 +1,7 @@
 """Ends the host, the monitor, the handler and the reporter at random moments: nothing is torn, lost or sent twice.
 
 One store and one service for all rounds. Each round starts a host, lets it capture, crash or post, and ends one or
-more of the processes at a random moment (SIGKILL, which runs no code of theirs). Then a fresh host looks at the store
+more of the processes at a random moment (which runs no code of theirs). Then a fresh host looks at the store
 and sends what is pending. The service always answers well, so that no report may ever be given up. docs/reliability.md
 says what counts as lost, torn or sent again.
 
@@ -19,7 +19,6 @@ import datetime
 import json
 import os
 import random
-import signal
 import subprocess
 import sys
 import threading
@@ -27,9 +26,9 @@ import time
 import unittest
 import uuid
 import zipfile
-from pathlib import Path
 
-from harness import BIN, RECORD, EndToEndTest, Host, processes, start_service, wait_for, windows_path, wine
+from harness import (BIN, RECORD, EndToEndTest, Host, command_lines, end_process, has_module, processes,
+                     start_program, start_service, wait_for, windows_path)
 
 PROGRAMS = {"host": "test_host.exe", "monitor": "WrenfallMonitor.exe", "handler": "crashpad_handler.exe",
             "reporter": "WrenfallReporter.exe"}
@@ -96,7 +95,7 @@ class Lister:
 
     def run_tool(self):
         for _ in range(3):
-            process = wine(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), "--json",
+            process = start_program(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), "--json",
                            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
             out, err = process.communicate(timeout=120)
             # The tool says something whatever happens; otherwise Wine could not start it.
@@ -126,11 +125,7 @@ class Lister:
 
 def runs(pid, program):
     """Whether that is the program itself: some programs name others in their arguments."""
-    try:
-        command = (Path("/proc") / str(pid) / "cmdline").read_bytes().decode("utf-8", "replace")
-    except OSError:
-        return False
-    return command.split(".exe")[0].endswith(program[:-len(".exe")])
+    return command_lines().get(pid, "").split(".exe")[0].endswith(program[:-len(".exe")])
 
 
 def received(request):
@@ -166,7 +161,7 @@ class KillTest(EndToEndTest):
         for program in programs:
             for pid in self.living(program):
                 try:
-                    os.kill(pid, signal.SIGKILL)
+                    end_process(pid)
                 except OSError:
                     continue
                 self.counts["ended: " + program] += 1
@@ -177,11 +172,9 @@ class KillTest(EndToEndTest):
         """Ends companions that never ran their first instruction. A process that is ended while it starts another one
         leaves that so, with the host's output open. Neither can prevent it: the system starts a process in steps."""
         for pid in self.living("monitor") + self.living("handler"):
-            try:
-                if "kernel32.dll" not in Path(f"/proc/{pid}/maps").read_text():
-                    os.kill(pid, signal.SIGKILL)
-            except OSError:
-                continue
+            if not has_module(pid, "kernel32.dll"):
+                with contextlib.suppress(OSError):
+                    end_process(pid)
 
     def act(self, host, action, name):
         """Runs in a thread of its own; the host may end at any moment."""

@@ -1,12 +1,10 @@
 """How the last run ended, as the next one is told: with processes that end in each way."""
 
-import os
 import json
-import signal
 import subprocess
 import unittest
 
-from harness import BIN, EndToEndTest, alive, processes, wait_for, windows_path, wine
+from harness import BIN, EndToEndTest, alive, end_process, processes, start_program, wait_for, windows_path
 
 NONE, CLEAN, CRASHED, HUNG, ENDED, UNKNOWN = range(6)
 
@@ -23,7 +21,7 @@ class LastRunTest(EndToEndTest):
 
     def end_companion(self, program):
         (pid,) = processes(program, self.folder.name)
-        os.kill(pid, signal.SIGKILL)
+        end_process(pid)
         wait_for(lambda: not alive(pid), what="the companion's end")
 
     def kill_monitor(self, host):
@@ -91,7 +89,7 @@ class LastRunTest(EndToEndTest):
 
     def test_safe_mode(self):
         def run(*arguments):
-            process = wine(BIN / "safe_mode.exe", windows_path(self.store), *arguments, stdout=subprocess.PIPE)
+            process = start_program(BIN / "safe_mode.exe", windows_path(self.store), *arguments, stdout=subprocess.PIPE)
             lines = process.communicate(timeout=60)[0].decode().splitlines()
             return lines[0].split(",")[0].split(": ")[1], lines[1].split(": ")[1]
         expected = [("none", "normal"), ("crashed", "normal"), ("crashed", "normal"), ("crashed", "safe"),

@@ -1,12 +1,11 @@
 """The reporter's dialog, driven with the keyboard on a real display."""
 
 import json
-import os
-import signal
 import subprocess
 import unittest
 
-from harness import BIN, RECORD, SERVICE_PORT, ServiceTest, processes, wait_for, windows_path, wine
+from harness import (BIN, RECORD, SERVICE_PORT, ServiceTest, end_process, processes, start_program, wait_for,
+                     windows_path)
 
 from dialog_driver import (ALWAYS_SEND, CLOSE, DESCRIPTION, DETAILS, EMAIL, FILES_LABEL, HEADING, MESSAGE, PATIENCE, SEND, SUPPORT,
                            TRY_AGAIN, DialogDriver, windows)
@@ -26,12 +25,12 @@ class ReporterTest(DialogDriver, ServiceTest):
     def end_reporters(self):
         """Those of a test that failed; they would meet the next one's keys."""
         for process in self.reporters():
-            os.kill(process, signal.SIGKILL)
+            end_process(process)
 
     def start_reporter(self, name="report", **fields):
         """Makes a report and starts the reporter on it."""
         report = self.make_report(name, **{"uploadPolicy": "dialog", "openSupportUrl": False, **fields})
-        process = wine(BIN / "WrenfallReporter.exe", windows_path(report),
+        process = start_program(BIN / "WrenfallReporter.exe", windows_path(report),
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)

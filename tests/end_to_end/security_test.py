@@ -6,7 +6,7 @@ import shutil
 import subprocess
 import unittest
 
-from harness import BIN, RECORD, SERVICE_PORT, ServiceTest, wait_for, windows_path, wine
+from harness import BIN, RECORD, SERVICE_PORT, ServiceTest, start_program, unix_alone, wait_for, windows_path
 
 SECRETS = {name: f"secret-of-{name}" for name in
            ("key", "user", "email", "notes", "user_description", "environment")}
@@ -45,6 +45,7 @@ class SecurityTest(ServiceTest):
 
     def test_archive_entries_have_plain_names(self):
         """Names that other systems allow; the service checks that entries are flat and distinct. A device is no file."""
+        unix_alone("no file can have these names")
         host = self.host()
         for name in ("..\\evil.txt", "C:\\evil.txt", "a:stream", "line\nbreak", "CON", "nul.txt", "dots...", "blank ",
                      "*?<>|", '"', b"\xff\xfe".decode("utf-8", "surrogateescape"), ".hidden", "ü" * 100):
@@ -118,7 +119,7 @@ class SecurityTest(ServiceTest):
         wait_for(lambda: not self.report_folders(), what="the reporter's end")
         (report,) = self.service.reports
         self.assertEqual(("Jürgen", ["minidump.dmp"]), (report.fields["user"], [entry["name"] for entry in report.entries]))
-        sender = wine(programs / "wrenfallctl.exe", "send", windows_path(self.make_report()), cwd=programs,
+        sender = start_program(programs / "wrenfallctl.exe", "send", windows_path(self.make_report()), cwd=programs,
                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         output = sender.communicate(timeout=60)[0]
         self.assertEqual(0, sender.returncode, output)

@@ -8,7 +8,7 @@ import time
 import unittest
 import zipfile
 
-from harness import RECORD, SERVICE_PORT, ServiceTest, unix_path, wait_for, windows_path
+from harness import RECORD, SERVICE_PORT, ServiceTest, local_path, wait_for, windows_path
 
 
 class SendTest(ServiceTest):
@@ -137,7 +137,7 @@ class SendTest(ServiceTest):
         (self.store / "no record").mkdir()
         (self.store / "odd record" / RECORD).mkdir(parents=True)
         self.make_report("no record/too deep")
-        self.assertEqual(names, [unix_path(path).name for path in host.do("pending").split("\t")])
+        self.assertEqual(names, [local_path(path).name for path in host.do("pending").split("\t")])
         self.assertEqual("0", host.do("post_pending"))
         wait_for(lambda: not (self.store / names[-1]).exists(), what="the last report's delivery")
         # What this process has itself is on its way already.

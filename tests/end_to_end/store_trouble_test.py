@@ -2,34 +2,28 @@
 
 import itertools
 import os
-import resource
 import shutil
 import threading
 import unittest
 
-from harness import RECORD, ServiceTest, wait_for, windows_path
+from harness import RECORD, ServiceTest, limit_files, link_folder, wait_for, windows_path
 
 
 class StoreTrouble(ServiceTest):
-    @staticmethod
-    def limit_files(host, size):
-        """From now on the process can write no file beyond the size, as on a full disk. -1: no limit."""
-        resource.prlimit(host.process.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
-
     def test_full_disk_while_sending(self):
         host = self.host()
         folder = self.make_report()
         (folder / "large").write_bytes(os.urandom(200_000))
-        self.limit_files(host, 100_000)
+        limit_files(host.process.pid, 100_000)
         self.assertEqual((7, 0), host.send(folder))
         self.assertFalse(folder.exists())
         self.assertIn("report: could not create the report zip (http 0)", self.log())
-        self.limit_files(host, -1)
+        limit_files(host.process.pid, -1)
         self.assertEqual((0, 200), host.send(self.make_report()))
 
     def test_full_disk_while_posting(self):
         host = self.host()
-        self.limit_files(host, 0)
+        limit_files(host.process.pid, 0)
         for words in (("feedback", "title", "text"), ("asan", "text")):
             self.assertEqual("7 7 0 0 0 -", host.do("post", *words))
         self.assertEqual(["Wrenfall.log", "crashpad", "sessions"], sorted(os.listdir(self.store)))
@@ -39,18 +33,17 @@ class StoreTrouble(ServiceTest):
         host.set_options(self.store, note_messages=1)
         self.assertEqual("0", host.do("init"))
         self.assertIn("Could not write the session file", host.do("messages"))
-        self.limit_files(host, -1)
+        limit_files(host.process.pid, -1)
         self.assertEqual("0 0 0 0 0 -", host.do("post", "feedback", "title", "text"))
         self.only_report()
 
     def test_full_disk_while_capturing(self):
         """Half a dump is no report, and does not keep the next one from being taken."""
-        limits = resource.getrlimit(resource.RLIMIT_FSIZE)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, limits[1]))  # The monitor and the handler inherit it.
+        limit_files(0, 100_000)  # The monitor and the handler inherit it.
         try:
             host = self.host(dump_type=2)
         finally:
-            resource.setrlimit(resource.RLIMIT_FSIZE, limits)
+            limit_files(0, -1)
         self.assertEqual("0", host.do("capture"))
         wait_for(lambda: "WARN Capture handler: no dump written to " in self.log(), what="the line about the capture")
         pid = host.do("pid")
@@ -141,7 +134,7 @@ class StoreTrouble(ServiceTest):
                     self.make_report("report")
                 link = report / inside
                 link.parent.mkdir(parents=True, exist_ok=True)
-                link.symlink_to(outside, target_is_directory=True)
+                link_folder(link, outside)
                 self.service.clear_faults()
                 if act == "fail":
                     self.service.fail("first", status=404)
@@ -161,8 +154,8 @@ class StoreTrouble(ServiceTest):
         outside.mkdir()
         (outside / "mine.txt").write_text("mine")
         real.mkdir()
-        self.store.symlink_to(real, target_is_directory=True)
-        (self.folder / "link").symlink_to(outside, target_is_directory=True)
+        link_folder(self.store, real)
+        link_folder(self.folder / "link", outside)
         host = self.host(attachment=windows_path(self.folder / "link" / "mine.txt"))
         self.assertEqual("0", host.do("capture"))
         folder = self.only_report()
@@ -180,8 +173,8 @@ class StoreTrouble(ServiceTest):
     def test_linked_sessions_are_not_swept(self):
         outside = self.outside()
         self.store.mkdir(exist_ok=True)
-        (self.store / "sessions").symlink_to(outside, target_is_directory=True)
-        (self.store / "half made").symlink_to(outside, target_is_directory=True)
+        link_folder(self.store / "sessions", outside)
+        link_folder(self.store / "half made", outside)
         (outside / RECORD).unlink()
         os.utime(outside / "minidump.dmp", (1, 1))
         host = self.host()

@@ -1,13 +1,11 @@
 """The helper module for Windows Error Reporting: what is told about it, and what it does for a crash no filter sees."""
 
-import os
 import shutil
-import signal
 import subprocess
 import time
 import unittest
 
-from harness import BIN, ROOT, EndToEndTest, processes, wait_for, windows_path, wine
+from harness import BIN, ROOT, EndToEndTest, end_process, processes, start_program, unix_alone, wait_for, windows_path
 
 KEY = (r"HKLM\SOFTWARE\Microsoft\Windows\Windows Error Reporting"
        r"\RuntimeExceptionHelperModules")
@@ -21,7 +19,7 @@ CODES = [0xC0000409, 0xC0000602, 0xC0000374, 0xC000027B]
 
 def registry(*words):
     """The exit code of a program that changes the registry of the prefix."""
-    return wine(*words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).wait(60)
+    return start_program(*words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).wait(60)
 
 
 class AllowListTest(EndToEndTest):
@@ -50,6 +48,7 @@ class AllowListTest(EndToEndTest):
         self.assertEqual(0, registry("reg", "import", windows_path(file)))
 
     def test_allow_list(self):
+        unix_alone("the machine's own list stays as it is")
         shutil.copy(BIN / "WrenfallWer.dll", self.module)
         name = windows_path(self.module)
         self.addCleanup(registry, "reg", "delete", KEY, "/v", name, "/f")
@@ -77,7 +76,7 @@ class HelperTest(EndToEndTest):
 
     def fail_fast(self, host, context, code=0):
         """Lets the host fail fast under the eyes of the caller; what the module has answered there."""
-        caller = wine(BIN / "wer_caller.exe", windows_path(BIN / "WrenfallWer.dll"), host.do("pid"), context, code,
+        caller = start_program(BIN / "wer_caller.exe", windows_path(BIN / "WrenfallWer.dll"), host.do("pid"), context, code,
                       stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.addCleanup(caller.stdout.close)
         self.addCleanup(caller.wait, 60)
@@ -130,7 +129,7 @@ class HelperTest(EndToEndTest):
     def test_no_claim_without_a_handler(self):
         host, context = self.registered_host()
         for pid in processes("--initial-client-data", windows_path(self.store)):
-            os.kill(pid, signal.SIGKILL)
+            end_process(pid)
         wait_for(lambda: not processes("--initial-client-data", windows_path(self.store)), what="the handler's end")
         start = time.monotonic()
         self.assertEqual(NO_CLAIM, self.fail_fast(host, context))
