@@ -1,22 +1,29 @@
 # The dependencies: the installed package where there is one, otherwise the stand-in from fallback/ if there is one.
-set(WRENFALL_DEPENDENCIES auto CACHE STRING
-    "Where Crashpad and miniz come from: auto, installed, or fallback (the stand-ins)")
-set_property(CACHE WRENFALL_DEPENDENCIES PROPERTY STRINGS auto installed fallback)
-if(NOT WRENFALL_DEPENDENCIES MATCHES "^(auto|installed|fallback)$")
-  message(FATAL_ERROR "WRENFALL_DEPENDENCIES is \"${WRENFALL_DEPENDENCIES}\"; "
-                      "it must be auto, installed or fallback.")
-endif()
-
-# Takes the package NAME with the target TARGET, or the stand-in of that name.
-function(wrenfall_dependency name target)
-  if(NOT WRENFALL_DEPENDENCIES STREQUAL "fallback")
+# Takes the package NAME with the target TARGET, or the stand-in of that name, as the cache variable SWITCH says. A package
+# that is asked for, by the switch or by its folder, is never replaced by the stand-in.
+function(wrenfall_dependency name target switch)
+  set(${switch} auto CACHE STRING "Where ${name} comes from: auto, installed, or fallback (the stand-in)")
+  set_property(CACHE ${switch} PROPERTY STRINGS auto installed fallback)
+  if(NOT ${switch} MATCHES "^(auto|installed|fallback)$")
+    message(FATAL_ERROR "${switch} is \"${${switch}}\"; it must be auto, installed or fallback.")
+  endif()
+  if(NOT ${switch} STREQUAL "fallback")
+    set(asked_for "${${name}_DIR}")
     find_package(${name} CONFIG QUIET)
   endif()
   if(TARGET ${target})
+    # Warnings about the headers of packages are not this project's to repair. A plain target has to be told apart from
+    # those of this project.
+    get_target_property(package_target ${target} ALIASED_TARGET)
+    if(NOT package_target)
+      set(package_target ${target})
+    endif()
+    set_target_properties(${package_target} PROPERTIES SYSTEM ON)
     message(STATUS "Dependency ${name}: installed (${${name}_DIR})")
-  elseif(WRENFALL_DEPENDENCIES STREQUAL "installed")
-    message(FATAL_ERROR "The package ${name} is not installed. Install it (vcpkg install ${name}), "
-                        "or configure with -DWRENFALL_DEPENDENCIES=fallback.")
+  elseif(${switch} STREQUAL "installed" OR asked_for)
+    message(FATAL_ERROR "The package ${name} was asked for, but is not found. Install it (vcpkg install ${name}) and name "
+                        "where it is, for example with -DCMAKE_PREFIX_PATH=<folder> or -D${name}_DIR=<folder of "
+                        "${name}Config.cmake>, or configure with -D${switch}=fallback.")
   else()
     message(STATUS "Dependency ${name}: stand-in (fallback/${name})")
     add_subdirectory(${PROJECT_SOURCE_DIR}/fallback/${name} ${PROJECT_BINARY_DIR}/fallback/${name})
@@ -45,8 +52,21 @@ else()
   message(STATUS "Dependency nlohmann_json: installed (${nlohmann_json_DIR})")
 endif()
 
-wrenfall_dependency(miniz miniz::miniz)
-wrenfall_dependency(crashpad crashpad::crashpad)
+wrenfall_dependency(miniz miniz::miniz WRENFALL_MINIZ)
+wrenfall_dependency(crashpad crashpad::crashpad WRENFALL_CRASHPAD)
+
+# An installed Crashpad brings its handler as a tool. A program finder would not know the ending in a cross build.
+if(WIN32 AND NOT TARGET crashpad_handler)
+  find_file(WRENFALL_CRASHPAD_HANDLER crashpad_handler.exe
+            PATHS ${crashpad_DIR}/../../tools/crashpad ${crashpad_DIR}/../../../tools/crashpad
+            NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH
+            DOC "The handler of the installed Crashpad")
+  if(NOT EXISTS "${WRENFALL_CRASHPAD_HANDLER}")
+    message(FATAL_ERROR "The installed Crashpad (${crashpad_DIR}) has no tools/crashpad/crashpad_handler.exe. "
+                        "Name it with -DWRENFALL_CRASHPAD_HANDLER=<file>.")
+  endif()
+  message(STATUS "Dependency crashpad: its handler is ${WRENFALL_CRASHPAD_HANDLER}")
+endif()
 
 if(WRENFALL_BUILD_TESTS)
   find_package(GTest CONFIG QUIET)

@@ -23,15 +23,8 @@ endforeach()
 list(TRANSFORM wrenfall_shipped REPLACE "(.+)" "$<TARGET_FILE_NAME:\\1>"
      OUTPUT_VARIABLE wrenfall_shipped_files)
 if(NOT TARGET crashpad_handler)
-  # An installed Crashpad brings its handler as a tool.
-  find_program(WRENFALL_CRASHPAD_HANDLER crashpad_handler
-               PATHS ${VCPKG_INSTALLED_DIR}/${VCPKG_TARGET_TRIPLET}/tools/crashpad NO_DEFAULT_PATH)
-  if(WRENFALL_CRASHPAD_HANDLER)
-    install(PROGRAMS ${WRENFALL_CRASHPAD_HANDLER} DESTINATION bin COMPONENT SDK)
-    list(APPEND wrenfall_shipped_files crashpad_handler.exe)
-  else()
-    message(WARNING "The package will lack crashpad_handler.exe: WRENFALL_CRASHPAD_HANDLER must name it.")
-  endif()
+  install(PROGRAMS ${WRENFALL_CRASHPAD_HANDLER} DESTINATION bin COMPONENT SDK)
+  list(APPEND wrenfall_shipped_files crashpad_handler.exe)
 endif()
 
 install(FILES $<TARGET_LINKER_FILE:Wrenfall> ${wrenfall_msvc_library} ${wrenfall_def}

@@ -9,9 +9,14 @@ file(REMOVE_RECURSE ${wrenfall_notices})
 function(wrenfall_third_party name text)
   set(places ${ARGN})
   list(TRANSFORM places PREPEND /usr/share/doc/ OUTPUT_VARIABLE debian)
-  list(TRANSFORM places PREPEND ${VCPKG_INSTALLED_DIR}/${VCPKG_TARGET_TRIPLET}/share/
-       OUTPUT_VARIABLE vcpkg)
-  find_file(copyright copyright PATHS ${debian} ${vcpkg}
+  set(vcpkg)
+  foreach(share IN ITEMS ${VCPKG_INSTALLED_DIR}/${VCPKG_TARGET_TRIPLET}/share ${crashpad_DIR}/..
+                         ${miniz_DIR}/..)
+    list(TRANSFORM ARGN PREPEND ${share}/ OUTPUT_VARIABLE of_share)
+    list(APPEND vcpkg ${of_share})
+  endforeach()
+  # What was installed for this build goes before what the machine has.
+  find_file(copyright copyright PATHS ${vcpkg} ${debian}
             NO_CACHE NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
   if(NOT copyright)
     install(CODE "message(FATAL_ERROR \"There is no licence text of ${name} on this machine.\")"
@@ -25,15 +30,24 @@ endfunction()
 
 wrenfall_third_party(nlohmann-json "JSON, in Wrenfall.dll and its companions. MIT licence."
                      nlohmann-json3-dev nlohmann-json)
+set(zlib_users)
 if(TARGET miniz)
-  wrenfall_third_party(zlib "deflate, in Wrenfall.dll and its companions. zlib licence."
-                       libz-mingw-w64-dev zlib1g-dev zlib)
+  list(APPEND zlib_users "Wrenfall.dll and its companions")
 else()
   wrenfall_third_party(miniz "ZIP archives, in Wrenfall.dll and its companions. MIT licence." miniz)
 endif()
 if(NOT TARGET crashpad_portable)
+  list(APPEND zlib_users "crashpad_handler.exe")
   wrenfall_third_party(crashpad "crash capture, in Wrenfall.dll and as crashpad_handler.exe. Apache licence 2.0."
                        crashpad)
+  # Crashpad's package holds this part too, but not its licence.
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/mini_chromium_licence.txt ${wrenfall_notices}/mini_chromium.txt COPYONLY)
+  string(APPEND wrenfall_notice_text "\n- mini_chromium (mini_chromium.txt): Crashpad's base library, in Wrenfall.dll and \
+crashpad_handler.exe. BSD licence of three clauses.\n")
+endif()
+if(zlib_users)
+  list(JOIN zlib_users ", and in " zlib_users)
+  wrenfall_third_party(zlib "deflate, in ${zlib_users}. zlib licence." libz-mingw-w64-dev zlib1g-dev zlib)
 endif()
 if(MINGW)
   wrenfall_third_party(gcc "the compiler's run-time libraries (libgcc, libstdc++), in every binary. \

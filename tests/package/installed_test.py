@@ -1,0 +1,60 @@
+"""Crashpad and miniz as installed packages, in the shape that vcpkg gives them: made of the stand-ins' libraries and
+headers. The build takes them, and what needs them works, in a build folder of another name."""
+
+import os
+import shutil
+import tempfile
+import unittest
+from pathlib import Path
+
+from package_test import BUILD, ROOT, run
+
+
+class InstalledTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = Path(tempfile.mkdtemp(prefix="wrenfall installed ", dir=BUILD))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.package, self.build = self.folder / "my packages", self.folder / "my build"
+        compiler = "ccache" if shutil.which("ccache") else ""
+        self.environment = {"WRENFALL_WINEPREFIX": str(BUILD / "wineprefix"), **os.environ,
+                            "WRENFALL_BUILD": str(self.build),
+                            "CMAKE_C_COMPILER_LAUNCHER": compiler, "CMAKE_CXX_COMPILER_LAUNCHER": compiler}
+        self.run_here("cmake", f"-DBUILD={BUILD}", f"-DPREFIX={self.package}",
+                         "-P", ROOT / "tests/package/ports/lay_out.cmake")
+
+    def run_here(self, *command):
+        return " ".join(run(*command, cwd=ROOT, env=self.environment).split())
+
+    def configure(self, *options):
+        return self.run_here("cmake", "--preset", "mingw", "-B", self.build, "-DCMAKE_BUILD_TYPE=", *options)
+
+    def test_packages(self):
+        output = self.configure(f"-DCMAKE_FIND_ROOT_PATH={self.package}", "-DWRENFALL_CRASHPAD=installed",
+                                "-DWRENFALL_MINIZ=installed")
+        notices = (self.build / "third-party" / "THIRD-PARTY.md").read_text()
+        for name, where in (("crashpad", "crash capture"), ("miniz", "ZIP"), ("zlib", "deflate, in crashpad_handler.exe")):
+            self.assertIn(f"({name}.txt): {where}", notices)
+            self.assertEqual(f"the licence of {name}", (self.build / "third-party" / f"{name}.txt").read_text())
+            if name != "zlib":
+                self.assertIn(f"Dependency {name}: installed ({self.package}/share/{name})", output)
+        self.assertIn("mini_chromium.txt", notices)
+        self.run_here("cmake", "--build", self.build, "--parallel", "2", "--target", "test_host", "session",
+                      "WrenfallMonitor", "WrenfallReporter")
+        output = self.run_here("ctest", "--test-dir", self.build, "-R", r"^end_to_end\.(crash|metadata)$", "-V")
+        self.assertIn("100% tests passed, 0 tests failed out of 2", output)
+
+    def test_refused(self):
+        """What is asked for and is not there is not replaced."""
+        (self.package / "tools" / "crashpad" / "crashpad_handler.exe").unlink()
+        for option, error in (("-DWRENFALL_CRASHPAD=installed", "package crashpad was asked for, but is not found"),
+                              ("-DWRENFALL_MINIZ=installed", "package miniz was asked for, but is not found"),
+                              ("-Dcrashpad_DIR=/nowhere", "package crashpad was asked for, but is not found"),
+                              (f"-DCMAKE_PREFIX_PATH={self.package}", "no tools/crashpad/crashpad_handler.exe"),
+                              ("-DWRENFALL_MINIZ=maybe", "must be auto, installed or fallback")):
+            with self.subTest(option=option), self.assertRaises(AssertionError) as failure:
+                self.configure("-UWRENFALL_*", "-U*_DIR", "-UCMAKE_PREFIX_PATH", option)
+            self.assertIn(error, " ".join(str(failure.exception).split()))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,13 @@
+# The shape of vcpkg's: a plain library with an alias, whose headers are no system headers.
+include(CMakeFindDependencyMacro)
+find_dependency(ZLIB)
+get_filename_component(prefix ${CMAKE_CURRENT_LIST_DIR}/../.. ABSOLUTE)
+add_library(crashpad INTERFACE)
+add_library(crashpad::crashpad ALIAS crashpad)
+target_include_directories(crashpad INTERFACE ${prefix}/include/crashpad)
+target_compile_definitions(crashpad INTERFACE NOMINMAX)
+foreach(name IN ITEMS client common crashpad_util base)
+  find_library(crashpad_${name} ${name} PATHS ${prefix}/lib NO_DEFAULT_PATH REQUIRED)
+  target_link_libraries(crashpad INTERFACE ${crashpad_${name}})
+endforeach()
+target_link_libraries(crashpad INTERFACE ZLIB::ZLIB)
