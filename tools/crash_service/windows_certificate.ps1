@@ -32,21 +32,24 @@ $subject = 'CN=Wrenfall crash service on 127.0.0.1'
 # crash_service.py looks here.
 $file = Join-Path $env:LOCALAPPDATA 'WrenfallCrashService\certificate.pem'
 
-# The trusted certificates of the current user, to be closed by the caller.
-function Open-Trusted {
-  $store = New-Object Security.Cryptography.X509Certificates.X509Store('Root', 'CurrentUser')
+# A store of the current user's certificates, to be closed by the caller. Root has the trusted ones.
+function Open-Store([string] $Name) {
+  $store = New-Object Security.Cryptography.X509Certificates.X509Store($Name, 'CurrentUser')
   $store.Open('ReadWrite')
   return $store
 }
 
-function Remove-Trusted {
-  $store = Open-Trusted
-  try {
-    foreach ($old in $store.Certificates.Find('FindBySubjectDistinguishedName', $subject, $false)) {
-      $store.Remove($old)
+function Remove-Certificates {
+  # New-SelfSignedCertificate leaves a copy among the intermediate authorities, CA.
+  foreach ($name in 'Root', 'CA') {
+    $store = Open-Store $name
+    try {
+      foreach ($old in $store.Certificates.Find('FindBySubjectDistinguishedName', $subject, $false)) {
+        $store.Remove($old)
+      }
+    } finally {
+      $store.Close()
     }
-  } finally {
-    $store.Close()
   }
 }
 
@@ -58,14 +61,14 @@ function Find-Python {
 }
 
 if ($Remove) {
-  Remove-Trusted
+  Remove-Certificates
   if (Test-Path -LiteralPath $file) { Remove-Item -LiteralPath $file }
   Write-Output 'The certificate is no longer trusted, and its key is deleted.'
   return
 }
 
 $interpreter = @(Find-Python)
-Remove-Trusted
+Remove-Certificates
 
 # The provider is one whose keys can be exported to a file. The names are an IP address, which programs look for, and
 # the same as a DNS name, which Wine looks for; the purpose is that of a server.
@@ -84,12 +87,12 @@ try {
   if ($LASTEXITCODE -ne 0) { throw "windows_key.py ended with $LASTEXITCODE." }
 } finally {
   # The key stays in the file alone.
-  Remove-Item -LiteralPath $made.PSPath -DeleteKey
+  Remove-Item -LiteralPath "Cert:\CurrentUser\My\$($made.Thumbprint)" -DeleteKey
 }
 
 # Without its key. Windows shows the certificate and asks.
 $shown = New-Object Security.Cryptography.X509Certificates.X509Certificate2(, $made.RawData)
-$store = Open-Trusted
+$store = Open-Store 'Root'
 try {
   $store.Add($shown)
 } finally {
