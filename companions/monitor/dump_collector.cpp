@@ -5,6 +5,7 @@
 
 #include "monitor/record_from_annotations.h"
 #include "monitor/report_folder.h"
+#include "monitor/ui_language.h"
 #include "report/store/consent.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
@@ -244,6 +245,7 @@ bool DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
   const ProcessIdentity process = *process_of(facts);
   context.now = utc_timestamp();
   context.platform = platform_;
+  context.locale = ui_language();
   context.monitor_pid = current_process_id();
   // First, so that no attachment takes the name.
   if (limits_.resend) mark_for_resend(folder);

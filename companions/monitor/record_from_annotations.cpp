@@ -125,6 +125,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   if (record.reportKind == kReportKindHang) fill_hang_facts(facts.annotations, record);
   set_platform(context.platform, record);
   note_dropped(context.dropped_before, record);
+  record.locale = context.locale;
   record.monitorVersion = WRENFALL_VERSION_TEXT;
   record.ownerPid = record.uploadPolicy == kPolicyManual ? 0 : context.monitor_pid;
   if (const auto process = process_of(facts)) record.processId = process->process_id;

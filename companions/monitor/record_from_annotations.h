@@ -21,6 +21,7 @@ struct RecordContext {
   std::vector<std::string> attachments;  // file names in the report folder
   std::string now;                       // for dumps that do not hold their own time
   PlatformFacts platform;
+  std::string locale;  // the user's language
   uint64_t monitor_pid = 0;
   uint64_t dropped_before = 0;  // how many dumps the limit of reports cost since the last report
 };

@@ -43,6 +43,7 @@ class CrashTest(EndToEndTest):
         }
         self.assertEqual(expected, {key: record[key] for key in expected})
         self.assertRegex(record["osVersion"], r"^Windows .* x64$")
+        self.assertRegex(record["locale"], r"^[a-z]{2,3}(-\w+)*$")
         self.assertEqual("attached", (folder / "notes ü.txt").read_text())
         self.check_dump(self.dump(folder), 0xE0000042, pid)
 
