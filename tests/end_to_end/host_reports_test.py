@@ -94,7 +94,7 @@ class OwnReportsTest(ServiceTest):
         for kind, name in ((0, "wfCrashReport.xml"), (1, "wfCrashReport.json")):
             with self.subTest(name=name):
                 self.build(host, kind)
-                for path in (attachment, other / "LOG Ü.txt", self.folder / "missing"):
+                for path in (attachment, other / "LOG Ü.txt", self.folder / "missing", self.folder / "b\ufffdd"):
                     host.call("report_add_attachment", windows_path(path))
                 words = host.do("post", "report", "40").split()
                 self.assertEqual(["0", "0", "200"], words[:3])
@@ -109,6 +109,7 @@ class OwnReportsTest(ServiceTest):
                     ("Jürgen", "E", signature, hashlib.sha256(signature.encode()).hexdigest()),
                     tuple(report.fields[key] for key in ("user", "environment", "crashSignature", "crashHash")))
                 self.assertIn("WARN Attachment not copied, no such file: ", self.log())
+                self.assertRegex(self.log(), "WARN Attachment not copied, .* not UTF-8: .*b\ufffdd")
         self.assertEqual([], self.report_folders())
 
     def check_main_file(self, text, kind):

@@ -8,6 +8,7 @@
 #include "report/store/report_files.h"
 #include "report/store/retry_file.h"
 #include "support/files.h"
+#include "support/json_text.h"
 #include "support/paths.h"
 #include "support/text.h"
 
@@ -47,6 +48,13 @@ std::string same_among(const fs::path& folder, const std::string& name, const Na
     return name == other || is_same_entry(path, folder / utf8_to_path(other));
   });
   return same == std::end(names) ? std::string() : std::string(*same);
+}
+
+// Bytes that are not UTF-8 have become U+FFFD when the path comes out of a session file.
+const char* why_not_copied(const fs::path& source, const std::string& path) {
+  if (is_file(source)) return "cannot be read";
+  const bool was_utf8 = valid_utf8(path).find("\xEF\xBF\xBD") == std::string::npos;
+  return was_utf8 ? "no such file" : "no such file, its path is not UTF-8";
 }
 
 }  // namespace
@@ -106,8 +114,7 @@ std::vector<std::string> copy_attachments(const fs::path& folder,
     }
     // Remove a partial copy.
     remove_entry(temporary);
-    logger.warn("Attachment not copied, %s: %s",
-                is_file(source) ? "cannot be read" : "no such file", path.c_str());
+    logger.warn("Attachment not copied, %s: %s", why_not_copied(source, path), path.c_str());
   }
   return names;
 }
