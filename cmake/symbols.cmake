@@ -4,6 +4,8 @@ function(wrenfall_split_symbols target)
   if(NOT MINGW OR NOT CMAKE_OBJCOPY OR NOT CMAKE_STRIP)
     return()
   endif()
+  # The newest format that Wine's dbghelp reads, with which wrenfallctl names functions and lines there.
+  target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:C,CXX>:-gdwarf-4>)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}>
             $<TARGET_FILE:${target}>.debug

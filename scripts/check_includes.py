@@ -26,8 +26,9 @@ SHARED = LAYERS["report"] | {"common"}
 COMPANIONS = {
     "common": SUPPORT | {"common"},
     "minidump": SUPPORT | {"minidump"},
+    "stack": SUPPORT | {"common", "minidump", "stack"},
     "monitor": SHARED | {"minidump", "monitor"},
-    "ctl": SHARED | {"minidump", "ctl"},
+    "ctl": SHARED | {"minidump", "stack", "ctl"},
     "reporter": SHARED | {"reporter"},
     "wer": SHARED | {"wer"},
 }

@@ -8,14 +8,15 @@
 #include <utility>
 
 #include "common/program_io.h"
+#include "common/shared_file.h"
+#include "ctl/ctl_help.h"
 #include "ctl/ctl_output.h"
 #include "ctl/folder_argument.h"
 #include "ctl/log_tail.h"
 #include "ctl/output_text.h"
 #include "ctl/progress_text.h"
 #include "ctl/report_actions.h"
-#include "ctl/report_details.h"
-#include "ctl/shared_file.h"
+#include "ctl/report_commands.h"
 #include "ctl/store_scan.h"
 #include "report/store/layout.h"
 #include "report/store/report_store.h"
@@ -80,19 +81,6 @@ int list(const CtlOptions& options, const fs::path& store) {
   if (!reports) return no_store(store);
   print_text(TextStream::kOutput,
              options.json ? json_document(list_json(store, *reports)) : list_text(*reports));
-  return WRENFALL_OK;
-}
-
-int show(const CtlOptions& options, const fs::path& store) {
-  const auto [folder, error] = folders_of(options, store).front();
-  const auto details = error.empty() ? read_report_details(folder) : std::nullopt;
-  if (!details) {
-    return report_failure(
-        WRENFALL_ERROR_INVALID_ARGUMENT,
-        path_to_utf8(folder) + ": " + (error.empty() ? "there is no such report" : error) + ".");
-  }
-  print_text(TextStream::kOutput,
-             options.json ? json_document(details_json(*details)) : details_text(*details));
   return WRENFALL_OK;
 }
 
@@ -302,7 +290,7 @@ int report_failure(int result, const std::string& explanation) {
 int run_ctl(const CtlOptions& options) {
   switch (options.command) {
     case CtlOptions::Command::kHelp:
-      print_text(TextStream::kOutput, kCtlHelp);
+      print_text(TextStream::kOutput, help_text(options.help_topic));
       return WRENFALL_OK;
     case CtlOptions::Command::kVersion:
       print_text(TextStream::kOutput, "wrenfallctl " WRENFALL_VERSION_TEXT "\n");
@@ -310,7 +298,10 @@ int run_ctl(const CtlOptions& options) {
     case CtlOptions::Command::kList:
       return list(options, store_of(options));
     case CtlOptions::Command::kShow:
-      return show(options, store_of(options));
+    case CtlOptions::Command::kStack:
+    case CtlOptions::Command::kOpen:
+    case CtlOptions::Command::kExport:
+      return run_report_command(options, store_of(options));
     case CtlOptions::Command::kSend:
       return send(options, store_of(options));
     case CtlOptions::Command::kDiscard:

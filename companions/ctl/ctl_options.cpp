@@ -11,9 +11,17 @@ constexpr struct {
   const char* name;
   Command command;
 } kCommands[] = {
-    {"list", Command::kList},       {"show", Command::kShow},   {"send", Command::kSend},
-    {"discard", Command::kDiscard}, {"prune", Command::kPrune}, {"tail", Command::kTail},
+    {"list", Command::kList},       {"show", Command::kShow},     {"stack", Command::kStack},
+    {"open", Command::kOpen},       {"export", Command::kExport}, {"send", Command::kSend},
+    {"discard", Command::kDiscard}, {"prune", Command::kPrune},   {"tail", Command::kTail},
 };
+
+std::string name_of(Command command) {
+  for (const auto& known : kCommands) {
+    if (known.command == command) return known.name;
+  }
+  return {};
+}
 
 // Goes through the arguments once, from left to right.
 class Parser {
@@ -27,6 +35,7 @@ class Parser {
     }
     while (next_ < arguments_.size() && !help_) take(arguments_[next_++]);
     if (help_) {
+      options_.help_topic = options_.command;
       options_.command = Command::kHelp;
       return options_;
     }
@@ -63,6 +72,9 @@ class Parser {
 
   bool take_flag(const std::string& argument) {
     bool* const flag = argument == "--all"        ? &options_.all
+                       : argument == "--latest"   ? &options_.latest
+                       : argument == "--stack"    ? &options_.stack
+                       : argument == "--force"    ? &options_.force
                        : argument == "--now"      ? &options_.now
                        : argument == "--stores"   ? &options_.stores
                        : argument == "--dry-run"  ? &options_.dry_run
@@ -81,6 +93,7 @@ class Parser {
     std::string* const text = name == "--store"     ? &options_.store
                               : name == "--app"     ? &options_.application
                               : name == "--version" ? &options_.version
+                              : name == "--symbols" ? &options_.symbols
                                                     : nullptr;
     uint64_t* const number = name == "-n"              ? &options_.lines
                              : name == "--max-reports" ? &options_.max_reports
@@ -119,16 +132,19 @@ class Parser {
       return fail("--store and --app exclude each other");
     }
     const Command command = options_.command;
-    if (options_.all && command != Command::kSend) return fail("--all belongs to send");
+    if (options_.all && command != Command::kSend && command != Command::kStack) {
+      return fail("--all belongs to send and stack");
+    }
     if (options_.progress && command != Command::kSend) return fail("--progress belongs to send");
     if ((options_.follow || has_lines_) && command != Command::kTail) {
       return fail("-n and --follow belong to tail");
     }
     check_limits(command);
+    check_report_options(command);
     check_folders(command);
     const bool needs_store = (command == Command::kList && !options_.stores) ||
                              command == Command::kPrune || command == Command::kTail ||
-                             options_.all;
+                             sends_all() || options_.latest;
     if (needs_store && !options_.names_a_store()) {
       fail("which store? Give --store DIR, or --app NAME --version V");
     }
@@ -137,7 +153,7 @@ class Parser {
   void check_limits(Command command) {
     const bool limits =
         options_.max_reports != 0 || options_.max_age_days != 0 || options_.max_bytes != 0;
-    if (options_.now && !options_.all) return fail("--now belongs to send --all");
+    if (options_.now && !sends_all()) return fail("--now belongs to send --all");
     if (options_.stores && command != Command::kList) return fail("--stores belongs to list");
     if (options_.stores && options_.names_a_store()) {
       return fail("--stores finds all stores; it takes none");
@@ -150,12 +166,37 @@ class Parser {
     }
   }
 
+  bool sends_all() const { return options_.all && options_.command == Command::kSend; }
+
+  // Whether a command is about one report, which "--latest" can name.
+  static bool takes_one_report(Command command) {
+    return command == Command::kShow || command == Command::kStack || command == Command::kOpen ||
+           command == Command::kExport;
+  }
+
+  void check_report_options(Command command) {
+    if (options_.latest && !takes_one_report(command)) {
+      return fail("--latest belongs to show, stack, open and export");
+    }
+    if (options_.stack && command != Command::kShow) return fail("--stack belongs to show");
+    if (options_.force && command != Command::kExport) return fail("--force belongs to export");
+    if (!options_.symbols.empty() && command != Command::kStack && !options_.stack) {
+      return fail("--symbols belongs to stack and show --stack");
+    }
+    if (command != Command::kExport) return;
+    if (options_.folders.empty()) return fail("export needs the file to write");
+    options_.archive = options_.folders.back();
+    options_.folders.pop_back();
+  }
+
   void check_folders(Command command) {
     const size_t count = options_.folders.size();
     if (command == Command::kList || command == Command::kPrune || command == Command::kTail) {
       if (count != 0) fail("no folder can be given here");
-    } else if (command == Command::kShow) {
-      if (count != 1) fail("show needs one report folder");
+    } else if (takes_one_report(command)) {
+      if (count != (options_.latest ? 0u : 1u)) {
+        fail(name_of(command) + " needs one report folder, or --latest");
+      }
     } else if (options_.all == (count != 0)) {
       fail(command == Command::kSend ? "send needs report folders, or --all"
                                      : "discard needs report folders");
@@ -177,34 +218,6 @@ class Parser {
 };
 
 }  // namespace
-
-const char kCtlHelp[] =
-    "wrenfallctl looks after the crash reports in a Wrenfall store.\n"
-    "\n"
-    "  list                       the reports, the oldest first\n"
-    "  list --stores              the stores in the default place, which need not be named\n"
-    "  show FOLDER                everything about one report\n"
-    "  send FOLDER... | --all     sends these reports, or all that are pending or due;\n"
-    "    --all --now              also those that wait for a later attempt\n"
-    "  discard FOLDER...          deletes reports without sending them\n"
-    "  prune LIMIT... [--dry-run] removes the oldest reports until the rest is within the limits:\n"
-    "                             --max-reports N, --max-age DAYS, --max-bytes N\n"
-    "  tail [-n N] [--follow]     the last N lines (10) of the store's log, and those to come\n"
-    "\n"
-    "  --store DIR                the store\n"
-    "  --app NAME --version V     the default store of that application\n"
-    "  --json                     one JSON document; for tail one object a line\n"
-    "  --progress                 shows the progress of uploads even when the output is no "
-    "console\n"
-    "  --help, --version          print this text or the version\n"
-    "\n"
-    "FOLDER is a name in the store or a path. Sending deletes the report, unless the service\n"
-    "answers 500, 502, 503 or 504: then it is kept, at most twice. A report stays pending when\n"
-    "the service cannot be reached or its files cannot be read; --all then stops at a service\n"
-    "that cannot be reached. Where the application turned resending on, a report that may arrive\n"
-    "another time is kept for up to 30 attempts instead.\n"
-    "The exit code is 0 when all was done, 1 for unusable arguments, else the wrenfall_result of\n"
-    "the first failure.\n";
 
 CtlOptions parse_ctl_options(const std::vector<std::string>& arguments) {
   return Parser(arguments).parse();

@@ -9,15 +9,34 @@ namespace wrenfall::ctl {
 
 // What the user asked the tool to do.
 struct CtlOptions {
-  enum class Command { kList, kShow, kSend, kDiscard, kPrune, kTail, kHelp, kVersion, kUnusable };
+  enum class Command {
+    kList,
+    kShow,
+    kStack,
+    kOpen,
+    kExport,
+    kSend,
+    kDiscard,
+    kPrune,
+    kTail,
+    kHelp,
+    kVersion,
+    kUnusable
+  };
 
   Command command = Command::kUnusable;
-  std::string error;        // why the arguments are unusable
-  std::string store;        // --store, empty when not given
-  std::string application;  // --app and --version; both or neither are given
+  Command help_topic = Command::kUnusable;  // of --help: the command that it was given to
+  std::string error;                        // why the arguments are unusable
+  std::string store;                        // --store, empty when not given
+  std::string application;                  // --app and --version; both or neither are given
   std::string version;
+  std::string symbols;  // --symbols
+  std::string archive;  // the file that export writes
   std::vector<std::string> folders;
-  bool all = false;
+  bool all = false;      // of send: all reports; of stack: all threads
+  bool latest = false;   // the newest report of the store instead of a folder
+  bool stack = false;    // show where the report crashed, too
+  bool force = false;    // replace a file
   bool now = false;      // with `all`: also what waits for a later attempt
   bool stores = false;   // list the stores instead of the reports of one
   bool dry_run = false;  // only say what would be removed
@@ -34,9 +53,6 @@ struct CtlOptions {
 
 // `arguments` in UTF-8, without the program's name.
 CtlOptions parse_ctl_options(const std::vector<std::string>& arguments);
-
-// The text of --help.
-extern const char kCtlHelp[];
 
 }  // namespace wrenfall::ctl
 

@@ -8,6 +8,7 @@
 
 #include "ctl/report_actions.h"
 #include "ctl/report_details.h"
+#include "ctl/report_export.h"
 #include "ctl/store_scan.h"
 #include "report/store/retention.h"
 #include "support/log_line.h"
@@ -54,6 +55,12 @@ nlohmann::json pruned_json(const Pruned& pruned);
 
 std::string details_text(const ReportDetails& details);
 nlohmann::json details_json(const ReportDetails& details);
+
+// About a report that was packed.
+std::string exported_text(const std::filesystem::path& folder, const std::filesystem::path& archive,
+                          const ExportOutcome& outcome);
+nlohmann::json exported_json(const std::filesystem::path& folder,
+                             const std::filesystem::path& archive, const ExportOutcome& outcome);
 
 enum class Action { kSend, kDiscard };
 

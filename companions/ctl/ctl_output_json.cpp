@@ -133,6 +133,14 @@ json details_json(const ReportDetails& details) {
           {"files", std::move(files)}};
 }
 
+json exported_json(const std::filesystem::path& folder, const std::filesystem::path& archive,
+                   const ExportOutcome& outcome) {
+  return {{"folder", path_to_utf8(folder.filename())},
+          {"path", path_to_utf8(folder)},
+          {"file", path_to_utf8(archive)},
+          {"files", outcome.files}};
+}
+
 json outcomes_json(Action action, const std::vector<ActionOutcome>& outcomes) {
   json entries = json::array();
   for (const ActionOutcome& outcome : outcomes) entries.push_back(outcome_json(action, outcome));

@@ -154,6 +154,12 @@ std::string details_text(const ReportDetails& details) {
   return text + section("Files", files);
 }
 
+std::string exported_text(const std::filesystem::path& folder, const std::filesystem::path& archive,
+                          const ExportOutcome& outcome) {
+  return name_of(folder) + ": " + std::to_string(outcome.files) + " files packed into " +
+         escape_for_terminal(path_to_utf8(archive)) + "\n";
+}
+
 std::string outcome_text(Action action, const ActionOutcome& outcome) {
   const UploadResult& upload = outcome.upload;
   const std::string name = name_of(outcome.folder);

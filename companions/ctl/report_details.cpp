@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "backend/breadcrumb_layout.h"
-#include "ctl/shared_file.h"
+#include "common/shared_file.h"
 #include "report/store/layout.h"
 #include "support/files.h"
 #include "support/text.h"

@@ -1,8 +1,6 @@
 #include "minidump/exception_thread.h"
 
-#include <algorithm>
-#include <array>
-
+#include "minidump/list_stream.h"
 #include "minidump/stream_directory.h"
 
 namespace wrenfall::minidump {
@@ -16,7 +14,6 @@ constexpr size_t kContextPlace = 160;
 // MINIDUMP_THREAD begins with the thread's id and ends with the location of the registers.
 constexpr size_t kThreadBytes = 48;
 constexpr size_t kThreadContextPlace = 40;
-constexpr size_t kThreadsPerRead = 1024;
 constexpr uint64_t kMaxThreads = uint64_t{1024} * 1024;
 
 std::vector<uint8_t> bytes_of(uint32_t number) {
@@ -31,29 +28,17 @@ std::vector<uint8_t> bytes_of(const DumpLocation& place) {
   return bytes;
 }
 
-// Where the registers of a thread lie; nothing when the thread is not in the list, or the list does
-// not fit into its stream. Some writers align the entries to 8 bytes.
+// Where the registers of a thread lie; nothing when the thread is not in the list, or the list is
+// damaged.
 std::optional<DumpLocation> find_thread(const DumpBytes& dump, const Stream& list, uint32_t id) {
-  std::array<uint8_t, 4> head{};
-  if (!dump.read(list.place, head)) return std::nullopt;
-  uint64_t left = u32_at(head.data(), 0);
-  const uint64_t room = list.place.size - head.size();
-  if (left > kMaxThreads || left * kThreadBytes > room) return std::nullopt;
-  uint64_t offset = uint64_t{list.place.rva} + head.size();
-  if (room == left * kThreadBytes + 4) offset += 4;
-  std::vector<uint8_t> threads;
-  while (left > 0) {
-    threads.resize(static_cast<size_t>(std::min<uint64_t>(left, kThreadsPerRead)) * kThreadBytes);
-    if (!dump.read(offset, threads.data(), threads.size())) return std::nullopt;
-    for (size_t at = 0; at < threads.size(); at += kThreadBytes) {
-      if (u32_at(threads.data(), at) == id) {
-        return location_at(threads.data(), at + kThreadContextPlace);
-      }
-    }
-    offset += threads.size();
-    left -= threads.size() / kThreadBytes;
-  }
-  return std::nullopt;
+  const auto threads = find_list(dump, list.place, kThreadBytes);
+  std::optional<DumpLocation> found;
+  if (!threads || threads->count > kMaxThreads) return found;
+  for_each_entry(dump, *threads, kThreadBytes, [&found, id](const uint8_t* thread) {
+    if (u32_at(thread, 0) == id) found = location_at(thread, kThreadContextPlace);
+    return !found;
+  });
+  return found;
 }
 
 }  // namespace

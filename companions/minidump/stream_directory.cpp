@@ -19,7 +19,7 @@ const Stream* StreamDirectory::find(uint32_t type) const {
   return found == streams.end() ? nullptr : &*found;
 }
 
-std::optional<StreamDirectory> read_stream_directory(const DumpBytes& dump) {
+std::optional<StreamDirectory> read_stream_directory(const DumpBytes& dump, CutStreams cut) {
   std::array<uint8_t, 32> header{};
   if (!dump.read(0, header.data(), header.size())) return std::nullopt;
   if (u32_at(header.data(), 0) != kSignature) return std::nullopt;
@@ -35,8 +35,13 @@ std::optional<StreamDirectory> read_stream_directory(const DumpBytes& dump) {
   }
   for (size_t entry = 0; entry < entries.size(); entry += kEntryBytes) {
     const Stream stream{u32_at(entries.data(), entry), location_at(entries.data(), entry + 4)};
-    if (!dump.holds(stream.place.rva, stream.place.size)) return std::nullopt;
-    directory.streams.push_back(stream);
+    if (dump.holds(stream.place.rva, stream.place.size)) {
+      directory.streams.push_back(stream);
+    } else if (cut == CutStreams::kRefuse) {
+      return std::nullopt;
+    } else {
+      directory.left_out = true;
+    }
   }
   return directory;
 }

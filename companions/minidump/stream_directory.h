@@ -12,9 +12,12 @@ namespace wrenfall::minidump {
 // The types of MINIDUMP_STREAM_TYPE (minidumpapiset.h) that are read here.
 enum StreamType : uint32_t {
   kThreadList = 3,
+  kModuleList = 4,
   kMemoryList = 5,
   kException = 6,
+  kSystemInfo = 7,
   kMemory64List = 9,
+  kThreadNames = 24,
 };
 
 struct Stream {
@@ -25,14 +28,19 @@ struct Stream {
 struct StreamDirectory {
   uint32_t time_stamp = 0;  // of the dump
   std::vector<Stream> streams;
+  bool left_out = false;  // whether a stream was
 
   // The first stream of a type; null when there is none.
   const Stream* find(uint32_t type) const;
 };
 
-// Nothing when the file is no minidump, or when the directory or a stream that it names does not lie
-// wholly in the file.
-std::optional<StreamDirectory> read_stream_directory(const DumpBytes& dump);
+// What becomes of a stream that does not lie wholly in the file.
+enum class CutStreams { kRefuse, kLeaveOut };
+
+// Nothing when the file is no minidump, when the directory does not lie wholly in the file, or when a
+// stream does not and is to be refused.
+std::optional<StreamDirectory> read_stream_directory(const DumpBytes& dump,
+                                                     CutStreams cut = CutStreams::kRefuse);
 
 }  // namespace wrenfall::minidump
 

@@ -86,14 +86,18 @@ bool pack(const std::vector<fs::path>& files, std::FILE* stream) {
 }  // namespace
 
 bool write_report_archive(const fs::path& folder, const fs::path& archive_path, Logger& logger) {
-  remove_file(archive_path);
-  ScopedStream stream(open_for_writing(archive_path));
-  if (!stream) return false;
   const FilesToSend found = files_to_send(folder);
   for (const fs::path& entry : found.skipped) {
     logger.warn("Not sent, a device or a link that leads nowhere: %s", path_to_utf8(entry).c_str());
   }
-  const bool packed = found.listed && pack(found.files, stream.get());
+  return found.listed && write_archive(found.files, archive_path);
+}
+
+bool write_archive(const std::vector<fs::path>& files, const fs::path& archive_path) {
+  remove_file(archive_path);
+  ScopedStream stream(open_for_writing(archive_path));
+  if (!stream) return false;
+  const bool packed = pack(files, stream.get());
   // Closing writes what is still buffered, so it can fail too.
   return std::fclose(stream.release()) == 0 && packed;
 }

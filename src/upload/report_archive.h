@@ -2,6 +2,7 @@
 #define WRENFALL_UPLOAD_REPORT_ARCHIVE_H_
 
 #include <filesystem>
+#include <vector>
 
 #include "support/logger.h"
 
@@ -14,6 +15,10 @@ namespace wrenfall {
 // DirectoryIterationError, and bad_alloc where there is no memory.
 bool write_report_archive(const std::filesystem::path& folder,
                           const std::filesystem::path& archive_path, Logger& logger);
+
+// Packs files, each under its name alone, in this order. Otherwise as above.
+bool write_archive(const std::vector<std::filesystem::path>& files,
+                   const std::filesystem::path& archive_path);
 
 }  // namespace wrenfall
 

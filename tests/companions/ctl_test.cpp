@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "ctl/ctl_help.h"
 #include "ctl/ctl_options.h"
 #include "ctl/folder_argument.h"
 #include "ctl/log_tail.h"
@@ -25,8 +26,23 @@ TEST(CtlOptions, Commands) {
       {{"list", "--store", "s", "--app", "A", "--version", "1"}, Command::kUnusable, "exclude"},
       {{"list", "--store"}, Command::kUnusable, "--store needs a value"},
       {{"list", "--store", "s", "x"}, Command::kUnusable, "no folder"},
-      {{"show", "f"}, Command::kShow, ""},
-      {{"show", "f", "g"}, Command::kUnusable, "one report folder"},
+      {{"show", "f", "--stack", "--symbols", "a;b"}, Command::kShow, ""},
+      {{"show", "f", "g"}, Command::kUnusable, "show needs one report folder"},
+      {{"show", "--latest", "--store", "s"}, Command::kShow, ""},
+      {{"show", "--latest"}, Command::kUnusable, "which store"},
+      {{"show", "--latest", "--store", "s", "f"}, Command::kUnusable, "one report folder"},
+      {{"show", "f", "--symbols=a"}, Command::kUnusable, "--symbols belongs"},
+      {{"send", "--latest", "--store", "s"}, Command::kUnusable, "--latest belongs"},
+      {{"stack", "f", "--all"}, Command::kStack, ""},
+      {{"stack", "f", "--stack"}, Command::kUnusable, "--stack belongs to show"},
+      {{"stack", "--all", "--store", "s"}, Command::kUnusable, "one report folder"},
+      {{"stack", "f", "--all", "--now"}, Command::kUnusable, "belongs to send --all"},
+      {{"export", "f", "x.zip", "--force"}, Command::kExport, ""},
+      {{"export", "--latest", "x.zip", "--store", "s"}, Command::kExport, ""},
+      {{"export", "f"}, Command::kUnusable, "export needs one report folder"},
+      {{"export"}, Command::kUnusable, "the file to write"},
+      {{"open", "f"}, Command::kOpen, ""},
+      {{"open", "f", "--force"}, Command::kUnusable, "--force belongs"},
       {{"show", ""}, Command::kUnusable, "empty"},
       {{"send", "--all", "--store", "s", "--progress"}, Command::kSend, ""},
       {{"send", "--all", "f", "--store", "s"}, Command::kUnusable, "or --all"},
@@ -54,6 +70,18 @@ TEST(CtlOptions, Commands) {
     EXPECT_EQ(options.command, command) << label;
     EXPECT_EQ(options.error.empty(), *error == '\0') << label;
     EXPECT_NE(options.error.find(error), std::string::npos) << label;
+  }
+}
+
+TEST(CtlHelp, IsOfTheCommand) {
+  EXPECT_EQ(parse_ctl_options({"stack", "--help"}).help_topic, Command::kStack);
+  EXPECT_EQ(parse_ctl_options({"--help"}).help_topic, Command::kUnusable);
+  const std::string overview = help_text(Command::kUnusable);
+  for (const char* name :
+       {"list", "show", "stack", "open", "export", "send", "discard", "prune", "tail"}) {
+    const CtlOptions options = parse_ctl_options({name, "--help"});
+    EXPECT_EQ(help_text(options.help_topic).find(std::string("wrenfallctl ") + name), 0u) << name;
+    EXPECT_NE(overview.find(std::string("\n  ") + name + " "), std::string::npos) << name;
   }
 }
 

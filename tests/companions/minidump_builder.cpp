@@ -5,7 +5,7 @@
 namespace wrenfall::minidump {
 namespace {
 
-constexpr uint32_t kStreams = 5;
+constexpr uint32_t kStreams = 7;
 
 }  // namespace
 
@@ -56,6 +56,37 @@ uint32_t MinidumpBuilder::add_text(const std::string& text) {
   add({static_cast<uint32_t>(text.size())});
   bytes_ += text;
   return rva;
+}
+
+uint32_t MinidumpBuilder::add_text(const std::u16string& text) {
+  std::string bytes;
+  for (const char16_t unit : text) {
+    bytes += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+  }
+  return add_text(bytes);
+}
+
+void MinidumpBuilder::add_thread_name() {
+  const uint32_t name = add_text(thread_name);
+  const uint32_t list = here();
+  add({1, threads.front(), name, 0});
+  add_directory_entry(24, 16, list);
+}
+
+void MinidumpBuilder::add_modules() {
+  std::vector<uint32_t> names;
+  for (const auto& [base, path] : modules) names.push_back(add_text(path));
+  const uint32_t list = here();
+  mark("module count");
+  add({static_cast<uint32_t>(modules.size())});
+  for (size_t i = 0; i < modules.size(); ++i) {
+    mark("module " + std::to_string(i));
+    const uint64_t base = modules[i].first;
+    add({static_cast<uint32_t>(base), static_cast<uint32_t>(base >> 32), 0x3000, 0, 5, names[i],
+         0xFEEF04BD, 0x10000, 0x10002, 0x30004});
+    bytes_.append(68, '\0');
+  }
+  add_directory_entry(4, here() - list, list);
 }
 
 void MinidumpBuilder::add_exception() {
@@ -149,6 +180,8 @@ std::string MinidumpBuilder::build() {
   bytes_.append(kStreams * 12, '\0');  // an entry that stays empty is an unused stream
   if (crash_code) add_exception();
   if (!threads.empty()) add_threads();
+  if (!thread_name.empty()) add_thread_name();
+  if (!modules.empty()) add_modules();
   if (with_memory) add_memory();
   if (with_annotations) add_annotations();
   return bytes_;

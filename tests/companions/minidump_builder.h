@@ -14,12 +14,15 @@
 namespace wrenfall::minidump {
 
 // Builds a small minidump, in this order: header, directory, exception, threads with their registers,
-// memory lists with their memory, annotation stream with its texts. The offsets that tests damage are noted while building.
+// their names, modules, memory lists with their memory, annotation stream with its texts. The offsets
+// that tests damage are noted while building.
 struct MinidumpBuilder {
   uint32_t time_stamp = 0;
   std::optional<uint32_t> crash_code;
-  std::vector<uint32_t> threads;  // each with 16 bytes of registers
-  bool aligned_threads = false;   // as some writers have them
+  std::vector<uint32_t> threads;                             // each with 16 bytes of registers
+  bool aligned_threads = false;                              // as some writers have them
+  std::u16string thread_name;                                // of the first
+  std::vector<std::pair<uint64_t, std::u16string>> modules;  // base and path, of 0x3000 bytes each
   std::map<std::string, std::string> startup;
   std::vector<std::pair<std::string, std::string>> live;
   bool with_memory = false;
@@ -33,10 +36,13 @@ struct MinidumpBuilder {
  private:
   void add_exception();
   void add_threads();
+  void add_thread_name();
+  void add_modules();
   void add_memory();
   void add_annotations();
   uint32_t add_texts_list(const std::string& name, bool live_list);
   uint32_t add_text(const std::string& text);
+  uint32_t add_text(const std::u16string& text);
   void add(std::initializer_list<uint32_t> numbers);
   void mark(const std::string& field) { offsets_[field] = bytes_.size(); }
   void set32(size_t offset, uint32_t value);

@@ -230,7 +230,7 @@ class CtlTest(ServiceTest):
         # A name may be cut when one folder fits it, and a mistyped one is told.
         self.assertIn("truncated dump", self.ctl("show", "TRUNC")[1])
         for name, words in (("ow", "2 names"), ("missing", "no such report"), ("crashpad", " no ")):
-            for command in ("show", "send", "discard") if name != "crashpad" else ("show", "send"):
+            for command in ("show", "send", "stack", "open", "discard")[:5 if name != "crashpad" else 3]:
                 status, out, err = self.ctl(command, name)
                 self.assertEqual((1, ""), (status, out))
                 self.assertIn(words, err)
@@ -242,6 +242,7 @@ class CtlTest(ServiceTest):
         self.assertIn("--help", err)
         self.assertEqual((0, "wrenfallctl 9.0.0-dev\n", ""), self.bare("--version"))
         self.assertIn("--store DIR", self.bare("--help")[1])
+        self.assertIn("--symbols DIR", self.bare("stack", "--help")[1])
         status, _, err = self.bare("list", "--app", "No Such: App", "--version", "1")
         self.assertEqual(7, status)
         self.assertIn("\\Wrenfall\\No Such_ App-1.", err)

@@ -1,8 +1,8 @@
 #include <cstdio>
 
-#include "ctl/shared_file.h"
+#include "common/shared_file.h"
 
-namespace wrenfall::ctl {
+namespace wrenfall {
 
 namespace {
 std::FILE* stream_of(void* file) { return static_cast<std::FILE*>(file); }
@@ -23,4 +23,4 @@ bool SharedFile::read_at(uint64_t offset, void* buffer, size_t size) const {
          std::fread(buffer, 1, size, stream_of(file_.get())) == size;
 }
 
-}  // namespace wrenfall::ctl
+}  // namespace wrenfall

@@ -1,10 +1,10 @@
 #include <windows.h>
 
-#include "ctl/shared_file.h"
+#include "common/shared_file.h"
 #include "support/open_file_win.h"
 #include "support/positioned_io_win.h"
 
-namespace wrenfall::ctl {
+namespace wrenfall {
 
 void SharedFile::Closer::operator()(void* file) const { CloseHandle(file); }
 
@@ -22,4 +22,4 @@ bool SharedFile::read_at(uint64_t offset, void* buffer, size_t size) const {
   return is_open() && read_file_at(file_.get(), offset, buffer, size);
 }
 
-}  // namespace wrenfall::ctl
+}  // namespace wrenfall

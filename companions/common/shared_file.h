@@ -1,12 +1,12 @@
-#ifndef WRENFALL_COMPANIONS_CTL_SHARED_FILE_H_
-#define WRENFALL_COMPANIONS_CTL_SHARED_FILE_H_
+#ifndef WRENFALL_COMPANIONS_COMMON_SHARED_FILE_H_
+#define WRENFALL_COMPANIONS_COMMON_SHARED_FILE_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 
-namespace wrenfall::ctl {
+namespace wrenfall {
 
 // A file that is open for reading in pieces, while other processes may write, replace or remove it.
 class SharedFile {
@@ -29,6 +29,6 @@ class SharedFile {
   std::unique_ptr<void, Closer> file_;
 };
 
-}  // namespace wrenfall::ctl
+}  // namespace wrenfall
 
-#endif  // WRENFALL_COMPANIONS_CTL_SHARED_FILE_H_
+#endif  // WRENFALL_COMPANIONS_COMMON_SHARED_FILE_H_

@@ -1,0 +1,165 @@
+"""wrenfallctl stack: real dumps of the project's own programs, with symbols, without, and damaged."""
+
+import json
+import random
+import shutil
+import subprocess
+import unittest
+import zipfile
+
+from harness import BIN, ROOT, EndToEndTest, Host, wait_for, windows_path, wine
+
+PROGRAMS = ("Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "crashpad_handler.exe")
+
+
+def line_of(source, text):
+    """The number of the line of an example that holds the text."""
+    lines = (ROOT / "examples" / source).read_text("utf-8").splitlines()
+    (number,) = [i for i, line in enumerate(lines, 1) if text in line]
+    return number
+
+
+class StackTest(EndToEndTest):
+    def ctl(self, *arguments, code=0):
+        process = wine(BIN / "wrenfallctl.exe", *arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                       stderr=subprocess.PIPE)
+        out, err = (text.decode("utf-8") for text in process.communicate(timeout=120))
+        self.assertEqual(code, process.returncode, err)
+        return out, err
+
+    def stack(self, path, *arguments):
+        out, err = self.ctl("stack", windows_path(path), "--json", *arguments)
+        self.assertEqual("", err)
+        return json.loads(out)
+
+    def crash_example(self, kind, folder=BIN):
+        process = wine(folder / "crashing_host.exe", "--store", windows_path(self.store), kind,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        process.wait(60)
+        return self.only_report()
+
+    def calls(self, stack):
+        (thread,) = stack["threads"]
+        self.assertTrue(thread["crashed"])
+        return thread["frames"]
+
+    def test_names_and_lines(self):
+        folder = self.crash_example("stack-overflow")
+        stack = self.stack(folder)
+        self.assertEqual("0xC00000FD", stack["exception"]["code"])
+        (thread,) = stack["threads"]
+        recursion = [frame for frame in thread["frames"] if frame["function"] == "stack_overflow"]
+        self.assertGreater(len(recursion), 100)
+        self.assertEqual({True, False}, {frame["inline"] for frame in recursion})
+        line = line_of("crashing_host.c", "return stack_overflow(depth + 1)")
+        self.assertEqual({("crashing_host.exe", line)}, {(frame["module"], frame["line"]) for frame in recursion[1:]})
+        self.assertTrue(all(frame["file"].endswith("crashing_host.c") for frame in recursion))
+        # The same by other names.
+        store = ("--store", windows_path(self.store))
+        text, warnings = self.ctl("stack", "--latest", *store)
+        self.assertRegex(text, rf"crashing_host.exe!stack_overflow\+0x\w+ +\S+crashing_host\.c:{line}\n")
+        self.assertEqual("", warnings)
+        self.assertEqual(stack, json.loads(self.ctl("show", "--latest", "--stack", "--json", *store)[0])["stack"])
+        self.assertIn("!stack_overflow", self.ctl("show", folder.name, "--stack", *store)[0])
+        bare = self.folder / "bare"
+        bare.mkdir()
+        shutil.copy(folder / "minidump.dmp", bare)
+        for path in (bare, bare / "minidump.dmp"):
+            self.assertEqual(stack["threads"], self.stack(path)["threads"])
+
+    def test_a_hang_shows_the_hung_thread(self):
+        process = wine(BIN / "hanging_host.exe", "--no-window", "--threshold", "300", "--store",
+                       windows_path(self.store), stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
+        self.addCleanup(process.wait, 60)
+        self.addCleanup(process.stdin.close)
+        process.stdin.write(b"hang worker 5\n")
+        process.stdin.flush()
+        stack = self.stack(self.only_report())
+        functions = [frame["function"] for frame in self.calls(stack)]
+        self.assertIn("hang", functions)
+        self.assertIn("RtlUserThreadStart", functions)
+        everything = self.stack(self.only_report(), "--all")
+        self.assertEqual(stack["threads"], everything["threads"][:1])
+        self.assertGreater(len(everything["threads"]), 2)
+        self.assertEqual([], [thread["id"] for thread in everything["threads"] if not thread["frames"]])
+
+    def test_without_symbols_and_without_the_program(self):
+        folder = self.folder / "bin"
+        folder.mkdir()
+        for name in (*PROGRAMS, "crashing_host.exe"):
+            shutil.copy(BIN / name, folder)
+        report = self.crash_example("access-violation", folder)
+        plain = self.calls(self.stack(report))
+        self.assertEqual([("crashing_host.exe", "", "", 0)] * 2,
+                         [(frame["module"], frame["function"], frame["file"], frame["line"]) for frame in plain[:2]])
+        named = self.stack(report, "--symbols", windows_path(self.folder / "none") + ";" + windows_path(BIN))
+        self.assertEqual(["access_violation", "crash", "run", "main"],
+                         [frame["function"] for frame in self.calls(named)[:4]])
+        self.assertEqual({plain[0]["address"]}, {frame["address"] for frame in self.calls(named)[:4]})
+        self.assertIn("full", [one["symbols"] for one in named["modules"] if one["name"] == "crashing_host.exe"])
+        # A file of another build is no help.
+        shutil.copy(BIN / "hanging_host.exe", folder / "crashing_host.exe")
+        stack = self.stack(report)
+        self.assertRegex(" ".join(stack["warnings"]), "file of crashing_host.exe .*not found")
+        calls = self.calls(stack)
+        self.assertEqual(("crashing_host.exe", plain[0]["offset"]), (calls[0]["module"], calls[0]["offset"]))
+        self.assertTrue(any(frame["scanned"] for frame in calls))
+        self.assertIn("RtlUserThreadStart", [frame["function"] for frame in calls])
+
+    def test_damaged_dumps(self):
+        dump = (self.crash_example("access-violation") / "minidump.dmp").read_bytes()
+        file = self.folder / "damaged.dmp"
+        draw = random.Random(17)
+        named = 0
+        for i in range(24):
+            bytes_ = bytearray(dump[:draw.randrange(200, len(dump))] if i % 2 else dump)
+            for _ in range(i):
+                at = draw.randrange(32, min(4000, len(bytes_) - 4))
+                bytes_[at:at + 4] = draw.randbytes(4)
+            file.write_bytes(bytes_)
+            stack = self.stack(file, "--all")
+            self.assertTrue(stack["threads"] or stack["warnings"], i)
+            named += any(frame["function"] for thread in stack["threads"] for frame in thread["frames"])
+        self.assertGreater(named, 2)
+        for name, content in (("empty", b""), ("text", b"MDMP" * 30), ("missing", None)):
+            if content is not None:
+                file.write_bytes(content)
+            else:
+                file.unlink()
+            out, err = self.ctl("stack", windows_path(file), code=1 if content is None else 7)
+            self.assertEqual("", out, name)
+            self.assertRegex(err, "no such report|no minidump")
+
+    def test_a_deep_stack_and_export(self):
+        host = Host()
+        self.addCleanup(host.close)
+        host.set_options(self.store, user="Jürgen")
+        self.assertEqual("0", host.do("init"))
+        host.crash("stack-overflow")
+        folder = self.only_report()
+        (thread,) = self.stack(folder)["threads"]
+        self.assertEqual((True, "overflow"), (thread["truncated"], thread["frames"][-1]["function"].split("(")[0]))
+        archive = self.folder / "für dich.zip"
+        export = ("export", windows_path(folder), windows_path(archive))
+        files = {path.name: path.read_bytes() for path in folder.iterdir()}
+        self.assertIn(f"{len(files)} files packed into ", self.ctl(*export)[0])
+        with zipfile.ZipFile(archive) as packed:
+            self.assertEqual(files, {name: packed.read(name) for name in packed.namelist()})
+            packed.extractall(self.store / "received")
+        shown = json.loads(self.ctl("show", windows_path(self.store / "received"), "--json")[0])
+        self.assertEqual("Jürgen", shown["record"]["user"])
+        before = archive.read_bytes()
+        self.assertIn("--force", self.ctl(*export, code=7)[1])
+        self.assertEqual(before, archive.read_bytes())
+        answer = json.loads(self.ctl(*export, "--force", "--json")[0])
+        self.assertEqual((windows_path(archive), len(files)), (answer["file"], answer["files"]))
+        for target, code in ((folder / "x.zip", 1), (self.folder / "no" / "x.zip", 7), (self.folder, 7)):
+            self.ctl("export", windows_path(folder), windows_path(target), "--force", code=code)
+        (self.store / "no record").mkdir()
+        self.ctl("export", windows_path(self.store / "no record"), windows_path(archive), "--force", code=1)
+        self.assertEqual(files, {path.name: path.read_bytes() for path in folder.iterdir()})
+        self.assertEqual([], list(self.folder.glob("*.tmp")))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
