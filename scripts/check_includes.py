@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
 """Checks that includes only run down: a file uses its own layer and the layers below it, and a companion only itself and
 what companions share. System headers of Windows stay in the files named *_win. And that file calls of the system get their
-path from system_path(), so that it may have any length: the functions of std::filesystem and of the system that take one
-stay in src/support. Prints each line that does not, and then ends with 1."""
+path from system_path(), so that it may have any length, which std::filesystem does not allow for. Prints each line that does not, and then ends with 1."""
 import re
 import sys
 from pathlib import Path
@@ -38,13 +37,23 @@ WINDOWS_HEADER = re.compile(
     re.MULTILINE)
 # Owns handles; for the _win files alone.
 WINDOWS_ONLY_HEADERS = {"win_handle.h"}
-# Calls with a path that need not come from system_path().
+# Calls of the system that take a path, with what they are given; LoadImageW takes it as its second argument.
 FILE_CALL = re.compile(
-    r"\b(?:CreateFileW|CreateDirectoryW|RemoveDirectoryW|DeleteFileW|(?:Move|Copy|Replace)File\w*|CreateProcessW|_wfopen|"
-    r"FindFirst\w+|[GS]etFileAttributes\w*|GetDiskFreeSpace\w*|LoadImageW)\((?!\s*(?:nullptr, )?(?:system_path\(|L\"))|"
-    r"\b(?:fs|std::filesystem)::(?:exists|is_\w+|create_\w+|remove\w*|rename|copy\w*|file_size|equivalent|space|"
-    r"permissions|last_write_time|status|(?:recursive_)?directory_iterator)\(")
-FILE_CALLERS = {"src/support/files_win.cpp", "src/support/open_file_win.cpp", "src/support/process_start_win.cpp"}
+    r"\b(CreateFileW|CreateDirectoryW|RemoveDirectoryW|DeleteFileW|(?:Move|Copy|Replace)File\w*|CreateProcessW|_wfopen|"
+    r"FindFirst\w+|[GS]etFileAttributes\w*|GetDiskFreeSpace\w*|LoadImageW)\((?:nullptr, )?([^;{]*)")
+STANDARD_FILE_CALL = re.compile(
+    r"\b((?:fs|std::filesystem)::(?:exists|is_\w+|create_\w+|remove\w*|rename|copy\w*|file_size|equivalent|space|"
+    r"permissions|last_write_time|status|(?:recursive_)?directory_iterator))\(")
+
+
+def calls_with_other_paths(text):
+    """The calls whose path does not come from system_path(): in place, or by way of a variable of that file."""
+    for call, given in FILE_CALL.findall(text):
+        names = re.findall(r"(\w+)\.c_str\(\)", given)
+        from_function = given.lstrip().startswith(("system_path(", 'L"')) or names
+        if not from_function or any(f"const std::wstring {name} = system_path(" not in text for name in names):
+            yield call
+    yield from STANDARD_FILE_CALL.findall(text)
 
 
 def is_for_windows(name):
@@ -64,8 +73,8 @@ def wrong_includes(root, rules):
                 yield f"{name} includes {included}/{header}"
         for header in WINDOWS_HEADER.findall(text) if portable else ():
             yield f"{name} includes <{header}.h>"
-        for call in FILE_CALL.findall(text) if name not in FILE_CALLERS else ():
-            yield f"{name}: {call}...) does not get its path from system_path()"
+        for call in calls_with_other_paths(text):
+            yield f"{name}: {call} does not get its path from system_path()"
 
 
 def main():

@@ -156,7 +156,7 @@ enum {
 
 /** Who sends a captured report. A value that is not listed here counts as dialog. */
 enum {
-  WRENFALL_UPLOAD_DIALOG = 0, /**< The reporter asks the user. */
+  WRENFALL_UPLOAD_DIALOG = 0, /**< The reporter asks the user; in session 0 as quiet. */
   WRENFALL_UPLOAD_QUIET = 1,  /**< The reporter sends without asking. */
   WRENFALL_UPLOAD_MANUAL = 2  /**< The report stays in the store until the host sends it. */
 };
@@ -296,7 +296,7 @@ WRENFALL_API void wrenfall_options_set_protect_exception_filter(wrenfall_options
 WRENFALL_API void wrenfall_options_set_stack_guarantee(wrenfall_options* options, uint32_t bytes);
 
 /** Whether the reporter opens the support page that the service names: 0 is off, any other value,
- * and the default, is on. */
+ * and the default, is on. The reporter of an elevated process only shows its address. */
 WRENFALL_API void wrenfall_options_set_open_support_url(wrenfall_options* options, int flag);
 
 /** Whether structured reports (wrenfall_report_post) carry a crash signature, by which the service

@@ -7,14 +7,11 @@
 #include <thread>
 
 #include "monitor/claimed_dump.h"
-#include "monitor/dump_watcher_win.h"
 #include "report/store/attachments.h"
 #include "report/store/folder_claim.h"
-#include "report/store/report_store.h"
 #include "support/digest.h"
 #include "support/files.h"
 #include "support/logger.h"
-#include "support/open_file_win.h"
 #include "support/system_path_win.h"
 #include "support/text.h"
 #include "support/win_handle.h"
@@ -22,19 +19,9 @@
 #include "tests/windows/import_hook_win.h"
 #include "upload/report_archive.h"
 
-WRENFALL_IMPORT(CopyFileW);
-WRENFALL_IMPORT(CreateDirectoryW);
 WRENFALL_IMPORT(CreateFileW);
-WRENFALL_IMPORT(DeleteFileW);
-WRENFALL_IMPORT(FindFirstChangeNotificationW);
-WRENFALL_IMPORT(FindFirstFileW);
-WRENFALL_IMPORT(GetDiskFreeSpaceExW);
-WRENFALL_IMPORT(GetFileAttributesExW);
 WRENFALL_IMPORT(GetFileAttributesW);
 WRENFALL_IMPORT(GetFileInformationByHandleEx);
-WRENFALL_IMPORT(MoveFileExW);
-WRENFALL_IMPORT(RemoveDirectoryW);
-WRENFALL_IMPORT(SetFileAttributesW);
 
 namespace wrenfall {
 namespace {
@@ -224,9 +211,7 @@ DWORD reparse_tag = 0;
 const auto system_get_attributes = __imp_GetFileAttributesW;
 
 DWORD WINAPI attributes_of_reparse_point(LPCWSTR path) {
-  const DWORD attributes = system_get_attributes(path);
-  return attributes == INVALID_FILE_ATTRIBUTES ? attributes
-                                               : attributes | FILE_ATTRIBUTE_REPARSE_POINT;
+  return system_get_attributes(path) | FILE_ATTRIBUTE_REPARSE_POINT;
 }
 
 BOOL WINAPI tell_tag(HANDLE, FILE_INFO_BY_HANDLE_CLASS, void* info, DWORD) {
@@ -235,117 +220,20 @@ BOOL WINAPI tell_tag(HANDLE, FILE_INFO_BY_HANDLE_CLASS, void* info, DWORD) {
 }
 
 TEST(FilesWin, ReparsePointsThatAreNoLinksAreFilesAndFolders) {
-  constexpr DWORD kCloud = 0x9000601A;
-  const std::pair<DWORD, bool> rows[] = {{IO_REPARSE_TAG_SYMLINK, true},
-                                         {IO_REPARSE_TAG_MOUNT_POINT, true},
-                                         {0, true},            // the system does not tell
-                                         {0x80000013, false},  // a deduplicated file
-                                         {kCloud, false}};
   const TempDir dir;
   const auto file = dir.add("folder/file", "x");
   const ImportHook attributes(__imp_GetFileAttributesW, &attributes_of_reparse_point);
   const ImportHook tag(__imp_GetFileInformationByHandleEx, &tell_tag);
-  for (const auto& [kind, leads_elsewhere] : rows) {
-    reparse_tag = kind;
-    EXPECT_EQ(is_link(file), leads_elsewhere) << kind;
-    if (leads_elsewhere) {
-      EXPECT_FALSE(remove_folder(dir / "folder")) << "removed what a link leads to";
-    }
+  for (const DWORD link : {IO_REPARSE_TAG_SYMLINK, IO_REPARSE_TAG_MOUNT_POINT, DWORD{0}}) {
+    reparse_tag = link;
+    EXPECT_TRUE(is_link(file)) << link;
+    EXPECT_FALSE(remove_folder(dir / "folder")) << "removed what a link leads to";
+  }
+  for (const DWORD cloud_or_deduplicated : {0x9000601A, 0x80000013}) {
+    reparse_tag = cloud_or_deduplicated;
+    EXPECT_FALSE(is_link(file)) << reparse_tag;
   }
   EXPECT_TRUE(remove_folder(dir / "folder"));
-}
-
-template <typename Result>
-Result failure() {
-  return FALSE;
-}
-template <>
-HANDLE failure() {
-  return INVALID_HANDLE_VALUE;
-}
-template <>
-DWORD failure() {
-  return INVALID_FILE_ATTRIBUTES;
-}
-
-bool is_too_long(LPCWSTR path) {
-  return std::wcslen(path) >= MAX_PATH && std::wstring_view(path).substr(0, 4) != LR"(\\?\)";
-}
-template <typename Other>
-bool is_too_long(Other) {
-  return false;
-}
-
-// Makes a function of the system take no long path, which is what Windows does without a setting of the
-// machine. Wine takes paths of any length.
-template <auto* entry, typename Function = std::remove_pointer_t<decltype(entry)>>
-class TakesShortPaths;
-
-template <auto* entry, typename Result, typename... Rest>
-class TakesShortPaths<entry, Result(WINAPI*)(LPCWSTR, Rest...)> {
-  static Result WINAPI call(LPCWSTR path, Rest... rest) {
-    if (!is_too_long(path) && !(is_too_long(rest) || ...)) return original_(path, rest...);
-    SetLastError(ERROR_PATH_NOT_FOUND);
-    return failure<Result>();
-  }
-
-  static inline const auto original_ = *entry;
-  const ImportHook<Result(WINAPI*)(LPCWSTR, Rest...)> hook_{*entry, &call};
-};
-
-TEST(FilesWin, PathsMayHaveAnyLength) {
-  const TakesShortPaths<&__imp_CopyFileW> copy;
-  const TakesShortPaths<&__imp_CreateDirectoryW> create_directory;
-  const TakesShortPaths<&__imp_CreateFileW> create_file;
-  const TakesShortPaths<&__imp_DeleteFileW> delete_file;
-  const TakesShortPaths<&__imp_FindFirstChangeNotificationW> watch;
-  const TakesShortPaths<&__imp_FindFirstFileW> find;
-  const TakesShortPaths<&__imp_GetDiskFreeSpaceExW> space;
-  const TakesShortPaths<&__imp_GetFileAttributesExW> attributes_ex;
-  const TakesShortPaths<&__imp_GetFileAttributesW> attributes;
-  const TakesShortPaths<&__imp_MoveFileExW> move;
-  const TakesShortPaths<&__imp_RemoveDirectoryW> remove_directory;
-  const TakesShortPaths<&__imp_SetFileAttributesW> set_attributes;
-
-  const TempDir dir;
-  const auto top = dir / std::string(150, 'd');
-  const auto store = top / std::string(150, 'e');
-  const auto report = store / "report";
-  const std::string name = std::string(196, 'n') + ".txt";
-  ASSERT_TRUE(create_folders(store));
-  EXPECT_TRUE(monitor::FolderWatch(store).arm());
-  EXPECT_GT(free_space(store).value_or(0), 0u);
-  ASSERT_TRUE(write_file_atomic(store / name, "text"));
-  EXPECT_TRUE(append_to_file(store / name, "!"));
-  EXPECT_TRUE(is_same_entry(store / name, top / "." / store.filename() / name));
-  EXPECT_FALSE(is_same_entry(store / name, store));
-  EXPECT_TRUE(is_disk_file(store / name));
-  EXPECT_EQ(size_of_file(store / name), 5u);
-  EXPECT_EQ(age_of_file(store / name).value_or(std::chrono::hours(1)).count() / 60, 0);
-  EXPECT_TRUE(folder_write_time(store));
-  EXPECT_NE(md5_file_hex(store / name), "");
-
-  ASSERT_TRUE(create_folders(report));
-  Logger logger;
-  SetFileAttributesW(system_path(store / name).c_str(), FILE_ATTRIBUTE_READONLY);
-  const std::string path = path_to_utf8(store / name);
-  EXPECT_EQ(copy_attachments(report, {path, path}, SameName::kAddNumber, logger),
-            (std::vector<std::string>{name, std::string(196, 'n') + " (2).txt"}));
-  EXPECT_TRUE(write_file_atomic(report / name, "an attachment that is not read-only"));
-  EXPECT_EQ(list_folder(report).size(), 2u);
-  EXPECT_TRUE(write_report_archive(report, report / "a.zip", logger));
-  {
-    const auto claim = FolderClaim::try_take(report);
-    EXPECT_TRUE(path_exists(store / "report.sending"));
-    EXPECT_FALSE(FolderClaim::try_take(report));
-  }
-  monitor::ClaimedDump dump(report / name);
-  EXPECT_TRUE(dump.move_to(report / "minidump.dmp"));
-  dump.release();
-  EXPECT_TRUE(is_half_made(report));
-  EXPECT_TRUE(remove_file(report / "minidump.dmp"));
-  EXPECT_TRUE(remove_folder(top));
-  EXPECT_FALSE(path_exists(top));
 }
 
 TEST(FilesWin, LongNamesAreExtended) {
@@ -356,7 +244,6 @@ TEST(FilesWin, LongNamesAreExtended) {
       {L"C:/a/../b/" + tail, LR"(\\?\C:\b\)" + tail},
       {LR"(\\?\C:\)" + tail, LR"(\\?\C:\)" + tail},
       {LR"(\\.\pipe\)" + tail, LR"(\\.\pipe\)" + tail},
-      {LR"(C:\short)", LR"(C:\short)"},
       {L"short/../name", L"short/../name"},
       {L"NUL", L"NUL"},
       {L"", L""},

@@ -150,38 +150,28 @@ TEST(HttpClientWin, AFileThatShrinksEndsTheRequest) {
   EXPECT_EQ(reads, 2);
 }
 
-int sends = 0, failed_answers = 0;
-
-BOOL WINAPI count_send(HINTERNET, LPCWSTR, DWORD, void*, DWORD, DWORD, DWORD_PTR) {
-  ++sends;
-  return TRUE;
-}
+int answers_that_fail = 0;
 
 BOOL WINAPI want_it_again(HINTERNET, void*) {
-  SetLastError(--failed_answers >= 0 ? ERROR_WINHTTP_RESEND_REQUEST : ERROR_WINHTTP_TIMEOUT);
+  SetLastError(--answers_that_fail >= 0 ? ERROR_WINHTTP_RESEND_REQUEST : ERROR_WINHTTP_TIMEOUT);
   return FALSE;
 }
 
 TEST(HttpClientWin, WhatTheSystemWantsAgainIsSentAtMostThreeTimesMore) {
   const TempDir dir;
   put_file(dir / "a.zip", std::string(20000, 'x'));
-  const NameHook send("WinHttpSendRequest", &count_send);
+  const NameHook send("WinHttpSendRequest", &take_request);
   const NameHook write("WinHttpWriteData", &take_data);
   const NameHook receive("WinHttpReceiveResponse", &want_it_again);
-  for (const auto& [wanted, sent, error] : {std::tuple{0, 1, "win32 error 12002"},
-                                            {2, 3, "win32 error 12002"},
-                                            {9, 4, "win32 error 12032"}}) {
-    sends = 0;
-    failed_answers = wanted;
-    std::vector<uint64_t> starts;
-    const auto note = [&](uint64_t bytes, uint64_t) {
-      if (bytes == 0) starts.push_back(bytes);
-    };
-    EXPECT_EQ(
-        make_http_client(note)->request_file("PUT", "http://127.0.0.1:1/", {}, dir / "a.zip").error,
-        error);
-    EXPECT_EQ(sends, sent);
-    EXPECT_EQ(starts.size(), size_t(sent)) << "not from the start of the file";
+  for (const auto& [wanted, sent, error] :
+       {std::tuple{0, 1, "12002"}, {2, 3, "12002"}, {9, 4, "12032"}}) {
+    answers_that_fail = wanted;
+    int starts = 0;
+    const auto note = [&](uint64_t bytes, uint64_t) { starts += bytes == 0 ? 1 : 0; };
+    const auto http = make_http_client(note);
+    EXPECT_EQ(http->request_file("PUT", "http://127.0.0.1:1/", {}, dir / "a.zip").error,
+              std::string("win32 error ") + error);
+    EXPECT_EQ(starts, sent);
   }
 }
 
