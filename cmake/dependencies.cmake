@@ -1,4 +1,5 @@
 # The dependencies: the installed package where there is one, otherwise the stand-in from fallback/ if there is one.
+
 # Takes the package NAME with the target TARGET, or the stand-in of that name, as the cache variable SWITCH says. A package
 # that is asked for, by the switch or by its folder, is never replaced by the stand-in.
 function(wrenfall_dependency name target switch)
@@ -12,8 +13,8 @@ function(wrenfall_dependency name target switch)
     find_package(${name} CONFIG QUIET)
   endif()
   if(TARGET ${target})
-    # Warnings about the headers of packages are not this project's to repair. A plain target has to be told apart from
-    # those of this project.
+    # Nobody here can repair what compilers warn of in a package's headers. CMake knows that of imported targets; some
+    # packages make a plain one.
     get_target_property(package_target ${target} ALIASED_TARGET)
     if(NOT package_target)
       set(package_target ${target})
