@@ -6,10 +6,12 @@ import os
 import re
 import shutil
 import struct
+import ssl
 import subprocess
 import sys
 import tempfile
 import unittest
+import urllib.request
 import zipfile
 from pathlib import Path
 from unittest import mock
@@ -246,18 +248,33 @@ class HostsTest(PackageTest):
         self.assertGreater(len(named), 3)
         for path in named:
             self.assertTrue((self.root / path.replace("$tools", f"{PAGES}/tools/crash_service").replace("\\", "/")).is_file(), path)
+        unix_alone("Wine is told there where the library is, and a service to end")
         self.service.stop()
         tools, reports, ready = self.root / PAGES / "tools" / "crash_service", self.folder / "quick", self.folder / "ready"
         service = subprocess.Popen(
             [sys.executable, tools / "crash_service.py", "--dir", reports, "--certificates", BUILD / "certificates", "--stacks",
-             "--ready-file", ready, "--max-reports", "1", "--lifetime", "120"], stdout=subprocess.DEVNULL,
+             "--ready-file", ready, "--lifetime", "200"], stdout=subprocess.DEVNULL,
             env={**os.environ, "WRENFALL_WINEPREFIX": os.environ.get("WRENFALL_WINEPREFIX", str(BUILD / "wineprefix"))})
         try:
             wait_for(ready.exists, 60, "the service")
             self.assertEqual((BUILD / "service-port").read_text(), ready.read_text())
             with mock.patch.dict(os.environ, WINEPATH=windows_path(self.root / "bin")):
                 self.crash(self.root / PAGES / "examples" / "crashing_host.exe", "access-violation", "quiet")
-            self.assertEqual(0, service.wait(120))
+            context = ssl.create_default_context(cafile=str(BUILD / "certificates" / "ca.pem"))
+            address = f"https://127.0.0.1:{ready.read_text().strip()}"
+
+            def shown():
+                with urllib.request.urlopen(address, context=context) as listed:
+                    if b"/report/1" not in listed.read():
+                        return ""
+                with urllib.request.urlopen(address + "/report/1", context=context) as report:
+                    return report.read().decode().partition('id="stack"')[2].partition("</section>")[0]
+
+            # The first frames are the host's own; a later one is the system's, with its name.
+            stack = wait_for(lambda: "being made" not in shown() and shown(), 120, "the stack trace")
+            self.assertRegex(stack, r"crashing_host\.exe\+0x\w+.*RtlUserThreadStart")
+            service.terminate()
+            self.assertEqual(0, service.wait(60))
         finally:
             if service.poll() is None:
                 service.kill()
