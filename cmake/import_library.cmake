@@ -11,7 +11,7 @@ list(TRANSFORM wrenfall_exports REPLACE ".*[ *](wrenfall_[a-z0-9_]+)\\($" "    \
 list(SORT wrenfall_exports)
 list(JOIN wrenfall_exports "\n" wrenfall_exports)
 file(CONFIGURE OUTPUT ${wrenfall_def} @ONLY
-     CONTENT "LIBRARY \"Wrenfall.dll\"\nEXPORTS\n@wrenfall_exports@\n")
+     CONTENT "; For x64: lib /machine:x64 /def:Wrenfall.def\nLIBRARY \"Wrenfall.dll\"\nEXPORTS\n@wrenfall_exports@\n")
 
 # MSVC makes Wrenfall.lib when it links the DLL. For MinGW the tool is LLVM's: it writes the short import records that
 # Microsoft's own tools write. GNU dlltool writes object files instead, whose sections the linker must merge in order;

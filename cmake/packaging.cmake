@@ -15,7 +15,7 @@ endforeach()
 foreach(target IN LISTS wrenfall_shipped)
   install(TARGETS ${target} RUNTIME DESTINATION bin COMPONENT SDK)
   if(MSVC)
-    install(FILES $<TARGET_PDB_FILE:${target}> DESTINATION bin COMPONENT Symbols OPTIONAL)
+    install(FILES $<TARGET_PDB_FILE:${target}> DESTINATION bin COMPONENT Symbols)
   else()
     install(FILES $<TARGET_FILE:${target}>.debug DESTINATION bin COMPONENT Symbols)
   endif()
@@ -66,8 +66,9 @@ configure_package_config_file(cmake/WrenfallConfig.cmake.in ${wrenfall_config}/W
                               NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
 file(GENERATE OUTPUT ${wrenfall_config}/$<CONFIG>/WrenfallConfig.cmake
      INPUT ${wrenfall_config}/WrenfallConfig.cmake.in)
+# Other architectures are refused by the file above, which can say so in words.
 write_basic_package_version_file(${wrenfall_config}/WrenfallConfigVersion.cmake
-                                 COMPATIBILITY SameMajorVersion)
+                                 COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
 configure_file(cmake/wrenfall.pc.in ${wrenfall_config}/wrenfall.pc @ONLY)
 install(FILES ${wrenfall_config}/$<CONFIG>/WrenfallConfig.cmake
               ${wrenfall_config}/WrenfallConfigVersion.cmake

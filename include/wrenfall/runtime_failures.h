@@ -82,6 +82,10 @@ enum {
 
 /** @cond the parts of the two functions below */
 
+#if !(defined(_M_X64) || defined(__x86_64__)) || defined(_M_ARM64EC)
+#error "Wrenfall is for x64 alone."
+#endif
+
 #ifdef __cplusplus
 #define WRENFALL_RUNTIME_INLINE_ inline
 #else

@@ -6,6 +6,10 @@
 
 #include "support/system_function_win.h"
 
+#if !(defined(_M_X64) || defined(__x86_64__)) || defined(_M_ARM64EC)
+#error "The guard is written in x64's machine code."
+#endif
+
 namespace wrenfall {
 
 void protect_exception_filter(Logger& logger) {

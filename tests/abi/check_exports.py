@@ -12,12 +12,16 @@ import sys
 BASE_DLLS = {"kernel32.dll", "msvcrt.dll"}
 PACKAGE_DLLS = {"advapi32.dll", "ole32.dll", "powrprof.dll", "user32.dll", "version.dll", "winhttp.dll", "winmm.dll"}
 
+# What a program with windows has besides, and what tells it whether it is elevated.
+DIALOG_DLLS = {"advapi32.dll", "comctl32.dll", "gdi32.dll", "ole32.dll", "shell32.dll", "user32.dll"}
+
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--objdump", required=True)
     parser.add_argument("--file", required=True, help="the DLL or program")
     parser.add_argument("--has-package", action="store_true", help="with the client of a Crashpad package")
+    parser.add_argument("--dialog", action="store_true", help="it shows a dialog")
     wanted = parser.add_mutually_exclusive_group(required=True)
     wanted.add_argument("--header", help="all functions that it declares")
     wanted.add_argument("--names", nargs="*", default=[])
@@ -40,7 +44,7 @@ def main() -> int:
     problems += [f"declared but not exported: {name}" for name in sorted(declared - exported)]
     problems += [f"exported but not declared: {name}" for name in sorted(exported - declared)]
     problems += [f"not both exported and in the .def file: {name}" for name in sorted(exported ^ defined)]
-    allowed = BASE_DLLS | PACKAGE_DLLS if arguments.has_package else BASE_DLLS
+    allowed = BASE_DLLS | (PACKAGE_DLLS if arguments.has_package else set()) | (DIALOG_DLLS if arguments.dialog else set())
     problems += [f"loaded at the start: {name}" for name in sorted(imported - allowed)]
     if not imported:
         problems.append("no imported DLL found")

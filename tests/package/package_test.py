@@ -15,6 +15,7 @@ import urllib.request
 import zipfile
 from pathlib import Path
 from unittest import mock
+from xml.etree import ElementTree
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "end_to_end"))
 
@@ -44,6 +45,7 @@ READY = {f"{PAGES}/examples/crashing_host.exe", f"{PAGES}/tools/crash_service/se
 # A sentence of each licence.
 LICENCES = {"nlohmann-json": "MIT", "zlib": "Jean-loup Gailly", "gcc": "GCC RUNTIME LIBRARY EXCEPTION",
             "mingw-w64": "winpthreads"}
+WINDOWS_10 = "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"
 COMPILER = "x86_64-w64-mingw32-gcc"
 # How others configure; on Windows with what is there by default.
 CROSS = ["-G", "Ninja", "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={COMPILER}",
@@ -77,11 +79,11 @@ int start(void) {
 """
 
 
-def run(*command, **settings):
-    """The standard output of a command that succeeds."""
+def run(*command, ends_with=0, **settings):
+    """The output of a command that ends as it should."""
     done = subprocess.run([str(part) for part in command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           text=True, errors="surrogateescape", check=False, **settings)
-    if done.returncode != 0:
+    if done.returncode != ends_with:
         raise AssertionError(f"{command} gave {done.returncode}:\n{done.stdout}")
     return done.stdout
 
@@ -105,6 +107,15 @@ def versions(program):
     texts = dict(re.findall("(FileVersion|ProductVersion|OriginalFilename)\0+([^\0]+)",
                             data[at:at + 2048].decode("utf-16-le", "replace")))
     return [[word >> 16, word & 0xFFFF] for word in struct.unpack_from("<4I", data, at + 8)], texts
+
+
+def manifest(program):
+    """The settings of a program's manifest, its rights and the assemblies that it depends on."""
+    (text,) = re.findall(rb"<assembly .*?</assembly>", program.read_bytes(), re.DOTALL)
+    elements = {element.tag.rpartition("}")[2]: element for element in ElementTree.fromstring(text).iter()}
+    return {"long": elements["longPathAware"].text, "code page": elements["activeCodePage"].text,
+            "system": elements["supportedOS"].get("Id"), "rights": elements["requestedExecutionLevel"].get("level"),
+            "depends": "dependency" in elements}
 
 
 class ContentsTest(PackageTest):
@@ -146,6 +157,9 @@ class ContentsTest(PackageTest):
                 self.assertEqual([NUMBERS[:2], [NUMBERS[2], 0]] * 2, numbers)
                 self.assertEqual({"FileVersion": TEXT, "ProductVersion": TEXT,
                                   "OriginalFilename": program.name}, texts)
+                if program.suffix == ".exe":
+                    self.assertEqual({"long": "true", "code page": "UTF-8", "rights": "asInvoker", "system": WINDOWS_10,
+                                      "depends": program.stem == "WrenfallReporter"}, manifest(program))
         library = self.root / "lib"
         environment = {**os.environ, "PKG_CONFIG_LIBDIR": str(library / "pkgconfig")}
         if not ON_WINDOWS:
@@ -218,10 +232,15 @@ class HostsTest(PackageTest):
         self.assert_sent()
 
     def test_cmake(self):
-        """The host sends at its next start."""
+        """The host sends at its next start. Builds for other machines are refused in words."""
         build, installed = self.folder / "their build", self.folder / "their program"
-        run("cmake", *CROSS, "-S", self.sources, "-B", build, f"-DCMAKE_PREFIX_PATH={self.root}",
-            f"-DCMAKE_INSTALL_PREFIX={installed}")
+        configure = ["cmake", *CROSS, "-S", self.sources, f"-DCMAKE_PREFIX_PATH={self.root}"]
+        for other in () if ON_WINDOWS else ("-DCMAKE_SYSTEM_PROCESSOR=ARM64", "-DCMAKE_C_FLAGS=-m32"):
+            said = run(*configure, "-B", self.folder / "other build", "-DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY",
+                       other, ends_with=1)
+            self.assertIn("This package of Wrenfall is for x64.", said)
+            shutil.rmtree(self.folder / "other build")
+        run(*configure, "-B", build, f"-DCMAKE_INSTALL_PREFIX={installed}")
         run("cmake", "--build", build, "--config", "Release", "--target", "install")
         program = installed / "bin" / "host.exe"
         self.crash(program, "division-by-zero")
