@@ -417,7 +417,8 @@ enum {
  * @retval WRENFALL_ERROR_MONITOR_NOT_FOUND WrenfallMonitor.exe is not where it was looked for
  * @retval WRENFALL_ERROR_REPORTER_NOT_FOUND WrenfallReporter.exe is not where it was looked for
  * @retval WRENFALL_ERROR_HANDLER_START_FAILED the handler did not start, or there was not enough
- * memory; the store may not be writable. The log says more
+ * memory; the store may not be writable; or the system is older than Windows 10 version 1607. The
+ * log says more
  * @retval WRENFALL_ERROR_FILE no folder was found for the default store
  */
 WRENFALL_API wrenfall_result wrenfall_init(wrenfall_options* options);

@@ -47,6 +47,14 @@ bool check_companion(Logger& logger, const fs::path& path, const char* name) {
   return false;
 }
 
+// A system that lacks what the capture relies on would lose reports in ways that nobody can foresee.
+bool check_system(Logger& logger) {
+  if (is_system_new_enough()) return true;
+  logger.error("%s is too old: Windows 10 version 1607 or Windows Server 2016 is needed",
+               describe(query_platform_facts()).c_str());
+  return false;
+}
+
 wrenfall_result find_companions(State& state) {
   state.monitor_path = companion_path(state.configuration.monitor_path, find_monitor_exe);
   state.reporter_path = companion_path(state.configuration.reporter_path, find_reporter_exe);
@@ -177,6 +185,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   if (!has_store) {
     state->logger.error("Could not create the store %s", path_to_utf8(state->store_dir).c_str());
   }
+  if (!check_system(state->logger)) return WRENFALL_ERROR_HANDLER_START_FAILED;
   if (!has_service()) {
     state->logger.warn("This build has no service: reports are made, but cannot be sent");
   }

@@ -33,6 +33,10 @@ PlatformFacts platform_facts(const SystemVersion& system, const std::string& lib
 // Asks the system each time. Numbers that it does not tell are 0.
 PlatformFacts query_platform_facts();
 
+// Whether this is Windows 10 version 1607 or newer, the lowest that the library is for. Judged by what
+// the system has rather than by its number: compatibility modes and Wine often tell an older one.
+bool is_system_new_enough();
+
 // One line, for example "Windows 11 10.0.22631 x64".
 std::string describe(const PlatformFacts& facts);
 

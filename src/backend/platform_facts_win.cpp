@@ -6,11 +6,7 @@
 namespace wrenfall {
 namespace {
 
-#if defined(_M_ARM64) || defined(__aarch64__)
-constexpr char kLibraryArchitecture[] = "arm64";
-#else
-constexpr char kLibraryArchitecture[] = "x64";
-#endif
+constexpr char kLibraryArchitecture[] = "x64";  // the only one that the build lets through
 
 // Unlike GetVersionEx, this function tells the real version whatever the host's manifest says.
 using RtlGetVersionFunction = LONG(WINAPI*)(RTL_OSVERSIONINFOEXW*);
@@ -33,6 +29,11 @@ PlatformFacts query_platform_facts() {
   GetNativeSystemInfo(&machine);
   system.native_architecture = machine.wProcessorArchitecture;
   return platform_facts(system, kLibraryArchitecture);
+}
+
+bool is_system_new_enough() {
+  // It came with version 1607; kernel32.dll has it only since the one after that.
+  return find_system_function<void*>(L"kernelbase.dll", "SetThreadDescription") != nullptr;
 }
 
 }  // namespace wrenfall

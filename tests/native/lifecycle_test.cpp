@@ -20,6 +20,9 @@
 #include "tests/native/library_test.h"
 
 namespace wrenfall {
+
+extern bool native_system_is_old;  // platform_facts_posix.cpp
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -84,6 +87,17 @@ TEST_F(LifecycleTest, AFailedInitLeavesNoSession) {
   EXPECT_EQ(start(failing), WRENFALL_ERROR_HANDLER_START_FAILED);
   EXPECT_TRUE(fs::exists(store_ / kSessionsFolder));
   EXPECT_TRUE(fs::is_empty(store_ / kSessionsFolder));
+}
+
+TEST_F(LifecycleTest, AnOldSystemIsRefusedInWords) {
+  std::string last;
+  on_line_ = [&](const std::string& message) { last = message; };
+  native_system_is_old = true;
+  EXPECT_EQ(start(), WRENFALL_ERROR_HANDLER_START_FAILED);
+  native_system_is_old = false;
+  EXPECT_NE(last.find("Windows 11 10.0.22631 x64 is too old"), std::string::npos) << last;
+  EXPECT_EQ(start(), WRENFALL_OK);
+  wrenfall_shutdown();
 }
 
 TEST_F(LifecycleTest, ARelativeStoreIsThatOfTheInitCall) {

@@ -2,6 +2,11 @@
 
 namespace wrenfall {
 
+// A test of the library on an old system sets it.
+bool native_system_is_old = false;
+
+bool is_system_new_enough() { return !native_system_is_old; }
+
 PlatformFacts query_platform_facts() {
   SystemVersion system;
   system.major = 10;
