@@ -16,6 +16,7 @@
 #include "bench/library.h"
 #include "support/files.h"
 #include "support/paths.h"
+#include "support/text.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ void start_bare(const fs::path& program, const fs::path& store) {
   // Lives on, as its handler serves the process until the next one starts.
   auto& client = *new crashpad::CrashpadClient;
   const std::map<std::string, std::string> annotations = {
-      {"wrenfall.store", store.u8string()},
+      {"wrenfall.store", wrenfall::path_to_utf8(store)},
       {"wrenfall.session", std::to_string(GetCurrentProcessId()) + "-1"}};
   const base::FilePath database((store / "crashpad").wstring());
   if (client.StartHandler(base::FilePath(program.wstring()), database, database, "", annotations,
@@ -60,13 +61,14 @@ void bench_init(const fs::path& folder) {
                    bench::kNoBudget},
         std::tuple{wrenfall::kMonitorExecutable, "wrenfall_init beside a bare start of the monitor",
                    1.15}}) {
-    if (!fs::exists(wrenfall::application_dir() / program)) continue;
+    const fs::path bare = wrenfall::application_dir() / program;
+    if (!fs::exists(bare)) continue;
     bench::Rounds times;
     for (int round = 0; round < 11; ++round) {
       times.limits.push_back(bench::time_of(
           [&] {
             write_init_files(folder / "bare");
-            start_bare(wrenfall::application_dir() / program, folder / "bare");
+            start_bare(bare, folder / "bare");
           },
           1));
       times.operations.push_back(
@@ -122,7 +124,7 @@ HANDLE run_self(const std::wstring& arguments, bool inherit) {
 bool is_there(const fs::path& folder, const std::string& ending) {
   std::error_code error;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder, error)) {
-    const std::string name = entry.path().filename().u8string();
+    const std::string name = wrenfall::path_to_utf8(entry.path().filename());
     if (name.size() < ending.size() ||
         name.compare(name.size() - ending.size(), ending.size(), ending) != 0) {
       continue;

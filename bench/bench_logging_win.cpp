@@ -25,7 +25,7 @@ void append_bare(const std::filesystem::path& file, const std::string& line) {
 int main() {
   const bench::Folder folder("logging");
   wrenfall::Logger logger(folder.path() / "log.txt");
-  for (const size_t size : {40, 400, 4000}) {
+  for (const size_t size : {size_t{40}, size_t{400}, size_t{4000}}) {
     std::string text = "Report folder made: C:\\Users\\somebody\\AppData\\Local\\Store\\";
     text.resize(size, 'x');
     const std::string line = wrenfall::log_line(WRENFALL_LOG_INFO, text);

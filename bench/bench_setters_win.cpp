@@ -82,7 +82,7 @@ struct BareHeartbeat {
 std::string attribute_name(int i) { return "attribute number " + std::to_string(i); }
 
 void bench_setters(BareSetter& bare) {
-  for (const size_t size : {10, 100, 1000}) {
+  for (const size_t size : {size_t{10}, size_t{100}, size_t{1000}}) {
     const std::string value(size, 'v');
     bench::compare(
         "wrenfall_set_user, bytes", static_cast<double>(size), 1.5, {21, 2000},
@@ -177,10 +177,14 @@ int main() {
     for (int i = 0; i < threads; ++i) names.push_back(attribute_name(i));
     bench::compare(
         "setting attributes, threads", threads, 1.2, {15, 1},
-        [&] { in_threads(threads, [&](int i) { bare.set(names[i], value.c_str()); }); },
         [&] {
           in_threads(threads,
-                     [&](int i) { wrenfall_set_attribute(names[i].c_str(), value.c_str()); });
+                     [&](int i) { bare.set(names[static_cast<size_t>(i)], value.c_str()); });
+        },
+        [&] {
+          in_threads(threads, [&](int i) {
+            wrenfall_set_attribute(names[static_cast<size_t>(i)].c_str(), value.c_str());
+          });
         });
   }
   bench_breadcrumbs();

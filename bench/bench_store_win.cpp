@@ -81,7 +81,7 @@ std::string read_bare(const fs::path& file) {
 }
 
 void bench_record(const fs::path& folder) {
-  for (const size_t notes : {200, 2000, 20000}) {
+  for (const size_t notes : {size_t{200}, size_t{2000}, size_t{20000}}) {
     const wrenfall::CrashData record = sample_record(notes);
     const std::string text = wrenfall::serialize(record);
     const nlohmann::ordered_json document = nlohmann::ordered_json::parse(text);
@@ -126,9 +126,9 @@ wrenfall::StructuredReport sample_report(int threads) {
   for (int i = 0; i < threads; ++i) {
     wrenfall::ReportThread thread;
     thread.name = "thread " + std::to_string(i);
-    for (int f = 0; f < 100; ++f) {
-      thread.frames.push_back({"space::Class::function" + std::to_string(f), "source.cpp",
-                               static_cast<uint32_t>(f), "host.exe", 0x140001000ULL + f});
+    for (uint32_t f = 0; f < 100; ++f) {
+      thread.frames.push_back({"space::Class::function" + std::to_string(f), "source.cpp", f,
+                               "host.exe", 0x140001000ULL + f});
     }
     report.threads.push_back(std::move(thread));
   }

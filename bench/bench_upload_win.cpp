@@ -65,7 +65,7 @@ void deflate_bare(const std::string& bytes, const fs::path& file) {
 constexpr double kCompressorMiB = 0.5;
 
 void bench_archive(const fs::path& folder) {
-  for (const size_t mib : {2, 20, 200}) {
+  for (const size_t mib : {size_t{2}, size_t{20}, size_t{200}}) {
     const fs::path report = folder / "report";
     fs::create_directories(report);
     std::string bytes = dump_like(mib << 20);

@@ -34,7 +34,9 @@ class Folder {
 
 inline void start_library(const std::filesystem::path& store, uint32_t hang_threshold_ms = 0) {
   wrenfall_options* const options = wrenfall_options_new("127", "Bench", "1.0");
-  wrenfall_options_set_store_dir(options, store.u8string().c_str());
+  // In C++20 the text is of another type.
+  const auto utf8 = store.u8string();
+  wrenfall_options_set_store_dir(options, reinterpret_cast<const char*>(utf8.c_str()));
   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
   wrenfall_options_set_breadcrumbs(options, 200);
   wrenfall_options_set_hang_detection(options, hang_threshold_ms, WRENFALL_HANG_REPORT);

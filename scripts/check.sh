@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Style, the direction of the includes, whether the table of known faults fits the code, static analysis:
-# scripts/check.sh [format|includes|mutants|tidy]; without an argument all of them. tidy needs a configured
+# Style, the direction of the includes, whether the table of known faults fits the code, whether MSVC would take the code,
+# static analysis: scripts/check.sh [format|includes|mutants|msvc|tidy]; without an argument all of them. tidy needs a configured
 # build/mingw; clang-tidy gets the headers of the cross compiler, so it sees the same code.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -20,6 +20,10 @@ fi
 
 if [ "$what" = all ] || [ "$what" = mutants ]; then
   python3 scripts/mutants.py --check
+fi
+
+if [ "$what" = all ] || [ "$what" = msvc ]; then
+  python3 scripts/check_msvc.py
 fi
 
 if [ "$what" = all ] || [ "$what" = tidy ]; then

@@ -78,7 +78,7 @@ class Digest {
     if (hash_ != nullptr) system_.destroy_hash(std::exchange(hash_, nullptr));
   }
 
-  const BCrypt system_;
+  const BCrypt system_{};
   BCRYPT_ALG_HANDLE provider_ = nullptr;
   BCRYPT_HASH_HANDLE hash_ = nullptr;  // destroyed before its provider
 };
