@@ -277,7 +277,9 @@ class HostsTest(PackageTest):
         try:
             wait_for(ready.exists, 60, "the service")
             self.assertEqual((BUILD / "service-port").read_text(), ready.read_text())
-            with mock.patch.dict(os.environ, WINEPATH=windows_path(self.root / "bin")):
+            library = str(self.root / "bin")
+            path = {"PATH": f"{library};{os.environ['PATH']}"} if ON_WINDOWS else {"WINEPATH": windows_path(library)}
+            with mock.patch.dict(os.environ, path):
                 self.crash(self.root / PAGES / "examples" / "crashing_host.exe", "access-violation", "quiet")
             context = ssl.create_default_context(cafile=str(BUILD / "certificates" / "ca.pem"))
             address = f"https://127.0.0.1:{ready.read_text().strip()}"

@@ -36,6 +36,7 @@ REPORTS = ((9, "1", DUMP, {"description": "I painted with the big brush and pres
            (1, "21", {"wfCrashReport_json": structured(HOSTILE)}, {"crashHash": "0", "description": HOSTILE}))
 
 
+@unittest.skipIf(os.name == "nt", "the browser is Debian's")
 class BrowserTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
