@@ -70,14 +70,17 @@ std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path&
 
 }  // namespace
 
+void wait_briefly_for_end(const ProcessIdentity& process) { ProcessExit(process).wait(kHostEnd); }
+
 DumpCollector::DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
                              StartReporter start_reporter, Logger& logger,
-                             DebuggerQuery is_debugged)
+                             DebuggerQuery is_debugged, EndWait wait_for_end)
     : places_(std::move(places)),
       host_(host),
       limits_(limits),
       start_reporter_(std::move(start_reporter)),
       is_debugged_(std::move(is_debugged)),
+      wait_for_end_(std::move(wait_for_end)),
       logger_(logger),
       platform_(query_platform_facts()),
       memory_(places_.store, host) {}
@@ -251,7 +254,7 @@ bool DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
   if (limits_.resend) mark_for_resend(folder);
   std::function<void()> wait_for_release;
   if (is_host(process) && is_crash(facts)) {
-    wait_for_release = [this] { ProcessExit(host_).wait(kHostEnd); };
+    wait_for_release = [this] { wait_for_end_(host_); };
   }
   auto record = finish_report_folder(folder, dump, facts, std::move(context),
                                      attachments_of(process), logger_, std::move(wait_for_release));

@@ -29,6 +29,12 @@ using StartReporter = std::function<bool(const std::filesystem::path& folder)>;
 // Whether a debugger is attached to a process that runs; nothing when that cannot be found out.
 using DebuggerQuery = std::function<std::optional<bool>(const ProcessIdentity& process)>;
 
+// Waits for the end of a process that is about to end.
+using EndWait = std::function<void(const ProcessIdentity& process)>;
+
+// For at most two seconds.
+void wait_briefly_for_end(const ProcessIdentity& process);
+
 // Finds the dumps that this monitor has to report, turns each into a report folder, and starts the
 // reporter on it when the policy says so. Each dump is decided on once; a dump that stays where it is
 // is read once and costs at most one line in the log. Used by one thread. The operations throw
@@ -43,7 +49,8 @@ class DumpCollector {
   // `host` is the watched process. The logger outlives the collector.
   DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
                 StartReporter start_reporter, Logger& logger,
-                DebuggerQuery is_debugged = is_under_debugger);
+                DebuggerQuery is_debugged = is_under_debugger,
+                EndWait wait_for_end = wait_briefly_for_end);
 
   // Finishes the report folders that a killed monitor left half-made.
   void finish_half_made_folders();
@@ -109,6 +116,7 @@ class DumpCollector {
   const StoreLimits limits_;
   const StartReporter start_reporter_;
   const DebuggerQuery is_debugged_;
+  const EndWait wait_for_end_;
   Logger& logger_;
   const PlatformFacts platform_;
   SessionMemory memory_;

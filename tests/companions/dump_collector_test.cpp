@@ -32,7 +32,8 @@ class DumpCollectorTest : public ::testing::Test {
           reporter_started_ = true;
           return true;
         },
-        logger_, [this](const ProcessIdentity&) { return debugged_; });
+        logger_, [this](const ProcessIdentity&) { return debugged_; },
+        [this](const ProcessIdentity&) { put_file(store_ / "released", "text"); });
   }
 
   fs::path add_dump(const std::string& name, const std::string& bytes) {
@@ -111,6 +112,21 @@ TEST_F(DumpCollectorTest, TakesOwnDumpsWithTheAttachmentsOfTheSession) {
   EXPECT_EQ(records[0].attachments, std::vector<std::string>{"a.txt"});
   EXPECT_EQ(records[0].processId, own_.process_id);
   EXPECT_FALSE(reporter_started_);
+}
+
+TEST_F(DumpCollectorTest, CopiesWhatACrashedHostHoldsAfterItsEnd) {
+  std::error_code error;
+  // A link that leads nowhere is a file that cannot be read.
+  fs::create_symlink(store_ / "released", store_ / "a.txt", error);
+  if (error) GTEST_SKIP() << "no links on this system";
+  write_session(store_.path(), {own_, {path_to_utf8(store_ / "a.txt")}});
+  for (const char* const kind : {"capture", "crash"}) {
+    live_ = {{"wrenfall.reportKind", kind}};
+    add_dump("x.dmp", dump_of(own_.text()));
+    collector().collect();
+    EXPECT_EQ(path_exists(store_ / "released"), kind == std::string("crash"));
+  }
+  EXPECT_EQ(reports().back().attachments.size() + reports().front().attachments.size(), 1u);
 }
 
 // The host is this process, which would end.
