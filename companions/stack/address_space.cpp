@@ -11,7 +11,7 @@ using minidump::DumpModule;
 
 constexpr uint64_t kWordBytes = 8;
 constexpr uint64_t kMostWords = 16384;
-constexpr uint64_t kMostWordsInAll = 4 * 1024 * 1024;
+constexpr uint64_t kMostWordsInAll = uint64_t{4} * 1024 * 1024;
 constexpr int kMostChained = 32;   // parts of one function
 constexpr uint8_t kIsChained = 4;  // UNW_FLAG_CHAININFO
 
@@ -90,7 +90,7 @@ bool AddressSpace::has_sound_unwind_data(uint64_t base, const FunctionEntry& fun
     if (place % 2 != 0 || read(base + place, head.data(), head.size()) != head.size()) return false;
     if ((head[0] >> 3 & kIsChained) == 0) return true;
     std::array<uint8_t, 12> next{};
-    const uint64_t behind_codes = base + place + head.size() + (head[2] + 1u) / 2 * 4;
+    const uint64_t behind_codes = base + place + head.size() + (uint64_t{head[2]} + 1) / 2 * 4;
     if (read(behind_codes, next.data(), next.size()) != next.size()) return false;
     place = minidump::u32_at(next.data(), 8);
   }

@@ -8,7 +8,6 @@
 namespace wrenfall::stack {
 namespace {
 
-using minidump::location_at;
 using minidump::u32_at;
 
 constexpr uint32_t kPeMark = 0x00004550;  // "PE"

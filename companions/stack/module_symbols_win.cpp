@@ -50,12 +50,9 @@ std::unique_ptr<const ImageFile> open_image_of(const DumpModule& module, const f
   return same_build ? std::move(image) : nullptr;
 }
 
-std::wstring symbol_path(const std::vector<fs::path>& folders) {
-  std::wstring path;
-  for (const fs::path& folder : folders) path += folder.wstring() + L";";
-  // An empty path would stand for the current folder.
+std::wstring environment_path() {
   const wchar_t* const set = _wgetenv(L"_NT_SYMBOL_PATH");
-  return path + (set == nullptr ? L"" : set);
+  return set == nullptr ? L"" : set;
 }
 
 void set_line(const IMAGEHLP_LINEW64& line, StackFrame& frame) {
@@ -66,12 +63,19 @@ void set_line(const IMAGEHLP_LINEW64& line, StackFrame& frame) {
 }  // namespace
 
 ModuleSymbols::ModuleSymbols(const DebugHelp& debug_help, HANDLE process,
-                             const std::vector<fs::path>& folders)
-    : debug_help_(debug_help), process_(process), folders_(folders) {
+                             std::vector<fs::path> folders)
+    : debug_help_(debug_help), process_(process), folders_(std::move(folders)) {
+  // For a null path, unlike an empty one, the library would look into the current folder.
+  std::wstring path;
+  for (const fs::path& folder : folders_) path += folder.wstring() + L";";
+  path += environment_path();
+  for (fs::path& folder : split_folders(wide_to_utf8(environment_path()))) {
+    folders_.push_back(std::move(folder));
+  }
   if (!debug_help_.is_usable) return;
   debug_help_.set_options(SYMOPT_UNDNAME | SYMOPT_LOAD_LINES | SYMOPT_NO_PROMPTS |
                           SYMOPT_FAIL_CRITICAL_ERRORS);
-  initialized_ = debug_help_.initialize(process_, symbol_path(folders_).c_str(), FALSE) != FALSE;
+  initialized_ = debug_help_.initialize(process_, path.c_str(), FALSE) != FALSE;
 }
 
 ModuleSymbols::~ModuleSymbols() {
@@ -81,7 +85,7 @@ ModuleSymbols::~ModuleSymbols() {
 std::unique_ptr<const ImageFile> ModuleSymbols::find_image(const DumpModule& module) {
   std::vector<fs::path> places = places_of_image(module, folders_);
   for (size_t i = 0; i <= places.size(); ++i) {
-    const fs::path place = i < places.size() ? places[i] : search_path(module);
+    const fs::path place = i < places.size() ? places[i] : search_servers(module);
     if (place.empty()) continue;
     auto image = open_image_of(module, place);
     if (!image) continue;
@@ -91,8 +95,8 @@ std::unique_ptr<const ImageFile> ModuleSymbols::find_image(const DumpModule& mod
   return nullptr;
 }
 
-// The module's file in the folders and servers of the symbol path; empty when it is not there.
-fs::path ModuleSymbols::search_path(const DumpModule& module) {
+// The module's file on the servers of the symbol path; empty when it is not there.
+fs::path ModuleSymbols::search_servers(const DumpModule& module) {
   const std::wstring name = utf8_to_wide(module.name());
   if (!initialized_ || name.empty()) return {};
   DWORD time_stamp = module.time_stamp;

@@ -20,10 +20,10 @@ namespace wrenfall::stack {
 // (_NT_SYMBOL_PATH), and where the files were on the machine of the crash. One object at a time.
 class ModuleSymbols {
  public:
-  // The library's functions know the process of the dump by `process`. Both references must outlive this
+  // The library's functions know the process of the dump by `process`. `debug_help` must outlive this
   // object. There are neither names nor lines when the system's library is not usable.
   ModuleSymbols(const DebugHelp& debug_help, HANDLE process,
-                const std::vector<std::filesystem::path>& folders);
+                std::vector<std::filesystem::path> folders);
   ~ModuleSymbols();
   ModuleSymbols(const ModuleSymbols&) = delete;
   ModuleSymbols& operator=(const ModuleSymbols&) = delete;
@@ -39,7 +39,7 @@ class ModuleSymbols {
   SymbolKind kind_of(const minidump::DumpModule& module) const;
 
  private:
-  std::filesystem::path search_path(const minidump::DumpModule& module);
+  std::filesystem::path search_servers(const minidump::DumpModule& module);
   std::filesystem::path find_debug_file(const std::filesystem::path& image) const;
   SymbolKind load(const minidump::DumpModule& module);
   SymbolKind load_from(const minidump::DumpModule& module, const std::filesystem::path& file);
@@ -48,7 +48,7 @@ class ModuleSymbols {
 
   const DebugHelp& debug_help_;
   const HANDLE process_;
-  const std::vector<std::filesystem::path>& folders_;
+  std::vector<std::filesystem::path> folders_;  // those of the environment come last
   bool initialized_ = false;
   std::map<uint64_t, std::filesystem::path> images_;  // by the module's base
   std::map<uint64_t, SymbolKind> kinds_;              // of modules whose symbols were looked for

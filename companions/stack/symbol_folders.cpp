@@ -12,7 +12,9 @@ std::vector<fs::path> split_folders(std::string_view text) {
   while (!text.empty()) {
     const size_t end = text.find(';');
     const std::string_view folder = text.substr(0, end);
-    if (!folder.empty()) folders.push_back(plain_path(utf8_to_path(folder)));
+    if (!folder.empty() && folder.find('*') == std::string_view::npos) {
+      folders.push_back(plain_path(utf8_to_path(folder)));
+    }
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
   }
   return folders;
@@ -37,6 +39,7 @@ std::vector<fs::path> places_of_debug_file(const fs::path& image, const DebugLin
                                            const std::vector<fs::path>& folders) {
   const fs::path name = utf8_to_path(link.file);
   std::vector<fs::path> places;
+  places.reserve(folders.size() + 1);
   for (const fs::path& folder : folders) places.push_back(folder / name);
   places.push_back(image.parent_path() / name);
   return places;

@@ -11,7 +11,8 @@
 
 namespace wrenfall::stack {
 
-// The folders of "DIR;DIR", absolute; empty ones are left out.
+// The folders of "DIR;DIR", absolute. Empty entries are left out, and so are servers of a symbol path, which
+// are written with stars.
 std::vector<std::filesystem::path> split_folders(std::string_view text);
 
 // Whether a path is on a drive of this machine: "C:\...". The maker of a dump chose the paths in it, and

@@ -162,7 +162,7 @@ TEST(SymbolFolders, NeverLeadToAnotherMachine) {
     const size_t expected = *path == '\0' || std::string(path) == "C:b.exe" ? 0 : local ? 3 : 2;
     EXPECT_EQ(places_of_image(module, {"x", "y"}).size(), expected) << path;
   }
-  EXPECT_EQ(split_folders(";a;;b;").size(), 2u);
+  EXPECT_EQ(split_folders(";a;srv*c*d;b;").size(), 2u);
 }
 
 TEST(DebugLink, NamesAFileByItsContent) {

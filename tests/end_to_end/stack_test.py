@@ -1,10 +1,12 @@
 """wrenfallctl stack: real dumps of the project's own programs, with symbols, without, and damaged."""
 
 import json
+import os
 import random
 import shutil
 import subprocess
 import unittest
+import unittest.mock
 import zipfile
 
 from harness import BIN, ON_WINDOWS, ROOT, EndToEndTest, Host, start_program, windows_path
@@ -99,13 +101,17 @@ class StackTest(EndToEndTest):
         self.assertEqual({plain[0]["address"]}, {frame["address"] for frame in self.calls(named)[:4]})
         self.assertIn("full", [one["symbols"] for one in named["modules"] if one["name"] == "crashing_host.exe"])
         # A file of another build is no help.
-        shutil.copy(BIN / "hanging_host.exe", folder / "crashing_host.exe")
+        program = bytearray((BIN / "crashing_host.exe").read_bytes())
+        program[int.from_bytes(program[0x3C:0x40], "little") + 8] ^= 1  # the time of the build
+        (folder / "crashing_host.exe").write_bytes(program)
         stack = self.stack(report)
         self.assertRegex(" ".join(stack["warnings"]), "file of crashing_host.exe .*not found")
         calls = self.calls(stack)
         self.assertEqual(("crashing_host.exe", plain[0]["offset"]), (calls[0]["module"], calls[0]["offset"]))
         self.assertTrue(any(frame["scanned"] for frame in calls))
         self.assertIn("RtlUserThreadStart", [frame["function"] for frame in calls])
+        with unittest.mock.patch.dict(os.environ, _NT_SYMBOL_PATH="C:\\none;" + windows_path(BIN)):
+            self.assertEqual("access_violation", self.calls(self.stack(report))[0]["function"])
 
     def test_damaged_dumps(self):
         dump = (self.crash_example("access-violation") / "minidump.dmp").read_bytes()
