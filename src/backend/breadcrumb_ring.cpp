@@ -58,7 +58,32 @@ size_t page_bytes(size_t page, size_t slots) {
   return (kHeadWords + held * kSlotWords) * kWordBytes;
 }
 
+// Takes the slot for the breadcrumb of that number. False when another thread is writing there, or has
+// written a later one.
+bool take(std::atomic<uint64_t>* slot, uint64_t number) {
+  uint64_t begun = slot[kSlotBegun].load(std::memory_order_acquire);
+  return slot[kSlotDone].load(std::memory_order_acquire) == begun && begun < number &&
+         slot[kSlotBegun].compare_exchange_strong(begun, number);
+}
+
+// Overwrites the texts of all breadcrumbs with lower numbers, so that none is in a later dump. One that
+// is being added at this moment may stay, but no longer counts.
+void wipe(Pool& pool, uint64_t number) {
+  for (Page* const page : pool.pages) {
+    if (page == nullptr) continue;
+    for (size_t i = 0; i < kSlotsOfPage; ++i) {
+      std::atomic<uint64_t>* const slot = page->words + kHeadWords + i * kSlotWords;
+      if (slot[kSlotBegun].load(std::memory_order_relaxed) == 0 || !take(slot, number)) continue;
+      for (size_t word = kSlotTime; word < kSlotBegun; ++word) {
+        slot[word].store(0, std::memory_order_release);
+      }
+      slot[kSlotDone].store(number, std::memory_order_release);
+    }
+  }
+}
+
 void clear_annotations(Pool& pool) {
+  wipe(pool, pool.next.fetch_add(1));
   for (Page* const page : pool.pages) {
     if (page != nullptr) page->annotation.Clear();
   }
@@ -92,13 +117,6 @@ void store_text(std::atomic<uint64_t>* first, std::string_view text) {
     std::memcpy(&word, text.data() + at, std::min(kWordBytes, text.size() - at));
     first++->store(word, std::memory_order_release);
   }
-}
-
-// Takes the slot for the breadcrumb of that number. False when another thread is writing there.
-bool take(std::atomic<uint64_t>* slot, uint64_t number) {
-  uint64_t begun = slot[kSlotBegun].load(std::memory_order_acquire);
-  return slot[kSlotDone].load(std::memory_order_acquire) == begun && begun < number &&
-         slot[kSlotBegun].compare_exchange_strong(begun, number);
 }
 
 }  // namespace
@@ -147,12 +165,15 @@ void BreadcrumbRing::clear() {
   // The first page is enough: the highest of the numbers counts.
   std::atomic<uint64_t>& first = pool.pages[0]->words[kHeadFirst];
   uint64_t held = first.load();
-  const uint64_t next = pool.next.fetch_add(1);
-  while (held < next && !first.compare_exchange_weak(held, next)) {
+  const uint64_t cleared = pool.next.fetch_add(1);
+  while (held <= cleared && !first.compare_exchange_weak(held, cleared + 1)) {
   }
+  wipe(pool, cleared);
 }
 
-std::vector<Breadcrumb> BreadcrumbRing::read() const {
+std::vector<Breadcrumb> BreadcrumbRing::read() const { return breadcrumbs_in(annotations()); }
+
+std::map<std::string, std::string> BreadcrumbRing::annotations() const {
   std::map<std::string, std::string> pages;
   for (size_t i = 0; i < pages_for(slots_); ++i) {
     const Page& page = *Pool::instance().pages[i];
@@ -163,7 +184,7 @@ std::vector<Breadcrumb> BreadcrumbRing::read() const {
       std::memcpy(bytes.data() + word * kWordBytes, &value, kWordBytes);
     }
   }
-  return breadcrumbs_in(pages);
+  return pages;
 }
 
 }  // namespace wrenfall

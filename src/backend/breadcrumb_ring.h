@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -20,7 +22,7 @@ namespace wrenfall {
 // Each new ring takes it over, empty. Only the newest ring may be used; an older one may still be
 // destroyed.
 //
-// Any thread may call any member. None takes a lock, waits or, but for read(), allocates, so that a
+// Any thread may call any member. None takes a lock, waits or, but for the last two, allocates, so that a
 // thread that is suspended or ended in the middle of an add keeps no other one from adding. At worst its
 // slot is lost until the process ends.
 class BreadcrumbRing {
@@ -36,11 +38,14 @@ class BreadcrumbRing {
   // counts as INFO.
   void add(wrenfall_log_level level, std::string_view category, std::string_view message);
 
-  // Only breadcrumbs that are added after this count.
+  // Only breadcrumbs that are added after this count. The texts of the others are overwritten.
   void clear();
 
   // Those that are there, oldest first. One that is being added is left out.
   std::vector<Breadcrumb> read() const;
+
+  // A copy of the annotations' bytes, as the handler reads them.
+  std::map<std::string, std::string> annotations() const;
 
  private:
   // The words of a slot, whichever page it lies in.

@@ -36,6 +36,12 @@ struct Page {
   size_t cut = 0;
 };
 
+bool holds(const BreadcrumbRing& ring, const std::string& text) {
+  std::string all;
+  for (const auto& [name, bytes] : ring.annotations()) all += bytes;
+  return all.find(text) != std::string::npos;
+}
+
 TEST(Breadcrumbs, OnlyWholeOnesThatCountAreRead) {
   EXPECT_EQ(Page().read(), "ab");
   const struct {
@@ -69,20 +75,23 @@ TEST(Breadcrumbs, RingKeepsTheLastAndEachRingBeginsEmpty) {
   for (const size_t wanted : sizes) {
     BreadcrumbRing ring(wanted);
     EXPECT_EQ(ring.read().size(), 0u);
-    for (int i = 0; i < 500; ++i) ring.add(i % 6 - 1, "c", std::to_string(i));
+    for (int i = 0; i < 500; ++i) ring.add(i % 6 - 1, "c", "number " + std::to_string(i));
     const auto held = ring.read();
     ASSERT_EQ(held.size(), wanted);
+    EXPECT_TRUE(holds(ring, "number 499"));
     for (size_t i = 0; i < wanted; ++i) {
       const int number = static_cast<int>(500 - wanted + i), level = number % 6 - 1;
-      EXPECT_EQ(held[i].message, std::to_string(number));
+      EXPECT_EQ(held[i].message, "number " + std::to_string(number));
       EXPECT_EQ(held[i].level, level >= 0 && level < 4 ? level : 1);
     }
     ring.clear();
+    EXPECT_FALSE(holds(ring, "number "));
     ring.add(0, std::string(31, 'x') + "ü", std::string(255, 'y') + "ü");
     ASSERT_EQ(ring.read().size(), 1u);
     EXPECT_EQ(ring.read()[0].category, std::string(31, 'x'));
     EXPECT_EQ(ring.read()[0].message, std::string(255, 'y'));
   }
+  EXPECT_FALSE(holds(BreadcrumbRing(200), "yyy"));
 }
 
 // Threads add as fast as they can; no reader ever sees parts of two messages in one.
