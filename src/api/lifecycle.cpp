@@ -201,9 +201,10 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   state->facts.captureBackend = state->backend->name();
   publish_annotations(*state);
   start_breadcrumbs(*state);
+  // This may wait, and the watchdog would take that for a hang.
+  state->recorder.begin(state->process);
   start_watchdog(*state);
   start_resending(state);
-  state->recorder.begin(state->process);
   session.keep();
   publish_state(state);
   return WRENFALL_OK;
@@ -254,7 +255,9 @@ void wrenfall_shutdown(void) {
     if (state->watchdog) state->watchdog->stop();
     state->backend->stop();
     state->close_session();
-    state->recorder.end();
+    if (!state->recorder.end()) {
+      state->logger.warn("Could not write how this run ended; the next one does not know it");
+    }
     state->logger.info("wrenfall shutdown");
     return WRENFALL_OK;
   });

@@ -1,5 +1,7 @@
 #include "api/run_recorder.h"
 
+#include <utility>
+
 namespace wrenfall {
 
 bool RunRecorder::begin_locked(bool create) {
@@ -20,32 +22,35 @@ void RunRecorder::begin(const ProcessIdentity& process) {
 
 bool RunRecorder::ask(Answer& answer) {
   std::optional<RunRecord> last;
+  bool may_wait = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     // After the end the run must not begin once more.
     if (!recorded_ && !ended_ && !begin_locked(true)) return false;
     last = last_;
+    may_wait = !std::exchange(has_waited_, true);
   }
   if (!last) return true;
   if (last->end.how == RunEnd::How::kRunning) {
     // Without the mutex: the shutdown takes it.
-    last = wait_for_end(store_, *last);
+    last = wait_for_end(store_, *last, may_wait);
     const std::lock_guard<std::mutex> lock(mutex_);
-    last_ = last;
+    // A monitor that is still at work may tell more later.
+    if (last->end.how != RunEnd::How::kUnknown) last_ = last;
   }
   answer = {true, *last};
   return true;
 }
 
-void RunRecorder::end() {
+bool RunRecorder::end() {
   const std::lock_guard<std::mutex> lock(mutex_);
   ended_ = true;
-  if (!recorded_) return;
+  if (!recorded_) return true;
   RunEnd clean;
   clean.how = RunEnd::How::kClean;
   clean.time_ms = unix_now_ms();
-  end_run(store_, process_, start_ms_, clean);
   recorded_ = false;
+  return end_run(store_, process_, start_ms_, clean);
 }
 
 }  // namespace wrenfall

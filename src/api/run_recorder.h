@@ -29,8 +29,8 @@ class RunRecorder {
   };
   bool ask(Answer& answer);
 
-  // This run ended as the host wanted it. Called by shutdown.
-  void end();
+  // This run ended as the host wanted it. Called by shutdown. False when that could not be written.
+  bool end();
 
  private:
   bool begin_locked(bool create);
@@ -42,6 +42,7 @@ class RunRecorder {
   ProcessIdentity process_;
   bool recorded_ = false;
   bool ended_ = false;
+  bool has_waited_ = false;
   std::optional<RunRecord> last_;
 };
 

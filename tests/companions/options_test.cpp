@@ -104,8 +104,9 @@ TEST(RunEnd, FollowsWhatTheMonitorSaw) {
   for (const uint32_t code : {1u, 0xFFFFFFFFu, 0xC000013Au, 0x40010004u, 0x80004005u}) {
     EXPECT_EQ(monitor::run_end({code, 1000, false, 0, false, false}).how, How::kEnded) << code;
   }
-  // An access violation, a C++ exception, a breakpoint.
-  for (const uint32_t code : {0xC0000005u, 0xE06D7363u, 0x80000003u}) {
+  // An access violation, a C++ exception, a breakpoint, an abort, crashes without a dump.
+  for (const uint32_t code :
+       {0xC0000005u, 0xE06D7363u, 0x80000003u, 0x40000015u, 0xFFFF7001u, 0xFFFF7003u}) {
     EXPECT_EQ(monitor::run_end({code, 1000, false, 0, false, false}).how, How::kCrashed) << code;
   }
 }

@@ -1,6 +1,7 @@
 #include "report/store/consent.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 #include <string>
 
@@ -15,6 +16,8 @@ namespace wrenfall {
 namespace {
 
 constexpr uint64_t kMaxConsentBytes = 4096;
+// Another process needs the file for a moment; one that is stopped keeps it.
+constexpr std::chrono::seconds kPatience(2);
 
 // By WRENFALL_CONSENT_... value.
 constexpr const char* kWords[] = {"", "given", "refused", "ask"};
@@ -38,7 +41,8 @@ uint32_t read_consent(const std::filesystem::path& store) {
 
 bool write_consent(const std::filesystem::path& store, uint32_t consent) {
   const std::filesystem::path file = store / kConsentFile;
-  const FolderClaim turn(file);
+  const auto turn = FolderClaim::take_until(file, AwakeClock::now() + kPatience);
+  if (!turn) return false;
   if (consent == WRENFALL_CONSENT_UNKNOWN) return remove_file(file);
   return consent < std::size(kWords) &&
          write_file_atomic(file, json_text({{"consent", kWords[consent]}}));

@@ -25,7 +25,7 @@ inline constexpr uint32_t kConsentUnreadable = UINT32_MAX;
 uint32_t read_consent(const std::filesystem::path& store);
 
 // Unknown removes the file. Processes and threads take turns. False when the file could not be written
-// or removed, and for a value that is not listed.
+// or removed, when another process keeps it for two seconds, and for a value that is not listed.
 bool write_consent(const std::filesystem::path& store, uint32_t consent);
 
 // Whether a report may be sent: at somebody's word, or by a program on its own.

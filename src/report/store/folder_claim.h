@@ -5,6 +5,8 @@
 #include <memory>
 #include <optional>
 
+#include "support/clock.h"
+
 namespace wrenfall {
 
 // The right to send or to delete one report folder. At most one thread of all processes holds it at
@@ -17,6 +19,9 @@ class FolderClaim {
   explicit FolderClaim(const std::filesystem::path& folder);
   // Takes the claim unless another thread or process holds it.
   static std::optional<FolderClaim> try_take(const std::filesystem::path& folder);
+  // Waits for a holder to release it until then, and gives nothing after that.
+  static std::optional<FolderClaim> take_until(const std::filesystem::path& folder,
+                                               AwakeClock::time_point end);
   FolderClaim(FolderClaim&& other) noexcept;
   ~FolderClaim();
 

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <iterator>
 #include <limits>
-#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
@@ -47,15 +46,13 @@ bool wait_until(Condition condition, AwakeClock::time_point end = AwakeClock::no
   return true;
 }
 
-// The right to change the file; nothing when another process keeps it.
-std::unique_ptr<FolderClaim> take_turn(const fs::path& store, AwakeClock::time_point end) {
-  std::unique_ptr<FolderClaim> turn;
-  const auto take = [&] {
-    auto taken = FolderClaim::try_take(store / kLastRunFile);
-    if (taken) turn = std::make_unique<FolderClaim>(std::move(*taken));
-    return taken.has_value();
-  };
-  wait_until(take, end);
+// The right to change the file, once it can be read: another program may hold it for a moment, and what it
+// says must not get lost. Nothing when that takes too long.
+std::optional<FolderClaim> take_readable(const fs::path& store) {
+  const AwakeClock::time_point end = AwakeClock::now() + kPatience;
+  auto turn = FolderClaim::take_until(store / kLastRunFile, end);
+  const auto is_free = [&] { return !is_held_file(store / kLastRunFile, kMaxFileBytes); };
+  if (turn && !wait_until(is_free, end)) turn.reset();
   return turn;
 }
 
@@ -150,13 +147,8 @@ std::optional<RunFile> read_run_file(const fs::path& store) {
 
 std::optional<RunFile> begin_run(const fs::path& store, const RunRecord& run, bool create) {
   if (!create && !path_exists(store / kLastRunFile)) return std::nullopt;
-  const AwakeClock::time_point end = AwakeClock::now() + kPatience;
-  const auto turn = take_turn(store, end);
-  // Another program may hold the file for a moment, and what it says must not get lost.
-  if (!turn ||
-      !wait_until([&] { return !is_held_file(store / kLastRunFile, kMaxFileBytes); }, end)) {
-    return std::nullopt;
-  }
+  const auto turn = take_readable(store);
+  if (!turn) return std::nullopt;
   const auto old = read_run_file(store);
   RunFile file;
   file.run = run;
@@ -171,30 +163,34 @@ std::optional<RunFile> begin_run(const fs::path& store, const RunRecord& run, bo
   return file;
 }
 
-void end_run(const fs::path& store, const ProcessIdentity& process, int64_t latest_start_ms,
+bool end_run(const fs::path& store, const ProcessIdentity& process, int64_t latest_start_ms,
              const RunEnd& end) {
-  if (!path_exists(store / kLastRunFile)) return;
-  const auto turn = take_turn(store, AwakeClock::now() + kPatience);
-  auto file = turn ? read_run_file(store) : std::nullopt;
-  if (!file) return;
+  if (!path_exists(store / kLastRunFile)) return true;
+  const auto turn = take_readable(store);
+  if (!turn) return false;
+  auto file = read_run_file(store);
+  if (!file) return true;
   std::optional<RunRecord>& run =
       may_end(file->run, process, latest_start_ms) ? file->run : file->before;
-  if (!may_end(run, process, latest_start_ms) || !may_follow(run->end.how, end.how)) return;
+  if (!may_end(run, process, latest_start_ms) || !may_follow(run->end.how, end.how)) {
+    return true;
+  }
   run->end = end;
   // The run after it began before this was known.
   if (&run == &file->before && file->run) file->run->crashes_earlier = crashes_in_a_row(*run);
-  write_run_file(store, *file);
+  return write_run_file(store, *file);
 }
 
-RunRecord wait_for_end(const fs::path& store, RunRecord run) {
-  const bool is_settled = wait_until([&] {
+RunRecord wait_for_end(const fs::path& store, RunRecord run, bool may_wait) {
+  const auto now = AwakeClock::now();
+  const auto is_ended = [&] {
     const auto file = read_run_file(store);
     for (const auto& one : {file ? file->run : std::nullopt, file ? file->before : std::nullopt}) {
       if (one && one->is_of(run.process, run.start_ms)) run = *one;
     }
     return run.end.how != RunEnd::How::kRunning || is_process_running(run.process.process_id);
-  });
-  if (!is_settled) run.end.how = RunEnd::How::kUnknown;
+  };
+  if (!wait_until(is_ended, may_wait ? now + kPatience : now)) run.end.how = RunEnd::How::kUnknown;
   return run;
 }
 

@@ -63,14 +63,15 @@ std::optional<RunFile> begin_run(const std::filesystem::path& store, const RunRe
 
 // Writes how a run ended that is not marked as ended yet: that of the process which began last, but not
 // after `latest_start_ms`. A process may have had several, each with a monitor of its own. Does nothing
-// where runs are not recorded, or when another run is recorded instead.
-void end_run(const std::filesystem::path& store, const ProcessIdentity& process,
+// where runs are not recorded, or when another run is recorded instead. False when the file could not be
+// read or written for two seconds.
+bool end_run(const std::filesystem::path& store, const ProcessIdentity& process,
              int64_t latest_start_ms, const RunEnd& end);
 
-// The same run as its record is by now. Waits for up to two seconds while its process is gone and its
-// monitor has not yet written how it ended; then that is not known. A run whose process is there stays
-// one that is running.
-RunRecord wait_for_end(const std::filesystem::path& store, RunRecord run);
+// The same run as its record is by now. While its process is gone and its monitor has not yet written how
+// it ended, waits for up to two seconds if it may; then that is not known. A run whose process is there
+// stays one that is running.
+RunRecord wait_for_end(const std::filesystem::path& store, RunRecord run, bool may_wait);
 
 }  // namespace wrenfall
 
