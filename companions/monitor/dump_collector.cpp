@@ -150,14 +150,18 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   return true;
 }
 
+bool DumpCollector::drop_refused(const fs::path& file, ClaimedDump& dump,
+                                 const minidump::DumpFacts& facts) {
+  if (!drops_reports(places_.store, limits_)) return false;
+  logger_.warn("Dump dropped, the user has refused that reports are sent: process %llu",
+               static_cast<unsigned long long>(process_of(facts)->process_id));
+  remove_dropped(file, dump, facts);
+  return true;
+}
+
 void DumpCollector::make_report(const fs::path& file, ClaimedDump& dump,
                                 const minidump::DumpFacts& facts) {
-  if (drops_reports(places_.store, limits_)) {
-    logger_.warn("Dump dropped, the user has refused that reports are sent: process %llu",
-                 static_cast<unsigned long long>(process_of(facts)->process_id));
-    remove_dropped(file, dump, facts);
-    return;
-  }
+  if (drop_refused(file, dump, facts)) return;
   const Admission admission = admit_report(places_.store, limits_.report_limit);
   if (!admission.admitted) {
     drop(file, dump, facts);
@@ -227,6 +231,7 @@ bool DumpCollector::finish_half_made_folder(const fs::path& folder) {
   if (path_exists(folder / kCrashDataFile)) return true;
   const auto facts = read_facts(dump, file, logger_);
   if (!facts) return true;
+  if (drop_refused(file, dump, *facts)) return remove_report_folder(folder);
   RecordContext context;
   context.crashpad_report_id = facts->annotations.report_id;
   return finish(folder, dump, *facts, std::move(context), false);

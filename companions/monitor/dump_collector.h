@@ -90,6 +90,9 @@ class DumpCollector {
   };
 
   bool settle(const std::filesystem::path& file, bool adoptable);
+  // Whether the dump was dropped, because the user has refused reports and the host wants none then.
+  bool drop_refused(const std::filesystem::path& file, ClaimedDump& dump,
+                    const minidump::DumpFacts& facts);
   void make_report(const std::filesystem::path& file, ClaimedDump& dump,
                    const minidump::DumpFacts& facts);
   // False when the report was not made, or only in part.

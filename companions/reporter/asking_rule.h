@@ -25,7 +25,7 @@ inline Handling handling_of(const std::string& policy, uint32_t consent, bool in
   Handling handling;
   handling.asks = wants_dialog && !in_session_zero;
   handling.is_dialog_left_out = wants_dialog && in_session_zero;
-  handling.at_somebodys_word = policy != kPolicyQuiet && !handling.is_dialog_left_out;
+  handling.at_somebodys_word = handling.asks || policy == kPolicyManual;
   return handling;
 }
 

@@ -5,6 +5,7 @@
 
 #include "report/store/consent.h"
 #include "report/store/folder_claim.h"
+#include "report/store/kept_reports.h"
 #include "report/store/layout.h"
 #include "report/store/report_store.h"
 #include "reporter/field_text.h"
@@ -53,7 +54,9 @@ std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& log
   const FolderClaim claim(folder);
   CrashData record;
   if (is_own_folder(folder) || !load(folder, record)) return std::nullopt;
-  if (only_pending && path_exists(folder / kResultFile)) return std::nullopt;
+  if (only_pending && path_exists(folder / kResultFile) && !lacks_agreement(folder)) {
+    return std::nullopt;
+  }
   return OwnedReport(folder, std::move(record), logger);
 }
 

@@ -74,6 +74,10 @@ class Reporter {
     return result_;
   }
   int run_asking() {
+    if (is_in_session_zero()) {
+      logger_.warn("Nobody can be asked in session 0; the reports stay in the store");
+      return result_;
+    }
     queue_.run_asking();
     return result_;
   }

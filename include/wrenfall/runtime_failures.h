@@ -138,6 +138,9 @@ WRENFALL_RUNTIME_INLINE_ void wrenfall_runtime_report_(uint32_t code) {
 
 WRENFALL_RUNTIME_INLINE_ void wrenfall_runtime_on_abort_(int signal_number) {
   (void)signal_number;
+  /* The runtime has set the default back, with which another thread's abort would end the process before
+   * this report is complete. */
+  signal(SIGABRT, wrenfall_runtime_on_abort_);
   wrenfall_runtime_report_(WRENFALL_CODE_ABORT);
 }
 

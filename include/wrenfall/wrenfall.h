@@ -402,7 +402,8 @@ enum {
  * of this process. A failed call leaves the library not initialized, and may be repeated at once.
  * After a successful call Wrenfall.dll stays loaded until the process ends.
  *
- * Blocking: until the handler has started; with the stand-in for Crashpad two minutes at most.
+ * Blocking: until the handler has started; with the stand-in for Crashpad two minutes at most. Up to 2 s
+ * more, as for wrenfall_shutdown, after another thread was ended in the middle of a call of the library.
  * In a store that records its runs, up to 2 s more while another process changes that record.
  *
  * Threads: any, but not from DllMain. Calls of wrenfall_init and wrenfall_shutdown wait for each
@@ -431,7 +432,7 @@ WRENFALL_API wrenfall_result wrenfall_init(wrenfall_options* options);
  *
  * Blocking: waits for a hang report that is being taken, which has the bound of
  * wrenfall_capture_report. In a store that records its runs, up to 2 s more while another process
- * changes that record, and up to 2 s for a wrenfall_get_last_run that waits for the same. It waits
+ * changes that record, and up to 2 s for a wrenfall_get_last_run that waits for the same. After a thread was ended in the middle of a call of the library, up to 2 s, too. It waits
  * neither for the next tick of the hang detection nor for uploads in other threads, which run to their
  * end.
  *
@@ -529,8 +530,9 @@ _Static_assert(sizeof(wrenfall_last_run) == 40, "the record's layout is part of 
  * one; it is WRENFALL_RUN_UNKNOWN as long as it goes on, and its end is lost where two more began before
  * it.
  *
- * Blocking: for the disk; for up to two seconds while the process of the last run is gone but its monitor
- * has not yet written how it ended; and for up to two more while another process changes the file.
+ * Blocking: for the disk; for up to two seconds, once, while the process of the last run is gone but its
+ * monitor has not yet written how it ended (WRENFALL_RUN_UNKNOWN then; a later call may know more); and for
+ * up to two more while another process changes the file.
  *
  * Threads: any.
  *
@@ -643,7 +645,7 @@ WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
  * wrenfall_options_set_breadcrumbs says, travel with every report that is made from then on, also with
  * a crash at the very next moment, in the file `breadcrumbs.json`: an array of time in UTC with
  * milliseconds, level, thread id, category and message, oldest first. A report without breadcrumbs has
- * no such file. They last until wrenfall_shutdown.
+ * no such file. They last until wrenfall_shutdown, which overwrites their texts.
  *
  * Blocking: neither function takes a lock or waits, and neither allocates. They write to memory that
  * the handler reads out of the process; one that is being added at the moment of a crash is left out.
@@ -662,7 +664,8 @@ WRENFALL_API wrenfall_result wrenfall_remove_attachment(const char* path);
  * NULL category counts as empty. The category is cut after 32 bytes and the message after 256, both
  * between two characters.
  *
- * @retval WRENFALL_OK added, or breadcrumbs are off
+ * @retval WRENFALL_OK added, or breadcrumbs are off. Where many threads are stopped in the middle of an
+ * add, one may be left out
  * @retval WRENFALL_ERROR_NOT_INITIALIZED the library is not initialized
  * @retval WRENFALL_ERROR_INVALID_ARGUMENT NULL or empty message
  */
@@ -916,12 +919,13 @@ enum {
  *
  * While it is ASK, wrenfall_post_pending_reports_async and the reporter with WRENFALL_UPLOAD_QUIET send
  * nothing. The dialog, wrenfall_send_report, the posting functions and a person with wrenfallctl do.
- * Resending sends again what one of those has sent in vain, and nothing else.
+ * Resending sends again what one of those has sent in vain, and nothing else; a refusal meanwhile takes the
+ * agreement back.
  *
  * The dialog can offer the user a check box with which the reporter itself keeps GIVEN; the theme turns it
  * on.
  *
- * Blocking: for the disk.
+ * Blocking: for the disk, and for up to two seconds while another process changes what is kept.
  *
  * Threads: any.
  *
@@ -936,8 +940,8 @@ WRENFALL_API wrenfall_result wrenfall_set_consent(uint32_t consent);
  * Has the reporter ask the user about the pending reports that wait for an answer, the newest first: its
  * dialog says how many more wait, and goes on with the next one. While the consent is
  * WRENFALL_CONSENT_UNKNOWN, those with WRENFALL_UPLOAD_DIALOG wait: the user closed the dialog, or none
- * could be shown. While it is WRENFALL_CONSENT_ASK, all pending reports do, whatever their policy.
- * Otherwise none does, and no dialog comes up. A report that the user closes the dialog on again stays
+ * could be shown. While it is WRENFALL_CONSENT_ASK, all pending reports do, whatever their policy, and
+ * so do those that are kept to be sent again without anybody's agreement. Otherwise none does, and no dialog comes up. A report that the user closes the dialog on again stays
  * pending.
  *
  * One reporter asks about the reports of a store: where one does already, it takes these too. Nobody is

@@ -91,7 +91,11 @@ SendOutcome send_folder(HttpClient* http, const SendRequest& request, Logger& lo
   if (request.is_wanted && !request.is_wanted(state_of_report(folder, record.ownerPid), record)) {
     return refuse(folder, NotSent::kNotWanted);
   }
-  if (!has_consent(request)) return refuse(folder, NotSent::kNoConsent);
+  if (!has_consent(request)) {
+    // Whoever refuses takes back an earlier agreement.
+    if (read_consent(folder.parent_path()) == WRENFALL_CONSENT_REFUSED) forget_agreement(folder);
+    return refuse(folder, NotSent::kNoConsent);
+  }
   apply(request.edits, record);
   if (!save(folder, record)) {
     logger.warn("Could not update the record of %s", path_to_utf8(folder).c_str());

@@ -6,6 +6,7 @@
 
 #include "report/store/consent.h"
 #include "report/store/crash_data.h"
+#include "report/store/retry_file.h"
 #include "support/files.h"
 #include "support/process.h"
 #include "tests/support/temp_dir.h"
@@ -99,10 +100,15 @@ TEST_F(ReportQueueTest, AsksAboutWhatWaitsForTheUsersAnswerTheNewestCrashFirst) 
   make("quiet", 0, "quiet", "2026-01-02");
   make("left-behind", kNoProcess, "dialog", "2026-01-02T1");
   put_file(make("sent", 0) / "result.json", "{}");
+  for (const bool agreed : {false, true}) {
+    const fs::path kept = make(agreed ? "agreed" : "kept", 0, "quiet", "2026-01-01T2");
+    put_file(kept / "result.json", R"({"status":"failed","errorCode":10})");
+    ASSERT_TRUE(write_retry(kept, {1, 1769900000, 1769900000, 0, agreed}));
+  }
   const std::pair<uint32_t, const char*> rows[] = {
       {WRENFALL_CONSENT_UNKNOWN, "new left-behind old "},
       {WRENFALL_CONSENT_GIVEN, "left-behind "},
-      {WRENFALL_CONSENT_ASK, "newest new left-behind quiet old "},
+      {WRENFALL_CONSENT_ASK, "newest new left-behind quiet kept old "},
   };
   for (const auto& [consent, served] : rows) {
     ASSERT_TRUE(write_consent(store_.path(), consent));

@@ -27,6 +27,18 @@ std::optional<RetryState> waiting_retry(const fs::path& folder) {
   return state;
 }
 
+bool lacks_agreement(const fs::path& folder) {
+  const auto state = waiting_retry(folder);
+  return state && !state->agreed;
+}
+
+void forget_agreement(const fs::path& folder) {
+  auto state = read_retry(folder);
+  if (!state || !state->agreed) return;
+  state->agreed = false;
+  write_retry(folder, *state);
+}
+
 bool has_other_owner(const CrashData& record) {
   return record.ownerPid != 0 && record.ownerPid != current_process_id() &&
          is_process_running(record.ownerPid);

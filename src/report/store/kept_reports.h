@@ -15,6 +15,13 @@ namespace wrenfall {
 // every other folder: one that is pending, was sent, or was discarded.
 std::optional<RetryState> waiting_retry(const std::filesystem::path& folder);
 
+// Whether a report is kept to be sent again, but nobody has agreed to that. While the user is to be
+// asked, no program sends it by itself.
+bool lacks_agreement(const std::filesystem::path& folder);
+
+// To be called by who holds the claim.
+void forget_agreement(const std::filesystem::path& folder);
+
 // Whether a running process other than this one works on the report, as its record says.
 bool has_other_owner(const CrashData& record);
 

@@ -6,6 +6,7 @@
 
 #include "report/store/consent.h"
 #include "report/store/crash_data.h"
+#include "report/store/kept_reports.h"
 #include "report/store/report_store.h"
 #include "support/files.h"
 
@@ -58,8 +59,12 @@ std::vector<fs::path> reports_to_ask_about(const fs::path& store) {
   std::multimap<std::string, fs::path, std::greater<>> found;
   for (fs::path& folder : list_report_folders(store)) {
     CrashData record;
-    if (report_state(folder, record) != ReportState::kPending) continue;
-    if (waits_for_answer(consent, record.uploadPolicy)) {
+    const ReportState state = report_state(folder, record);
+    const bool waits =
+        (state == ReportState::kPending && waits_for_answer(consent, record.uploadPolicy)) ||
+        (state == ReportState::kHasResult && consent == WRENFALL_CONSENT_ASK &&
+         lacks_agreement(folder));
+    if (waits) {
       found.emplace(record.crashTime, std::move(folder));
     }
   }
