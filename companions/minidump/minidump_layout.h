@@ -36,14 +36,20 @@ inline DumpLocation location_at(const uint8_t* bytes, size_t offset) {
   return {u32_at(bytes, offset), u32_at(bytes, offset + 4)};
 }
 
-// A dump of known size whose every read is checked against that size before the file is asked.
+// A dump of known size whose every read is checked against that size before the file is asked. Used by
+// one thread.
 class DumpBytes {
  public:
   DumpBytes(ReadAt read, uint64_t size) : read_(std::move(read)), size_(size) {}
 
   bool holds(uint64_t offset, uint64_t count) const {
-    return offset <= size_ && count <= size_ - offset;
+    const bool holds = offset <= size_ && count <= size_ - offset;
+    ends_early_ = ends_early_ || !holds;
+    return holds;
   }
+
+  // Whether something was looked for beyond the end.
+  bool ends_early() const { return ends_early_; }
 
   bool read(uint64_t offset, void* buffer, size_t count) const {
     return holds(offset, count) && read_(offset, buffer, count);
@@ -60,6 +66,7 @@ class DumpBytes {
  private:
   const ReadAt read_;
   const uint64_t size_;
+  mutable bool ends_early_ = false;
 };
 
 }  // namespace wrenfall::minidump

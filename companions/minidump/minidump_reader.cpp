@@ -74,10 +74,7 @@ bool read_exception(const DumpBytes& dump, const Stream* stream, DumpFacts& fact
   return true;
 }
 
-}  // namespace
-
-std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size) {
-  const DumpBytes dump(read, size);
+std::optional<DumpFacts> read_facts(const DumpBytes& dump) {
   const auto directory = read_stream_directory(dump);
   if (!directory) return std::nullopt;
   if (!memory_is_whole(dump, directory->find(kMemoryList))) return std::nullopt;
@@ -85,6 +82,7 @@ std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size) {
 
   DumpFacts facts;
   facts.time_stamp = directory->time_stamp;
+  facts.type_flags = directory->type_flags;
   if (!read_exception(dump, directory->find(kException), facts)) return std::nullopt;
   const Stream* const annotations = directory->find(kAnnotationStreamType);
   if (annotations != nullptr &&
@@ -92,6 +90,20 @@ std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size) {
     return std::nullopt;
   }
   return facts;
+}
+
+}  // namespace
+
+std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size) {
+  return read_facts(DumpBytes(read, size));
+}
+
+bool is_cut_short(const ReadAt& read, uint64_t size) {
+  const DumpBytes dump(read, size);
+  std::array<uint8_t, 4> signature{};
+  if (!dump.read(0, signature.data(), signature.size())) return dump.ends_early();
+  if (u32_at(signature.data(), 0) == 0) return true;
+  return u32_at(signature.data(), 0) == kSignature && !read_facts(dump) && dump.ends_early();
 }
 
 }  // namespace wrenfall::minidump

@@ -12,6 +12,7 @@ namespace wrenfall::minidump {
 // What the companions need to know of a dump.
 struct DumpFacts {
   uint32_t time_stamp = 0;  // seconds since 1970-01-01 UTC, 0 when the dump does not say
+  uint64_t type_flags = 0;  // MINIDUMP_TYPE (minidumpapiset.h)
   std::optional<uint32_t> crash_code;
   DumpAnnotations annotations;
 };
@@ -21,6 +22,11 @@ struct DumpFacts {
 // not matter. The dump comes from a crashed process and may contain anything: every offset, length and
 // count in it is checked.
 std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size);
+
+// Whether the file is only the beginning of a dump: its writer was ended in the middle, or the disk was
+// full. Some writers write the signature last, so its place may still be empty. False for a whole dump,
+// and for what is no dump.
+bool is_cut_short(const ReadAt& read, uint64_t size);
 
 }  // namespace wrenfall::minidump
 

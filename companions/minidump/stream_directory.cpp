@@ -6,8 +6,7 @@
 namespace wrenfall::minidump {
 namespace {
 
-constexpr uint32_t kSignature = 0x504D444D;  // "MDMP"
-constexpr uint32_t kVersion = 0xA793;        // the lower half; the upper one is the writer's own
+constexpr uint32_t kVersion = 0xA793;  // the lower half; the upper one is the writer's own
 constexpr uint32_t kMaxStreams = 1024;
 constexpr size_t kEntryBytes = 12;
 
@@ -29,6 +28,7 @@ std::optional<StreamDirectory> read_stream_directory(const DumpBytes& dump, CutS
 
   StreamDirectory directory;
   directory.time_stamp = u32_at(header.data(), 20);
+  directory.type_flags = u64_at(header.data(), 24);
   std::vector<uint8_t> entries(count * kEntryBytes);
   if (!entries.empty() && !dump.read(u32_at(header.data(), 12), entries.data(), entries.size())) {
     return std::nullopt;

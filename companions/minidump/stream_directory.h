@@ -20,6 +20,8 @@ enum StreamType : uint32_t {
   kThreadNames = 24,
 };
 
+constexpr uint32_t kSignature = 0x504D444D;  // "MDMP", the first bytes of every dump
+
 struct Stream {
   uint32_t type = 0;
   DumpLocation place;
@@ -27,6 +29,7 @@ struct Stream {
 
 struct StreamDirectory {
   uint32_t time_stamp = 0;  // of the dump
+  uint64_t type_flags = 0;  // of the dump
   std::vector<Stream> streams;
   bool left_out = false;  // whether a stream was
 

@@ -43,8 +43,18 @@ fs::path set_aside(ClaimedDump& dump, const fs::path& file) {
   return dump.move_to(aside) ? aside : file;
 }
 
+// Half a dump is of no use, and would keep a full disk full. Nobody is writing it any more, or it could
+// not have been claimed.
+void remove_half_dump(ClaimedDump& dump, const fs::path& file, Logger& logger) {
+  dump.release();
+  logger.error(
+      remove_file(file) ? "Dump cut short, removed: %s" : "Dump cut short, not removed: %s",
+      path_to_utf8(file).c_str());
+}
+
 // The facts of a readable dump that names its process. Otherwise nothing, with an error logged; a
-// dump that is damaged, or that names no process, is set aside, so that it is read once only.
+// dump that is damaged, or that names no process, is set aside, so that it is read once only, and one
+// that is cut short is removed.
 std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path& file,
                                               Logger& logger) {
   bool was_read = true;
@@ -57,7 +67,9 @@ std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path&
     logger.error("Dump not readable at present: %s", path_to_utf8(file).c_str());
     return std::nullopt;
   }
-  if (!facts) {
+  if (!facts && minidump::is_cut_short(read, dump.size())) {
+    remove_half_dump(dump, file, logger);
+  } else if (!facts) {
     logger.error("Dump not readable, damaged or no minidump: %s",
                  path_to_utf8(set_aside(dump, file)).c_str());
   } else if (!process_of(*facts)) {

@@ -32,11 +32,10 @@ void DumpWatcher::arm() {
   all_armed_ = reports && sessions;
 }
 
-bool DumpWatcher::wait(Outlook outlook) {
-  HANDLE handles[3] = {handler_};
-  DWORD count = 1;
+std::optional<size_t> DumpWatcher::wait(Outlook outlook, const std::vector<HANDLE>& ends) {
+  std::vector<HANDLE> handles = ends;
   for (const FolderWatch* watch : {&reports_, &sessions_}) {
-    if (watch->handle() != INVALID_HANDLE_VALUE) handles[count++] = watch->handle();
+    if (watch->handle() != INVALID_HANDLE_VALUE) handles.push_back(watch->handle());
   }
   DWORD milliseconds = kQuietMs;
   if (outlook == Outlook::kFinishedSoon) {
@@ -47,13 +46,16 @@ bool DumpWatcher::wait(Outlook outlook) {
     // After a change too: what the handler says of a dump comes after what it does to the file.
     milliseconds = kUnsettledMs;
   }
-  const DWORD result = WaitForMultipleObjects(count, handles, FALSE, milliseconds);
-  // A failed wait returns at once. Waiting for the handler alone always works.
-  if (result == WAIT_FAILED) {
-    return WaitForSingleObject(handler_, std::min(milliseconds, kUnsettledMs)) != WAIT_OBJECT_0;
-  }
-  has_changed_ = result != WAIT_TIMEOUT;
-  return result != WAIT_OBJECT_0;
+  const auto wait_for = [](const std::vector<HANDLE>& all, DWORD limit) {
+    return WaitForMultipleObjects(static_cast<DWORD>(all.size()), all.data(), FALSE, limit);
+  };
+  DWORD result = wait_for(handles, milliseconds);
+  // A failed wait returns at once. Waiting without the folders always works.
+  const bool failed = result == WAIT_FAILED;
+  if (failed) result = wait_for(ends, std::min(milliseconds, kUnsettledMs));
+  has_changed_ = !failed && result != WAIT_TIMEOUT;
+  const size_t place = result - WAIT_OBJECT_0;
+  return place < ends.size() ? std::optional<size_t>(place) : std::nullopt;
 }
 
 }  // namespace wrenfall::monitor

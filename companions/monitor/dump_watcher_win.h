@@ -3,7 +3,10 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <optional>
+#include <vector>
 
 #include "support/win_handle.h"
 
@@ -43,20 +46,18 @@ class DumpWatcher {
     kQuiet,         // nothing, unless the system tells of a change
   };
 
-  // The caller keeps the handler's process handle open.
-  DumpWatcher(HANDLE handler, const std::filesystem::path& reports,
-              const std::filesystem::path& sessions)
-      : handler_(handler), reports_(reports), sessions_(sessions) {}
+  DumpWatcher(const std::filesystem::path& reports, const std::filesystem::path& sessions)
+      : reports_(reports), sessions_(sessions) {}
 
   // Call it before each look.
   void arm();
 
-  // Blocks: for a moment, for a second, or as long as nothing changes, up to half a minute. False when
-  // the handler has ended.
-  bool wait(Outlook outlook);
+  // Blocks: for a moment, for a second, or as long as nothing changes, up to half a minute; and until one
+  // of `ends` is signalled, whose place is then the result. Those are one or two; the first one that is
+  // signalled counts.
+  std::optional<size_t> wait(Outlook outlook, const std::vector<HANDLE>& ends);
 
  private:
-  const HANDLE handler_;
   FolderWatch reports_;
   FolderWatch sessions_;
   bool all_armed_ = false;

@@ -1,5 +1,6 @@
 #include "monitor/monitor_options.h"
 
+#include <cstdlib>
 #include <optional>
 #include <string_view>
 
@@ -23,6 +24,8 @@ void take_annotation(const std::string& pair, MonitorOptions& options, std::stri
   if (key == annotation::kStore) options.store = value;
   if (key == annotation::kReporter) options.reporter = value;
   if (key == annotation::kSession) session_tag = value;
+  if (key == annotation::kRun)
+    options.run = static_cast<uint32_t>(std::strtoul(value.c_str(), nullptr, 10));
   take_limit_annotation(key, value, options.limits);
 }
 

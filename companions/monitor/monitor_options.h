@@ -1,6 +1,7 @@
 #ifndef WRENFALL_COMPANIONS_MONITOR_MONITOR_OPTIONS_H_
 #define WRENFALL_COMPANIONS_MONITOR_MONITOR_OPTIONS_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ struct MonitorOptions {
   std::string store;     // set whenever the arguments name one, also when they are unusable
   std::string reporter;  // may be empty
   ProcessIdentity host;  // the process that is watched
+  uint32_t run = 1;      // which of its runs this is
   StoreLimits limits;    // what the host said about keeping reports
 };
 

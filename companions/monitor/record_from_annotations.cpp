@@ -1,5 +1,7 @@
 #include "monitor/record_from_annotations.h"
 
+#include <wrenfall/wrenfall.h>
+
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -29,6 +31,15 @@ std::string find_text(const std::map<std::string, std::string>& texts, const cha
 std::string value_of(const minidump::DumpAnnotations& annotations, const char* key) {
   const auto live = annotations.live.find(key);
   return live != annotations.live.end() ? live->second : find_text(annotations.startup, key);
+}
+
+// What the dump holds, as its writer says, whatever was asked for: not every handler heeds that.
+const char* written_dump_type(uint64_t flags) {
+  constexpr uint64_t kWithFullMemory = 0x2;
+  constexpr uint64_t kWithPrivateReadWriteMemory = 0x200;
+  if ((flags & kWithFullMemory) != 0) return dump_type_text(WRENFALL_DUMP_FULL);
+  return dump_type_text((flags & kWithPrivateReadWriteMemory) != 0 ? WRENFALL_DUMP_HEAP
+                                                                   : WRENFALL_DUMP_NORMAL);
 }
 
 std::string kind_of(const minidump::DumpFacts& facts) {
@@ -114,6 +125,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   record.captureBackend = kCrashpadBackendName;
   record.reportKind = kind_of(facts);
   record.dumpFile = kReportDumpFile;
+  record.dumpType = written_dump_type(facts.type_flags);
   record.dumpFormat = "minidump";
   record.crashpadReportId = context.crashpad_report_id;
   record.attachments = context.attachments;

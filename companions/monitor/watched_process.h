@@ -46,6 +46,9 @@ std::optional<bool> is_under_debugger(const ProcessIdentity& identity);
 // the same id, or may not be ended.
 bool terminate_process(const ProcessIdentity& identity);
 
+// Whether all threads of the process are suspended. False when it has ended or may not be opened.
+bool is_frozen_process(const ProcessIdentity& identity);
+
 // Resumes the process when all of its threads are suspended, which is how a capture handler that was
 // killed in the middle of a dump may leave it. True when the process was resumed.
 bool resume_frozen_process(const ProcessIdentity& identity);

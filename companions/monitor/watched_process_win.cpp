@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "monitor/watched_process.h"
+#include "monitor/watched_process_win.h"
 #include "support/file_times_win.h"
 #include "support/open_process_win.h"
 #include "support/system_function_win.h"
@@ -16,14 +17,6 @@ namespace wrenfall::monitor {
 namespace {
 
 constexpr UINT kTerminatedExitCode = 1;
-
-// Empty as well when the id belongs to another process by now, which its start time tells.
-ScopedKernelHandle open_same_process(const ProcessIdentity& identity, DWORD access) {
-  ScopedKernelHandle process =
-      open_process(identity.process_id, access | PROCESS_QUERY_LIMITED_INFORMATION);
-  if (process && process_start_time(process.get()) != identity.start_time) process.reset();
-  return process;
-}
 
 using ProcessFunction = LONG(NTAPI*)(HANDLE);
 using QueryThreadFunction = LONG(NTAPI*)(HANDLE, int, void*, ULONG, ULONG*);
@@ -58,12 +51,19 @@ bool is_frozen(DWORD process_id) {
 
 }  // namespace
 
+ScopedKernelHandle open_watched_process(const ProcessIdentity& identity, DWORD access) {
+  ScopedKernelHandle process =
+      open_process(identity.process_id, access | PROCESS_QUERY_LIMITED_INFORMATION);
+  if (process && process_start_time(process.get()) != identity.start_time) process.reset();
+  return process;
+}
+
 struct ProcessExit::Process {
   ScopedKernelHandle handle;
 };
 
 ProcessExit::ProcessExit(const ProcessIdentity& identity)
-    : process_(std::make_unique<Process>(Process{open_same_process(identity, SYNCHRONIZE)})) {}
+    : process_(std::make_unique<Process>(Process{open_watched_process(identity, SYNCHRONIZE)})) {}
 
 ProcessExit::~ProcessExit() = default;
 
@@ -108,7 +108,7 @@ bool is_still_running(const ProcessIdentity& identity) {
 }
 
 std::optional<bool> is_under_debugger(const ProcessIdentity& identity) {
-  const ScopedKernelHandle process = open_same_process(identity, PROCESS_QUERY_INFORMATION);
+  const ScopedKernelHandle process = open_watched_process(identity, PROCESS_QUERY_INFORMATION);
   BOOL present = FALSE;
   if (!process || !CheckRemoteDebuggerPresent(process.get(), &present)) return std::nullopt;
   return present != FALSE;
@@ -116,13 +116,18 @@ std::optional<bool> is_under_debugger(const ProcessIdentity& identity) {
 
 bool terminate_process(const ProcessIdentity& identity) {
   if (identity.start_time == 0) return false;
-  const ScopedKernelHandle process = open_same_process(identity, PROCESS_TERMINATE);
+  const ScopedKernelHandle process = open_watched_process(identity, PROCESS_TERMINATE);
   return process && TerminateProcess(process.get(), kTerminatedExitCode) != FALSE;
+}
+
+bool is_frozen_process(const ProcessIdentity& identity) {
+  return identity.start_time != 0 && open_watched_process(identity, 0) &&
+         is_frozen(static_cast<DWORD>(identity.process_id));
 }
 
 bool resume_frozen_process(const ProcessIdentity& identity) {
   if (identity.start_time == 0) return false;
-  const ScopedKernelHandle process = open_same_process(identity, PROCESS_SUSPEND_RESUME);
+  const ScopedKernelHandle process = open_watched_process(identity, PROCESS_SUSPEND_RESUME);
   if (!process || !is_frozen(static_cast<DWORD>(identity.process_id))) return false;
   const auto resume = find_system_function<ProcessFunction>(L"ntdll.dll", "NtResumeProcess");
   return resume != nullptr && resume(process.get()) >= 0;

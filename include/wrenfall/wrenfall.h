@@ -262,12 +262,12 @@ WRENFALL_API void wrenfall_options_set_crash_type_id(wrenfall_options* options,
                                                      uint32_t crash_type_id);
 
 /** How much memory dumps hold: a WRENFALL_DUMP_... value. Default: normal. Only the stand-in for
- * Crashpad acts on it. An installed Crashpad decides itself what its dumps hold; the record of a
- * report names the type that was asked for in either case. */
+ * Crashpad acts on it. An installed Crashpad decides itself what its dumps hold, and init then logs a
+ * warning. The record of a report names the type that was written. */
 WRENFALL_API void wrenfall_options_set_dump_type(wrenfall_options* options, uint32_t dump_type);
 
 /** The MINIDUMP_TYPE bits (minidumpapiset.h) to write dumps with. Default: 0, which leaves it to
- * the dump type. Only the stand-in for Crashpad acts on it. */
+ * the dump type. Only the stand-in for Crashpad acts on it; with another one init logs a warning. */
 WRENFALL_API void wrenfall_options_set_minidump_flags(wrenfall_options* options, uint32_t flags);
 
 /** Turns hang detection on, see the section on hangs: a thread that gives no sign of life for more

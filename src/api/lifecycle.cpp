@@ -7,6 +7,7 @@
 #include "api/hang.h"
 #include "api/options.h"
 #include "api/resending.h"
+#include "api/run_succession.h"
 #include "api/state.h"
 #include "backend/annotation_keys.h"
 #include "backend/platform_facts.h"
@@ -34,6 +35,12 @@ constexpr uint32_t kAbiVersion = 1;
 std::recursive_mutex& lifecycle_lock() {
   static std::recursive_mutex& lock = *new std::recursive_mutex;
   return lock;
+}
+
+// Used under the lifecycle lock. Never destroyed.
+RunSuccession& run_succession() {
+  static RunSuccession& succession = *new RunSuccession;
+  return succession;
 }
 
 fs::path companion_path(const std::string& given, fs::path (*find)()) {
@@ -102,9 +109,9 @@ BackendConfiguration backend_configuration(State& state) {
   configuration.reporter_path = state.reporter_path;
   configuration.protect_exception_filter = options.protect_exception_filter;
   configuration.stack_guarantee = options.stack_guarantee;
-  configuration.startup_annotations =
-      startup_annotations(state.facts, {state.store_dir, state.reporter_path,
-                                        options.minidump_flags, state.process, options.limits});
+  configuration.startup_annotations = startup_annotations(
+      state.facts, {state.store_dir, state.reporter_path, options.minidump_flags, state.process,
+                    options.limits, run_succession().begin(state.process)});
   configuration.environment = state.facts.environment;
   configuration.logger = &state.logger;
   return configuration;
@@ -207,6 +214,7 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   start_resending(state);
   session.keep();
   publish_state(state);
+  run_succession().confirm();
   return WRENFALL_OK;
 }
 

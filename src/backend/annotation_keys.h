@@ -21,6 +21,7 @@ inline constexpr char kOpenSupportUrl[] = "wrenfall.openSupportUrl";
 inline constexpr char kCrashTypeId[] = "wrenfall.crashTypeId";
 inline constexpr char kSdkVersion[] = "wrenfall.sdkVersion";
 inline constexpr char kSession[] = "wrenfall.session";
+inline constexpr char kRun[] = "wrenfall.run";              // from the second run of a process on
 inline constexpr char kRetention[] = "wrenfall.retention";  // these three only where used
 inline constexpr char kDropWithoutConsent[] = "wrenfall.dropWithoutConsent";
 inline constexpr char kResend[] = "wrenfall.resend";

@@ -11,6 +11,7 @@
 #include "backend/annotation_keys.h"
 #include "backend/annotation_table.h"
 #include "backend/backend.h"
+#include "backend/dump_options.h"
 #include "backend/dump_thread_win.h"
 #include "backend/filter_guard_win.h"
 #include "backend/handler_watch_win.h"
@@ -145,6 +146,10 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
 
   crashpad::CrashpadInfo::GetCrashpadInfo()->set_gather_indirectly_referenced_memory(
       crashpad::TriState::kDisabled, 0);
+  if (!HeedsDumpType<crashpad::CrashpadClient>::value) {
+    const std::string unheeded = unheeded_dump_options(configuration_.startup_annotations);
+    if (!unheeded.empty()) logger_->warn("%s", unheeded.c_str());
+  }
   set_annotation(annotation::kEnvironment, configuration_.environment);
   set_stack_guarantee(configuration_.stack_guarantee);
   guarantee_stack_of_this_thread();

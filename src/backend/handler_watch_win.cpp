@@ -1,10 +1,10 @@
 #include "backend/handler_watch_win.h"
 
-// Needs <windows.h> first.
-#include <tlhelp32.h>
+#include <utility>
 
 #include "support/file_times_win.h"
 #include "support/paths.h"
+#include "support/process_list_win.h"
 
 namespace wrenfall {
 namespace {
@@ -12,30 +12,13 @@ namespace {
 // A process may get a start time slightly before the call that created it.
 constexpr uint64_t kClockSlackTicks = kTicksPerSecond;
 
-// The running processes of the system.
-std::vector<PROCESSENTRY32W> list_processes() {
-  std::vector<PROCESSENTRY32W> processes;
-  const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-  if (!snapshot) return processes;
-  PROCESSENTRY32W entry{};
-  entry.dwSize = sizeof entry;
-  for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
-       more = Process32NextW(snapshot.get(), &entry)) {
-    processes.push_back(entry);
-  }
-  return processes;
-}
-
 // The newest child of the process that runs the program. A child of an earlier process with the same
 // id was started before `started_after`.
 ScopedKernelHandle find_child(const std::vector<PROCESSENTRY32W>& processes, DWORD parent,
                               const std::wstring& program, uint64_t started_after) {
   ScopedKernelHandle newest;
   for (const PROCESSENTRY32W& entry : processes) {
-    if (entry.th32ParentProcessID != parent) continue;
-    if (CompareStringOrdinal(entry.szExeFile, -1, program.c_str(), -1, TRUE) != CSTR_EQUAL) {
-      continue;
-    }
+    if (!is_child(entry, parent, program)) continue;
     ScopedKernelHandle process(
         OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
     if (!process) continue;
@@ -59,16 +42,16 @@ void HandlerWatch::expect(const std::filesystem::path& program) {
 }
 
 void HandlerWatch::find() {
-  if (handler_) return;
+  if (handler_ && !has_ended()) return;
   const std::vector<PROCESSENTRY32W> processes = list_processes();
   if (!program_) {
     program_ = find_child(processes, GetCurrentProcessId(), program_name_, started_after_);
   }
   if (!program_) return;
-  handler_ = find_child(processes, GetProcessId(program_.get()),
-                        std::filesystem::path(kHandlerExecutable).wstring(),
-                        process_start_time(program_.get()));
-  if (handler_) program_.reset();
+  ScopedKernelHandle found = find_child(processes, GetProcessId(program_.get()),
+                                        std::filesystem::path(kHandlerExecutable).wstring(),
+                                        process_start_time(program_.get()));
+  if (found) handler_ = std::move(found);
 }
 
 const ScopedKernelHandle& HandlerWatch::writer() const { return handler_ ? handler_ : program_; }

@@ -16,14 +16,15 @@ namespace wrenfall {
 // that was started is the monitor, the handler is its child. The dumps of a handler whose monitor was
 // killed are complete too, and the next monitor takes them. The capture client does not say which
 // processes these are, so they are looked up among the children. A process that was not found counts
-// as alive. One thread at a time may use an object.
+// as alive. A monitor that lives replaces a handler that has ended, so such a handler is looked up again.
+// One thread at a time may use an object.
 class HandlerWatch {
  public:
   // Forgets what was found and notes the time. Call it before the program is started.
   void expect(const std::filesystem::path& program);
 
   // Looks for the processes that are not found yet, in a list of all processes of the system. Costs
-  // nothing once the handler is found.
+  // nothing while the handler that was found lives.
   void find();
 
   bool has_ended() const;
@@ -38,7 +39,7 @@ class HandlerWatch {
 
   std::wstring program_name_;
   uint64_t started_after_ = 0;
-  ScopedKernelHandle program_;  // until the handler is found
+  ScopedKernelHandle program_;
   ScopedKernelHandle handler_;
 };
 

@@ -60,6 +60,7 @@ struct HandlerPlaces {
   uint32_t minidump_flags = 0;
   ProcessIdentity process;
   StoreLimits limits;
+  uint32_t run = 1;  // of the process, counted from 1
 };
 
 // What the handler is told when it starts, for every dump of that process.

@@ -144,7 +144,8 @@ TEST_F(DumpCollectorTest, EndsNoProcessUnderADebugger) {
 
 TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
   DumpCollector collecting = collector();
-  add_dump("bad.dmp", "MDMP and no more");
+  add_dump("bad.dmp", "PMDM and a text that is longer than a header");
+  add_dump("half.dmp", dump_of(own_.text()).substr(0, 99));
   add_dump("none.dmp", dump_of(""));
   add_dump("note.txt", dump_of(own_.text()));
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(collecting.collect());
@@ -158,6 +159,7 @@ TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
   collector().collect();
   EXPECT_TRUE(was_logged_once("bad.dmp"));
   EXPECT_TRUE(was_logged_once("none.dmp"));
+  EXPECT_TRUE(was_logged_once("Dump cut short, removed: "));
   EXPECT_TRUE(is_file(store_.path() / "crashpad" / "reports" / "bad.dmp.damaged"));
 }
 

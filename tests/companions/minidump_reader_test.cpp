@@ -40,8 +40,15 @@ TEST(MinidumpReader, RefusesEveryTruncation) {
     builder.with_annotations = !memory_comes_last;
     const std::string whole = builder.build();
     ASSERT_TRUE(read_text(whole));
+    EXPECT_FALSE(is_cut_short(reader_of(whole), whole.size()));
+    // Not yet signed, of another version, another file.
+    EXPECT_TRUE(is_cut_short(reader_of(with32(whole, 0, 0)), whole.size()));
+    EXPECT_FALSE(is_cut_short(reader_of(with32(whole, 4, 7)), whole.size()));
+    EXPECT_FALSE(is_cut_short(reader_of(with32(whole, 0, 7)), whole.size()));
     for (size_t length = 0; length < whole.size(); ++length) {
-      EXPECT_FALSE(read_text(whole.substr(0, length))) << "cut to " << length;
+      const std::string cut = whole.substr(0, length);
+      EXPECT_FALSE(read_text(cut)) << "cut to " << length;
+      EXPECT_TRUE(is_cut_short(reader_of(cut), length)) << "cut to " << length;
     }
   }
 }

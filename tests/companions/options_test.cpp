@@ -2,6 +2,9 @@
 
 #include <tuple>
 
+#include "monitor/freeze_tracker.h"
+#include "monitor/handler_end.h"
+#include "monitor/lost_crash.h"
 #include "monitor/monitor_options.h"
 #include "monitor/run_end.h"
 #include "reporter/reporter_options.h"
@@ -40,6 +43,46 @@ TEST(MonitorOptions, RefusesIncompleteArguments) {
     EXPECT_EQ(options.store, store_option) << label;
     EXPECT_EQ(options.error.empty(), request != MonitorRequest::kUnusable) << label;
   }
+}
+
+TEST(MonitorOptions, TellTheRun) {
+  EXPECT_EQ(parse_monitor_options({}).run, 1u);
+  EXPECT_EQ(parse_monitor_options({"--annotation=wrenfall.run=12"}).run, 12u);
+}
+
+TEST(HandlerEnd, IsMadeGoodWhileTheHostRunsAndHandlersLive) {
+  using monitor::AfterHandler;
+  const struct {
+    monitor::HandlerEnd end;
+    AfterHandler expected;
+  } rows[] = {
+      {{false, true, false, std::chrono::seconds(1), 0}, AfterHandler::kEnd},
+      {{true, false, false, std::chrono::seconds(1), 0}, AfterHandler::kEnd},
+      {{true, true, true, std::chrono::seconds(1), 0}, AfterHandler::kEnd},
+      {{true, true, false, std::chrono::seconds(0), 0}, AfterHandler::kStart},
+      {{true, true, false, std::chrono::seconds(59), 2}, AfterHandler::kStart},
+      {{true, true, false, std::chrono::seconds(59), 3}, AfterHandler::kStay},
+      {{true, true, false, std::chrono::seconds(60), 3}, AfterHandler::kStart},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(monitor::after_handler_end(row.end), row.expected)
+        << row.end.lifetime.count() << " s, " << row.end.short_lives;
+  }
+}
+
+TEST(FreezeTracker, CountsAnUnbrokenMinute) {
+  monitor::FreezeTracker tracker;
+  const auto look = [&](bool frozen, int second) {
+    return tracker.look(frozen, AwakeClock::time_point(std::chrono::seconds(second)));
+  };
+  EXPECT_FALSE(look(true, 1));
+  EXPECT_FALSE(look(false, 50));
+  EXPECT_FALSE(tracker.is_counting());
+  EXPECT_FALSE(look(true, 70));
+  EXPECT_FALSE(look(true, 130));
+  EXPECT_TRUE(tracker.is_counting());
+  EXPECT_TRUE(look(true, 131));
+  EXPECT_FALSE(look(true, 132)) << "it counts from the start again";
 }
 
 TEST(ReporterOptions, TakesOneFolder) {
@@ -104,6 +147,9 @@ TEST(RunEnd, FollowsWhatTheMonitorSaw) {
   for (const uint32_t code : {1u, 0xFFFFFFFFu, 0xC000013Au, 0x40010004u, 0x80004005u}) {
     EXPECT_EQ(monitor::run_end({code, 1000, false, 0, false, false}).how, How::kEnded) << code;
   }
+  EXPECT_EQ(monitor::lost_crash_line(7, 0xFFFF7001, 3000000),
+            "Process 7 ended with code 0xFFFF7001, but no dump of a crash came (2 MiB free)");
+  EXPECT_EQ(monitor::lost_crash_line(7, 1, 0), "");
   // An access violation, a C++ exception, a breakpoint, an abort, crashes without a dump.
   for (const uint32_t code :
        {0xC0000005u, 0xE06D7363u, 0x80000003u, 0x40000015u, 0xFFFF7001u, 0xFFFF7003u}) {

@@ -110,6 +110,16 @@ TEST(RecordFromAnnotations, TellsTheThreadThatADumpOnDemandIsOf) {
   }
 }
 
+TEST(RecordFromAnnotations, NamesTheTypeThatWasWritten) {
+  const std::pair<uint64_t, const char*> rows[] = {
+      {0, "normal"}, {0x1020, "normal"}, {0x200, "heap"}, {0x1A06, "full"}};
+  for (const auto& [flags, expected] : rows) {
+    minidump::DumpFacts facts = facts_of({{"wrenfall.dumpType", "other"}}, {});
+    facts.type_flags = flags;
+    EXPECT_EQ(record_from_annotations(facts, context()).dumpType, expected) << flags;
+  }
+}
+
 TEST(RecordFromAnnotations, TellsTheTimeOfTheDump) {
   const std::pair<uint32_t, const char*> rows[] = {
       {0, "now"},

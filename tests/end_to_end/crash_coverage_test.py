@@ -7,7 +7,7 @@ import time
 import unittest
 from pathlib import Path
 
-from harness import (BIN, ROOT, EndToEndTest, end_process, has_module, processes, seen, start_program,
+from harness import (BIN, ROOT, EndToEndTest, end_process, has_module, processes, start_program,
                      start_service, unix_alone, wait_for, windows_path)
 
 DOCUMENT = ROOT / "docs" / "crash-coverage.md"
@@ -43,7 +43,7 @@ class CrashCoverageTest(EndToEndTest):
                 end, threads = self.play(test, seconds)
                 wait_for(lambda: not processes("WrenfallMonitor.exe", self.folder.name, test),
                          what="the end of the monitor")
-                self.assertEqual(seen(code), end)
+                self.assertEqual(code, end)
                 dumps = self.dumps("crash")
                 self.assertEqual([code] if outcome == "report" else [], [dump.exception_code for dump in dumps])
                 if outcome == "report":
@@ -55,13 +55,14 @@ class CrashCoverageTest(EndToEndTest):
     def play(self, test, seconds):
         """Tells a host the whole story at once; its exit code and the threads that it named."""
         options, commands, kind = STORIES.get(test, ({}, ["init"], test))
-        host = self.host(init=False, **options)
+        file = self.folder / "exit code"
+        host = self.host(init=False, exit_code_file=file, **options)
         if kind is not None:
             commands = commands + ["crash\t" + kind]
         start = time.monotonic()
         output, _ = host.process.communicate("".join(line + "\n" for line in commands).encode(), timeout=120)
         self.assertLess(time.monotonic() - start, seconds, "from init to the end")
-        return host.process.returncode, [int(word) for word in output.split()]
+        return int(file.read_text()), [int(word) for word in output.split()]
 
     def test_a_crash_in_the_middle_of_init_leaves_no_companion_behind(self):
         for milliseconds in range(0, 60, 5):
@@ -99,8 +100,10 @@ class CrashCoverageTest(EndToEndTest):
             with self.subTest(kind=kind):
                 code = int(code, 16)
                 self.store = self.folder / kind
-                example = start_program(BIN / "runtime_failures.exe", windows_path(self.store), kind, stderr=subprocess.DEVNULL)
-                self.assertEqual(seen(code), example.wait(60))
+                file = self.folder / "exit code"
+                start_program(BIN / "exit_code.exe", windows_path(file), BIN / "runtime_failures.exe", windows_path(self.store),
+                     kind, stderr=subprocess.DEVNULL).wait(60)
+                self.assertEqual(code, int(file.read_text()))
                 record = self.record(self.only_report())
                 self.assertEqual(f"0x{code:08X}", record["signalOrExceptionCode"])
                 self.assertEqual({"wrenfall.what": "nobody catches this"} if has_what else {}, record["attributes"])

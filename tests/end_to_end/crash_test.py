@@ -1,6 +1,7 @@
 """From a real process that crashes to the report folder in the store."""
 
 import json
+import shutil
 import subprocess
 import unittest
 
@@ -29,7 +30,7 @@ class CrashTest(EndToEndTest):
         host = self.host(crash_type_id=7, minidump_flags=4096, user="Jürgen", notes="n" * 5000, key="K",
                          theme_dir=THEME_DIR, attachment=[windows_path(attachment), windows_path(self.folder / "no")])
         pid = int(host.do("pid"))
-        self.assertNotEqual(0, host.crash("exception"))
+        host.crash("exception")
         folder = self.only_report()
         record = self.record(folder)
         expected = {
@@ -65,6 +66,42 @@ class CrashTest(EndToEndTest):
         self.assertEqual("n" * 5000, live["notes"])
         self.assertTrue(live["wrenfall.environment"].startswith("Windows"))
         self.assertNotIn("email", live)
+
+    def test_former_monitors_end_when_a_later_run_is_up(self):
+        """Whether the handlers end by themselves or not; and each run's crash is one report."""
+        for settings in self.monitors():
+            with self.subTest(**settings):
+                host = self.host(**settings)
+                for _ in range(3):
+                    host.do("shutdown")
+                    self.assertEqual(2, len(self.companions()))  # until then they see a crash
+                    host.set_options(self.store, **settings)
+                    self.assertEqual("0", host.do("init"), self.log())
+                    wait_for(lambda: len(self.companions()) == 2, what="the end of the former monitor and handler")
+                host.crash("access-violation")
+                folder = self.only_report()
+                wait_for(lambda: not self.companions(), what="the end of the companions")
+                self.assertNotIn("no dump of a crash came", self.log())
+                self.assertNotIn("started again", self.log())
+                shutil.rmtree(folder)
+
+    def companions(self):
+        return processes("--initial-client-data", windows_path(self.store))
+
+    def test_handler_that_was_killed_is_replaced(self):
+        for settings in self.monitors():
+            with self.subTest(**settings):
+                host = self.host(**settings)
+                before = self.log().count("started again")
+                (handler,) = processes("crashpad_handler.exe", windows_path(self.store))
+                end_process(handler)
+                wait_for(lambda: self.log().count("started again") > before, what="another handler")
+                self.assertEqual("0", host.do("capture"), self.log())
+                host.crash("access-violation")
+                kinds = sorted(self.record(folder)["reportKind"] for folder in self.wait_for_reports(2))
+                self.assertEqual(["capture", "crash"], kinds)
+                for folder in self.report_folders():
+                    shutil.rmtree(folder)
 
     def test_larger_dump_types_hold_more(self):
         sizes = []  # the stand-in's writer under Wine knows no type between a small and a full dump

@@ -11,7 +11,7 @@ import unittest
 from pathlib import Path
 
 from programs import (BIN, BUILD, ON_WINDOWS, ROOT, alive, command_lines, end_process, freeze_process, has_module,
-                      limit_files, link_folder, local_path, processes, seen, start_program, unix_alone, windows_path)
+                      limit_files, link_folder, local_path, processes, start_program, unix_alone, windows_path)
 
 SERVICE_PORT = int((BUILD / "service-port").read_text())  # what the library reaches as database "127"
 
@@ -21,6 +21,7 @@ import minidump
 from service import CrashService
 
 RECORD = "WrenfallCrashData.json"
+OTHER_HANDLER = BIN / "other_handler"  # not with an installed Crashpad
 
 
 def wait_for(condition, seconds=30.0, what="it"):
@@ -38,10 +39,13 @@ def wait_for(condition, seconds=30.0, what="it"):
 class Host:
     """A test_host process. `do` sends one command and returns its answer."""
 
-    def __init__(self, folder=BIN):
+    def __init__(self, folder=BIN, exit_code_file=None):
         for _ in range(3):
             # Keeps this process's signal settings: a write beyond the limit of file sizes fails, but ends no host.
-            self.process = start_program(Path(folder) / "test_host.exe", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            program = [Path(folder) / "test_host.exe"]
+            if exit_code_file:
+                program = [BIN / "exit_code.exe", windows_path(exit_code_file), *program]
+            self.process = start_program(*program, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.DEVNULL, restore_signals=False)
             # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1, which would look
             # like the host's exit code.
@@ -80,10 +84,10 @@ class Host:
         return sorted(local_path(path).name for path in filter(None, self.do("pending").split("\t")))
 
     def crash(self, kind, seconds=60):
-        """Crashes; the exit code as the system shows it."""
+        """Crashes, and waits for the end of the process."""
         self.process.stdin.write(f"crash\t{kind}\n".encode())
         self.process.stdin.flush()
-        return self.process.wait(seconds)
+        self.process.wait(seconds)
 
     def close(self):
         """Lets the process end by itself; its exit code."""
@@ -117,14 +121,25 @@ class EndToEndTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.store = self.folder / "störe"
 
-    def host(self, init=True, folder=BIN, **options):
+    def host(self, init=True, folder=BIN, exit_code_file=None, **options):
         """A running host; options go to the setters. With `init` the library is initialized."""
-        host = Host(folder)
+        host = Host(folder, exit_code_file)
         self.addCleanup(host.close)
         host.set_options(self.store, **options)
         if init:
             self.assertEqual("0", host.do("init"), self.log())
         return host
+
+    def other_monitor(self):
+        """A monitor beside a handler that behaves as Crashpad's own; the value for the option."""
+        folder = self.folder / "other"
+        shutil.copytree(OTHER_HANDLER, folder, dirs_exist_ok=True)
+        shutil.copy(BIN / "WrenfallMonitor.exe", folder)
+        return windows_path(folder / "WrenfallMonitor.exe")
+
+    def monitors(self):
+        """The options of a host for each handler that this build has."""
+        return [{}, {"monitor_path": self.other_monitor()}] if OTHER_HANDLER.is_dir() else [{}]
 
     def log(self):
         path = self.store / "Wrenfall.log"

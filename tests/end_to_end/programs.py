@@ -35,11 +35,6 @@ def local_path(path):
     return Path(path if ON_WINDOWS else path[2:].replace("\\", "/"))
 
 
-def seen(exit_code):
-    """What a driver sees of a program's exit code; Unix shows the low byte."""
-    return exit_code if ON_WINDOWS else exit_code & 0xFF
-
-
 def command_lines():
     """The command lines of this user's processes, by process id."""
     if ON_WINDOWS:

@@ -1,4 +1,5 @@
 #include "backend/platform_facts.h"
+#include "backend/dump_options.h"
 #include "backend/stack_guarantee.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,21 @@ namespace {
 
 constexpr uint8_t kWorkstation = 1, kDomainController = 2, kServer = 3;
 constexpr uint16_t kAmd64 = 9, kArm64 = 12;
+
+struct Heeding {
+  static constexpr bool kHeedsDumpType = true;
+};
+struct Other {};
+
+TEST(DumpOptions, AreToldToBeWithoutEffect) {
+  EXPECT_TRUE(HeedsDumpType<Heeding>::value);
+  EXPECT_FALSE(HeedsDumpType<Other>::value);
+  const std::string type = "wrenfall.dumpType", flags = "wrenfall.minidumpFlags";
+  EXPECT_EQ(unheeded_dump_options({{type, "normal"}, {flags, "0"}}), "");
+  EXPECT_EQ(unheeded_dump_options({{type, "full"}, {flags, "4096"}}),
+            "The capture handler decides itself what dumps hold; without effect: dump type full, "
+            "minidump flags 4096");
+}
 
 TEST(PlatformFacts, NameFollowsVersionBuildAndProduct) {
   const struct {

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "monitor/claimed_dump.h"
+#include "monitor/database_use_win.h"
 #include "report/store/attachments.h"
 #include "report/store/folder_claim.h"
 #include "support/digest.h"
@@ -160,6 +161,25 @@ HANDLE WINAPI deny_at_first(LPCWSTR path, DWORD access, DWORD share, SECURITY_AT
   }
   SetLastError(denial.error);
   return INVALID_HANDLE_VALUE;
+}
+
+TEST(DatabaseUse, NotesOfHandlersGoWhenNobodyElseUsesTheDatabase) {
+  const TempDir dir;
+  const auto add_notes = [&] { return dir.add("crashpad/metadata", std::string(98, 'x')); };
+  ScopedFile first = monitor::use_database(dir / "crashpad");  // makes the folder too
+  ASSERT_TRUE(first);
+  const std::filesystem::path notes = add_notes();
+  ScopedFile second = monitor::use_database(dir / "crashpad");
+  EXPECT_TRUE(second);
+  EXPECT_TRUE(path_exists(notes));
+  DWORD flags = 0;  // a handler inherits it, so it counts when its monitor was killed
+  EXPECT_TRUE(GetHandleInformation(second.get(), &flags) && (flags & HANDLE_FLAG_INHERIT) != 0);
+  first.reset();
+  EXPECT_TRUE(monitor::use_database(dir / "crashpad"));
+  EXPECT_TRUE(path_exists(notes));
+  second.reset();
+  EXPECT_TRUE(monitor::use_database(dir / "crashpad"));
+  EXPECT_FALSE(path_exists(notes));
 }
 
 TEST(FilesWin, WhatIsHeldForAMomentIsWaitedFor) {

@@ -165,6 +165,9 @@ TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   ProcessIdentity earlier = process.identity;
   --earlier.start_time;
   EXPECT_FALSE(monitor::resume_frozen_process(earlier));
+  EXPECT_FALSE(monitor::is_frozen_process(earlier));
+  EXPECT_FALSE(monitor::is_frozen_process(current_process()));
+  EXPECT_TRUE(monitor::is_frozen_process(process.identity));
   EXPECT_TRUE(monitor::resume_frozen_process(process.identity));
   EXPECT_EQ(process.exit_code(10000), 0u);
 }
@@ -223,7 +226,7 @@ TEST(DumpWatcher, SleepsWhileItsWatchesAreArmedAndWakesAtAChange) {
   constexpr milliseconds kPause{3000};
   const TempDir dir;
   const ScopedKernelHandle handler(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  monitor::DumpWatcher watcher(handler.get(), dir / "reports", dir / "sessions");
+  monitor::DumpWatcher watcher(dir / "reports", dir / "sessions");
   // What happens after the pause, unless the wait has ended by then.
   const auto wait = [&](Outlook outlook, const std::function<void()>& happens) {
     std::promise<void> ended;
@@ -232,7 +235,7 @@ TEST(DumpWatcher, SleepsWhileItsWatchesAreArmedAndWakesAtAChange) {
     });
     watcher.arm();
     const auto begin = std::chrono::steady_clock::now();
-    const bool goes_on = watcher.wait(outlook);
+    const bool goes_on = !watcher.wait(outlook, {handler.get()});
     const auto taken = std::chrono::steady_clock::now() - begin;
     ended.set_value();
     pause.wait();

@@ -19,6 +19,15 @@ uint64_t to_number(const ScopedHandle& handle) { return reinterpret_cast<uintptr
 // on demand it is how long the other threads may stay suspended.
 constexpr DWORD kPatienceMs = 120000;
 
+// How long the program that was started as the handler may take to replace a handler that has ended.
+constexpr DWORD kSuccessorPatienceMs = 6000;
+constexpr DWORD kSuccessorPauseMs = 20;
+
+// True as well when there is none.
+bool has_ended(HANDLE process) {
+  return process == nullptr || WaitForSingleObject(process, 0) != WAIT_TIMEOUT;
+}
+
 enum class WaitResult { kSet, kProcessEnded, kTimedOut };
 
 // The helper module says here of which exception it wants a dump.
@@ -64,7 +73,7 @@ void CrashConnection::Deleter::operator()(CrashConnection* connection) const {
 void CrashConnection::protect() {
   if (handler_process_.load() == nullptr) return;
   // Only the start needed these.
-  for (ScopedHandle* handle : {&client_process_, &ready_, &started_process_}) handle->reset();
+  for (ScopedHandle* handle : {&client_process_, &ready_}) handle->reset();
   DWORD protection = 0;
   VirtualProtect(this, sizeof(*this), PAGE_READONLY, &protection);
 }
@@ -143,16 +152,18 @@ bool CrashConnection::wait_until_ready() {
 
 bool CrashConnection::request_crash_dump(const EXCEPTION_POINTERS* exception) {
   if (!request(&section_->crash, crash_request_.get(), crash_done_.get(), exception)) return false;
-  return wait_for_event_or_exit(crash_done_.get(), handler_process_.load(), kPatienceMs) ==
+  ScopedHandle successor;
+  return wait_for_event_or_exit(crash_done_.get(), handler(&successor), kPatienceMs) ==
          WaitResult::kSet;
 }
 
 void CrashConnection::request_dump(const EXCEPTION_POINTERS* exception) {
   if (!request(&section_->dump, dump_request_.get(), dump_done_.get(), exception)) return;
   DWORD patience = kPatienceMs;
+  ScopedHandle successor;
+  const HANDLE process = handler(&successor);
   for (;;) {
-    const WaitResult result =
-        wait_for_event_or_exit(dump_done_.get(), handler_process_.load(), patience);
+    const WaitResult result = wait_for_event_or_exit(dump_done_.get(), process, patience);
     if (result == WaitResult::kSet) return;
     if (section_->client_suspended.exchange(0) != 0 && resume_process_ != nullptr) {
       resume_process_(GetCurrentProcess());
@@ -188,7 +199,20 @@ void CrashConnection::publish(WerRegistration* registration) const {
 }
 
 void CrashConnection::wait_until_gone() {
-  if (wait_until_ready()) WaitForSingleObject(handler_process_.load(), INFINITE);
+  ScopedHandle successor;
+  if (wait_until_ready()) WaitForSingleObject(handler(&successor), INFINITE);
+}
+
+HANDLE CrashConnection::handler(ScopedHandle* successor) const {
+  const HANDLE first = handler_process_.load();
+  DWORD waited = 0;
+  for (HANDLE handler = first; has_ended(handler); waited += kSuccessorPauseMs) {
+    if (waited > 0) Sleep(kSuccessorPauseMs);
+    if (waited > kSuccessorPatienceMs || has_ended(started_process_.get())) return first;
+    successor->reset(OpenProcess(SYNCHRONIZE, FALSE, section_->handler_process_id.load()));
+    handler = successor->get();
+  }
+  return *successor ? successor->get() : first;
 }
 
 }  // namespace crashpad::internal

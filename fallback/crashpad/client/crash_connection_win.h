@@ -84,6 +84,9 @@ class CrashConnection {
 
   bool open_section();
   bool open_events();
+  // The process that writes the dumps. When that has ended, the program that was started as the handler
+  // may replace it: then this waits some seconds for the new one, which `successor` holds open.
+  HANDLE handler(ScopedHandle* successor) const;
   // Sends the request and returns at once. False when there is no handler.
   bool request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
                const EXCEPTION_POINTERS* exception);
@@ -105,7 +108,7 @@ class CrashConnection {
   // Looked up beforehand, because a suspended thread may hold the loader's lock.
   const ProcessFunction resume_process_;
 
-  // The process that writes the dumps. Null until the first wait has opened it.
+  // The process that wrote the dumps at first. Null until the first wait has opened it.
   std::atomic<HANDLE> handler_process_{nullptr};
 };
 

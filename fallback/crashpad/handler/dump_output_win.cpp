@@ -1,12 +1,14 @@
 #include "handler/dump_output_win.h"
 
+#include "handler/manners.h"
+
 namespace crashpad::internal {
 
 DumpOutput::DumpOutput(const std::wstring& path)
     : file_(adopt_file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr,
                                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr))) {
   // FILE_FLAG_DELETE_ON_CLOSE would do the same, but cannot be undone.
-  if (file_ && !mark_for_deletion(true)) file_.reset();
+  if (file_ && kManners.removes_half_dumps && !mark_for_deletion(true)) file_.reset();
 }
 
 uint64_t DumpOutput::size() const {

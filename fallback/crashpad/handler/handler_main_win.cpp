@@ -12,6 +12,7 @@
 #include "common/client_protocol.h"
 #include "common/command_line.h"
 #include "common/scoped_win.h"
+#include "handler/manners.h"
 #include "handler/minidump_file_win.h"
 #include "handler/process_suspension_win.h"
 
@@ -96,6 +97,7 @@ class Handler {
       switch (WaitForMultipleObjects(5, waits, FALSE, INFINITE)) {
         case WAIT_OBJECT_0:
           serve(&section_->crash, to_handle(handles_.crash_done));
+          if (!kManners.leaves_end_to_client) end_client();
           break;
         case WAIT_OBJECT_0 + 1:
           serve(&section_->dump, to_handle(handles_.dump_done));
@@ -104,6 +106,10 @@ class Handler {
           serve_helper_module();
           break;
         case WAIT_OBJECT_0 + 3:
+          if (!kManners.ends_when_told) {
+            WaitForSingleObject(to_handle(handles_.client_process), INFINITE);
+          }
+          return kExitOk;
         case WAIT_OBJECT_0 + 4:
           return kExitOk;
         default:
@@ -147,7 +153,7 @@ class Handler {
     order.client_process = to_handle(handles_.client_process);
     order.exception_pointers = request.exception_pointers;
     order.thread_id = request.thread_id;
-    order.waiting_thread_id = request.waiting_thread_id;
+    if (kManners.lets_one_thread_run) order.waiting_thread_id = request.waiting_thread_id;
     order.gather_indirect_memory = request.gather_indirect_memory != 0;
     order.annotation_list_head = section_->annotation_list_head;
     order.client_suspended = &section_->client_suspended;
@@ -157,6 +163,27 @@ class Handler {
       // The dump is lost, but the client must be answered.
       return "out of memory";
     }
+  }
+
+  void end_client() const {
+    const DWORD id = GetProcessId(to_handle(handles_.client_process));
+    const ScopedHandle client(OpenProcess(PROCESS_TERMINATE, FALSE, id));
+    if (client) TerminateProcess(client.get(), exception_code());
+  }
+
+  // Of the crash that was served last; nothing when it cannot be read.
+  DWORD exception_code() const {
+    const auto read = [this](uint64_t address, void* buffer, size_t size) {
+      SIZE_T done = 0;
+      return ReadProcessMemory(to_handle(handles_.client_process),
+                               reinterpret_cast<const void*>(static_cast<uintptr_t>(address)),
+                               buffer, size, &done) != FALSE;
+    };
+    EXCEPTION_POINTERS pointers = {};
+    EXCEPTION_RECORD record = {};
+    read(section_->crash.exception_pointers, &pointers, sizeof(pointers));
+    read(reinterpret_cast<uintptr_t>(pointers.ExceptionRecord), &record, sizeof(record));
+    return record.ExceptionCode;
   }
 
   void report(const std::string& failure) const {

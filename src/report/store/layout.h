@@ -35,6 +35,9 @@ inline constexpr char kReportLimitFile[] = "reportLimit.json";
 inline constexpr char kSessionsFolder[] = "sessions";
 inline constexpr char kHandlerFolder[] = "crashpad";
 inline constexpr char kDumpsFolder[] = "reports";
+// The handler's own notes about its dumps, and what is open while a handler runs.
+inline constexpr char kDatabaseNotesFile[] = "metadata";
+inline constexpr char kDatabaseUseFile[] = "handlers.lock";
 inline constexpr char kDumpExtension[] = ".dmp";
 inline constexpr char kDamagedSuffix[] = ".damaged";
 inline constexpr char kClaimSuffix[] = ".sending";

@@ -17,6 +17,10 @@ namespace crashpad {
 // members, but only one at a time StartHandler().
 class CrashpadClient {
  public:
+  // The start-up annotations "wrenfall.dumpType" and "wrenfall.minidumpFlags" decide how large dumps
+  // are. Crashpad's own client has no such member.
+  static constexpr bool kHeedsDumpType = true;
+
   CrashpadClient() = default;
   CrashpadClient(const CrashpadClient&) = delete;
   CrashpadClient& operator=(const CrashpadClient&) = delete;

@@ -1,0 +1,239 @@
+#include "monitor/host_watch_win.h"
+
+#include <exception>
+#include <vector>
+
+#include "monitor/handler_end.h"
+#include "monitor/lost_crash.h"
+#include "monitor/process_start_win.h"
+#include "monitor/run_end.h"
+#include "monitor/watched_process_win.h"
+#include "report/store/last_run.h"
+#include "report/store/layout.h"
+#include "support/error_text.h"
+#include "support/files.h"
+#include "support/named_event_win.h"
+#include "support/paths.h"
+#include "support/process_start.h"
+#include "support/run_event.h"
+#include "support/text.h"
+
+namespace wrenfall::monitor {
+namespace {
+
+namespace fs = std::filesystem;
+
+// After the handler's end its dumps are complete, but another program may have one open for a
+// moment. The monitor waits this long for them.
+constexpr std::chrono::seconds kLastSweep(2);
+constexpr DWORD kLastSweepPauseMs = 20;
+
+// A host whose handler has ended by itself is about to end as well.
+constexpr std::chrono::seconds kHostEnd(1);
+
+// A handler that ends with 0 while its host runs was told to: a later run of the host is starting. This
+// is how long the rest of the start may take.
+constexpr DWORD kSuccessorPatienceMs = 3000;
+
+// How long a later run's start leaves a handler to finish what it is writing.
+constexpr std::chrono::seconds kRetirement(30);
+
+StartReporter reporter_starter(const std::string& reporter, Logger& logger) {
+  return [reporter, &logger](const fs::path& folder) {
+    if (reporter.empty()) {
+      logger.error("Reporter not started for %s: none is set", path_to_utf8(folder).c_str());
+      return false;
+    }
+    const uint32_t error = start_program(utf8_to_path(reporter), {folder});
+    if (error == 0) {
+      logger.info("Reporter started for %s", path_to_utf8(folder).c_str());
+      return true;
+    }
+    logger.error("Reporter not started for %s (error %u): %s", path_to_utf8(folder).c_str(), error,
+                 reporter.c_str());
+    return false;
+  };
+}
+
+bool is_signalled(const ScopedKernelHandle& handle) {
+  return handle && WaitForSingleObject(handle.get(), 0) == WAIT_OBJECT_0;
+}
+
+unsigned long long number(const ProcessIdentity& process) { return process.process_id; }
+
+}  // namespace
+
+HostWatch::HostWatch(const MonitorOptions& options, Logger& logger)
+    : options_(options),
+      store_(utf8_to_path(options.store)),
+      logger_(logger),
+      host_(open_watched_process(options.host, SYNCHRONIZE)),
+      up_(open_named_event(up_event_name(options.host, options.run))),
+      successor_(open_named_event(superseded_event_name(options.host, options.run))),
+      host_exit_(options.host),
+      collector_({utf8_to_path(options.database) / kDumpsFolder, store_}, options.host,
+                 options.limits, reporter_starter(options.reporter, logger), logger),
+      watcher_(utf8_to_path(options.database) / kDumpsFolder, store_ / kSessionsFolder),
+      frozen_hosts_(options.host, store_ / kSessionsFolder, logger) {}
+
+template <typename Step>
+HostWatch::Outlook HostWatch::run_logged(Step step) {
+  try {
+    const Outlook outlook = step();
+    last_error_.clear();
+    return outlook;
+  } catch (const std::exception& error) {
+    const std::string text = error_text(error);
+    if (last_error_ != text) logger_.error("Looking for dumps failed: %s", text.c_str());
+    last_error_ = text;
+    return Outlook::kUnsettled;
+  }
+}
+
+bool HostWatch::start_handler() {
+  const fs::path program = application_dir() / kHandlerExecutable;
+  handler_ = monitor::start_handler(program, output_.write_end());
+  const DWORD error = GetLastError();
+  handler_start_ = AwakeClock::now();
+  if (handler_) return true;
+  logger_.error("Capture handler not started (error %lu): %s", error,
+                path_to_utf8(program).c_str());
+  return false;
+}
+
+HostWatch::Outlook HostWatch::look() {
+  output_.log_new_lines(logger_);
+  collector_.refresh_session();
+  const bool finished_soon = collector_.collect();
+  const bool counting = frozen_hosts_.look(handler_.get(), collector_.has_unsettled());
+  if (finished_soon) return Outlook::kFinishedSoon;
+  return counting || has_successor_ || collector_.has_unsettled() ? Outlook::kUnsettled
+                                                                  : Outlook::kQuiet;
+}
+
+HostWatch::Event HostWatch::wait(Outlook outlook) {
+  std::vector<HANDLE> ends;
+  std::vector<Event> meanings;
+  const auto add = [&](HANDLE handle, Event meaning) {
+    if (handle == nullptr) return;
+    ends.push_back(handle);
+    meanings.push_back(meaning);
+  };
+  // A handler ends with its host, and may have a dump to finish before.
+  if (handler_) {
+    add(handler_.get(), Event::kHandlerEnded);
+  } else {
+    add(host_.get(), Event::kHostEnded);
+  }
+  if (!has_successor_) add(successor_.get(), Event::kSuccessor);
+  const auto ended = watcher_.wait(outlook, ends);
+  return ended ? meanings[*ended] : Event::kChange;
+}
+
+void HostWatch::watch() {
+  watcher_.arm();
+  Outlook outlook = run_logged([this] { return look(); });
+  run_logged([this] {
+    collector_.finish_half_made_folders();
+    collector_.apply_retention();
+    return Outlook::kQuiet;
+  });
+  for (bool over = false; !over;) {
+    const Event event = wait(outlook);
+    if (event == Event::kHostEnded) break;
+    if (event == Event::kHandlerEnded && !after_handler_end()) break;
+    if (event == Event::kSuccessor) {
+      has_successor_ = true;
+      successor_came_ = AwakeClock::now();
+    }
+    watcher_.arm();
+    outlook = run_logged([this] { return look(); });
+    over = has_successor_ &&
+           (outlook != Outlook::kFinishedSoon || AwakeClock::now() - successor_came_ > kRetirement);
+  }
+  end_handler();
+  take_last_dumps();
+}
+
+bool HostWatch::wait_for_successor() const {
+  const HANDLE handles[] = {successor_.get(), host_.get()};
+  if (!successor_ || !host_) return false;
+  return WaitForMultipleObjects(2, handles, FALSE, kSuccessorPatienceMs) == WAIT_OBJECT_0;
+}
+
+bool HostWatch::after_handler_end() {
+  DWORD code = 0;
+  GetExitCodeProcess(handler_.get(), &code);
+  handler_exit_code_ = code;
+  handler_.reset();
+  // A handler that was killed while it wrote a dump leaves the host suspended, and nothing else would
+  // resume it.
+  if (resume_frozen_process(options_.host)) {
+    logger_.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
+                 number(options_.host));
+  }
+  HandlerEnd end;
+  end.run_is_up = is_signalled(up_);
+  end.has_successor = has_successor_ || is_signalled(successor_) ||
+                      (end.run_is_up && code == 0 && wait_for_successor());
+  end.host_runs = host_ && !is_signalled(host_);
+  end.lifetime =
+      std::chrono::duration_cast<std::chrono::seconds>(AwakeClock::now() - handler_start_);
+  end.short_lives = short_lives_;
+  short_lives_ = was_short_lived(end.lifetime) ? short_lives_ + 1 : 0;
+  const AfterHandler next = monitor::after_handler_end(end);
+  if (next == AfterHandler::kEnd) return false;
+  if (next == AfterHandler::kStart && start_handler()) {
+    logger_.warn("Capture handler ended with code %lu while process %llu runs; started again", code,
+                 number(options_.host));
+  } else {
+    logger_.error(
+        "Capture handler ended with code %lu while process %llu runs; crashes from now on are lost",
+        code, number(options_.host));
+  }
+  return true;
+}
+
+void HostWatch::end_handler() {
+  if (!handler_) return;
+  TerminateProcess(handler_.get(), 0);
+  WaitForSingleObject(handler_.get(), kSuccessorPatienceMs);
+  resume_frozen_process(options_.host);
+}
+
+void HostWatch::take_last_dumps() {
+  const AwakeClock::time_point end = AwakeClock::now() + kLastSweep;
+  while (run_logged([this] { return look(); }) == Outlook::kFinishedSoon &&
+         AwakeClock::now() < end) {
+    Sleep(kLastSweepPauseMs);
+  }
+  output_.log_rest(logger_);
+  if (!collector_.has_seen_crash()) report_lost_crash();
+  run_logged([this] {
+    record_run_end();
+    return Outlook::kQuiet;
+  });
+}
+
+void HostWatch::report_lost_crash() const {
+  const auto code = host_exit_.exit_code();
+  if (!code) return;
+  const std::string line =
+      lost_crash_line(options_.host.process_id, *code, free_space(store_).value_or(0));
+  if (!line.empty()) logger_.error("%s", line.c_str());
+}
+
+void HostWatch::record_run_end() const {
+  if (!path_exists(store_ / kLastRunFile)) return;
+  host_exit_.wait(kHostEnd);
+  HostFacts facts;
+  facts.exit_code = host_exit_.exit_code();
+  facts.end_ms = host_exit_.end_ms();
+  facts.has_crashed = collector_.has_seen_crash();
+  facts.crash_code = collector_.crash_code();
+  facts.was_terminated = collector_.has_terminated_host();
+  facts.system_ends = is_system_ending();
+  end_run(store_, options_.host, start_ms_, run_end(facts));
+}
+
+}  // namespace wrenfall::monitor

@@ -1,0 +1,84 @@
+#ifndef WRENFALL_COMPANIONS_MONITOR_HOST_WATCH_WIN_H_
+#define WRENFALL_COMPANIONS_MONITOR_HOST_WATCH_WIN_H_
+
+#include <windows.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "monitor/dump_collector.h"
+#include "monitor/dump_watcher_win.h"
+#include "monitor/frozen_hosts_win.h"
+#include "monitor/handler_output_win.h"
+#include "monitor/monitor_options.h"
+#include "monitor/watched_process.h"
+#include "support/clock.h"
+#include "support/logger.h"
+#include "support/win_handle.h"
+
+namespace wrenfall::monitor {
+
+// One host and its capture handler, from the handler's start to the end of both:
+//   1. The handler runs. Its dumps become reports.
+//   2. The handler has ended while the host runs: it is replaced, or, where handlers do not live, the
+//      monitor waits for the end of the host.
+//   3. The host has ended, or a later run of the host is up, whose monitor does all this: the handler is
+//      ended if it still runs, the last dumps are taken, what was lost is logged.
+// Used by one thread. The logger outlives it.
+class HostWatch {
+ public:
+  HostWatch(const MonitorOptions& options, Logger& logger);
+
+  // False, with an error logged, when the handler does not start. Before watch().
+  bool start_handler();
+
+  // Blocks until state 3 is over.
+  void watch();
+
+  // Of the last handler.
+  uint32_t handler_exit_code() const { return handler_exit_code_; }
+
+ private:
+  using Outlook = DumpWatcher::Outlook;
+  enum class Event { kChange, kHandlerEnded, kHostEnded, kSuccessor };
+
+  // Runs a step whose exceptions must not end the watch. An exception is logged, once for each change of
+  // its text.
+  template <typename Step>
+  Outlook run_logged(Step step);
+
+  Outlook look();
+  Event wait(Outlook outlook);
+  // False when the watch is over.
+  bool after_handler_end();
+  bool wait_for_successor() const;
+  void end_handler();
+  void take_last_dumps();
+  void report_lost_crash() const;
+  void record_run_end() const;
+
+  const MonitorOptions& options_;
+  const std::filesystem::path store_;
+  const int64_t start_ms_ = unix_now_ms();
+  Logger& logger_;
+  HandlerOutput output_;
+  const ScopedKernelHandle host_;       // empty when it may not be opened
+  const ScopedKernelHandle up_;         // set once this run is up
+  const ScopedKernelHandle successor_;  // set once a later run is up
+  const ProcessExit host_exit_;
+  DumpCollector collector_;
+  DumpWatcher watcher_;
+  FrozenHosts frozen_hosts_;
+  ScopedKernelHandle handler_;  // empty once it has ended and is not replaced
+  AwakeClock::time_point handler_start_;
+  uint32_t handler_exit_code_ = 0;
+  int short_lives_ = 0;
+  bool has_successor_ = false;
+  AwakeClock::time_point successor_came_;
+  std::string last_error_;
+};
+
+}  // namespace wrenfall::monitor
+
+#endif  // WRENFALL_COMPANIONS_MONITOR_HOST_WATCH_WIN_H_

@@ -1,0 +1,27 @@
+#ifndef WRENFALL_SUPPORT_NAMED_EVENT_H_
+#define WRENFALL_SUPPORT_NAMED_EVENT_H_
+
+#include <memory>
+#include <string>
+
+namespace wrenfall {
+
+// An event that another process of the same session can find by its name and wait for. Once set it stays
+// set. It exists as long as somebody has it open. Where it cannot be made, setting it does nothing.
+class NamedEvent {
+ public:
+  // `name` is ASCII and has no backslash.
+  explicit NamedEvent(const std::string& name);
+
+  void set();
+
+ private:
+  struct Closer {
+    void operator()(void* event) const;
+  };
+  std::unique_ptr<void, Closer> event_;
+};
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_NAMED_EVENT_H_

@@ -1,0 +1,27 @@
+#ifndef WRENFALL_SUPPORT_RUN_EVENT_H_
+#define WRENFALL_SUPPORT_RUN_EVENT_H_
+
+#include <cstdint>
+#include <string>
+
+#include "support/process.h"
+
+namespace wrenfall {
+
+// A process may initialize the library several times. Its runs are numbered from 1. Each has two events,
+// which its monitor finds by their names.
+
+// Set once the run is up. Until then the host waits for its handler, and must be told of its end.
+inline std::string up_event_name(const ProcessIdentity& process, uint32_t run) {
+  return "Wrenfall-" + process.text() + "-" + std::to_string(run) + "-up";
+}
+
+// Set once a later run of the process is up: then nobody needs the monitor and the handler of this one any
+// more.
+inline std::string superseded_event_name(const ProcessIdentity& process, uint32_t run) {
+  return "Wrenfall-" + process.text() + "-" + std::to_string(run) + "-superseded";
+}
+
+}  // namespace wrenfall
+
+#endif  // WRENFALL_SUPPORT_RUN_EVENT_H_
