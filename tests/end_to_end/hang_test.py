@@ -119,8 +119,9 @@ class HangTest(EndToEndTest):
         host.set_options(self.store)
         host.call("options_set_hang_detection", 3000, 0)
         self.assertEqual("0", host.do("init"))
-        for pid in processes("crashpad_handler.exe", self.folder.name):
-            end_process(pid)
+        for program in ("WrenfallMonitor.exe", "crashpad_handler.exe"):
+            for pid in processes(program, self.folder.name):
+                end_process(pid)
         wait_for(lambda: "ERROR Capture failed" in self.log(), what="the capture that fails")
         host.do("shutdown")
         self.assertEqual(1, self.log().count(captured))

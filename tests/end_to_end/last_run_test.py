@@ -29,8 +29,9 @@ class LastRunTest(EndToEndTest):
         host.process.kill()
 
     def lose_handler(self):
+        before = self.log().count("started again")
         self.end_companion("crashpad_handler.exe")
-        wait_for(lambda: not processes("WrenfallMonitor.exe", self.folder.name), what="the monitor's end")
+        wait_for(lambda: self.log().count("started again") > before, what="another handler")
 
     def test_each_end(self):
         rows = [
@@ -40,7 +41,7 @@ class LastRunTest(EndToEndTest):
             ("killed monitor", self.kill_monitor, (UNKNOWN, 0, 0, 2)),
             ("no dump", lambda host: host.crash("fail-fast"), (CRASHED, 0xC0000409, 0xC0000409, 3)),
             ("no shutdown", lambda host: host.close(), (ENDED, 0, 0, 0)),
-            ("lost handler", lambda host: self.lose_handler(), (UNKNOWN, 0, 0, 0)),
+            ("lost handler", lambda host: self.lose_handler(), (ENDED, 0, 0, 0)),
             ("clean without a handler", lambda host: (self.lose_handler(), host.do("shutdown")), (CLEAN, 0, 0, 0)),
         ]
         host, last = self.start()
