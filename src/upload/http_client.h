@@ -49,6 +49,10 @@ class HttpClient {
   virtual HttpResponse request_file(const std::string& method, const std::string& url,
                                     const HttpHeaders& headers,
                                     const std::filesystem::path& file_path) = 0;
+
+  // Ends the requests under way, and lets no later one begin: they fail as transport failures. A
+  // client that cannot do so goes on. For any thread; does not wait for the requests' end.
+  virtual void cancel() {}
 };
 
 // The "User-Agent" of every request: "Wrenfall/" and the version.

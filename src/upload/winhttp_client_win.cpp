@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <utility>
@@ -71,6 +72,64 @@ class ScopedInternet {
   const WinHttp& http_;
   const HINTERNET handle_;
 };
+
+class ScopedRequest;
+
+// The requests of one client that are under way. A request that another thread closes ends its call with
+// an error. A list through the requests themselves, so that no memory is needed.
+class OpenRequests {
+ public:
+  void cancel();
+
+ private:
+  friend class ScopedRequest;
+  std::mutex mutex_;
+  ScopedRequest* first_ = nullptr;
+  bool cancelled_ = false;
+};
+
+// Owns a request until it is cancelled. Empty when there was none, or when all are cancelled.
+class ScopedRequest {
+ public:
+  ScopedRequest(const WinHttp& http, OpenRequests& all, HINTERNET handle)
+      : http_(http), all_(all), handle_(handle) {
+    const std::lock_guard<std::mutex> lock(all_.mutex_);
+    next_ = std::exchange(all_.first_, this);
+    if (all_.cancelled_) close();
+  }
+  ~ScopedRequest() {
+    const std::lock_guard<std::mutex> lock(all_.mutex_);
+    close();
+    ScopedRequest** link = &all_.first_;
+    while (*link != this) link = &(*link)->next_;
+    *link = next_;
+  }
+  ScopedRequest(const ScopedRequest&) = delete;
+  ScopedRequest& operator=(const ScopedRequest&) = delete;
+
+  // Its calls fail once it is cancelled.
+  HINTERNET get() const { return handle_; }
+
+ private:
+  friend class OpenRequests;
+  void close() {
+    if (handle_ != nullptr && !std::exchange(is_closed_, true)) http_.close_handle(handle_);
+  }
+
+  const WinHttp& http_;
+  OpenRequests& all_;
+  const HINTERNET handle_;
+  bool is_closed_ = false;
+  ScopedRequest* next_ = nullptr;
+};
+
+void OpenRequests::cancel() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  cancelled_ = true;
+  for (ScopedRequest* request = first_; request != nullptr; request = request->next_) {
+    request->close();
+  }
+}
 
 HttpResponse failure(wrenfall_result result, std::string error) {
   HttpResponse response;
@@ -257,12 +316,13 @@ class WinHttpClient : public HttpClient {
                             const std::filesystem::path& file_path) override {
     return perform_safely(method, url, headers, {}, file_path);
   }
+  void cancel() override { open_requests_.cancel(); }
 
  private:
   // No failure leaves as an exception, lack of memory included.
   HttpResponse perform_safely(const std::string& method, const std::string& url,
                               const HttpHeaders& headers, const std::string& body,
-                              const std::filesystem::path& file_path) const {
+                              const std::filesystem::path& file_path) {
     try {
       return perform(method, url, headers, body, file_path);
     } catch (const std::bad_alloc&) {
@@ -275,7 +335,7 @@ class WinHttpClient : public HttpClient {
   // Sends the file when one is named, else `body`.
   HttpResponse perform(const std::string& method, const std::string& url,
                        const HttpHeaders& headers, const std::string& body,
-                       const std::filesystem::path& file_path) const {
+                       const std::filesystem::path& file_path) {
     CrackedUrl target;
     if (!crack(http_, url, target)) return failure(WRENFALL_ERROR_INVALID_ARGUMENT, "bad url");
 
@@ -292,12 +352,14 @@ class WinHttpClient : public HttpClient {
     const ScopedInternet connection(
         http_, http_.connect(session.get(), target.host.data(), target.port, 0));
     if (!connection) return transport_failure();
-    const ScopedInternet request(
-        http_,
+    const ScopedRequest request(
+        http_, open_requests_,
         http_.open_request(connection.get(), utf8_to_wide(method).c_str(), target.path.data(),
                            nullptr, WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
                            target.secure() ? WINHTTP_FLAG_SECURE : 0));
-    if (!request || !add_headers(http_, request.get(), headers)) return transport_failure();
+    if (request.get() == nullptr || !add_headers(http_, request.get(), headers)) {
+      return transport_failure();
+    }
 
     for (int repeats = 0;; ++repeats) {
       Failure failed = file_path.empty() ? send_memory(http_, request.get(), body)
@@ -311,6 +373,7 @@ class WinHttpClient : public HttpClient {
 
   const WinHttp http_;
   const UploadProgress progress_;
+  OpenRequests open_requests_;
 };
 
 }  // namespace
