@@ -4,12 +4,15 @@
 #include <vector>
 
 #include "monitor/handler_end.h"
+#include "monitor/host_program.h"
 #include "monitor/lost_crash.h"
 #include "monitor/process_start_win.h"
 #include "monitor/run_end.h"
 #include "monitor/watched_process_win.h"
+#include "report/store/crash_data.h"
 #include "report/store/last_run.h"
 #include "report/store/layout.h"
+#include "report/store/upload_policy.h"
 #include "support/error_text.h"
 #include "support/files.h"
 #include "support/named_event_win.h"
@@ -38,13 +41,26 @@ constexpr DWORD kSuccessorPatienceMs = 3000;
 // How long a later run's start leaves a handler to finish what it is writing.
 constexpr std::chrono::seconds kRetirement(30);
 
-StartReporter reporter_starter(const std::string& reporter, Logger& logger) {
-  return [reporter, &logger](const fs::path& folder) {
+// The dialog is told of the program that crashed, unless the report is of another process.
+HostProgram program_of(const fs::path& folder, const ProcessIdentity& host,
+                       const HostProgram& program) {
+  CrashData record;
+  const bool is_shown = load(folder, record) && record.uploadPolicy == kPolicyDialog &&
+                        record.processId == host.process_id;
+  return is_shown ? program : HostProgram();
+}
+
+StartReporter reporter_starter(const MonitorOptions& options, Logger& logger) {
+  const std::string& reporter = options.reporter;
+  const ProcessIdentity host = options.host;
+  const HostProgram program = read_host_program(host);
+  return [reporter, host, program, &logger](const fs::path& folder) {
     if (reporter.empty()) {
       logger.error("Reporter not started for %s: none is set", path_to_utf8(folder).c_str());
       return false;
     }
-    const uint32_t error = start_program(utf8_to_path(reporter), {folder});
+    const uint32_t error = start_program(
+        utf8_to_path(reporter), reporter_arguments(folder, program_of(folder, host, program)));
     if (error == 0) {
       logger.info("Reporter started for %s", path_to_utf8(folder).c_str());
       return true;
@@ -72,7 +88,7 @@ HostWatch::HostWatch(const MonitorOptions& options, Logger& logger)
       successor_(open_named_event(superseded_event_name(options.host, options.run))),
       host_exit_(options.host),
       collector_({utf8_to_path(options.database) / kDumpsFolder, store_}, options.host,
-                 options.limits, reporter_starter(options.reporter, logger), logger),
+                 options.limits, reporter_starter(options, logger), logger),
       watcher_(utf8_to_path(options.database) / kDumpsFolder, store_ / kSessionsFolder),
       frozen_hosts_(options.host, store_ / kSessionsFolder, logger) {}
 

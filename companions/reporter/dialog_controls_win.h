@@ -3,73 +3,63 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "reporter/dialog_layout.h"
 #include "reporter/dialog_look_win.h"
-#include "reporter/file_listing.h"
+#include "reporter/dialog_page.h"
+#include "reporter/screen_reader_win.h"
 
 namespace wrenfall::reporter {
-
-// The dialog manager turns Enter into IDOK and Escape into IDCANCEL.
-enum ControlId : int {
-  kSendButton = IDOK,
-  kCloseButton = IDCANCEL,
-  kIcon = 100,
-  kHeading,
-  kMessage,
-  kFilesLabel,
-  kFiles,
-  kEmailLabel,
-  kEmail,
-  kDescriptionLabel,
-  kDescription,
-  kHint,
-  kProgress,
-  kSupportLabel,
-  kSupport,
-  kDetailsLabel,
-  kDetails,
-  kTryAgainButton,
-  kDontSendButton,
-  kOpenFolderButton,
-  kAlwaysSend,
-};
 
 // The child windows of the dialog. They are created in their tab order. Each label comes right before
 // its field, because screen readers take the field's name from there. Used by the dialog's thread
 // alone; the system destroys the windows together with the dialog.
 class DialogControls {
  public:
-  // False when a control could not be made.
-  bool create(HWND dialog);
+  // False when a control could not be made. `appearance` outlives the controls.
+  bool create(HWND dialog, const Appearance& appearance);
 
   HWND get(ControlId id) const { return GetDlgItem(dialog_, id); }
-  void set_text(ControlId id, const std::string& text) const;
-  std::string text(ControlId id) const;
-  void show(ControlId id, bool visible) const;
-  bool is_shown(ControlId id) const;
-  // Of a check box.
-  bool is_checked(ControlId id) const;
-  void place(ControlId id, const Box& box) const;
+  // Shows the controls of the page with their texts, and hides the others.
+  void show(const DialogPage& page);
+  // Where they are, shifted up by `scrolled` pixels.
+  void place(const PlacedPage& placed, int scrolled, unsigned dpi) const;
+  void use_fonts(const DialogFonts& fonts) const;
+  // After the appearance has changed.
+  void use_appearance() const;
   void set_icon(HICON icon) const;
 
-  void use_fonts(const DialogFonts& fonts) const;
-  // The space that the control's text needs in its font.
-  int text_height(ControlId id, int width) const;
-  int text_width(ControlId id) const;
-  int line_height() const;
+  // Gives a field of many lines a scroll bar while it needs one.
+  void fit_scroll_bar(ControlId id) const;
 
-  void set_columns(const std::string& file, const std::string& size) const;
-  void set_files(const std::vector<ListedFile>& files) const;
-  void fit_columns() const;
+  void set_text(ControlId id, const std::string& text) const;
+  std::string text(ControlId id) const;
+  bool is_shown(ControlId id) const;
+  bool is_checked(ControlId id) const;
+  // A thousandth each.
+  void set_progress(int steps) const;
+
+  // The rows of the list, in this order.
+  struct FileRow {
+    std::string name;
+    std::string size;
+    bool is_checked = true;
+  };
+  void set_files(const std::vector<FileRow>& rows) const;
+  // The chosen row; -1 when there is none.
+  int chosen_file() const;
 
  private:
-  SIZE measure(ControlId id, const std::string& shown, int width) const;
-
   HWND dialog_ = nullptr;
+  const Appearance* appearance_ = nullptr;
+  ScreenReader screen_reader_;
 };
+
+// The frame that the dialog draws around a field; empty for other controls.
+Box frame_of(ControlId id, const Box& box);
 
 }  // namespace wrenfall::reporter
 

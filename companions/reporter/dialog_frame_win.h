@@ -3,13 +3,13 @@
 
 #include <windows.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "reporter/dialog_controls_win.h"
+#include "reporter/dialog_layout.h"
 #include "reporter/dialog_look_win.h"
-#include "reporter/dialog_pages_win.h"
+#include "reporter/dialog_page.h"
 
 namespace wrenfall::reporter {
 
@@ -18,37 +18,44 @@ class DialogEvents {
  public:
   virtual ~DialogEvents() = default;
   virtual void on_button(ControlId id) = 0;
-  // The user wants to close the window, by its title bar, Escape or kCloseButton. It stays open until
-  // DialogFrame::close() is called.
+  // Escape, or the button that closes or cancels. The window stays open until DialogFrame::close() is
+  // called, here and in the next one.
+  virtual void on_escape() = 0;
+  // The user wants to close the window, by its title bar for example.
   virtual void on_close() = 0;
+  // The user switched a file on or off, or wants to see what is in it. The number of its row.
+  virtual void on_file_switched(size_t row, bool checked) = 0;
+  virtual void on_file_opened(size_t row) = 0;
+  // Whether the user may switch the file off.
+  virtual bool is_optional(size_t row) = 0;
   // A message that the program posted to itself: WM_APP or above.
   virtual void on_message(UINT message) = 0;
   // The user logs off. The system may end the process as soon as this returns.
   virtual void on_session_end() = 0;
 };
 
-// The window with its look and its pages. It passes what the user does to `events`, which decides
-// what happens. Fonts, icon and layout follow the dots per inch of the monitor that the window is on.
-// All calls are made on one thread.
+// The window that shows one page after the other. It passes what the user does to `events`, which
+// decides what happens. It keeps its size when the page changes, unless a page needs more. Fonts, icons,
+// frame and layout follow the dots per inch of the monitor that the window is on; colours follow what
+// the user has set for all windows. All calls are made on one thread.
 class DialogFrame {
  public:
-  DialogFrame(DialogEvents& events, std::filesystem::path logo);
+  DialogFrame(DialogEvents& events, IconFiles icons, bool right_to_left);
   ~DialogFrame();
   DialogFrame(const DialogFrame&) = delete;
   DialogFrame& operator=(const DialogFrame&) = delete;
 
-  // False when the system cannot create the window, for example because there is no display.
-  bool create();
+  // Makes the window as large as the largest of these pages. False when the system cannot create it,
+  // for example because there is no display.
+  bool create(const std::vector<DialogPage>& pages);
   HWND window() const { return window_; }
   DialogControls& controls() { return controls_; }
-  Page page() const { return page_; }
+  Page page() const { return page_.page; }
 
-  // Shows the page with these of its optional controls, and the window if it was hidden. `icon` names
-  // one of the system's icons, which is used where there is no logo.
-  void show(Page page, const std::string& title, const wchar_t* icon, ControlId focus,
-            const std::vector<ControlId>& optional = {});
-  // Places the controls again after the length of a text has changed.
-  void lay_out();
+  // Shows the page, and the window if it was hidden.
+  void show(const DialogPage& page);
+  // Shows the page that is shown with other texts.
+  void refresh(const DialogPage& page);
   void hide();
   bool is_hidden() const { return hidden_; }
   void close();
@@ -56,33 +63,48 @@ class DialogFrame {
   void run();
 
   // Message boxes: one with an OK button, and one that asks yes or no.
-  void tell(const std::string& text);
+  void tell(const std::string& text, UINT icon = MB_ICONERROR);
   bool confirm(const std::string& question);
 
  private:
   static INT_PTR CALLBACK procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   INT_PTR handle(UINT message, WPARAM wparam, LPARAM lparam);
-  bool handle_size(UINT message, LPARAM lparam);
+  bool handle_size(UINT message, WPARAM wparam, LPARAM lparam);
+  INT_PTR handle_list(const NMHDR& header);
+  void handle_command(int id, int notification);
+  INT_PTR color_control(HDC context, HWND control) const;
   INT_PTR paint_background(HDC context);
   void use_dpi(unsigned dpi);
   void use_icons();
+  void use_appearance();
+  void lay_out();
+  void follow_focus();
+  void scroll_to(int offset);
+  void handle_scroll(int request);
   void take_focus();
-  void fit_to_page();
-  void place_on_screen();
+  void resize(const Extent& client, bool to_middle);
+  Extent largest_client() const;
+  void grow_to(const DialogPage& page);
   int ask_with_box(const std::string& text, UINT type);
 
   DialogEvents& events_;
-  const std::filesystem::path logo_;
+  const IconFiles icon_files_;
+  const bool right_to_left_;
+  Appearance appearance_;
   HWND window_ = nullptr;
   DialogControls controls_;
   DialogFonts fonts_;
+  ScopedBrush window_brush_;
+  ScopedBrush field_brush_;
+  ScopedBrush footer_brush_;
   ScopedIcon icon_;
   ScopedIcon small_icon_;
   ScopedIcon large_icon_;
-  const wchar_t* system_icon_ = IDI_WARNING;
   unsigned dpi_ = USER_DEFAULT_SCREEN_DPI;
-  Page page_ = Page::kAsk;
-  ControlId focus_ = kDescription;
+  DialogPage page_;
+  PlacedPage placed_;
+  int scrolled_ = 0;  // pixels of the page above the window's upper edge
+  HWND last_focus_ = nullptr;
   bool focus_is_due_ = false;
   bool ready_ = false;  // the controls exist
   bool hidden_ = true;

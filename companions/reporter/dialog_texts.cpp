@@ -1,85 +1,96 @@
 #include "reporter/dialog_texts.h"
 
+#include <algorithm>
+
 #include "support/json_text.h"
+#include "support/text.h"
 
 namespace wrenfall::reporter {
 namespace {
 
 struct Entry {
   Text text;
-  const char* key;  // in a theme's file
-  const char* english;
+  const char* key;  // in a language's and a theme's file
 };
 
 constexpr Entry kEntries[] = {
-    {Text::kTitle, "title", "{application} - Problem report"},
-    {Text::kTitleSending, "titleSending", "{application} - Sending the report"},
-    {Text::kTitleSent, "titleSent", "{application} - Report sent"},
-    {Text::kTitleNotSent, "titleNotSent", "{application} - Report not sent"},
-    {Text::kHeadingCrash, "headingCrash", "{application} has stopped working"},
-    {Text::kHeadingHang, "headingHang", "{application} has stopped responding"},
-    {Text::kHeadingOther, "headingOther", "{application} has made a problem report"},
-    {Text::kIntro, "intro",
-     "A report was made that helps to find and fix the problem. It consists of the files below and "
-     "facts about the program and this computer. Please send it, and say what you know."},
-    {Text::kMoreReports, "moreReports",
-     "This report and {count} more wait for your answer, one after the other."},
-    {Text::kFilesLabel, "filesLabel", "Files that &will be sent ({count}, {size}):"},
-    {Text::kFileColumn, "fileColumn", "File"},
-    {Text::kSizeColumn, "sizeColumn", "Size"},
-    {Text::kOpenFolder, "openFolder", "&Open folder"},
-    {Text::kEmailLabel, "emailLabel",
-     "E-&mail address, if you may be asked about the problem (optional):"},
-    {Text::kDescriptionLabel, "descriptionLabel",
-     "What &happened? What did you do before? (optional)"},
-    {Text::kAlwaysSend, "alwaysSend", "&Always send without asking"},
-    {Text::kCloseHint, "closeHint",
-     "If you close this window without choosing, the report stays on this computer, and "
-     "{application} may send it later."},
-    {Text::kSend, "send", "&Send report"},
-    {Text::kDontSend, "dontSend", "&Don't send"},
-    {Text::kClose, "close", "&Close"},
-    {Text::kTryAgain, "tryAgain", "&Try again"},
-    {Text::kHeadingSending, "headingSending", "Sending the report"},
-    {Text::kSending, "sending",
-     "This can take a while. You may close the window: sending goes on, and the window comes back "
-     "if it fails."},
-    {Text::kHeadingSent, "headingSent", "The report was sent"},
-    {Text::kSent, "sent", "Thank you. It helps to find and fix the problem."},
-    {Text::kHeadingNotSent, "headingNotSent", "The report was not sent"},
-    {Text::kIncomplete, "incomplete", "The report lacks something that the service needs."},
-    {Text::kUnreadable, "unreadable",
-     "The files of the report could not be read, or there is no room to pack them."},
-    {Text::kUnreachable, "unreachable",
-     "The service could not be reached. Is this computer connected to the network?"},
-    {Text::kServiceFailed, "serviceFailed",
-     "The service could not take the report (HTTP status {status})."},
-    {Text::kSlowDown, "slowDown",
-     "The service gets too many reports at present and did not accept this one."},
-    {Text::kRejected, "rejected", "The service did not accept the report."},
-    {Text::kFailedOtherwise, "failedOtherwise", "Something unexpected went wrong."},
-    {Text::kGone, "gone",
-     "The report is not there any more. Another program has sent or deleted it."},
-    {Text::kKept, "kept", "The report is kept on this computer for another attempt."},
-    {Text::kSentLater, "sentLater", "The report stays on this computer and will be sent later."},
-    {Text::kSentAgain, "sentAgain",
-     "The report stays on this computer. {application} sends it again by itself while it runs, the "
-     "next time after {time}."},
-    {Text::kDeleted, "deleted", "The report was deleted from this computer."},
-    {Text::kSupportLabel, "supportLabel", "There is a page with &advice about this problem:"},
-    {Text::kDetailsLabel, "detailsLabel", "D&etails:"},
-    {Text::kSaveFailed, "saveFailed",
-     "Your e-mail address and description could not be saved, so nothing was sent. The report is "
-     "still there, and so is what you typed. Is the disk full?"},
-    {Text::kCloseUnsaved, "closeUnsaved",
-     "Your e-mail address and description could not be saved and will be lost. The report stays on "
-     "this computer. Close nevertheless?"},
-    {Text::kDiscardFailed, "discardFailed",
-     "Not all files of the report could be deleted. Perhaps another program has one open. The "
-     "report will not be sent."},
+    {Text::kTitle, "title"},
+    {Text::kTitleSending, "titleSending"},
+    {Text::kTitleSent, "titleSent"},
+    {Text::kTitleNotSent, "titleNotSent"},
+    {Text::kHeadingCrash, "headingCrash"},
+    {Text::kHeadingHang, "headingHang"},
+    {Text::kHeadingOther, "headingOther"},
+    {Text::kIntro, "intro"},
+    {Text::kMoreReports, "moreReports"},
+    {Text::kDescriptionLabel, "descriptionLabel"},
+    {Text::kEmailLabel, "emailLabel"},
+    {Text::kShowFiles, "showFiles"},
+    {Text::kAlwaysSend, "alwaysSend"},
+    {Text::kRestart, "restart"},
+    {Text::kPrivacy, "privacy"},
+    {Text::kCloseHint, "closeHint"},
+    {Text::kCloseHintAsk, "closeHintAsk"},
+    {Text::kSend, "send"},
+    {Text::kDontSend, "dontSend"},
+    {Text::kHeadingFiles, "headingFiles"},
+    {Text::kFilesIntro, "filesIntro"},
+    {Text::kFilesLabel, "filesLabel"},
+    {Text::kFileColumn, "fileColumn"},
+    {Text::kSizeColumn, "sizeColumn"},
+    {Text::kAlwaysSent, "alwaysSent"},
+    {Text::kOpenFile, "openFile"},
+    {Text::kOpenFolder, "openFolder"},
+    {Text::kBack, "back"},
+    {Text::kHeadingSending, "headingSending"},
+    {Text::kSending, "sending"},
+    {Text::kPacking, "packing"},
+    {Text::kProgress, "progress"},
+    {Text::kCancelling, "cancelling"},
+    {Text::kCancel, "cancel"},
+    {Text::kHeadingSent, "headingSent"},
+    {Text::kHeadingSentPlain, "headingSentPlain"},
+    {Text::kCopy, "copy"},
+    {Text::kSupportLabel, "supportLabel"},
+    {Text::kOpenPage, "openPage"},
+    {Text::kHeadingNotSent, "headingNotSent"},
+    {Text::kFailure, "failure"},
+    {Text::kIncomplete, "incomplete"},
+    {Text::kUnreadable, "unreadable"},
+    {Text::kUnreachable, "unreachable"},
+    {Text::kServiceFailed, "serviceFailed"},
+    {Text::kSlowDown, "slowDown"},
+    {Text::kRejected, "rejected"},
+    {Text::kCancelled, "cancelled"},
+    {Text::kRefused, "refused"},
+    {Text::kFailedOtherwise, "failedOtherwise"},
+    {Text::kGone, "gone"},
+    {Text::kKept, "kept"},
+    {Text::kSentLater, "sentLater"},
+    {Text::kSentAgain, "sentAgain"},
+    {Text::kAskedAgain, "askedAgain"},
+    {Text::kHeldBack, "heldBack"},
+    {Text::kDeleted, "deleted"},
+    {Text::kShowDetails, "showDetails"},
+    {Text::kHideDetails, "hideDetails"},
+    {Text::kDetailsLabel, "detailsLabel"},
+    {Text::kTryAgain, "tryAgain"},
+    {Text::kClose, "close"},
+    {Text::kSaveFailed, "saveFailed"},
+    {Text::kCloseUnsaved, "closeUnsaved"},
+    {Text::kDiscardFailed, "discardFailed"},
+    {Text::kLeaveOutFailed, "leaveOutFailed"},
+    {Text::kRestartFailed, "restartFailed"},
+    {Text::kSizeKb, "sizeKb"},
+    {Text::kSizeMb, "sizeMb"},
+    {Text::kSizeGb, "sizeGb"},
 };
 
+constexpr char kDirection[] = "direction";
+constexpr char kLanguage[] = "language";
 constexpr char kOfferAlwaysSend[] = "offerAlwaysSend";
+constexpr char kOfferRestart[] = "offerRestart";
+constexpr char kPrivacyUrl[] = "privacyUrl";
 
 // Whether the row of each text is found at the text's own number.
 constexpr bool rows_are_in_order() {
@@ -91,37 +102,94 @@ constexpr bool rows_are_in_order() {
 }
 static_assert(rows_are_in_order());
 
-}  // namespace
+std::string quoted(const char* key) { return '"' + std::string(key) + '"'; }
 
-DialogTexts::DialogTexts() {
-  for (const Entry& entry : kEntries) at(entry.text) = entry.english;
+const std::string* text_member(const nlohmann::json& object, const char* key) {
+  const auto member = object.find(key);
+  return member == object.end() ? nullptr : member->get_ptr<const std::string*>();
 }
 
-void DialogTexts::override_from(const std::string& json,
-                                const std::function<void(const std::string&)>& warn) {
+void read_switch(const nlohmann::json& object, const char* key, bool& value,
+                 const DialogTexts::Warn& warn) {
+  const auto member = object.find(key);
+  if (member == object.end()) return;
+  if (const auto* const given = member->get_ptr<const bool*>()) {
+    value = *given;
+  } else {
+    warn(quoted(key) + " is neither true nor false");
+  }
+}
+
+// The script in which a region writes Chinese.
+std::string chinese_script(const std::string& locale) {
+  for (const char* const traditional : {"TW", "HK", "MO", "Hant"}) {
+    if (locale.find(traditional) != std::string::npos) return "zh-Hant";
+  }
+  return "zh-Hans";
+}
+
+const char* find_language(const std::string& locale) {
+  for (const std::string& name : language_names(locale)) {
+    for (const BuiltInLanguage& language : built_in_languages()) {
+      if (equal_ignoring_ascii_case(name, language.name)) return language.json;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::vector<std::string> language_names(const std::string& locale) {
+  const auto is_allowed = [](char c) {
+    return (c >= '0' && c <= '9') || c == '-' || (ascii_lower(c) >= 'a' && ascii_lower(c) <= 'z');
+  };
+  std::vector<std::string> names;
+  if (!std::all_of(locale.begin(), locale.end(), is_allowed)) return names;
+  size_t length = locale.size();
+  while (length > 0 && length != std::string::npos) {
+    names.push_back(locale.substr(0, length));
+    length = names.back().rfind('-');
+  }
+  if (names.empty() || names.back() != "zh") return names;
+  const std::string script = chinese_script(locale);
+  if (std::find(names.begin(), names.end(), script) == names.end()) {
+    names.insert(names.end() - 1, script);
+  }
+  return names;
+}
+
+DialogTexts::DialogTexts(const std::string& locale) {
+  const auto ignore = [](const std::string&) {};
+  override_from(find_language("en"), ignore);
+  if (const char* const json = find_language(locale)) override_from(json, ignore);
+}
+
+void DialogTexts::override_from(const std::string& json, const Warn& warn, Take take) {
   const nlohmann::json object = parse_json(json);
   if (!object.is_object()) {
     warn("not a JSON object in UTF-8");
     return;
   }
-  for (const Entry& entry : kEntries) {
-    const auto member = object.find(entry.key);
-    if (member == object.end()) continue;
-    const auto* const text = member->get_ptr<const std::string*>();
+  const auto read_text = [&](const char* key, std::string& value) {
+    if (!object.contains(key)) return;
+    const std::string* const text = text_member(object, key);
     if (text != nullptr && !text->empty() && text->size() <= kMaxTextBytes) {
-      at(entry.text) = *text;
+      value = *text;
     } else {
-      warn(std::string("\"") + entry.key + "\" is not a text of 1 to " +
-           std::to_string(kMaxTextBytes) + " bytes");
+      warn(quoted(key) + " is not a text of 1 to " + std::to_string(kMaxTextBytes) + " bytes");
     }
-  }
-  const auto offer = object.find(kOfferAlwaysSend);
-  if (offer == object.end()) return;
-  const auto* const offered = offer->get_ptr<const bool*>();
-  if (offered != nullptr) {
-    offers_always_send_ = *offered;
+  };
+  read_switch(object, kOfferAlwaysSend, offers_always_send_, warn);
+  read_switch(object, kOfferRestart, offers_restart_, warn);
+  read_text(kPrivacyUrl, privacy_url_);
+  if (take == Take::kSettings) return;
+  for (const Entry& entry : kEntries) read_text(entry.key, at(entry.text));
+  std::string direction = is_right_to_left_ ? "rtl" : "ltr";
+  read_text(kDirection, direction);
+  if (direction != "rtl" && direction != "ltr") {
+    warn(quoted(kDirection) + " is neither \"ltr\" nor \"rtl\"");
   } else {
-    warn(std::string("\"") + kOfferAlwaysSend + "\" is neither true nor false");
+    is_right_to_left_ = direction == "rtl";
   }
 }
 
@@ -140,6 +208,18 @@ std::string DialogTexts::filled(Text text, const std::map<std::string, std::stri
     }
   }
   return result;
+}
+
+std::string language_of_texts(const std::string& json) {
+  const nlohmann::json object = parse_json(json);
+  const std::string* const text = object.is_object() ? text_member(object, kLanguage) : nullptr;
+  return text == nullptr ? std::string() : *text;
+}
+
+std::string escape_access_key(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) escaped.append(c == '&' ? 2 : 1, c);
+  return escaped;
 }
 
 }  // namespace wrenfall::reporter

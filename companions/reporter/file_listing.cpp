@@ -1,5 +1,10 @@
 #include "reporter/file_listing.h"
 
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
 #include "report/store/report_files.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -8,11 +13,15 @@ namespace wrenfall::reporter {
 
 namespace fs = std::filesystem;
 
-std::vector<ListedFile> list_files_to_send(const fs::path& folder) {
+std::vector<ListedFile> list_files_to_send(const fs::path& folder, const std::string& dump) {
   std::vector<ListedFile> files;
   try {
     for (const fs::path& file : files_to_send(folder).files) {
-      files.push_back({path_to_utf8(file.filename()), size_of_file(file).value_or(0)});
+      ListedFile listed;
+      listed.name = path_to_utf8(file.filename());
+      listed.bytes = size_of_file(file).value_or(0);
+      listed.is_optional = listed.name != dump && !is_reserved_file_name(listed.name);
+      files.push_back(std::move(listed));
     }
   } catch (const fs::filesystem_error&) {
     // The list only informs the user; sending reports an unreadable folder.
@@ -22,8 +31,20 @@ std::vector<ListedFile> list_files_to_send(const fs::path& folder) {
 
 uint64_t total_size(const std::vector<ListedFile>& files) {
   uint64_t total = 0;
-  for (const ListedFile& file : files) total += file.bytes;
+  for (const ListedFile& file : files) total += file.is_wanted ? file.bytes : 0;
   return total;
+}
+
+bool is_safe_to_open(const std::string& name) {
+  static constexpr std::string_view kTypes[] = {".bmp", ".csv", ".dmp", ".gif",  ".ini",
+                                                ".jpg", ".log", ".png", ".jpeg", ".json",
+                                                ".md",  ".txt", ".xml", ".zip"};
+  const size_t dot = name.rfind('.');
+  if (dot == std::string::npos) return false;
+  const std::string_view type = std::string_view(name).substr(dot);
+  return std::any_of(std::begin(kTypes), std::end(kTypes), [&](std::string_view known) {
+    return equal_ignoring_ascii_case(type, known);
+  });
 }
 
 }  // namespace wrenfall::reporter

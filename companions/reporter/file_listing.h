@@ -11,13 +11,22 @@ namespace wrenfall::reporter {
 struct ListedFile {
   std::string name;
   uint64_t bytes = 0;
+  // Whether the user may leave the file out. The dump and what the library itself wrote is always sent.
+  bool is_optional = false;
+  bool is_wanted = true;
 };
 
 // The files of a report folder that an upload packs, in the order of their names. Empty when the
-// folder cannot be read.
-std::vector<ListedFile> list_files_to_send(const std::filesystem::path& folder);
+// folder cannot be read. `dump` is the name of its dump.
+std::vector<ListedFile> list_files_to_send(const std::filesystem::path& folder,
+                                           const std::string& dump = {});
 
+// Of the files that are wanted.
 uint64_t total_size(const std::vector<ListedFile>& files);
+
+// Whether the file may be opened by the program that is registered for its type. For a type that runs
+// something itself, and for unknown ones, its folder is shown instead.
+bool is_safe_to_open(const std::string& name);
 
 }  // namespace wrenfall::reporter
 

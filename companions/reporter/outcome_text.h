@@ -5,6 +5,7 @@
 
 #include "reporter/dialog_texts.h"
 #include "reporter/owned_report.h"
+#include "reporter/user_format.h"
 
 namespace wrenfall::reporter {
 
@@ -12,12 +13,22 @@ namespace wrenfall::reporter {
 struct OutcomeText {
   std::string title;
   std::string heading;
-  std::string explanation;  // what went wrong, and what became of the report
+  std::string explanation;  // what went wrong and what becomes of the report; empty after success
   std::string details;      // for support: the result's name, the HTTP status, the error text
+  bool may_try_again = false;
+};
+
+// What the text depends on beside the outcome.
+struct OutcomeContext {
+  std::string application;
+  // Whether anything is sent without the user's word; otherwise the user is asked again.
+  bool is_sent_by_itself = true;
+  bool was_cancelled = false;  // by the user
+  UserFormat format;
 };
 
 OutcomeText explain_outcome(const SendOutcome& outcome, const DialogTexts& texts,
-                            const std::string& application);
+                            const OutcomeContext& context);
 
 // What to do with the address of a support page that the service sent.
 enum class SupportPage {

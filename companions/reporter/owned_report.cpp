@@ -1,5 +1,6 @@
 #include "reporter/owned_report.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -79,6 +80,28 @@ OwnedReport::Saved OwnedReport::save_answers(const std::string& email,
   record_.email = cut_utf8(email, kMaxEmailBytes);
   record_.userDescription = cut_utf8(description, kMaxDescriptionBytes);
   return write() ? Saved::kYes : Saved::kFailed;
+}
+
+bool OwnedReport::leave_out(const std::vector<std::string>& names) {
+  if (names.empty()) return true;
+  const auto claim = FolderClaim::try_take(folder_);
+  if (!claim) return false;
+  bool all = true;
+  for (const std::string& name : names) {
+    const fs::path file = folder_ / utf8_to_path(name);
+    if (!remove_file(file)) {
+      all = false;
+      continue;
+    }
+    const auto listed = std::find(record_.attachments.begin(), record_.attachments.end(), name);
+    if (listed != record_.attachments.end()) record_.attachments.erase(listed);
+    logger_.info("Left out by the user: %s", path_to_utf8(file).c_str());
+  }
+  return write() && all;
+}
+
+bool OwnedReport::is_sent_by_itself() const {
+  return may_send(read_consent(folder_.parent_path()), false);
 }
 
 void OwnedReport::keep_consent() {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "report/sending.h"
 #include "report/store/crash_data.h"
@@ -41,6 +42,13 @@ class OwnedReport {
   enum class Saved { kYes, kFailed, kGone };
   // Saves the user's answers in the folder's record, cut to the lengths that a record may hold.
   Saved save_answers(const std::string& email, const std::string& description);
+
+  // Deletes these files of the folder, which the user does not want to send. False when one of them is
+  // still there.
+  bool leave_out(const std::vector<std::string>& names);
+
+  // Whether the store sends anything that no person asks for.
+  bool is_sent_by_itself() const;
 
   // Keeps in the report's store that the user wants reports sent without being asked. A failure is
   // logged; the user is then asked about the next report, too.

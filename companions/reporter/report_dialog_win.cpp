@@ -3,55 +3,58 @@
 #include <windows.h>
 
 #include "backend/annotation_keys.h"
-#include "common/size_text.h"
 #include "reporter/dialog_frame_win.h"
+#include "reporter/dialog_pages.h"
 #include "reporter/outcome_text.h"
 #include "reporter/process_context_win.h"
+#include "reporter/report_sender.h"
 #include "reporter/shell_win.h"
 #include "support/result_names.h"
 #include "support/text.h"
 #include "upload/http_client.h"
-
-// clang-format off
-#include <commctrl.h>
-// clang-format on
-
-#include <memory>
-#include <thread>
 
 namespace wrenfall::reporter {
 namespace {
 
 constexpr UINT kSendingEnded = WM_APP;
 constexpr UINT kReportAnnounced = WM_APP + 1;
-constexpr UINT kMarqueeStepMs = 30;
+constexpr UINT kProgressMade = WM_APP + 2;
+constexpr uint64_t kProgressSteps = 1000;
 
-// What the user sees and does, step by step. Everything runs on the thread that made the object,
-// except the sending itself: while the page is kSending, only the sender's thread uses the report.
+// What the user sees and does, step by step. Everything runs on the thread that made the object; while
+// the page is kSending, the report is the sender's alone.
 class ReportDialog : private DialogEvents {
  public:
-  ReportDialog(OwnedReport& report, const DialogTexts& texts, const std::filesystem::path& logo,
+  ReportDialog(OwnedReport& report, const DialogTheme& theme, const ApplicationStart& application,
                const std::function<size_t()>& count_more, Logger& logger)
       : report_(report),
-        texts_(texts),
+        texts_(theme.texts),
+        application_(application),
         count_more_(count_more),
         logger_(logger),
-        frame_(*this, logo) {
+        sender_(report, make_http_client,
+                {[this] { PostMessageW(window_, kProgressMade, 0, 0); },
+                 [this] { PostMessageW(window_, kSendingEnded, 0, 0); }}),
+        frame_(*this, {theme.logo, application.program}, theme.texts.is_right_to_left()) {
     outcome_.upload.result = WRENFALL_OK;
+    facts_.application = report.record().appName;
+    facts_.kind = report.record().reportKind;
+    facts_.files = list_files_to_send(report.folder(), report.record().dumpFile);
+    facts_.format = read_user_format();
+    facts_.can_restart = facts_.kind == kReportKindCrash && !application.command_line.empty();
   }
-  ~ReportDialog() override {
-    if (sender_.joinable()) sender_.join();
-  }
-  ReportDialog(const ReportDialog&) = delete;
-  ReportDialog& operator=(const ReportDialog&) = delete;
 
   std::optional<wrenfall_result> run() {
-    if (!frame_.create()) {
+    update_facts();
+    if (!frame_.create({ask_page(texts_, facts_), files_page(texts_, facts_),
+                        sending_page(texts_, facts_, {})})) {
       logger_.error("Dialog not shown (error %lu); the report stays in the store", GetLastError());
       return std::nullopt;
     }
-    fill_fixed_texts();
-    ask();
+    window_ = frame_.window();
+    controls().set_text(kEmail, report_.record().email);
+    controls().set_text(kDescription, report_.record().userDescription);
+    frame_.show(ask_page(texts_, facts_));
     frame_.run();
     return outcome_.upload.result;
   }
@@ -59,111 +62,61 @@ class ReportDialog : private DialogEvents {
  private:
   DialogControls& controls() { return frame_.controls(); }
   std::string filled(Text text) {
-    return texts_.filled(text, {{"application", report_.record().appName}});
-  }
-  void set(ControlId id, Text text) { controls().set_text(id, filled(text)); }
-
-  void fill_fixed_texts() {
-    set(kEmailLabel, Text::kEmailLabel);
-    set(kDescriptionLabel, Text::kDescriptionLabel);
-    set(kAlwaysSend, Text::kAlwaysSend);
-    set(kHint, Text::kCloseHint);
-    set(kSendButton, Text::kSend);
-    set(kDontSendButton, Text::kDontSend);
-    set(kCloseButton, Text::kClose);
-    set(kTryAgainButton, Text::kTryAgain);
-    set(kOpenFolderButton, Text::kOpenFolder);
-    set(kSupportLabel, Text::kSupportLabel);
-    set(kDetailsLabel, Text::kDetailsLabel);
-    controls().set_columns(texts_[Text::kFileColumn], texts_[Text::kSizeColumn]);
-    const auto files = list_files_to_send(report_.folder());
-    const std::string label = texts_.filled(
-        Text::kFilesLabel,
-        {{"count", std::to_string(files.size())}, {"size", size_text(total_size(files))}});
-    controls().set_text(kFilesLabel, label);
-    // The list's name, for screen readers that do not read the label before it.
-    controls().set_text(kFiles, label);
-    controls().set_files(files);
-    controls().set_text(kEmail, report_.record().email);
-    controls().set_text(kDescription, report_.record().userDescription);
+    return texts_.filled(text, {{"application", facts_.application}});
   }
 
-  void ask() {
-    const std::string& kind = report_.record().reportKind;
-    const Text heading = kind == kReportKindCrash  ? Text::kHeadingCrash
-                         : kind == kReportKindHang ? Text::kHeadingHang
-                                                   : Text::kHeadingOther;
-    set(kHeading, heading);
-    show_introduction();
-    // The focus is not on a button: a user who is typing when the window appears must not press one
-    // by accident.
-    std::vector<ControlId> optional;
-    if (texts_.offers_always_send()) optional.push_back(kAlwaysSend);
-    frame_.show(Page::kAsk, filled(Text::kTitle), IDI_WARNING, kDescription, optional);
+  void update_facts() {
+    facts_.more = count_more_();
+    facts_.is_sent_by_itself = report_.is_sent_by_itself();
   }
 
-  void show_introduction() {
-    std::string text = filled(Text::kIntro);
-    const size_t more = count_more_();
-    if (more > 0) {
-      text += "\n" + texts_.filled(Text::kMoreReports, {{"count", std::to_string(more)}});
+  // The page with the files:
+
+  void show_files() {
+    std::vector<DialogControls::FileRow> rows;
+    for (const ListedFile& file : facts_.files) {
+      rows.push_back(
+          {file.is_optional ? file.name : texts_.filled(Text::kAlwaysSent, {{"file", file.name}}),
+           file_size_text(file.bytes, texts_, facts_.format), file.is_wanted});
     }
-    controls().set_text(kMessage, text);
+    controls().set_files(rows);
+    frame_.show(files_page(texts_, facts_));
   }
 
-  void send() {
-    SendMessageW(controls().get(kProgress), PBM_SETMARQUEE, TRUE, kMarqueeStepMs);
-    set(kHeading, Text::kHeadingSending);
-    set(kMessage, Text::kSending);
-    frame_.show(Page::kSending, filled(Text::kTitleSending), IDI_INFORMATION, kCloseButton);
-    const HWND window = frame_.window();
-    sender_ = std::thread([this, window] {
-      const std::unique_ptr<HttpClient> http = make_http_client();
-      outcome_ = report_.send(http.get());
-      PostMessageW(window, kSendingEnded, 0, 0);
-    });
+  void leave_files() {
+    DialogPage page = ask_page(texts_, facts_);
+    page.focus = kShowFiles;
+    frame_.show(page);
   }
 
-  void show_result() {
-    const OutcomeText shown = explain_outcome(outcome_, texts_, report_.record().appName);
-    const bool sent = outcome_.was_sent();
-    const SupportPage page = support_page_for(outcome_.upload.info_url, may_open_support_page());
-    controls().set_text(kHeading, shown.heading);
-    controls().set_text(kMessage, shown.explanation);
-    controls().set_text(kSupport, outcome_.upload.info_url);
-    controls().set_text(kDetails, shown.details);
-    frame_.show(Page::kResult, shown.title, sent ? IDI_INFORMATION : IDI_ERROR, kCloseButton,
-                optional_controls(sent, page, shown));
-    if (page == SupportPage::kOpenIt && !open_web_page(frame_.window(), outcome_.upload.info_url)) {
-      logger_.warn("Support page not opened: %s", outcome_.upload.info_url.c_str());
-    }
+  void open_chosen_file() {
+    const int row = controls().chosen_file();
+    if (row >= 0) on_file_opened(static_cast<size_t>(row));
   }
 
-  bool may_open_support_page() {
-    if (!report_.record().openSupportUrl || outcome_.upload.info_url.empty()) return false;
-    if (!is_elevated()) return true;
-    logger_.info("Support page shown but not opened, this process is elevated: %s",
-                 outcome_.upload.info_url.c_str());
-    return false;
-  }
-
-  std::vector<ControlId> optional_controls(bool sent, SupportPage page,
-                                           const OutcomeText& shown) const {
-    std::vector<ControlId> ids;
-    if (page != SupportPage::kNone) ids.insert(ids.end(), {kSupportLabel, kSupport});
-    if (!shown.details.empty()) ids.insert(ids.end(), {kDetailsLabel, kDetails});
-    if (!sent && outcome_.kept) ids.push_back(kTryAgainButton);
-    return ids;
-  }
+  // Sending:
 
   OwnedReport::Saved save_answers() {
     return report_.save_answers(controls().text(kEmail), controls().text(kDescription));
   }
 
+  bool leave_out_unwanted() {
+    std::vector<std::string> names;
+    for (const ListedFile& file : facts_.files) {
+      if (!file.is_wanted) names.push_back(file.name);
+    }
+    return report_.leave_out(names);
+  }
+
   void save_and_send() {
     switch (save_answers()) {
       case OwnedReport::Saved::kYes:
+        if (!leave_out_unwanted()) {
+          frame_.tell(filled(Text::kLeaveOutFailed));
+          break;
+        }
         if (controls().is_checked(kAlwaysSend)) report_.keep_consent();
+        restart_if_wanted();
         send();
         break;
       case OwnedReport::Saved::kGone:
@@ -177,7 +130,76 @@ class ReportDialog : private DialogEvents {
     }
   }
 
+  void send() {
+    shows_details_ = false;
+    controls().set_progress(0);
+    frame_.show(sending_page(texts_, facts_, {}));
+    sender_.start();
+  }
+
+  void show_progress() {
+    if (frame_.page() != Page::kSending) return;
+    const SendingState state = sender_.state();
+    if (state.total != 0) {
+      controls().set_progress(static_cast<int>(state.sent * kProgressSteps / state.total));
+    }
+    controls().set_text(kProgressText, progress_text(texts_, facts_, state));
+  }
+
+  DialogPage make_result_page() const {
+    const OutcomeContext context{facts_.application, facts_.is_sent_by_itself,
+                                 sender_.was_cancelled(), facts_.format};
+    ResultFacts facts;
+    facts.was_sent = outcome_.was_sent();
+    facts.has_number = outcome_.upload.crash_id > 0;
+    facts.support_page = outcome_.upload.info_url;
+    facts.support = support_page_for(facts.support_page, false);
+    facts.can_open_page =
+        support_page_for(facts.support_page, !is_elevated_) == SupportPage::kOpenIt;
+    facts.shows_details = shows_details_;
+    return result_page(texts_, explain_outcome(outcome_, texts_, context), facts);
+  }
+
+  void show_result() {
+    update_facts();
+    frame_.show(make_result_page());
+    const std::string& address = outcome_.upload.info_url;
+    if (support_page_for(address, report_.record().openSupportUrl) != SupportPage::kOpenIt) return;
+    if (is_elevated_) {
+      logger_.info("Support page shown but not opened, this process is elevated: %s",
+                   address.c_str());
+    } else {
+      open_page(address);
+    }
+  }
+
+  // The browser would have this process's rights. Where these are an administrator's, the user sees the
+  // address instead.
+  void open_page(const std::string& address) {
+    if (is_elevated_) {
+      frame_.tell(address, MB_ICONINFORMATION);
+    } else if (!open_web_page(window_, address)) {
+      logger_.warn("Page not opened: %s", address.c_str());
+    }
+  }
+
+  void on_sending_ended() {
+    outcome_ = sender_.finish();
+    if (frame_.is_hidden() && outcome_.was_sent()) {
+      frame_.close();
+    } else {
+      show_result();
+    }
+  }
+
+  void restart_if_wanted() {
+    if (controls().is_checked(kRestart) && !start_application(application_)) {
+      frame_.tell(filled(Text::kRestartFailed));
+    }
+  }
+
   void discard() {
+    restart_if_wanted();
     if (!report_.discard()) frame_.tell(filled(Text::kDiscardFailed));
     frame_.close();
   }
@@ -185,10 +207,42 @@ class ReportDialog : private DialogEvents {
   // DialogEvents:
 
   void on_button(ControlId id) override {
-    if (id == kOpenFolderButton) open_folder(frame_.window(), report_.folder());
-    if (frame_.page() == Page::kAsk && id == kSendButton) save_and_send();
-    if (frame_.page() == Page::kAsk && id == kDontSendButton) discard();
-    if (frame_.page() == Page::kResult && id == kTryAgainButton) send();
+    switch (id) {
+      case kSendButton:
+        return save_and_send();
+      case kDontSendButton:
+        return discard();
+      case kTryAgainButton:
+        return send();
+      case kShowFiles:
+        return show_files();
+      case kBackButton:
+        return leave_files();
+      case kOpenFileButton:
+        return open_chosen_file();
+      case kOpenFolderButton:
+        open_folder(window_, report_.folder());
+        return;
+      case kPrivacy:
+        return open_page(texts_.privacy_url());
+      case kOpenPage:
+        return open_page(outcome_.upload.info_url);
+      case kCopyNumber:
+        copy_text(window_, std::to_string(outcome_.upload.crash_id));
+        return;
+      case kShowDetails:
+        shows_details_ = !shows_details_;
+        return frame_.refresh(make_result_page());
+      default:
+        return;
+    }
+  }
+
+  void on_escape() override {
+    if (frame_.page() == Page::kFiles) return leave_files();
+    if (frame_.page() != Page::kSending) return on_close();
+    sender_.cancel();
+    show_progress();
   }
 
   void on_close() override {
@@ -196,43 +250,61 @@ class ReportDialog : private DialogEvents {
       frame_.hide();
       return;
     }
-    if (frame_.page() == Page::kAsk && save_answers() == OwnedReport::Saved::kFailed &&
+    const bool asks = frame_.page() == Page::kAsk || frame_.page() == Page::kFiles;
+    if (asks && save_answers() == OwnedReport::Saved::kFailed &&
         !frame_.confirm(filled(Text::kCloseUnsaved))) {
       return;
     }
     frame_.close();
   }
 
+  void on_file_switched(size_t row, bool checked) override {
+    if (frame_.page() != Page::kFiles || row >= facts_.files.size()) return;
+    facts_.files[row].is_wanted = checked;
+    frame_.refresh(files_page(texts_, facts_));
+  }
+
+  bool is_optional(size_t row) override {
+    return row < facts_.files.size() && facts_.files[row].is_optional;
+  }
+
+  void on_file_opened(size_t row) override {
+    if (row >= facts_.files.size()) return;
+    const std::string& name = facts_.files[row].name;
+    if (is_elevated_ || !is_safe_to_open(name) ||
+        !open_file(window_, report_.folder() / utf8_to_path(name))) {
+      open_folder(window_, report_.folder());
+    }
+  }
+
   void on_message(UINT message) override {
+    if (message == kReportAnnounced) update_facts();
     if (message == kReportAnnounced && frame_.page() == Page::kAsk) {
-      show_introduction();
-      frame_.lay_out();
+      frame_.refresh(ask_page(texts_, facts_));
     }
-    if (message != kSendingEnded) return;
-    sender_.join();
-    SendMessageW(controls().get(kProgress), PBM_SETMARQUEE, FALSE, 0);
-    const bool sent = outcome_.was_sent();
-    if (frame_.is_hidden() && sent) {
-      frame_.close();
-    } else {
-      show_result();
-    }
+    if (message == kProgressMade) show_progress();
+    if (message == kSendingEnded) on_sending_ended();
   }
 
   // The process ends right after this. Nothing is to be done for a report that is being sent: once
   // its owner does not run any more, it is pending.
   void on_session_end() override {
     if (frame_.page() == Page::kSending) return;
-    if (frame_.page() == Page::kAsk) save_answers();
+    if (frame_.page() != Page::kResult) save_answers();
     report_.give_back();
   }
 
   OwnedReport& report_;
   const DialogTexts& texts_;
+  const ApplicationStart& application_;
   const std::function<size_t()>& count_more_;
   Logger& logger_;
+  DialogFacts facts_;
   SendOutcome outcome_;
-  std::thread sender_;
+  bool shows_details_ = false;
+  const bool is_elevated_ = is_elevated();
+  HWND window_ = nullptr;  // the sender's thread posts to it
+  ReportSender sender_;
   DialogFrame frame_;
 };
 
@@ -249,11 +321,11 @@ BOOL CALLBACK announce_to_window(HWND window, LPARAM process) {
 
 }  // namespace
 
-std::optional<wrenfall_result> run_report_dialog(OwnedReport& report, const DialogTexts& texts,
-                                                 const std::filesystem::path& logo,
+std::optional<wrenfall_result> run_report_dialog(OwnedReport& report, const DialogTheme& theme,
+                                                 const ApplicationStart& application,
                                                  const std::function<size_t()>& count_more,
                                                  Logger& logger) {
-  return ReportDialog(report, texts, logo, count_more, logger).run();
+  return ReportDialog(report, theme, application, count_more, logger).run();
 }
 
 void announce_report(uint64_t process) {

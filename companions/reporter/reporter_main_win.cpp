@@ -23,6 +23,7 @@
 #include "reporter/reporter_options.h"
 #include "reporter/shell_win.h"
 #include "reporter/theme.h"
+#include "reporter/user_format.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
@@ -40,6 +41,8 @@ constexpr char kHelp[] =
     "report's upload policy is \"dialog\". The exit code is 0 when the service has it, or when "
     "the\n"
     "user did not want it sent now, else the wrenfall_result that says why not.\n"
+    "  --program EXE      the application that the report is of, whose icon the dialog shows\n"
+    "  --restart COMMAND  its command line, with which the dialog can start it again\n"
     "  --ask STORE        asks about all reports in that folder that wait for the user's answer\n"
     "  --help, --version  print this text or the version\n";
 
@@ -68,8 +71,9 @@ class Reporter {
                logger) {}
 
   // These return the exit code.
-  int run(const fs::path& first) {
+  int run(const fs::path& first, const ApplicationStart& application) {
     first_ = first;
+    application_ = application;
     queue_.run(first);
     return result_;
   }
@@ -113,9 +117,14 @@ class Reporter {
       logger_.warn("Nobody can be asked on this desktop; the report stays in the store");
       return std::nullopt;
     }
-    const fs::path theme = utf8_to_path(report.record().themeDir);
+    const fs::path folder = utf8_to_path(report.record().themeDir);
+    const std::string& locale = report.record().locale;
+    const DialogTheme theme = {
+        load_theme_texts(folder, locale.empty() ? read_user_locale() : locale, logger_),
+        find_theme_logo(folder, logger_)};
+    const bool is_first = report.folder() == first_;
     return run_report_dialog(
-        report, load_theme_texts(theme, logger_), find_theme_logo(theme, logger_),
+        report, theme, is_first ? application_ : ApplicationStart(),
         [this] { return queue_.count_waiting(); }, logger_);
   }
 
@@ -130,7 +139,8 @@ class Reporter {
     return std::nullopt;
   }
 
-  fs::path first_;            // empty when it was started for none
+  fs::path first_;                // empty when it was started for none
+  ApplicationStart application_;  // that the first report is of
   const std::string policy_;  // by which it works, whatever the records of handed-over reports say
   Logger& logger_;
   int result_ = WRENFALL_OK;  // of the first failure
@@ -138,21 +148,23 @@ class Reporter {
   ReportQueue queue_;
 };
 
-int serve(const fs::path& folder, Logger& logger) {
+int serve(const fs::path& folder, const ReporterOptions& options, Logger& logger) {
   CrashData record;
   if (!load(folder, record)) return refuse_folder(folder, logger);
   const std::string policy = known_upload_policy(record.uploadPolicy);
-  return Reporter(folder.parent_path(), policy, logger).run(folder);
+  return Reporter(folder.parent_path(), policy, logger)
+      .run(folder, {utf8_to_path(options.program), options.command_line});
 }
 
-int ask(const fs::path& store, Logger& logger) {
+int ask(const fs::path& store, const ReporterOptions&, Logger& logger) {
   return Reporter(store, kPolicyDialog, logger).run_asking();
 }
 
-int with_shell(int (*work)(const fs::path&, Logger&), const fs::path& folder, Logger& logger) {
+int with_shell(int (*work)(const fs::path&, const ReporterOptions&, Logger&),
+               const fs::path& folder, const ReporterOptions& options, Logger& logger) {
   // The shell needs COM to open folders and web pages.
   const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
-  const int result = work(folder, logger);
+  const int result = work(folder, options, logger);
   if (SUCCEEDED(com)) CoUninitialize();
   return result;
 }
@@ -178,9 +190,9 @@ int run() {
     case ReporterOptions::Request::kUnusable:
       return refuse(options.error, logger);
     case ReporterOptions::Request::kAsk:
-      return with_shell(ask, folder, logger);
+      return with_shell(ask, folder, options, logger);
     default:
-      return with_shell(serve, folder, logger);
+      return with_shell(serve, folder, options, logger);
   }
 }
 

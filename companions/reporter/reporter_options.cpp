@@ -4,7 +4,8 @@ namespace wrenfall::reporter {
 
 ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments) {
   ReporterOptions options;
-  for (const std::string& argument : arguments) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
     if (argument == "--help") {
       options.request = ReporterOptions::Request::kHelp;
       return options;
@@ -13,7 +14,13 @@ ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments
       options.request = ReporterOptions::Request::kVersion;
       return options;
     }
-    if (argument == "--ask") {
+    if (argument == "--program" || argument == "--restart") {
+      if (i + 1 == arguments.size()) {
+        options.error = "no value for " + argument;
+        break;
+      }
+      (argument == "--program" ? options.program : options.command_line) = arguments[++i];
+    } else if (argument == "--ask") {
       options.request = ReporterOptions::Request::kAsk;
     } else if (!argument.empty() && argument.front() == '-') {
       options.error = "unknown option " + argument;

@@ -14,6 +14,9 @@ struct ReporterOptions {
   // The report folder, or with kAsk the store, in UTF-8. Unusable arguments may name one too, in whose
   // store the error is logged.
   std::string folder;
+  // Of the application that the report is of, where they are known; in UTF-8.
+  std::string program;
+  std::string command_line;
 };
 
 // `arguments` without the program's name.

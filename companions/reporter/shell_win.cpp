@@ -5,6 +5,9 @@
 #include <shellapi.h>
 // clang-format on
 
+#include <cstring>
+
+#include "support/system_path_win.h"
 #include "support/text.h"
 
 namespace wrenfall::reporter {
@@ -26,8 +29,44 @@ bool open_folder(HWND owner, const std::filesystem::path& folder) {
   return open(owner, folder.native() + L"\\");
 }
 
+bool open_file(HWND owner, const std::filesystem::path& file) { return open(owner, file.native()); }
+
+void copy_text(HWND owner, const std::string& text) {
+  const std::wstring wide = utf8_to_wide(text);
+  const size_t bytes = (wide.size() + 1) * sizeof(wchar_t);
+  const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);
+  void* const copy = memory == nullptr ? nullptr : GlobalLock(memory);
+  if (copy == nullptr) return;
+  std::memcpy(copy, wide.c_str(), bytes);
+  GlobalUnlock(memory);
+  // The clipboard owns the memory once it has taken it.
+  bool taken = false;
+  if (OpenClipboard(owner)) {
+    EmptyClipboard();
+    taken = SetClipboardData(CF_UNICODETEXT, memory) != nullptr;
+    CloseClipboard();
+  }
+  if (!taken) GlobalFree(memory);
+}
+
 bool open_web_page(HWND owner, const std::string& address) {
   return open(owner, utf8_to_wide(address));
+}
+
+bool start_application(const ApplicationStart& application) {
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process{};
+  std::wstring command_line = utf8_to_wide(application.command_line);
+  const std::wstring folder = system_path(application.program.parent_path());
+  if (!CreateProcessW(system_path(application.program).c_str(), command_line.data(), nullptr,
+                      nullptr, FALSE, CREATE_DEFAULT_ERROR_MODE, nullptr, folder.c_str(), &startup,
+                      &process)) {
+    return false;
+  }
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  return true;
 }
 
 bool has_visible_desktop() {

@@ -11,9 +11,26 @@ namespace wrenfall::reporter {
 // Shows the folder in the file manager. False when the system could not open it.
 bool open_folder(HWND owner, const std::filesystem::path& folder);
 
+// Opens the file with the program of its type. False when there is none. The caller has asked
+// is_safe_to_open().
+bool open_file(HWND owner, const std::filesystem::path& file);
+
+// Puts the text on the clipboard.
+void copy_text(HWND owner, const std::string& text);
+
 // Opens the address in the user's browser. False when the system could not. The caller has checked
 // the address with support_page_for().
 bool open_web_page(HWND owner, const std::string& address);
+
+// How the application is started: a program and its complete command line.
+struct ApplicationStart {
+  std::filesystem::path program;
+  std::string command_line;
+};
+
+// Starts it in the program's folder, with the rights and the environment of this process, which come from
+// the application itself. False when it does not start.
+bool start_application(const ApplicationStart& application);
 
 // Whether this process has a desktop that a user sees; a service has none.
 bool has_visible_desktop();

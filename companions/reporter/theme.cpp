@@ -1,6 +1,9 @@
 #include "reporter/theme.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 #include "support/files.h"
 #include "support/text.h"
@@ -85,15 +88,39 @@ bool is_harmless_icon(std::string_view bytes) {
   return true;
 }
 
-DialogTexts load_theme_texts(const fs::path& folder, Logger& logger) {
-  DialogTexts texts;
-  std::string json;
-  const fs::path file = folder / kThemeTextsFile;
-  if (!folder.empty() && read_theme_file(file, kMaxTextsBytes, logger, json)) {
-    texts.override_from(json, [&](const std::string& reason) {
-      logger.warn("Theme: %s: %s", path_to_utf8(file).c_str(), reason.c_str());
-    });
+DialogTexts load_theme_texts(const fs::path& folder, const std::string& locale, Logger& logger) {
+  if (folder.empty()) return DialogTexts(locale);
+  std::string general;
+  const bool has_general =
+      read_theme_file(folder / kThemeTextsFile, kMaxTextsBytes, logger, general);
+  // From the least to the most exact.
+  std::vector<std::pair<fs::path, std::string>> own;
+  std::vector<std::string> names = language_names(locale);
+  std::reverse(names.begin(), names.end());
+  for (const std::string& name : names) {
+    const fs::path file = folder / ("strings." + name + ".json");
+    std::string json;
+    if (read_theme_file(file, kMaxTextsBytes, logger, json)) own.emplace_back(file, json);
   }
+  const std::string language = has_general ? language_of_texts(general) : std::string();
+  const bool is_foreign =
+      !language.empty() && std::none_of(names.begin(), names.end(), [&](const std::string& name) {
+        return equal_ignoring_ascii_case(name, language);
+      });
+  DialogTexts texts(is_foreign && own.empty() ? language : locale);
+  const auto take = [&](const fs::path& file, const std::string& json, DialogTexts::Take what) {
+    texts.override_from(
+        json,
+        [&](const std::string& reason) {
+          logger.warn("Theme: %s: %s", path_to_utf8(file).c_str(), reason.c_str());
+        },
+        what);
+  };
+  if (has_general) {
+    take(folder / kThemeTextsFile, general,
+         is_foreign && !own.empty() ? DialogTexts::Take::kSettings : DialogTexts::Take::kAll);
+  }
+  for (const auto& [file, json] : own) take(file, json, DialogTexts::Take::kAll);
   return texts;
 }
 

@@ -13,9 +13,19 @@ namespace wrenfall::reporter {
 inline constexpr char kThemeTextsFile[] = "strings.json";
 inline constexpr char kThemeLogoFile[] = "logo.ico";
 
-// The built-in texts, with those replaced that the theme folder's "strings.json" names. Entries that
+// What a theme makes of the dialog.
+struct DialogTheme {
+  DialogTexts texts;
+  std::filesystem::path logo;  // an icon file, or empty
+};
+
+// The texts for a user of that locale. The theme folder's "strings.json" and then, where they are there,
+// "strings.de.json" and "strings.de-AT.json" replace what is built in. Where the folder has no file of
+// the user's language, and "strings.json" names the language of its texts, the dialog is in that
+// language; where it has one, a "strings.json" in another language gives its settings alone. Entries that
 // cannot be used are logged as warnings and ignored. `folder` may be empty.
-DialogTexts load_theme_texts(const std::filesystem::path& folder, Logger& logger);
+DialogTexts load_theme_texts(const std::filesystem::path& folder, const std::string& locale,
+                             Logger& logger);
 
 // The theme's logo. Empty when there is none, and, with a warning, when the file is not a harmless
 // icon.

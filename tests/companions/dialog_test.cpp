@@ -10,6 +10,7 @@
 #include "reporter/file_listing.h"
 #include "reporter/outcome_text.h"
 #include "reporter/theme.h"
+#include "reporter/user_format.h"
 #include "support/clock.h"
 #include "tests/support/temp_dir.h"
 
@@ -29,7 +30,7 @@ TEST(DialogTexts, ThemesReplaceWhatTheyNameWell) {
       // JSON, title, warnings
       {R"({"title": "Tïtel", "unknown": 1})", "Tïtel", 0},
       {"\xEF\xBB\xBF{\"title\": \"T\"}", "T", 0},
-      {R"({"title": 5, "send": ["x"], "sent": null, "close": "C"})", title, 3},
+      {R"({"title": 5, "send": ["x"], "back": null, "close": "C"})", title, 3},
       {R"({"title": ""})", title, 1},
       {R"({"offerAlwaysSend": true})", title, 0},
       {R"({"offerAlwaysSend": false})", title, 0},
@@ -55,6 +56,8 @@ TEST(DialogTexts, ThemesReplaceWhatTheyNameWell) {
 
 TEST(OutcomeText, ExplainsEveryResult) {
   const DialogTexts texts;
+  OutcomeContext context;
+  context.application = "App";
   const std::tuple<wrenfall_result, int32_t, Text, const char*> rows[] = {
       {WRENFALL_ERROR_INVALID_ARGUMENT, 0, Text::kIncomplete,
        "WRENFALL_ERROR_INVALID_ARGUMENT (1)"},
@@ -69,33 +72,47 @@ TEST(OutcomeText, ExplainsEveryResult) {
       SendOutcome outcome;
       outcome.upload.result = result;
       outcome.upload.http_status = status;
-      outcome.upload.error = "why";
+      outcome.upload.error = "PUT returned 503: ";
       outcome.kept = fate != Text::kDeleted;
       outcome.pending = fate == Text::kSentLater;
       if (fate == Text::kSentAgain) outcome.retry.emplace();
-      const OutcomeText shown = explain_outcome(outcome, texts, "App");
-      EXPECT_EQ(shown.title, "App - Report not sent");
-      EXPECT_EQ(shown.explanation,
-                texts[reason] + "\n" +
-                    texts.filled(fate, {{"application", "App"}, {"time", local_time_text(0)}}))
-          << result;
-      EXPECT_EQ(shown.details, details + std::string("\nwhy"));
+      for (const bool by_itself : {true, false}) {
+        context.is_sent_by_itself = by_itself && !outcome.retry;
+        if (outcome.retry) outcome.retry->agreed = by_itself;
+        const bool is_asked = !by_itself && (outcome.pending || outcome.retry);
+        const OutcomeText shown = explain_outcome(outcome, texts, context);
+        const Text said = is_asked ? Text::kAskedAgain : fate;
+        EXPECT_EQ(shown.explanation,
+                  texts[reason] + "; " +
+                      texts.filled(said, {{"application", "App"}, {"time", local_time_text(0)}}) +
+                      ".");
+        EXPECT_EQ(shown.details, details + std::string("\nPUT returned 503"));
+        EXPECT_EQ(shown.may_try_again, outcome.kept);
+      }
     }
   }
   SendOutcome outcome;
   outcome.upload.result = WRENFALL_ERROR_SERVICE;
   outcome.upload.http_status = 503;
   outcome.upload.error = std::string(1999, 'x') + "\xC3\xBC" + std::string(1 << 20, 'y');
-  OutcomeText shown = explain_outcome(outcome, texts, "App");
-  EXPECT_NE(shown.explanation.find("HTTP status 503"), std::string::npos);
-  EXPECT_EQ(shown.details, "WRENFALL_ERROR_SERVICE (11), HTTP 503\n" + std::string(1999, 'x'));
+  EXPECT_EQ(explain_outcome(outcome, texts, context).details,
+            "WRENFALL_ERROR_SERVICE (11), HTTP 503\n" + std::string(1999, 'x'));
+  context.was_cancelled = true;
+  EXPECT_EQ(explain_outcome(outcome, texts, context).explanation,
+            "Sending was cancelled; the report was deleted from this computer.");
   outcome.upload.result = WRENFALL_OK;
-  EXPECT_EQ(explain_outcome(outcome, texts, "App").heading, texts[Text::kHeadingSent]);
+  EXPECT_EQ(explain_outcome(outcome, texts, context).heading, texts[Text::kHeadingSentPlain]);
+  outcome.upload.crash_id = 2;
+  EXPECT_EQ(explain_outcome(outcome, texts, context).heading, "Sent. Report number 2");
   outcome.not_sent = NotSent::kNoReport;
-  shown = explain_outcome(outcome, texts, "App");
-  EXPECT_EQ(shown.heading, texts[Text::kHeadingNotSent]);
-  EXPECT_EQ(shown.explanation, texts[Text::kGone]);
-  EXPECT_EQ(shown.details, "");
+  EXPECT_EQ(explain_outcome(outcome, texts, context).explanation, texts[Text::kGone]);
+  outcome.not_sent = NotSent::kNoConsent;
+  outcome.kept = true;
+  const OutcomeText refused = explain_outcome(outcome, texts, context);
+  EXPECT_EQ(refused.explanation,
+            "Sending of reports is turned off; the report stays on this computer and is not sent.");
+  EXPECT_EQ(std::make_pair(refused.details, refused.may_try_again),
+            std::make_pair(std::string(), false));
 }
 
 TEST(SupportPage, IsOpenedOnlyWhenItIsAPlainWebAddress) {
@@ -141,18 +158,38 @@ TEST(FieldText, IsCutBetweenCharactersAndKeepsItsLines) {
   EXPECT_EQ(from_field("a\r\nb\n\r\n"), "a\nb\n\n");
 }
 
-TEST(FileListing, HoldsWhatIsSentWithReadableSizes) {
+TEST(FileListing, HoldsWhatIsSentAndWhatMayBeLeftOut) {
   const TempDir folder;
-  for (const char* name : {"b.txt", "result.json", "ü.dmp"}) folder.add(name, "12345");
-  const std::vector<ListedFile> files = list_files_to_send(folder.path());
-  ASSERT_EQ(files.size(), 2u);
-  EXPECT_EQ(files[0].name, "b.txt");
-  EXPECT_EQ(files[1].name, "ü.dmp");
+  for (const char* name : {"b.txt", "minidump.dmp", "result.json", "ü.dmp"}) {
+    folder.add(name, "12345");
+  }
+  std::vector<ListedFile> files = list_files_to_send(folder.path(), "ü.dmp");
+  std::vector<std::pair<std::string, bool>> found;
+  for (const ListedFile& file : files) found.emplace_back(file.name, file.is_optional);
+  EXPECT_EQ(found, (std::vector<std::pair<std::string, bool>>{
+                       {"b.txt", true}, {"minidump.dmp", false}, {"ü.dmp", false}}));
+  files[0].is_wanted = false;
   EXPECT_EQ(total_size(files), 10u);
   EXPECT_TRUE(list_files_to_send(folder.path() / "none").empty());
-  const std::map<uint64_t, const char*> sizes = {
+  for (const char* name : {"a.TXT", "b.c.json"}) EXPECT_TRUE(is_safe_to_open(name)) << name;
+  for (const char* name : {"a.exe", "txt", "a.txt.lnk", "a.", "a.html"}) {
+    EXPECT_FALSE(is_safe_to_open(name)) << name;
+  }
+}
+
+TEST(UserFormat, GivesSizesAsTheUserWritesThem) {
+  const UserFormat german = {",", ".", {}};
+  const std::map<uint64_t, const char*> sizes = {{0, "0,0 KB"},
+                                                 {1, "0,1 KB"},
+                                                 {1048524, "1.023,9 KB"},
+                                                 {1048525, "1,0 MB"},
+                                                 {uint64_t{3} << 40, "3.072,0 GB"}};
+  for (const auto& [bytes, text] : sizes) {
+    EXPECT_EQ(file_size_text(bytes, DialogTexts(), german), text) << bytes;
+  }
+  const std::map<uint64_t, const char*> tool = {
       {1, "1 byte"}, {1023, "1023 bytes"}, {1048524, "1023.9 KB"}, {1048525, "1.0 MB"}};
-  for (const auto& [bytes, text] : sizes) EXPECT_EQ(size_text(bytes), text) << bytes;
+  for (const auto& [bytes, text] : tool) EXPECT_EQ(size_text(bytes), text) << bytes;
 }
 
 std::string little(uint64_t value, int bytes) {
@@ -203,9 +240,46 @@ TEST(Theme, LeavesAloneWhatIsTooLargeOrNoFile) {
   EXPECT_EQ(file_text(folder.path() / "log"), "<missing>");
   folder.add("strings.json", "{\"send\": \"S\"}" + std::string(300 * 1024, ' '));
   folder.make_folder("logo.ico");
-  EXPECT_EQ(load_theme_texts(folder.path(), logger)[Text::kSend], DialogTexts()[Text::kSend]);
+  EXPECT_EQ(load_theme_texts(folder.path(), "en", logger)[Text::kSend], DialogTexts()[Text::kSend]);
   EXPECT_TRUE(find_theme_logo(folder.path(), logger).empty());
   EXPECT_NE(file_text(folder.path() / "log").find("logo.ico is unreadable"), std::string::npos);
+}
+
+TEST(Theme, SpeaksTheUsersLanguage) {
+  const TempDir folder;
+  Logger logger;
+  folder.add("strings.de.json", R"({"send": "los", "close": "zu"})");
+  folder.add("strings.de-AT.json", R"({"send": "gemma"})");
+  folder.add("strings.ar.json", R"({"direction": "rtl"})");
+  const DialogTexts english;
+  const DialogTexts german("de-CH");
+  EXPECT_NE(german[Text::kBack], english[Text::kBack]);
+  for (const char* const language : {"", R"(, "language": "en")"}) {
+    folder.add("strings.json", R"({"send": "go", "sent": 1, "offerAlwaysSend": true)" +
+                                   std::string(language) + "}");
+    const bool is_named = *language != 0;
+    const std::tuple<const char*, std::string, std::string, std::string> rows[] = {
+        // locale, "send", "close", "back"
+        {"de-AT", "gemma", "zu", german[Text::kBack]},
+        {"de", "los", "zu", german[Text::kBack]},
+        {"en-GB", "go", english[Text::kClose], english[Text::kBack]},
+        {"fr", "go", DialogTexts(is_named ? "en" : "fr")[Text::kClose],
+         DialogTexts(is_named ? "en" : "fr")[Text::kBack]},
+        {"ar", is_named ? english[Text::kSend] : "go", english[Text::kClose], english[Text::kBack]},
+        {"../de", "go", english[Text::kClose], english[Text::kBack]},
+    };
+    for (const auto& [locale, send, close, back] : rows) {
+      const DialogTexts texts = load_theme_texts(folder.path(), locale, logger);
+      EXPECT_EQ(std::make_tuple(texts[Text::kSend], texts[Text::kClose], texts[Text::kBack]),
+                std::make_tuple(send, close, back))
+          << locale << language;
+      EXPECT_TRUE(texts.offers_always_send());
+      EXPECT_EQ(texts.is_right_to_left(), std::string(locale) == "ar");
+    }
+  }
+  EXPECT_EQ(language_names("zh-CN"), (std::vector<std::string>{"zh-CN", "zh-Hans", "zh"}));
+  EXPECT_EQ(language_names("zh-Hant-TW"),
+            (std::vector<std::string>{"zh-Hant-TW", "zh-Hant", "zh"}));
 }
 
 }  // namespace

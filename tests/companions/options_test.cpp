@@ -90,6 +90,8 @@ TEST(ReporterOptions, TakesOneFolder) {
       {{"C:\\a b"}, ReporterRequest::kSend, "C:\\a b"},
       {{"--ask", "C:\\s"}, ReporterRequest::kAsk, "C:\\s"},
       {{"--ask"}, ReporterRequest::kUnusable, ""},
+      {{"a", "--program", "p", "--restart", "p -x"}, ReporterRequest::kSend, "a"},
+      {{"a", "--restart"}, ReporterRequest::kUnusable, "a"},
       {{}, ReporterRequest::kUnusable, ""},
       {{""}, ReporterRequest::kUnusable, ""},
       {{"a", "b"}, ReporterRequest::kUnusable, "a"},
@@ -99,6 +101,7 @@ TEST(ReporterOptions, TakesOneFolder) {
   };
   for (const auto& [arguments, request, folder] : rows) {
     const ReporterOptions options = parse_reporter_options(arguments);
+    EXPECT_EQ(options.program + options.command_line, arguments.size() == 5 ? "pp -x" : "");
     EXPECT_EQ(options.request, request) << ::testing::PrintToString(arguments);
     EXPECT_EQ(options.folder, folder) << ::testing::PrintToString(arguments);
   }

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
 #include <new>
 #include <optional>
 
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
+#include "reporter/report_sender.h"
 #include "support/files.h"
 #include "support/process.h"
 #include "tests/support/fake_http_client.h"
@@ -100,6 +103,62 @@ TEST(OwnedReport, SavesWhatFitsAndNeverCreatesAFolderAgain) {
     EXPECT_FALSE(report->discard());
   }
   EXPECT_FALSE(path_exists(folder));
+}
+
+TEST(OwnedReport, LeavesOutWhatTheUserDoesNotWantToSend) {
+  const TempDir store;
+  Logger logger;
+  CrashData record = complete_record();
+  record.attachments = {"a.txt", "b.txt"};
+  ASSERT_TRUE(save(store.path() / "r", record));
+  for (const char* const name : {"r/a.txt", "r/b.txt"}) store.add(name, "x");
+  auto report = OwnedReport::take(store.path() / "r", logger);
+  EXPECT_TRUE(report->leave_out({"a.txt"}));
+  EXPECT_EQ(report->record().attachments, std::vector<std::string>{"b.txt"});
+  EXPECT_EQ(
+      std::make_pair(path_exists(store.path() / "r/a.txt"), path_exists(store.path() / "r/b.txt")),
+      std::make_pair(false, true));
+}
+
+TEST(ReportSender, TellsHowFarItIsAndCanBeCancelledUntilTheServiceHasAll) {
+  enum class Cancel { kNever, kFirst, kAtTheFile, kAtTheCommit };
+  for (const Cancel when :
+       {Cancel::kNever, Cancel::kFirst, Cancel::kAtTheFile, Cancel::kAtTheCommit}) {
+    const TempDir store;
+    Logger logger;
+    ASSERT_TRUE(save(store.path() / "r", complete_record()));
+    auto report = OwnedReport::take(store.path() / "r", logger);
+    ReportSender* sender = nullptr;
+    int request = 0;
+    std::vector<bool> cancelled;
+    std::vector<uint64_t> seen;
+    const auto make = [&](const UploadProgress& progress) {
+      const auto look = [&, progress] {
+        ++request;
+        if (request == 2) {
+          for (const uint64_t sent : {0, 5, 7, 5000, 10000}) progress(sent, 10000);
+        }
+        if (request == static_cast<int>(when)) cancelled.push_back(sender->cancel());
+      };
+      return std::make_unique<FakeHttpClient>(
+          commit_answered(answer(200, R"({"status":"success","crashId":2})")), look);
+    };
+    std::atomic<bool> ended = false;
+    ReportSender made(*report, make,
+                      {[&] { seen.push_back(sender->state().sent); }, [&] { ended = true; }});
+    sender = &made;
+    made.start();
+    const SendOutcome outcome = made.finish();
+    EXPECT_TRUE(ended);
+    const bool sent = when == Cancel::kNever || when == Cancel::kAtTheCommit;
+    EXPECT_EQ(outcome.was_sent(), sent);
+    EXPECT_EQ(made.was_cancelled(), !sent);
+    EXPECT_EQ(outcome.pending, !sent);
+    // The answer to the first request comes although it was cancelled; the next is not made.
+    EXPECT_EQ(request, sent ? 3 : static_cast<int>(when));
+    EXPECT_EQ(cancelled, when == Cancel::kNever ? std::vector<bool>() : std::vector<bool>{!sent});
+    EXPECT_TRUE(!sent || seen == (std::vector<uint64_t>{0, 5000, 10000}));
+  }
 }
 
 }  // namespace

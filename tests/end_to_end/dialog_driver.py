@@ -1,14 +1,16 @@
 """Reads the dialogs that are on the display, and drives them with real key presses."""
 
+import struct
 import subprocess
+import zlib
 
-from harness import BIN, start_program, unix_alone, wait_for
+from harness import BIN, start_program, unix_alone, wait_for, windows_path
 
 # The controls, by their ids.
 SEND, CLOSE = 1, 2
-HEADING, MESSAGE, FILES_LABEL, EMAIL, DESCRIPTION = 101, 102, 103, 106, 108
-SUPPORT, DETAILS, TRY_AGAIN = 112, 114, 115
-ALWAYS_SEND = 118
+(HEADING, MESSAGE, FILES_LABEL, FILES, EMAIL_LABEL, EMAIL, DESCRIPTION_LABEL, DESCRIPTION, HINT, PROGRESS, SUPPORT_LABEL, SUPPORT,
+ SHOW_DETAILS, DETAILS, TRY_AGAIN, DONT_SEND, OPEN_FOLDER, ALWAYS_SEND, SHOW_FILES, RESTART, PRIVACY, OPEN_FILE, BACK,
+ PROGRESS_TEXT, COPY, OPEN_PAGE) = range(101, 127)
 PATIENCE = 60.0  # seconds for each step, on a machine that is busy with something else
 
 
@@ -45,6 +47,35 @@ def xdotool(*words):
     done = subprocess.run(["xdotool", *map(str, words)], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                           timeout=PATIENCE, check=False)
     return done.stdout.decode().split()
+
+
+class Picture:
+    """What the first dialog looks like, without its frame: four bytes a pixel, blue first."""
+
+    def __init__(self, folder):
+        path = folder / "picture.raw"
+        done = start_program(BIN / "dialog_reader.exe", windows_path(path))
+        if done.wait(PATIENCE) != 0:
+            raise AssertionError("no picture")
+        size, self.pixels = path.read_bytes().split(b"\n", 1)
+        self.width, self.height = map(int, size.split())
+
+    def brightness(self):
+        """The mean of the green parts, 0 to 255."""
+        return sum(self.pixels[1::4]) / (self.width * self.height)
+
+    def save(self, path):
+        """As a PNG."""
+        rows = bytearray()
+        for y in range(self.height):
+            row = self.pixels[y * self.width * 4:(y + 1) * self.width * 4]
+            pixels = bytearray(3 * self.width)
+            pixels[0::3], pixels[1::3], pixels[2::3] = row[2::4], row[1::4], row[0::4]
+            rows += b"\0" + pixels
+        def chunk(name, data):
+            return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+        path.write_bytes(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", self.width, self.height, 8, 2, 0, 0, 0)) +
+                         chunk(b"IDAT", zlib.compress(bytes(rows), 9)) + chunk(b"IEND", b""))
 
 
 class DialogDriver:

@@ -2,6 +2,9 @@
  * Prints what a user, or a screen reader, finds in the dialogs on the screen, in UTF-8: a line
  * "window<TAB>title" each, then "<id><TAB>text" for every visible control, and "focus<TAB>id" for
  * the one that the keyboard goes to. Line ends within a text are printed as "|".
+ *
+ * With the name of a file it writes a picture of the first dialog's inside instead: width and height
+ * as text in a line, then four bytes a pixel, blue first, from the top.
  */
 #include <stdio.h>
 #include <windows.h>
@@ -58,7 +61,47 @@ static BOOL CALLBACK print_dialog(HWND window, LPARAM unused) {
   return TRUE;
 }
 
-int main(void) {
+static BOOL CALLBACK find_dialog(HWND window, LPARAM found) {
+  wchar_t name[32];
+  if (!IsWindowVisible(window) || GetClassNameW(window, name, 32) == 0) return TRUE;
+  if (lstrcmpW(name, L"#32770") != 0) return TRUE;
+  *(HWND*)found = window;
+  return FALSE;
+}
+
+/* What is on the screen there, as a user sees it. */
+static int write_picture(const char* path) {
+  HWND window = NULL;
+  RECT area;
+  HDC screen = GetDC(NULL), memory = CreateCompatibleDC(screen);
+  BITMAPINFO info = {{sizeof(BITMAPINFOHEADER), 0, 0, 1, 32, BI_RGB, 0, 0, 0, 0, 0},
+                     {{0, 0, 0, 0}}};
+  HBITMAP bitmap;
+  void* pixels = NULL;
+  FILE* file;
+  EnumWindows(find_dialog, (LPARAM)&window);
+  if (window == NULL || !GetClientRect(window, &area)) return 1;
+  info.bmiHeader.biWidth = area.right;
+  info.bmiHeader.biHeight = -area.bottom;
+  /* In a mirrored window the left upper corner is another point. */
+  MapWindowPoints(window, NULL, (POINT*)&area, 2);
+  bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &pixels, NULL, 0);
+  if (bitmap == NULL) return 1;
+  SelectObject(memory, bitmap);
+  if (!BitBlt(memory, 0, 0, info.bmiHeader.biWidth, -info.bmiHeader.biHeight, screen, area.left,
+              area.top, SRCCOPY))
+    return 1;
+  GdiFlush();
+  file = fopen(path, "wb");
+  if (file == NULL) return 1;
+  fprintf(file, "%ld %ld\n", area.right - area.left, area.bottom - area.top);
+  fwrite(pixels, 4, (size_t)(area.right - area.left) * (size_t)(area.bottom - area.top), file);
+  return fclose(file);
+}
+
+int main(int count, char** arguments) {
+  SetProcessDPIAware();
+  if (count > 1) return write_picture(arguments[1]);
   EnumWindows(print_dialog, 0);
   return 0;
 }

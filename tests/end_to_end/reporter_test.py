@@ -1,14 +1,16 @@
 """The reporter's dialog, driven with the keyboard on a real display."""
 
 import json
+import os
 import subprocess
 import unittest
 
-from harness import (BIN, RECORD, SERVICE_PORT, ServiceTest, end_process, processes, start_program, wait_for,
+from harness import (BIN, RECORD, ROOT, SERVICE_PORT, ServiceTest, end_process, processes, start_program, wait_for,
                      windows_path)
 
-from dialog_driver import (ALWAYS_SEND, CLOSE, DESCRIPTION, DETAILS, EMAIL, FILES_LABEL, HEADING, MESSAGE, PATIENCE, SEND, SUPPORT,
-                           TRY_AGAIN, DialogDriver, windows)
+from dialog_driver import (ALWAYS_SEND, BACK, CLOSE, COPY, DESCRIPTION, DETAILS, EMAIL, FILES, FILES_LABEL, HEADING, HINT, MESSAGE,
+                           OPEN_PAGE, PATIENCE, PRIVACY, RESTART, SEND, SHOW_DETAILS, SHOW_FILES, SUPPORT, TRY_AGAIN, DialogDriver, Picture,
+                           windows)
 
 
 class ReporterTest(DialogDriver, ServiceTest):
@@ -27,10 +29,10 @@ class ReporterTest(DialogDriver, ServiceTest):
         for process in self.reporters():
             end_process(process)
 
-    def start_reporter(self, name="report", **fields):
+    def start_reporter(self, name="report", arguments=(), **fields):
         """Makes a report and starts the reporter on it."""
         report = self.make_report(name, **{"uploadPolicy": "dialog", "openSupportUrl": False, **fields})
-        process = start_program(BIN / "WrenfallReporter.exe", windows_path(report),
+        process = start_program(BIN / "WrenfallReporter.exe", windows_path(report), *arguments,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
@@ -49,7 +51,8 @@ class ReporterTest(DialogDriver, ServiceTest):
         host.crash("access-violation")
         shown = self.wait_for_window("Test Host - Problem report", DESCRIPTION)
         self.assertEqual("Test Host has stopped working", shown[HEADING])
-        self.assertRegex(shown[FILES_LABEL], r"\(1, [\d.]+ [KM]B\)")
+        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--program", "test_host.exe", "--restart")))
+        self.assertRegex(shown[SHOW_FILES], r"\([\d.,]+ [KM]B\)")
         self.assertEqual("old@example.org", shown[EMAIL])
         # While the reporter asks, no other process takes the report.
         self.assertEqual("", self.host().do("pending"))
@@ -68,9 +71,11 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.assertEqual(("new@example.org", "it broke\ntwice"),
                          (report.fields["email"], report.fields["description"]))
         self.assertEqual(["minidump.dmp"], [entry["name"] for entry in report.entries])
-        self.assertEqual(f"https://127.0.0.1:{SERVICE_PORT}/report/1", result[SUPPORT])
-        # Wine's user is an administrator.
+        self.assertEqual(("Sent. Report number 1", f"https://127.0.0.1:{SERVICE_PORT}/report/1"),
+                         (result[HEADING], result[SUPPORT]))
+        # Wine's user is an administrator, with whose rights no page is opened.
         self.assertIn("Support page shown but not opened, this process is elevated", self.log())
+        self.assertTrue(COPY in result and not {DETAILS, OPEN_PAGE} & set(result))
         self.assertEqual([], self.report_folders())
         self.press("Report sent", "Return")
         self.wait_for_end()
@@ -90,25 +95,29 @@ class ReporterTest(DialogDriver, ServiceTest):
 
     def test_failures_are_explained(self):
         rows = [
-            # HTTP status, the explanation, what becomes of the report, the result
-            (503, "HTTP status 503", "is kept", "WRENFALL_ERROR_SERVICE (11)"),
-            (429, "too many reports", "was deleted", "WRENFALL_ERROR_REJECTED (12)"),
-            (None, "could not be reached", "stays on this computer and will be sent later",
-             "WRENFALL_ERROR_TRANSPORT (10)"),
+            # HTTP status, the explanation, the details
+            (503, "The service could not take the report (HTTP status 503); the report is kept on this computer.",
+             "WRENFALL_ERROR_SERVICE (11), HTTP 503|getCrashUploadUrl returned 503"),
+            (429, "The service gets too many reports at present; the report was deleted from this computer.",
+             "WRENFALL_ERROR_REJECTED (12), HTTP 429|getCrashUploadUrl: rate limited"),
+            (None, "The service could not be reached; the report stays on this computer and will be sent later.",
+             "WRENFALL_ERROR_TRANSPORT (10)|getCrashUploadUrl: "),
         ]
-        for status, explanation, fate, result in rows:
+        for status, explanation, details in rows:
             with self.subTest(status=status):
                 self.service.clear_faults()
-                self.service.fail("first", **({"status": status} if status else {"reset": "before"}))
+                self.service.fail("first", **({"status": status, "body": b""} if status else {"reset": "before"}))
                 self.start()
                 self.press("Problem report", text="typed")
                 self.wait_for_text(DESCRIPTION, "typed")
                 self.press("Problem report", "alt+s")
-                shown = self.wait_for_window("Report not sent", CLOSE)
-                self.assertIn(explanation, shown[MESSAGE])
-                self.assertIn(fate, shown[MESSAGE])
-                self.assertTrue(shown[DETAILS].startswith(result), shown[DETAILS])
-                kept = fate != "was deleted"
+                kept = status != 429
+                shown = self.wait_for_window("Report not sent", TRY_AGAIN if kept else CLOSE)
+                self.assertEqual(explanation, shown[MESSAGE])
+                self.assertNotIn(DETAILS, shown)
+                self.press("Report not sent", "alt+d")
+                shown = wait_for(lambda: next((window for window in windows() if DETAILS in window), None), PATIENCE, "the details")
+                self.assertTrue(shown[DETAILS].startswith(details), shown[DETAILS])
                 self.assertEqual((kept, kept), (TRY_AGAIN in shown, self.report.exists()))
                 if kept:
                     self.assertEqual("typed", self.record(self.report)["userDescription"])
@@ -120,6 +129,49 @@ class ReporterTest(DialogDriver, ServiceTest):
                 self.press("Report", "Escape")
                 self.wait_for_end()
 
+    def test_a_file_can_be_left_out_but_not_the_dump(self):
+        self.report, _ = self.start_reporter(dumpFile="minidump.dmp", attachments=["data.txt"])
+        for name, size in (("minidump.dmp", 2048), ("data.txt", 1024)):
+            (self.report / name).write_bytes(b"x" * size)
+        self.wait_for_window("Problem report", DESCRIPTION)
+        self.press("Problem report", "Escape")
+        self.wait_for_end()
+        process = start_program(BIN / "WrenfallReporter.exe", windows_path(self.report), stdout=subprocess.DEVNULL)
+        self.addCleanup(process.wait)
+        self.wait_for_window("Problem report", DESCRIPTION)
+        self.press("Problem report", "alt+w")
+        shown = self.wait_for_window("Problem report", FILES)
+        self.assertEqual("F&iles (2, 3.0 KB):", shown[FILES_LABEL])
+        self.press("Problem report", "End", "space", "Home", "space")
+        self.wait_for_text(FILES_LABEL, "F&iles (2, 2.0 KB):")
+        self.press("Problem report", "Escape")
+        self.wait_for_window("Problem report", SHOW_FILES)
+        self.press("Problem report", "alt+s")
+        self.wait_for_window("Report sent", CLOSE)
+        self.assertEqual(["minidump.dmp"], [entry["name"] for entry in self.service.reports[0].entries])
+        self.press("Report sent", "Escape")
+        self.wait_for_end()
+
+    def test_what_the_user_has_said_counts_while_the_dialog_is_open(self):
+        host = self.host()
+        self.assertEqual("0", host.call("set_consent", 3))
+        shown = self.start()
+        self.assertIn("you are asked about it again", shown[HINT])
+        self.service.fail("first", delay=5)
+        self.press("Problem report", "alt+s")
+        self.wait_for_window("Sending the report", CLOSE)
+        self.press("Sending the report", "Escape")
+        shown = self.wait_for_window("Report not sent", TRY_AGAIN)
+        self.assertEqual("Sending was cancelled; the report stays on this computer, and you are asked about it again.", shown[MESSAGE])
+        self.assertEqual("0", host.call("set_consent", 2))
+        self.press("Report not sent", "Return")
+        shown = self.wait_for_window("Report not sent", CLOSE)
+        self.assertEqual("Sending of reports is turned off; the report stays on this computer and is not sent.", shown[MESSAGE])
+        self.assertFalse({TRY_AGAIN, SHOW_DETAILS} & set(shown))
+        self.press("Report not sent", "Return")
+        self.wait_for_end()
+        self.assertTrue(self.report.exists())
+
     def test_one_dialog_at_a_time(self):
         names = ["first", "second", "third"]
         reports = []
@@ -130,7 +182,7 @@ class ReporterTest(DialogDriver, ServiceTest):
             else:
                 self.wait_for_window("first - Problem report", DESCRIPTION)
             reports.append(report)
-        wait_for(lambda: any("and 2 more" in window.get(MESSAGE, "") for window in windows()), PATIENCE, "the count")
+        wait_for(lambda: any("answer: 2" in window.get(MESSAGE, "") for window in windows()), PATIENCE, "the count")
         self.assertEqual(1, len(windows()))
         for name in names:
             self.wait_for_window(f"{name} - Problem report", DESCRIPTION)
@@ -155,7 +207,7 @@ class ReporterTest(DialogDriver, ServiceTest):
             self.assertEqual("0", host.call("ask_pending_reports_async"))
         shown = self.wait_for_window("r3 - Problem report", DESCRIPTION)
         wait_for(lambda: len(self.reporters()) == 1, PATIENCE, "one reporter")
-        self.assertIn("and 2 more", shown[MESSAGE])
+        self.assertIn("answer: 2", shown[MESSAGE])
         self.assertNotIn(ALWAYS_SEND, shown)
         self.press("r3 - Problem report", "Escape")
         self.assertIn(ALWAYS_SEND, self.wait_for_window("r2 - Problem report", DESCRIPTION))
@@ -194,7 +246,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.start()
         self.press("Problem report", "alt+s")
         self.wait_for_window("Sending the report", CLOSE)
-        self.press("Sending the report", "Escape")
+        self.press("Sending the report", "alt+F4")
         wait_for(lambda: not windows(), PATIENCE, "no window")
 
     def test_closing_while_it_sends(self):
@@ -208,7 +260,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.close_while_it_sends(never=True)
         self.service.stop()
         # Back in the background.
-        shown = self.wait_for_window("Report not sent", CLOSE, None)
+        shown = self.wait_for_window("Report not sent", TRY_AGAIN, None)
         self.assertIn("could not be reached", shown[MESSAGE])
         self.press("Report not sent", "Escape")
         self.wait_for_end()
@@ -235,17 +287,81 @@ class ReporterTest(DialogDriver, ServiceTest):
     def test_a_theme_speaks_and_a_strange_address_is_shown(self):
         theme = self.folder / "thème"
         theme.mkdir()
-        (theme / "strings.json").write_text('{"title": "Problem report ✓ {application}", "send": 5}', "utf-8")
+        (theme / "strings.json").write_text('{"title": "Problem report ✓ {application}", "send": 5, "privacyUrl": "https://a/"}', "utf-8")
+        (theme / "strings.de.json").write_text('{"back": "&Heim"}', "utf-8")
         (theme / "logo.ico").write_bytes(b"no icon")
         self.service.fail("commit", status=200, body=b'{"status":"success","crashId":7,"infoUrl":"file:///c:/x"}')
-        shown = self.start(themeDir=windows_path(theme), openSupportUrl=True)
-        self.assertEqual(("Problem report ✓ Test Host", "&Send report"), (shown.title, shown[SEND]))
+        shown = self.start(themeDir=windows_path(theme), openSupportUrl=True, locale="de-AT")
+        self.assertEqual(("Problem report ✓ Test Host", "Bericht &senden", "&Datenschutzerklärung"),
+                         (shown.title, shown[SEND], shown[PRIVACY]))
+        self.press("Problem report", "alt+z")
+        self.assertEqual("&Heim", self.wait_for_window("Problem report", FILES)[BACK])
+        self.press("Problem report", "alt+h")
+        self.wait_for_window("Problem report", SHOW_FILES)
         self.press("Problem report", "alt+s")
-        self.assertEqual("file:///c:/x", self.wait_for_window("Report sent", CLOSE)[SUPPORT])
-        self.press("Report sent", "Escape")
+        shown = self.wait_for_window("Bericht gesendet", CLOSE)
+        self.assertEqual(("Gesendet. Berichtsnummer 7", "file:///c:/x"), (shown[HEADING], shown[SUPPORT]))
+        self.assertNotIn(OPEN_PAGE, shown)
+        self.press("Bericht gesendet", "Escape")
         self.wait_for_end()
         for word in ('"send" is not a text', "logo.ico is not an icon"):
             self.assertIn(word, self.log())
+
+    def test_the_application_is_started_again_where_the_user_wants_that(self):
+        theme = self.folder / "theme"
+        theme.mkdir()
+        (theme / "strings.json").write_text('{"offerRestart": true}')
+        told = self.folder / "told"
+        command = f'cmd.exe /c echo again> "{windows_path(told)}"'
+        arguments = ("--program", r"C:\windows\system32\cmd.exe", "--restart", command)
+        for kind, keys, is_started in (("crash", ("alt+d",), False), ("crash", ("alt+r", "alt+d"), True), ("hang", ("alt+d",), False)):
+            with self.subTest(kind=kind, keys=keys):
+                self.start_reporter(kind + keys[0], arguments, reportKind=kind, themeDir=windows_path(theme))
+                shown = self.wait_for_window("Problem report", DESCRIPTION)
+                self.assertEqual(kind == "crash", RESTART in shown)
+                self.press("Problem report", *keys)
+                self.wait_for_end()
+                if is_started:
+                    wait_for(told.exists, PATIENCE, "the start")
+                    told.unlink()
+                self.assertFalse(told.exists())
+
+    def test_what_it_looks_like(self):
+        """With WRENFALL_PICTURES the pictures of the documents are made again."""
+        pictures = ROOT / "docs/images" if "WRENFALL_PICTURES" in os.environ else self.folder
+        theme = self.folder / "theme"
+        theme.mkdir()
+        (theme / "strings.json").write_text('{"offerRestart": true, "offerAlwaysSend": true, "privacyUrl": "https://a.example/"}')
+        personal = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
+        desktop = r"HKCU\Control Panel\Desktop"
+        rows = (("reporter.png", personal, "AppsUseLightTheme", 1), ("reporter-dark.png", personal, "AppsUseLightTheme", 0),
+                ("reporter-150.png", desktop, "LogPixels", 144))
+        looks = {}
+        for name, key, value, number in rows:
+            start_program("reg", "add", key, "/v", value, "/t", "REG_DWORD", "/d", number, "/f", stdout=subprocess.DEVNULL).wait(PATIENCE)
+            try:
+                self.report, _ = self.start_reporter(
+                    name, ("--restart", "planner.exe"), reportKind="crash", appName="Meadow Planner", themeDir=windows_path(theme),
+                    email="jürgen@example.org", userDescription="I was moving a flower bed\nwhen the window froze.")
+                self.wait_for_window("Problem report", DESCRIPTION)
+                wait_for(lambda: self.focus("Problem report"), PATIENCE, "the focus")
+                looks[name] = wait_for(self.still_picture, PATIENCE, "a picture")
+                looks[name].save(pictures / name)
+            finally:
+                start_program("reg", "delete", key, "/v", value, "/f", stdout=subprocess.DEVNULL).wait(PATIENCE)
+            self.press("Problem report", "Escape")
+            self.wait_for_end()
+        light, dark, large = looks.values()
+        self.assertTrue(light.brightness() > 200 and dark.brightness() < 80, (light.brightness(), dark.brightness()))
+        self.assertEqual((light.width, light.height), (dark.width, dark.height))
+        self.assertAlmostEqual(1.5, large.width / light.width, delta=0.02)
+        self.assertAlmostEqual(1.5, large.height / light.height, delta=0.1)
+
+    def still_picture(self):
+        """Once nothing moves any more; the cursor blinks."""
+        picture = Picture(self.folder)
+        differing = sum(a != b for a, b in zip(picture.pixels, Picture(self.folder).pixels))
+        return picture if differing < 200 else None
 
 
 if __name__ == "__main__":
