@@ -127,9 +127,11 @@ bool DialogControls::create(HWND dialog, const Appearance& appearance) {
     }
     if (kind == ControlKind::kLink) screen_reader_.set_link(control);
   }
-  // A mirrored picture would be another picture.
-  SetWindowLongPtrW(get(kIcon), GWL_EXSTYLE,
-                    GetWindowLongPtrW(get(kIcon), GWL_EXSTYLE) & ~LONG_PTR{WS_EX_LAYOUTRTL});
+  // A mirrored picture would be another picture, and addresses are read from left to right everywhere.
+  for (const ControlId id : {kIcon, kEmail, kSupport}) {
+    constexpr LONG_PTR kMirrored = WS_EX_LAYOUTRTL | WS_EX_RTLREADING | WS_EX_RIGHT;
+    SetWindowLongPtrW(get(id), GWL_EXSTYLE, GetWindowLongPtrW(get(id), GWL_EXSTYLE) & ~kMirrored);
+  }
   // These limits count characters, each of which has at least one byte. A text that has too many
   // bytes is cut when it is saved.
   SendMessageW(get(kEmail), EM_SETLIMITTEXT, kMaxEmailBytes, 0);
