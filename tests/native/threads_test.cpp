@@ -163,11 +163,13 @@ TEST_F(ThreadsTest, OneThreadWorksOnAReport) {
     ASSERT_TRUE(save(folders[0], record));
     EXPECT_EQ(count_pending(), 0u);
   }
-  // The thread at work looks at the report too, with the claim in its hands.
-  for (int i = 0; i < 500 && count_pending() == 0; ++i) {
+  // The thread at work looks at the report too, with the claim in its hands, and may do so twice.
+  uint32_t pending = 0;
+  for (int i = 0; i < 500 && pending == 0; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    pending = count_pending();
   }
-  EXPECT_EQ(count_pending(), 1u);
+  EXPECT_EQ(pending, 1u);
 }
 
 }  // namespace
