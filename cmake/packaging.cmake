@@ -27,8 +27,9 @@ if(NOT TARGET crashpad_handler)
   list(APPEND wrenfall_shipped_files crashpad_handler.exe)
 endif()
 
+# The folder names the architecture, as the libraries of other ones would have the same names.
 install(FILES $<TARGET_LINKER_FILE:Wrenfall> ${wrenfall_msvc_library} ${wrenfall_def}
-        DESTINATION lib COMPONENT SDK)
+        DESTINATION lib/x64 COMPONENT SDK)
 install(DIRECTORY include/wrenfall DESTINATION include COMPONENT SDK)
 install(DIRECTORY ${wrenfall_notices}/ DESTINATION share/doc/Wrenfall/third-party COMPONENT SDK)
 

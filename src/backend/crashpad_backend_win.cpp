@@ -146,7 +146,7 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
 
   crashpad::CrashpadInfo::GetCrashpadInfo()->set_gather_indirectly_referenced_memory(
       crashpad::TriState::kDisabled, 0);
-  if (!HeedsDumpType<crashpad::CrashpadClient>::value) {
+  if constexpr (!HeedsDumpType<crashpad::CrashpadClient>::value) {
     const std::string unheeded = unheeded_dump_options(configuration_.startup_annotations);
     if (!unheeded.empty()) logger_->warn("%s", unheeded.c_str());
   }

@@ -39,11 +39,10 @@ Hold take_hold(const std::filesystem::path& path, DWORD share, ScopedFile& file)
                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE);
     if (file) return Hold::kTaken;
     const DWORD error = GetLastError();
-    const LONG status = last_status();
+    const Hold hold = hold_after_failure(error, last_status());
     // A file that is being deleted is mostly gone a moment later.
-    if (error == ERROR_SHARING_VIOLATION || attempt == kAttempts) {
-      return hold_after_failure(error, status);
-    }
+    const bool may_change = hold == Hold::kHeld && error != ERROR_SHARING_VIOLATION;
+    if (!may_change || attempt == kAttempts) return hold;
     Sleep(kPauseMs);
   }
 }

@@ -31,7 +31,7 @@ NAME = f"Wrenfall-{TEXT}-win64"
 PROGRAMS = {"Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "crashpad_handler.exe"}
 OPTIONAL_PROGRAMS = {"WrenfallWer.dll", "wrenfallctl.exe"}
 SHIPPED = PROGRAMS | OPTIONAL_PROGRAMS
-FILES = {"lib/libWrenfall.dll.a", "lib/Wrenfall.lib", "lib/Wrenfall.def", "include/wrenfall/wrenfall.h",
+FILES = {"lib/x64/libWrenfall.dll.a", "lib/x64/Wrenfall.lib", "lib/x64/Wrenfall.def", "include/wrenfall/wrenfall.h",
          "include/wrenfall/wrenfall.hpp", "include/wrenfall/runtime_failures.h",
          "lib/cmake/Wrenfall/WrenfallConfig.cmake", "lib/cmake/Wrenfall/WrenfallConfigVersion.cmake",
          "lib/pkgconfig/wrenfall.pc"}
@@ -52,7 +52,7 @@ CROSS = ["-G", "Ninja", "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={COM
          f"-DCMAKE_CXX_COMPILER={COMPILER.replace('gcc', 'g++')}"]
 CONFIGURATION, SYMBOLS, FOREIGN = [], "{0.name}.debug", []
 if ON_WINDOWS:  # with installed packages, whose handler is their own
-    FILES.remove("lib/libWrenfall.dll.a")
+    FILES.remove("lib/x64/libWrenfall.dll.a")
     LICENCES = {"nlohmann-json": "MIT", "zlib": "Gailly", "miniz": "MIT", "crashpad": "Apache", "mini_chromium": "Chromium"}
     CROSS, CONFIGURATION, SYMBOLS, FOREIGN = [], ["-C", BIN.name], "{0.stem}.pdb", ["crashpad_handler.exe"]
 CMAKE_PROJECT = """
@@ -313,7 +313,7 @@ class HostsTest(PackageTest):
         run(*compiler, "-ffreestanding", "-O1", "-c", self.sources / "msvc.c", f"-I{self.root}/include",
             f"-I{self.sources}", "-o", compiled)
         run("lld-link", "/nodefaultlib", "/entry:start", "/subsystem:console", f"/out:{program}", compiled,
-            self.root / "lib" / "Wrenfall.lib")
+            self.root / "lib" / "x64" / "Wrenfall.lib")
         self.assertEqual((42, ""), self.run_host(program))
 
 
