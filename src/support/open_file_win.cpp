@@ -11,6 +11,7 @@ namespace {
 constexpr DWORD kPauseMs = 50;
 constexpr int kAttempts = 10;
 constexpr auto kDeletePending = static_cast<LONG>(0xC0000056);
+constexpr auto kAccessDenied = static_cast<LONG>(0xC0000022);
 
 // The kernel's status of the last call that failed; 0 where the system does not tell.
 LONG last_status() {
@@ -39,9 +40,12 @@ Hold take_hold(const std::filesystem::path& path, DWORD share, ScopedFile& file)
                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE);
     if (file) return Hold::kTaken;
     const DWORD error = GetLastError();
-    const Hold hold = hold_after_failure(error, last_status());
-    // A file that is being deleted is mostly gone a moment later.
-    const bool may_change = hold == Hold::kHeld && error != ERROR_SHARING_VIOLATION;
+    const LONG status = last_status();
+    const Hold hold = hold_after_failure(error, status);
+    // A file that is being deleted is mostly gone a moment later. Where that is not the reason, as in a
+    // read-only store, nothing changes.
+    const bool is_deleted = error == ERROR_DELETE_PENDING || error == ERROR_ACCESS_DENIED;
+    const bool may_change = is_deleted && status != kAccessDenied;
     if (!may_change || attempt == kAttempts) return hold;
     Sleep(kPauseMs);
   }
