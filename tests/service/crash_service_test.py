@@ -2,10 +2,12 @@
 
 import base64
 import contextlib
+import functools
 import html
 import json
 import os
 import re
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -16,6 +18,7 @@ from unittest import mock
 
 from samples import FOLDER, HOSTILE, Client, make_dump, make_form, make_zip, structured
 
+import archive
 import certificates
 import stack_tool
 from crash_service import CrashService
@@ -210,6 +213,10 @@ class CrashServiceTest(unittest.TestCase):
             Minidump(dump[:size] + b"\xff" * 8 + dump[size + 8:])
         self.assertLess(time.monotonic() - started, 20)
         self.assertEqual("other", read_facts(self.directory / "missing.zip").kind)
+        packed = self.directory / "packed.zip"
+        packed.write_bytes(make_zip(a_dmp=dump, b_dmp=dump + b"x", c_txt="text"))
+        with mock.patch("archive.MAX_DUMP", len(dump)):
+            self.assertEqual([("a.dmp", dump), ("b.dmp", None)], list(archive.read_dumps(packed)))
 
     def test_a_restart_loses_nothing(self):
         """Also the index is not needed: what it held is made again, with the keys that clients were told."""
@@ -227,6 +234,14 @@ class CrashServiceTest(unittest.TestCase):
                 with self.index() as index:
                     self.assertEqual(kept, index.rows(Filter(), 10))
                 self.assertEqual(before, self.page(client, "/"))
+        with contextlib.closing(sqlite3.connect(self.directory / FILE_NAME)) as other:
+            other.execute("PRAGMA locking_mode = EXCLUSIVE")
+            other.execute("BEGIN EXCLUSIVE")
+            at_once = functools.partial(sqlite3.connect, timeout=0)
+            with mock.patch("sqlite3.connect", at_once), self.assertRaisesRegex(sqlite3.OperationalError, "locked"):
+                ReportIndex(self.directory)
+        with self.index() as index:
+            self.assertEqual(kept, index.rows(Filter(), 10))
 
     def test_ten_thousand_reports_are_listed_quickly(self):
         now = time.time()
@@ -236,14 +251,15 @@ class CrashServiceTest(unittest.TestCase):
                       for number in range(1, 10001))
         with self.serving() as (_, client):
             for query, groups in (("", 20), ("q=function_39", 11), ("page=20", 20), ("stack=1002", 1), ("kind=hang", 20)):
-                started = time.monotonic()
-                text = self.page(client, "/?" + query)
-                seconds = time.monotonic() - started
-                print(f"10,000 reports, /?{query}: {seconds * 1000:.0f} ms, {len(text)} characters")
+                seconds = []
+                for _ in range(5):  # The best one counts: the machine may be busy.
+                    started = time.monotonic()
+                    text = self.page(client, "/?" + query)
+                    seconds.append(time.monotonic() - started)
+                print(f"10,000 reports, /?{query}: {min(seconds) * 1000:.0f} ms, {len(text)} characters")
                 self.assertEqual(groups, text.count("<article"), query)
                 self.assertLess(len(text), 200000)
-                # An ordinary machine needs a tenth of it; this one may be busy.
-                self.assertLess(seconds, 2)
+                self.assertLess(min(seconds), 0.2)
 
     @unittest.skipIf(os.name == "nt", "what takes Wine's place is a script for Unix")
     def test_stack_traces_are_made_once(self):

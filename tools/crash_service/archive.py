@@ -12,6 +12,8 @@ from protocol import Complaint
 _UTF8_NAME_FLAG = 0x800
 _READ_SIZE = 1 << 20
 
+MAX_DUMP = 256 << 20  # Larger dumps are kept, but not read.
+
 # What zipfile raises for archives that are damaged, encrypted or no archives at all.
 UNREADABLE = (zipfile.BadZipFile, zlib.error, EOFError, OSError, RuntimeError, ValueError)
 
@@ -40,19 +42,20 @@ def check_archive(path: Path) -> Tuple[List[Dict[str, Any]], List[Complaint]]:
     return entries, complaints
 
 
-def read_dumps(path: Path) -> Dict[str, bytes]:
-    """The contents of the entries that are minidumps, by name; nothing when unreadable."""
-    dumps: Dict[str, bytes] = {}
+def read_dumps(path: Path) -> Iterator[Tuple[str, Optional[bytes]]]:
+    """The names and contents of the entries that are minidumps, one after the other; None for one
+    that is larger than MAX_DUMP. Ends at what is unreadable."""
     try:
         with zipfile.ZipFile(path) as archive:
             for info in archive.infolist():
                 with archive.open(info) as content:
                     start = content.read(4)
-                    if start == b"MDMP":
-                        dumps[info.filename] = start + content.read()
+                    if start != b"MDMP":
+                        continue
+                    data = start + content.read(MAX_DUMP + 1 - len(start))
+                yield info.filename, data if len(data) <= MAX_DUMP else None
     except UNREADABLE:
         pass  # The check has recorded it as the report's problem.
-    return dumps
 
 
 class Entry(NamedTuple):

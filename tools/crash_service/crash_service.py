@@ -12,8 +12,10 @@ import errno
 import json
 import os
 import signal
+import sqlite3
 import sys
 import threading
+import time
 from pathlib import Path
 from types import FrameType
 from typing import List, Optional
@@ -30,6 +32,9 @@ __all__ = ["CrashService", "main"]
 EXIT_OK = 0
 EXIT_PROBLEMS = 1
 EXIT_CANNOT_RUN = 2
+
+# On Windows a wait cannot be interrupted: Ctrl-C is seen only after it.
+_UNINTERRUPTED_SECONDS = 0.2
 
 _DESCRIPTION = """\
 Receives crash reports over HTTPS on 127.0.0.1, checks every request and keeps it raw. A browser
@@ -69,7 +74,7 @@ examples:
 exit codes:
   0  ended as it should; with --summary: reports were received, all without problems
   1  only with --summary: a problem was recorded, or nothing was received
-  2  wrong usage, the port is in use, or the certificates or folders cannot be made
+  2  wrong usage, the port is in use, or the certificates, folders or index cannot be made
 """
 
 
@@ -89,6 +94,8 @@ def main(arguments: Optional[List[str]] = None) -> int:
         return _complain(f"--fail: {error}")
     except CertificateError as error:
         return _complain(str(error))
+    except sqlite3.Error as error:
+        return _complain(f"the index of the reports cannot be used: {error}")
     except OSError as error:
         if error.errno == errno.EADDRINUSE:
             return _complain(f"port {options.port} of 127.0.0.1 is in use")
@@ -203,8 +210,17 @@ def _serve(options: argparse.Namespace, certificates: Path) -> int:
             _write_whole(options.ready_file, f"{service.port}\n")
         if options.max_reports:
             _end_after_commits(service, options.max_reports, options.lifetime, ended)
-        _say("ended" if ended.wait(options.lifetime) else "ended: the lifetime is over")
+        _say("ended" if _wait(ended, options.lifetime) else "ended: the lifetime is over")
     return EXIT_OK
+
+
+def _wait(ended: threading.Event, seconds: float) -> bool:
+    """Whether the event came within that time. Signals are handled meanwhile, on Windows too."""
+    deadline = time.monotonic() + seconds
+    while (left := deadline - time.monotonic()) > 0:
+        if ended.wait(min(left, _UNINTERRUPTED_SECONDS)):
+            return True
+    return ended.is_set()
 
 
 def _usual_port(build: Optional[Path]) -> int:

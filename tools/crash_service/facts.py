@@ -14,10 +14,9 @@ from typing import Any, Dict, List
 
 import dump_facts
 import text_facts
-from archive import Entry, list_entries, read_entry
+from archive import MAX_DUMP, Entry, list_entries, read_entry
 from fact_types import Breadcrumb, Facts
 
-_MAX_DUMP = 256 << 20
 _MAX_TEXT = 16 << 20
 _SHOWN_LOG = 64 * 1024
 _SHOWN_LOGS = 8
@@ -75,7 +74,7 @@ def _main_facts(archive: Path, named: Dict[str, Entry], crash_type: str) -> Fact
     dump = named.get("minidump.dmp") or (dumps[-1] if dumps else None)
     of_type = [row for row in text_readers if row[0] == crash_type and row[1] in named]
     if dump is not None and not of_type:
-        data = read_entry(archive, dump.index, _MAX_DUMP)
+        data = read_entry(archive, dump.index, MAX_DUMP)
         if data is None:
             text = f"the dump of {dump.size} bytes is damaged or too large to be read here"
             return Facts(kind="crash", problems=[text])

@@ -1,7 +1,8 @@
 """The index of all reports, in SQLite beside the archives: what the list shows, and stack keys.
 
 The folders hold the truth. An index that is missing, damaged or of another form is made again from
-them, so nothing but time is lost with it.
+them, so nothing but time is lost with it. One that another program has locked, or that a full disk
+keeps from being opened, is left as it is.
 """
 
 from __future__ import annotations
@@ -89,13 +90,16 @@ def search_text(texts: Iterable[str]) -> str:
 
 
 class ReportIndex:
-    """Any thread may use it. After `close` every use raises sqlite3.ProgrammingError."""
+    """Any thread may use it. The constructor raises sqlite3.OperationalError when the file cannot be
+    used at this moment. After `close` every use raises sqlite3.ProgrammingError."""
 
     def __init__(self, directory: Path) -> None:
         self._lock = threading.Lock()
         self._path = directory / FILE_NAME
         try:
             self._connection = self._open()
+        except sqlite3.OperationalError:
+            raise  # It may be a good index: it is locked, or the disk is full.
         except sqlite3.DatabaseError:
             for ending in ("", "-wal", "-shm"):
                 with contextlib.suppress(FileNotFoundError):

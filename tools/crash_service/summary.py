@@ -102,4 +102,9 @@ def _shown(value: object) -> str:
 
 
 def _read_dumps(archive: Path) -> Dict[str, Any]:
-    return {name: Minidump(data).as_dict() for name, data in read_dumps(archive).items()}
+    dumps = {}
+    for name, data in read_dumps(archive):
+        dumps[name] = Minidump(data or b"").as_dict()
+        if data is None:
+            dumps[name]["problems"] = ["it is too large to be read here"]
+    return dumps
