@@ -136,7 +136,7 @@ TEST(ReportSender, TellsHowFarItIsAndCanBeCancelledUntilTheServiceHasAll) {
       const auto look = [&, progress] {
         ++request;
         if (request == 2) {
-          for (const uint64_t sent : {0, 5, 7, 5000, 10000}) progress(sent, 10000);
+          for (const uint64_t sent : {0u, 5u, 7u, 5000u, 10000u}) progress(sent, 10000);
         }
         if (request == static_cast<int>(when)) cancelled.push_back(sender->cancel());
       };
