@@ -3,6 +3,7 @@
 //   runtime_failures STORE abort | terminate | throw | pure-virtual | new | restored
 //
 // "throw" lets an exception go uncaught; "restored" calls abort with the handlers taken back.
+#include <crtdbg.h>
 #include <wrenfall/runtime_failures.h>
 
 #include <cstdio>
@@ -35,6 +36,10 @@ void fail(const char* kind) {
 int main() {
   int argc = 0;
   char** const argv = utf8_arguments(&argc);
+#ifdef _MSC_VER
+  // In a debug build the runtime would open a message box at an abort.
+  static_cast<void>(_CrtSetReportMode(_CRT_ERROR, _CRTDBG_MODE_DEBUG));
+#endif
   if (argc != 3) {
     std::fputs(
         "usage: runtime_failures STORE "

@@ -1,6 +1,7 @@
 // A host that does what it is told: one command a line on standard input, its words separated by
 // tabs, in UTF-8; one line of answer each. Ends at the end of the input. Lets the tests take a real
 // host process through any story.
+#include <crtdbg.h>
 #include <windows.h>
 #include <wrenfall/wrenfall.h>
 
@@ -309,9 +310,19 @@ void execute(const std::vector<std::string>& words) {
   answer_text("unknown command");
 }
 
+// Microsoft's debug runtime opens a message box at an abort or a failed assertion, which nobody
+// answers in a test. From now on it tells a debugger alone.
+void silence_debug_runtime() {
+#ifdef _MSC_VER
+  static_cast<void>(_CrtSetReportMode(_CRT_ERROR, _CRTDBG_MODE_DEBUG));
+  static_cast<void>(_CrtSetReportMode(_CRT_ASSERT, _CRTDBG_MODE_DEBUG));
+#endif
+}
+
 }  // namespace
 
 int main() {
+  silence_debug_runtime();
   std::string line;
   while (std::getline(std::cin, line)) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
