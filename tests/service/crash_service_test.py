@@ -251,15 +251,17 @@ class CrashServiceTest(unittest.TestCase):
                       for number in range(1, 10001))
         with self.serving() as (_, client):
             for query, groups in (("", 20), ("q=function_39", 11), ("page=20", 20), ("stack=1002", 1), ("kind=hang", 20)):
-                seconds = []
-                for _ in range(5):  # The best one counts: the machine may be busy.
-                    started = time.monotonic()
+                seconds, work = [], []
+                for _ in range(5):  # The best one counts, of the processor's time: the machine may be busy.
+                    started, worked = time.monotonic(), time.process_time()
                     text = self.page(client, "/?" + query)
                     seconds.append(time.monotonic() - started)
-                print(f"10,000 reports, /?{query}: {min(seconds) * 1000:.0f} ms, {len(text)} characters")
+                    work.append(time.process_time() - worked)
+                print(f"10,000 reports, /?{query}: {min(seconds) * 1000:.0f} ms, {min(work) * 1000:.0f} ms of work, {len(text)} characters")
                 self.assertEqual(groups, text.count("<article"), query)
                 self.assertLess(len(text), 200000)
-                self.assertLess(min(seconds), 0.2)
+                self.assertLess(min(work), 0.2)
+                self.assertLess(min(seconds), 2)
 
     @unittest.skipIf(os.name == "nt", "what takes Wine's place is a script for Unix")
     def test_stack_traces_are_made_once(self):
