@@ -112,11 +112,13 @@ void OwnedReport::keep_consent() {
   }
 }
 
-SendOutcome OwnedReport::send(HttpClient* http, bool at_somebodys_word) {
+SendOutcome OwnedReport::send(HttpClient* http, bool at_somebodys_word,
+                              const std::function<bool()>& was_cancelled) {
   SendRequest request;
   request.folder = folder_;
   request.edits.owner_pid = current_process_id();
   request.rules.undecided = Undecided::kStaysPending;
+  request.rules.was_cancelled = was_cancelled;
   request.at_somebodys_word = at_somebodys_word;
   const SendOutcome outcome = try_send(http, request, logger_);
   const std::string name = path_to_utf8(folder_);

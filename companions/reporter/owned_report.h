@@ -4,6 +4,7 @@
 #include <wrenfall/wrenfall.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -57,8 +58,10 @@ class OwnedReport {
   // Makes one attempt to send the folder. When the service cannot be reached, or the files cannot be
   // read, the report stays pending; otherwise the retry rule is applied. Without a client (`http` is
   // null) the result is a transport failure. `at_somebodys_word`: the user, or the host by its own
-  // call, wants the report sent. Blocks until the upload ends.
-  SendOutcome send(HttpClient* http, bool at_somebodys_word = true);
+  // call, wants the report sent. `was_cancelled` is asked when the attempt has failed: whether the user
+  // has called it off, so that the report is pending as before. Blocks until the upload ends.
+  SendOutcome send(HttpClient* http, bool at_somebodys_word = true,
+                   const std::function<bool()>& was_cancelled = {});
 
   // Deletes the folder. False when not all of it could be deleted, or another process is sending it.
   bool discard();

@@ -65,10 +65,11 @@ void ReportSender::start() {
 }
 
 void ReportSender::run() {
+  const auto was_cancelled = [this] { return state().is_cancelling; };
   const std::unique_ptr<HttpClient> http =
       make_client_([this](uint64_t sent, uint64_t total) { note_progress(sent, total); });
   if (http == nullptr) {
-    outcome_ = report_.send(nullptr);
+    outcome_ = report_.send(nullptr, true, was_cancelled);
     return;
   }
   {
@@ -77,7 +78,7 @@ void ReportSender::run() {
     if (state_.is_cancelling) client_->cancel();
   }
   Client watched(*this, *http);
-  outcome_ = report_.send(&watched);
+  outcome_ = report_.send(&watched, true, was_cancelled);
   const std::lock_guard<std::mutex> lock(mutex_);
   client_ = nullptr;
 }

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "report/store/kept_reports.h"
 #include "report/store/layout.h"
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
@@ -53,6 +54,17 @@ void release_from_dead_owner(const std::filesystem::path& folder, CrashData& rec
 void leave_pending(const std::filesystem::path& folder, CrashData& record) {
   remove_file(folder / kResultFile);
   release_from_dead_owner(folder, record);
+}
+
+// After an attempt that a person has called off. The report itself is pending even where memory is too
+// short to change its retry file.
+void leave_cancelled(const std::filesystem::path& folder, CrashData& record) {
+  leave_pending(folder, record);
+  try {
+    forget_agreement(folder);
+  } catch (const std::bad_alloc&) {
+    // It has no effect while the report is pending.
+  }
 }
 
 bool stays_pending(Undecided undecided, wrenfall_result result) {
@@ -108,6 +120,10 @@ UploadResult deliver(HttpClient* http, const std::filesystem::path& folder, Cras
   }
   // Writing a result would recreate a folder that another program has just removed.
   if (!is_folder(folder)) return outcome;
+  if (outcome.result != WRENFALL_OK && rules.was_cancelled && rules.was_cancelled()) {
+    leave_cancelled(folder, record);
+    return outcome;
+  }
   if (resend && is_worth_resending(outcome)) {
     try {
       keep_for_resend(folder, record, outcome, rules.agreed,

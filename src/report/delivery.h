@@ -2,6 +2,7 @@
 #define WRENFALL_REPORT_DELIVERY_H_
 
 #include <filesystem>
+#include <functional>
 
 #include "report/store/crash_data.h"
 #include "report/store/upload_result.h"
@@ -27,6 +28,9 @@ struct FailureRules {
   // Whether a person, or the host by its own call, wants the report sent. A report that is kept keeps
   // that too, so that its later attempts need no other word.
   bool agreed = false;
+  // Asked when an attempt has failed: whether a person has called it off. Then the report is pending
+  // whatever the failure was, the attempt does not count, and no earlier agreement does. Empty is no.
+  std::function<bool()> was_cancelled;
   // Where lines about resending go; null is where the retry rule logs.
   Logger* resend_logger = nullptr;
 };

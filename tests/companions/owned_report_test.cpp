@@ -9,6 +9,7 @@
 
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
+#include "report/store/retry_file.h"
 #include "reporter/report_sender.h"
 #include "support/files.h"
 #include "support/process.h"
@@ -127,6 +128,9 @@ TEST(ReportSender, TellsHowFarItIsAndCanBeCancelledUntilTheServiceHasAll) {
     const TempDir store;
     Logger logger;
     ASSERT_TRUE(save(store.path() / "r", complete_record()));
+    // An earlier attempt failed, to which the user had agreed.
+    ASSERT_TRUE(write_retry(store.path() / "r", {3, 1, 1, 0, true}));
+    store.add("r/result.json", R"({"errorCode": 10})");
     auto report = OwnedReport::take(store.path() / "r", logger);
     ReportSender* sender = nullptr;
     int request = 0;
@@ -154,6 +158,8 @@ TEST(ReportSender, TellsHowFarItIsAndCanBeCancelledUntilTheServiceHasAll) {
     EXPECT_EQ(outcome.was_sent(), sent);
     EXPECT_EQ(made.was_cancelled(), !sent);
     EXPECT_EQ(outcome.pending, !sent);
+    const auto retry = read_retry(store.path() / "r");
+    EXPECT_TRUE(sent || (retry && retry->attempts == 3 && !retry->agreed));
     // The answer to the first request comes although it was cancelled; the next is not made.
     EXPECT_EQ(request, sent ? 3 : static_cast<int>(when));
     EXPECT_EQ(cancelled, when == Cancel::kNever ? std::vector<bool>() : std::vector<bool>{!sent});
