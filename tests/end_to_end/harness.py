@@ -142,7 +142,7 @@ class EndToEndTest(unittest.TestCase):
 
     def monitors(self):
         """The options of a host for each handler that this build has."""
-        return [{}, {"monitor_path": self.other_monitor()}] if STAND_IN else [{}]
+        return [{}, {"monitor_path": self.other_monitor()}] if OTHER_HANDLER.is_dir() else [{}]
 
     def log(self):
         path = self.store / "Wrenfall.log"

@@ -40,6 +40,8 @@ class InstalledTest(unittest.TestCase):
         self.assertIn("mini_chromium.txt", notices)
         self.run_here("cmake", "--build", self.build, "--parallel", "2", "--target", "test_host", "session",
                       "WrenfallMonitor", "WrenfallReporter")
+        # These packages hold the stand-in, whatever the build was told.
+        (self.build / "crashpad-handler").write_text("stand-in\n")
         output = self.run_here("ctest", "--test-dir", self.build, "-R", r"^end_to_end\.(crash|metadata)$", "-V")
         self.assertIn("100% tests passed, 0 tests failed out of 2", output)
 
