@@ -6,6 +6,7 @@
 // clang-format on
 
 #include <algorithm>
+#include <utility>
 
 #include "reporter/dialog_button_win.h"
 #include "reporter/field_text.h"
@@ -63,7 +64,6 @@ constexpr ControlClass kClasses[] = {
 
 constexpr int kNameColumn = 0;
 constexpr int kSizeColumn = 1;
-constexpr int kNamePercent = 75;
 constexpr int kProgressSteps = 1000;
 // Between a field and its frame, at 96 dots an inch. The field's height allows for both.
 constexpr int kFieldInset = 5;
@@ -101,12 +101,19 @@ void set_check(HWND list, int row, bool checked) {
   SendMessageW(list, LVM_SETITEMSTATE, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&item));
 }
 
+int fit_to_contents(HWND list, int column) {
+  const auto index = static_cast<WPARAM>(column);
+  SendMessageW(list, LVM_SETCOLUMNWIDTH, index, LVSCW_AUTOSIZE);
+  return static_cast<int>(SendMessageW(list, LVM_GETCOLUMNWIDTH, index, 0));
+}
+
+// The names get what the sizes leave. With longer names the list can be scrolled sideways.
 void fit_columns(HWND list) {
+  const int size = fit_to_contents(list, kSizeColumn);
+  const int name = fit_to_contents(list, kNameColumn);
   RECT area{};
   GetClientRect(list, &area);
-  const int name = MulDiv(area.right, kNamePercent, 100);
-  SendMessageW(list, LVM_SETCOLUMNWIDTH, kNameColumn, name);
-  SendMessageW(list, LVM_SETCOLUMNWIDTH, kSizeColumn, area.right - name);
+  SendMessageW(list, LVM_SETCOLUMNWIDTH, kNameColumn, std::max<int>(name, area.right - size));
 }
 
 }  // namespace
@@ -237,6 +244,17 @@ bool DialogControls::is_checked(ControlId id) const {
 
 void DialogControls::set_progress(int steps) const {
   SendMessageW(get(kProgress), PBM_SETPOS, static_cast<WPARAM>(steps), 0);
+}
+
+void DialogControls::name_columns(const std::string& name, const std::string& size) const {
+  for (const auto& [index, text] : {std::pair(kNameColumn, &name), std::pair(kSizeColumn, &size)}) {
+    std::wstring wide = utf8_to_wide(*text);
+    LVCOLUMNW column{};
+    column.mask = LVCF_TEXT;
+    column.pszText = wide.data();
+    SendMessageW(get(kFiles), LVM_SETCOLUMNW, static_cast<WPARAM>(index),
+                 reinterpret_cast<LPARAM>(&column));
+  }
 }
 
 void DialogControls::set_files(const std::vector<FileRow>& rows) const {

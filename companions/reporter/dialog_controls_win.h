@@ -42,6 +42,8 @@ class DialogControls {
   // A thousandth each.
   void set_progress(int steps) const;
 
+  // The names of the list's columns, which screen readers say.
+  void name_columns(const std::string& name, const std::string& size) const;
   // The rows of the list, in this order.
   struct FileRow {
     std::string name;

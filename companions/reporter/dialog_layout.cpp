@@ -59,7 +59,12 @@ class PagePlacer {
   int pixels(int length) const { return scale_to_dpi(length, dpi_); }
 
   Extent measure(const PageItem& item, int width) const {
-    return sizes_.extent(kind_of(item.id), item.text, std::max(width, 1));
+    Extent most = sizes_.extent(kind_of(item.id), item.text, std::max(width, 1));
+    for (const std::string& text : item.later) {
+      const Extent size = sizes_.extent(kind_of(item.id), text, std::max(width, 1));
+      most = {std::max(most.width, size.width), std::max(most.height, size.height)};
+    }
+    return most;
   }
   int line_height() const { return sizes_.extent(ControlKind::kText, "X", 0).height; }
 
@@ -79,16 +84,22 @@ class PagePlacer {
     }
   }
 
+  int widest_word(const std::string& text, ControlKind kind) const {
+    int widest = 0;
+    for (const std::string& word : words_of(text)) {
+      widest = std::max(widest, sizes_.extent(kind, word, 0).width);
+    }
+    return widest;
+  }
+
   int narrowest(const PageItem& item) const {
     const ControlKind kind = kind_of(item.id);
     if (kind == ControlKind::kField || kind == ControlKind::kLines || kind == ControlKind::kList ||
         kind == ControlKind::kIcon || kind == ControlKind::kProgress) {
       return 0;
     }
-    int widest = 0;
-    for (const std::string& word : words_of(item.text)) {
-      widest = std::max(widest, sizes_.extent(kind, word, 0).width);
-    }
+    int widest = widest_word(item.text, kind);
+    for (const std::string& text : item.later) widest = std::max(widest, widest_word(text, kind));
     return widest + width_beside(item.id == kMessage ? ControlKind::kHeading : kind);
   }
 

@@ -64,6 +64,8 @@ struct PageItem {
   ControlId id;
   std::string text;    // what the control shows; not of what the user fills
   std::string name{};  // for screen readers, where the text is not the name
+  // What the control shows instead while the page is not laid out again. There is room for each.
+  std::vector<std::string> later{};
 };
 
 // What one page of the dialog consists of.

@@ -10,6 +10,10 @@ namespace {
 
 using Values = std::map<std::string, std::string>;
 
+// As many digits as a size can have.
+constexpr uint64_t kWideSize = uint64_t{1023} << 20;
+constexpr int64_t kWideNumber = 1000000000;
+
 DialogPage new_page(Page page, std::string title, Sign sign, ControlId focus) {
   DialogPage made;
   made.page = page;
@@ -105,7 +109,12 @@ DialogPage sending_page(const DialogTexts& texts, const DialogFacts& facts,
   page.items.push_back({kHeading, texts[Text::kHeadingSending]});
   page.items.push_back({kMessage, texts[Text::kSending]});
   page.items.push_back({kProgress, "", texts[Text::kHeadingSending]});
-  page.items.push_back({kProgressText, progress_text(texts, facts, state)});
+  PageItem progress = {kProgressText, progress_text(texts, facts, state)};
+  for (const SendingState& later :
+       {SendingState{}, SendingState{kWideSize, kWideSize}, SendingState{0, 0, true}}) {
+    progress.later.push_back(progress_text(texts, facts, later));
+  }
+  page.items.push_back(std::move(progress));
   page.items.push_back({kCloseButton, texts[Text::kCancel]});
   return finished(std::move(page));
 }
@@ -134,6 +143,35 @@ DialogPage result_page(const DialogTexts& texts, const OutcomeText& outcome,
   if (outcome.may_try_again) add(kTryAgainButton, texts[Text::kTryAgain]);
   add(kCloseButton, texts[Text::kClose]);
   return finished(std::move(page));
+}
+
+std::vector<DialogPage> pages_to_fit(const DialogTexts& texts, const DialogFacts& facts) {
+  std::vector<DialogPage> pages = {ask_page(texts, facts), files_page(texts, facts),
+                                   sending_page(texts, facts, {})};
+  // The user may change this while the window is open.
+  DialogFacts changed = facts;
+  changed.is_sent_by_itself = !facts.is_sent_by_itself;
+  pages.push_back(ask_page(texts, changed));
+  SendOutcome outcome;
+  outcome.kept = true;
+  // What becomes of such a report takes the most words.
+  outcome.retry.emplace().agreed = true;
+  outcome.upload.crash_id = kWideNumber;
+  ResultFacts shown;
+  shown.has_number = true;
+  shown.support = SupportPage::kShow;
+  shown.can_open_page = true;
+  shown.shows_details = true;
+  const OutcomeContext context{facts.application, facts.is_sent_by_itself, false, facts.format};
+  for (const wrenfall_result result :
+       {WRENFALL_OK, WRENFALL_ERROR_INVALID_ARGUMENT, WRENFALL_ERROR_FILE, WRENFALL_ERROR_TRANSPORT,
+        WRENFALL_ERROR_SERVICE, WRENFALL_ERROR_REJECTED}) {
+    outcome.upload.result = result;
+    outcome.upload.http_status = result == WRENFALL_ERROR_REJECTED ? kHttpTooManyRequests : 503;
+    shown.was_sent = outcome.was_sent();
+    pages.push_back(result_page(texts, explain_outcome(outcome, texts, context), shown));
+  }
+  return pages;
 }
 
 }  // namespace wrenfall::reporter

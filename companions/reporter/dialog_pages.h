@@ -51,6 +51,9 @@ struct ResultFacts {
 DialogPage result_page(const DialogTexts& texts, const OutcomeText& outcome,
                        const ResultFacts& facts);
 
+// What the window is made for: each page with as much text as it usually has.
+std::vector<DialogPage> pages_to_fit(const DialogTexts& texts, const DialogFacts& facts);
+
 }  // namespace wrenfall::reporter
 
 #endif  // WRENFALL_COMPANIONS_REPORTER_DIALOG_PAGES_H_

@@ -29,6 +29,17 @@ std::vector<ListedFile> list_files_to_send(const fs::path& folder, const std::st
   return files;
 }
 
+std::vector<ListedFile> list_again(const std::vector<ListedFile>& before, const fs::path& folder,
+                                   const std::string& dump) {
+  std::vector<ListedFile> files = list_files_to_send(folder, dump);
+  for (ListedFile& file : files) {
+    file.is_wanted = std::none_of(before.begin(), before.end(), [&](const ListedFile& listed) {
+      return listed.name == file.name && !listed.is_wanted;
+    });
+  }
+  return files;
+}
+
 uint64_t total_size(const std::vector<ListedFile>& files) {
   uint64_t total = 0;
   for (const ListedFile& file : files) total += file.is_wanted ? file.bytes : 0;

@@ -21,6 +21,10 @@ struct ListedFile {
 std::vector<ListedFile> list_files_to_send(const std::filesystem::path& folder,
                                            const std::string& dump = {});
 
+// The files that are there now. One that was listed before as not wanted is still not wanted.
+std::vector<ListedFile> list_again(const std::vector<ListedFile>& before,
+                                   const std::filesystem::path& folder, const std::string& dump);
+
 // Of the files that are wanted.
 uint64_t total_size(const std::vector<ListedFile>& files);
 

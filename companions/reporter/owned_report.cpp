@@ -11,6 +11,7 @@
 #include "report/store/report_store.h"
 #include "reporter/field_text.h"
 #include "support/files.h"
+#include "support/paths.h"
 #include "support/process.h"
 #include "support/text.h"
 
@@ -32,6 +33,12 @@ SendOutcome try_send(HttpClient* http, const SendRequest& request, Logger& logge
     outcome.pending = true;
     return outcome;
   }
+}
+
+// Whether nothing sends the folder by itself any more.
+bool is_settled(const fs::path& folder) {
+  if (!path_exists(folder / kCrashDataFile)) return true;
+  return path_exists(folder / kResultFile) && !waiting_retry(folder);
 }
 
 }  // namespace
@@ -138,9 +145,18 @@ SendOutcome OwnedReport::send(HttpClient* http, bool at_somebodys_word,
   return outcome;
 }
 
-bool OwnedReport::discard() {
-  const bool discarded = discard_report_folder(folder_.parent_path(), folder_);
-  if (discarded) {
+OwnedReport::Discarded OwnedReport::try_discard() const {
+  // Claiming a folder that does not exist would create a claim file in the store for a moment.
+  if (!path_exists(folder_)) return Discarded::kGone;
+  const auto claim = FolderClaim::try_take(folder_);
+  if (!claim) return Discarded::kHeld;
+  if (discard_claimed_report(plain_path(folder_))) return Discarded::kYes;
+  return is_settled(folder_) ? Discarded::kPartly : Discarded::kUnmarked;
+}
+
+OwnedReport::Discarded OwnedReport::discard() {
+  const Discarded discarded = try_discard();
+  if (discarded == Discarded::kYes) {
     logger_.info("Report discarded by the user: %s", path_to_utf8(folder_).c_str());
   } else {
     logger_.error("Report not discarded: %s", path_to_utf8(folder_).c_str());

@@ -63,8 +63,15 @@ class OwnedReport {
   SendOutcome send(HttpClient* http, bool at_somebodys_word = true,
                    const std::function<bool()>& was_cancelled = {});
 
-  // Deletes the folder. False when not all of it could be deleted, or another process is sending it.
-  bool discard();
+  enum class Discarded {
+    kYes,
+    kGone,      // another process has sent or deleted it
+    kPartly,    // a file is still there, but the report is never sent
+    kHeld,      // another process sends or deletes it at the moment
+    kUnmarked,  // it is still there, and may be sent
+  };
+  // Deletes the folder.
+  Discarded discard();
 
   // Clears the owner, so that the host finds the report pending.
   void give_back();
@@ -72,6 +79,7 @@ class OwnedReport {
  private:
   OwnedReport(std::filesystem::path folder, CrashData record, Logger& logger);
   bool write();
+  Discarded try_discard() const;
 
   std::filesystem::path folder_;  // empty once it was moved from or given back
   CrashData record_;

@@ -46,12 +46,12 @@ class ReportDialog : private DialogEvents {
 
   std::optional<wrenfall_result> run() {
     update_facts();
-    if (!frame_.create({ask_page(texts_, facts_), files_page(texts_, facts_),
-                        sending_page(texts_, facts_, {})})) {
+    if (!frame_.create(pages_to_fit(texts_, facts_))) {
       logger_.error("Dialog not shown (error %lu); the report stays in the store", GetLastError());
       return std::nullopt;
     }
     window_ = frame_.window();
+    controls().name_columns(texts_[Text::kFileColumn], texts_[Text::kSizeColumn]);
     controls().set_text(kEmail, report_.record().email);
     controls().set_text(kDescription, report_.record().userDescription);
     frame_.show(ask_page(texts_, facts_));
@@ -100,12 +100,33 @@ class ReportDialog : private DialogEvents {
     return report_.save_answers(controls().text(kEmail), controls().text(kDescription));
   }
 
-  bool leave_out_unwanted() {
+  std::vector<std::string> unwanted_files() const {
     std::vector<std::string> names;
     for (const ListedFile& file : facts_.files) {
       if (!file.is_wanted) names.push_back(file.name);
     }
-    return report_.leave_out(names);
+    return names;
+  }
+
+  // Afterwards the list holds what is still there.
+  bool leave_out_unwanted() {
+    const std::vector<std::string> names = unwanted_files();
+    if (names.empty()) return true;
+    const bool left_out = report_.leave_out(names);
+    facts_.files = list_again(facts_.files, report_.folder(), report_.record().dumpFile);
+    if (frame_.page() == Page::kFiles) {
+      show_files();
+    } else {
+      frame_.refresh(ask_page(texts_, facts_));
+    }
+    return left_out;
+  }
+
+  void show_gone() {
+    outcome_ = SendOutcome();
+    outcome_.not_sent = NotSent::kNoReport;
+    restart_if_wanted();
+    show_result();
   }
 
   void save_and_send() {
@@ -120,9 +141,7 @@ class ReportDialog : private DialogEvents {
         send();
         break;
       case OwnedReport::Saved::kGone:
-        outcome_ = SendOutcome();
-        outcome_.not_sent = NotSent::kNoReport;
-        show_result();
+        show_gone();
         break;
       case OwnedReport::Saved::kFailed:
         frame_.tell(filled(Text::kSaveFailed) + "\n\n" + name_and_number(WRENFALL_ERROR_FILE));
@@ -198,10 +217,32 @@ class ReportDialog : private DialogEvents {
     }
   }
 
+  // After a failure the user may repeat it, or close the window.
   void discard() {
-    restart_if_wanted();
-    if (!report_.discard()) frame_.tell(filled(Text::kDiscardFailed));
-    frame_.close();
+    switch (report_.discard()) {
+      case OwnedReport::Discarded::kYes:
+        restart_if_wanted();
+        return frame_.close();
+      case OwnedReport::Discarded::kGone:
+        return show_gone();
+      case OwnedReport::Discarded::kPartly:
+        return frame_.tell(filled(Text::kDiscardFailed));
+      case OwnedReport::Discarded::kHeld:
+        return frame_.tell(filled(Text::kDiscardHeld));
+      case OwnedReport::Discarded::kUnmarked:
+        return frame_.tell(filled(Text::kDiscardUnmarked));
+    }
+  }
+
+  // Saves what was typed and left out. False when the user rather keeps the window open.
+  bool may_close_undecided() {
+    const OwnedReport::Saved saved = save_answers();
+    if (saved == OwnedReport::Saved::kGone) return true;
+    if (saved == OwnedReport::Saved::kFailed && !frame_.confirm(filled(Text::kCloseUnsaved))) {
+      return false;
+    }
+    leave_out_unwanted();
+    return unwanted_files().empty() || frame_.confirm(filled(Text::kCloseLeftIn));
   }
 
   // DialogEvents:
@@ -251,11 +292,7 @@ class ReportDialog : private DialogEvents {
       return;
     }
     const bool asks = frame_.page() == Page::kAsk || frame_.page() == Page::kFiles;
-    if (asks && save_answers() == OwnedReport::Saved::kFailed &&
-        !frame_.confirm(filled(Text::kCloseUnsaved))) {
-      return;
-    }
-    frame_.close();
+    if (!asks || may_close_undecided()) frame_.close();
   }
 
   void on_file_switched(size_t row, bool checked) override {
@@ -290,7 +327,9 @@ class ReportDialog : private DialogEvents {
   // its owner does not run any more, it is pending.
   void on_session_end() override {
     if (frame_.page() == Page::kSending) return;
-    if (frame_.page() != Page::kResult) save_answers();
+    if (frame_.page() != Page::kResult && save_answers() != OwnedReport::Saved::kGone) {
+      report_.leave_out(unwanted_files());
+    }
     report_.give_back();
   }
 

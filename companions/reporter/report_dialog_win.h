@@ -19,7 +19,7 @@ namespace wrenfall::reporter {
 //
 // "Send" saves what was typed, deletes the files that the user left out, and sends the report; "Don't
 // send" deletes it. A user who closes the window, with Escape for example, or logs off has decided
-// nothing: what was typed is saved, and the report stays in the store. "Cancel" ends an attempt. Closing
+// nothing: what was typed is saved, what was left out is deleted, and the report stays in the store. "Cancel" ends an attempt. Closing
 // the window while the report is being sent only hides it: the attempt goes on, and the window comes
 // back if it fails.
 //

@@ -170,6 +170,10 @@ TEST(FileListing, HoldsWhatIsSentAndWhatMayBeLeftOut) {
                        {"b.txt", true}, {"minidump.dmp", false}, {"ü.dmp", false}}));
   files[0].is_wanted = false;
   EXPECT_EQ(total_size(files), 10u);
+  folder.add("c.txt", "1");
+  files = list_again(files, folder.path(), "ü.dmp");
+  EXPECT_EQ(std::make_pair(files.size(), total_size(files)),
+            std::make_pair(size_t{4}, uint64_t{11}));
   EXPECT_TRUE(list_files_to_send(folder.path() / "none").empty());
   for (const char* name : {"a.TXT", "b.c.json"}) EXPECT_TRUE(is_safe_to_open(name)) << name;
   for (const char* name : {"a.exe", "txt", "a.txt.lnk", "a.", "a.html"}) {

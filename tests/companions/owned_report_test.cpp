@@ -7,6 +7,7 @@
 #include <new>
 #include <optional>
 
+#include "report/store/folder_claim.h"
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
 #include "report/store/retry_file.h"
@@ -101,7 +102,14 @@ TEST(OwnedReport, SavesWhatFitsAndNeverCreatesAFolderAgain) {
     std::filesystem::remove_all(folder);
     EXPECT_EQ(report->save_answers("", ""), OwnedReport::Saved::kGone);
     EXPECT_TRUE(report->send(nullptr).not_sent.has_value());
-    EXPECT_FALSE(report->discard());
+    EXPECT_EQ(report->discard(), OwnedReport::Discarded::kGone);
+    EXPECT_FALSE(path_exists(folder));
+    ASSERT_TRUE(save(folder, CrashData()));
+    {
+      const FolderClaim held(folder);
+      EXPECT_EQ(report->discard(), OwnedReport::Discarded::kHeld);
+    }
+    EXPECT_EQ(report->discard(), OwnedReport::Discarded::kYes);
   }
   EXPECT_FALSE(path_exists(folder));
 }
