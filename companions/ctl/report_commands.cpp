@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "common/open_folder.h"
 #include "common/program_io.h"
@@ -13,8 +12,8 @@
 #include "ctl/report_details.h"
 #include "ctl/report_export.h"
 #include "ctl/stack_output.h"
+#include "ctl/store_scan.h"
 #include "report/store/layout.h"
-#include "report/store/report_store.h"
 #include "stack/dump_stacks.h"
 #include "stack/symbol_folders.h"
 #include "support/files.h"
@@ -30,9 +29,9 @@ namespace {
 // The one report that a command is about.
 FolderArgument report_of(const CtlOptions& options, const fs::path& store) {
   if (!options.latest) return find_report_folder(store, options.folders.front());
-  const std::vector<fs::path> reports = list_report_folders(store);
-  if (reports.empty()) return {store, "there is no report in the store"};
-  return {reports.back(), ""};
+  const auto newest = newest_report(store);
+  if (!newest) return {store, "there is no report in the store"};
+  return {*newest, ""};
 }
 
 int no_report(const fs::path& folder, const std::string& error) {
@@ -49,6 +48,11 @@ std::optional<stack::StackReport> stacks_of(const CtlOptions& options, const fs:
   return stack::read_stacks(request);
 }
 
+// Why there are no stacks of a report.
+const char* missing_stack_text(const ReportDetails& details) {
+  return details.has_dump ? "the dump cannot be read" : "there is no dump";
+}
+
 int show(const CtlOptions& options, const fs::path& store) {
   const auto [folder, error] = report_of(options, store);
   const auto details = error.empty() ? read_report_details(folder) : std::nullopt;
@@ -57,12 +61,20 @@ int show(const CtlOptions& options, const fs::path& store) {
   if (options.stack && details->has_dump) stacks = stacks_of(options, folder / kReportDumpFile);
   if (options.json) {
     nlohmann::json document = details_json(*details);
-    if (options.stack) document["stack"] = stacks ? stack_json(*stacks) : nlohmann::json(nullptr);
+    if (options.stack) {
+      document["stack"] = stacks ? stack_json(*stacks) : nlohmann::json(nullptr);
+      document["warnings"] = nlohmann::json::array();
+      if (!stacks) document["warnings"].push_back(missing_stack_text(*details));
+    }
     print_text(TextStream::kOutput, json_document(document));
     return WRENFALL_OK;
   }
   print_text(TextStream::kOutput, details_text(*details) + (stacks ? stack_text(*stacks) : ""));
-  if (stacks) print_text(TextStream::kError, stack_warnings_text(*stacks));
+  if (stacks) {
+    print_text(TextStream::kError, stack_warnings_text(stacks->warnings));
+  } else if (options.stack) {
+    print_text(TextStream::kError, stack_warnings_text({missing_stack_text(*details)}));
+  }
   return WRENFALL_OK;
 }
 
@@ -81,7 +93,7 @@ int stack_trace(const CtlOptions& options, const fs::path& store) {
     return WRENFALL_OK;
   }
   print_text(TextStream::kOutput, stack_text(*stacks));
-  print_text(TextStream::kError, stack_warnings_text(*stacks));
+  print_text(TextStream::kError, stack_warnings_text(stacks->warnings));
   return WRENFALL_OK;
 }
 

@@ -7,6 +7,7 @@
 #include "report/store/layout.h"
 #include "report/store/report_files.h"
 #include "support/files.h"
+#include "support/identifiers.h"
 #include "support/text.h"
 #include "upload/report_archive.h"
 
@@ -43,8 +44,9 @@ ExportOutcome export_report(const fs::path& folder, const fs::path& archive, boo
   for (const char* const own : {kCrashDataFile, kResultFile}) {
     if (is_file(folder / own)) found.files.push_back(folder / own);
   }
+  // A name that nobody has: what lies beside the archive is not this tool's to overwrite.
   fs::path unfinished = archive;
-  unfinished += kTemporarySuffix;
+  unfinished += "." + new_uuid().substr(0, 8) + kTemporarySuffix;
   if (!found.listed || !write_archive(found.files, unfinished)) {
     remove_file(unfinished);
     return refuse(WRENFALL_ERROR_FILE,

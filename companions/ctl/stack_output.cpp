@@ -88,9 +88,9 @@ std::string stack_text(const StackReport& report) {
   return text.empty() ? "no threads\n" : text;
 }
 
-std::string stack_warnings_text(const StackReport& report) {
+std::string stack_warnings_text(const std::vector<std::string>& warnings) {
   std::string text;
-  for (const std::string& warning : report.warnings) {
+  for (const std::string& warning : warnings) {
     text += "wrenfallctl: warning: " + escape_for_terminal(warning) + "\n";
   }
   return text;

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "stack/stack_report.h"
 
@@ -12,7 +13,7 @@ namespace wrenfall::ctl {
 // documents: never rename one. The warnings are part of the JSON; as text they have a function of their
 // own, since they go to the error stream.
 std::string stack_text(const stack::StackReport& report);
-std::string stack_warnings_text(const stack::StackReport& report);
+std::string stack_warnings_text(const std::vector<std::string>& warnings);
 nlohmann::json stack_json(const stack::StackReport& report);
 
 }  // namespace wrenfall::ctl

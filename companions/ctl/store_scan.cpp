@@ -26,6 +26,14 @@ std::string state_text(const std::optional<ReportResult>& result) {
   return kStatusFailed;
 }
 
+// When the crash was, as ISO 8601. The last write of the record takes its place where that names no
+// time; otherwise it says nothing, as closing the dialog writes the record again.
+std::string time_of_report(const fs::path& folder, const CrashData& record) {
+  if (!record.crashTime.empty()) return record.crashTime;
+  const auto age = age_of_file(folder / kCrashDataFile);
+  return age ? iso_text(utc_time(unix_now() - age->count())) : "";
+}
+
 // `claimed` says that a process holds the claim to the folder.
 std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed) {
   ReportSummary summary;
@@ -33,6 +41,7 @@ std::optional<ReportSummary> summarize(const fs::path& folder, bool claimed) {
   CrashData data;
   const bool had_record = is_file(folder / kCrashDataFile);
   const ReportState state = report_state(folder, data);
+  summary.time = time_of_report(folder, data);
   summary.size = size_of_files(folder);
   ReportResult result;
   if (read_result(folder, result)) summary.result = result;
@@ -113,7 +122,27 @@ std::optional<std::vector<ReportSummary>> scan_store(const fs::path& store) {
     if (summary->record) drop_long_texts(*summary->record);
     summaries.push_back(std::move(*summary));
   }
+  std::stable_sort(summaries.begin(), summaries.end(),
+                   [](const ReportSummary& a, const ReportSummary& b) {
+                     if (a.time.empty() || b.time.empty()) return !a.time.empty() && b.time.empty();
+                     return a.time < b.time;
+                   });
   return summaries;
+}
+
+std::optional<fs::path> newest_report(const fs::path& store) {
+  std::optional<fs::path> newest;
+  std::string newest_time;
+  for (fs::path& folder : list_report_folders(store)) {
+    CrashData record;
+    load(folder, record);
+    std::string time = time_of_report(folder, record);
+    // Of several crashes in a second that with the newest record.
+    if (newest && time < newest_time) continue;
+    newest = std::move(folder);
+    newest_time = std::move(time);
+  }
+  return newest;
 }
 
 }  // namespace wrenfall::ctl

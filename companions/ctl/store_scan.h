@@ -25,6 +25,7 @@ struct ReportSummary {
   std::filesystem::path folder;
   std::string state;
   std::optional<CrashData> record;  // empty when it is damaged or incomplete
+  std::string time;                 // the crash's or of the record; ISO 8601, "" without either
   uint64_t size = 0;                // of all its files, in bytes
   std::optional<ReportResult> result;
   std::optional<RetryState> retry;  // of one that is waiting
@@ -39,9 +40,12 @@ struct ReportSummary {
 // no such report.
 std::optional<ReportSummary> summarize_report(const std::filesystem::path& folder);
 
-// The reports of a store, the one with the oldest record first, then the folders without a record.
+// The reports of a store, the oldest crash first, then the folders without a record.
 // Empty when the store cannot be opened. Throws DirectoryIterationError.
 std::optional<std::vector<ReportSummary>> scan_store(const std::filesystem::path& store);
+
+// The report of the newest crash in a store, if there is any. Throws DirectoryIterationError.
+std::optional<std::filesystem::path> newest_report(const std::filesystem::path& store);
 
 // "waits until 2026-01-31 23:59, attempt 3 of 30".
 std::string waiting_text(const RetryState& retry, const std::filesystem::path& folder);

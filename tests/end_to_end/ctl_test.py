@@ -1,6 +1,7 @@
 """wrenfallctl on real stores: after a crash, against the local service, and in damaged stores."""
 
 import json
+import os
 import subprocess
 import time
 import unittest
@@ -174,6 +175,22 @@ class CtlTest(ServiceTest):
                                                for one in self.ctl_json("discard", "two")["reports"]])
         self.assertEqual({"deep": "incomplete"}, self.states())
 
+    def test_the_crash_gives_the_order(self):
+        """Not the record, which closing the dialog writes again; only where it names no time."""
+        for name, time_of_crash in (("third", "2026-01-03T00:00:00Z"), ("fourth", ""), ("damaged", None),
+                                    ("first", "2026-01-01T00:00:00Z"), ("second", "2026-01-02T00:00:00Z")):
+            self.make_report(name, crashTime=time_of_crash)
+        (self.store / "no record").mkdir()
+        (self.store / "damaged" / RECORD).write_text("{")
+        ages = (("fourth", 7200), ("damaged", 3600))
+        for name, age in ages:
+            os.utime(self.store / name / RECORD, (time.time() - age,) * 2)
+        self.assertEqual(["first", "second", "third", "fourth", "damaged", "no record"], list(self.states()))
+        for name, _ in reversed(ages):
+            self.assertEqual(name, self.ctl_json("show", "--latest")["report"]["folder"])
+            self.assertEqual(0, self.ctl("discard", name)[0])
+        self.assertEqual("third", self.ctl_json("show", "--latest")["report"]["folder"])
+
     def test_tail(self):
         log = self.store / "Wrenfall.log"
         log.write_text("".join(f"[2026-01-31 23:59:{i:02}] [7] INFO line {i} ü\n" for i in range(30)), "utf-8")
@@ -227,6 +244,11 @@ class CtlTest(ServiceTest):
         self.assertEqual({"file": "minidump.dmp", "readable": False}, dump)
         self.assertIn("damaged", self.ctl("show", "truncated dump")[1])
         self.assertIsNone(self.ctl_json("show", "huge record")["record"])
+        for name, words in (("truncated dump", "the dump cannot be read"), ("healthy", "there is no dump")):
+            status, _, err = self.ctl("show", name, "--stack")
+            self.assertEqual((0, f"wrenfallctl: warning: {words}\n"), (status, err))
+            shown = self.ctl_json("show", name, "--stack")
+            self.assertEqual((None, [words]), (shown["stack"], shown["warnings"]))
         # A name may be cut when one folder fits it, and a mistyped one is told.
         self.assertIn("truncated dump", self.ctl("show", "TRUNC")[1])
         for name, words in (("ow", "2 names"), ("missing", "no such report"), ("crashpad", " no ")):

@@ -147,6 +147,8 @@ class StackTest(EndToEndTest):
         (thread,) = self.stack(folder)["threads"]
         self.assertEqual((True, "overflow"), (thread["truncated"], thread["frames"][-1]["function"].split("(")[0]))
         archive = self.folder / "für dich.zip"
+        mine = self.folder / "für dich.zip.tmp"
+        mine.write_text("mine")
         export = ("export", windows_path(folder), windows_path(archive))
         files = {path.name: path.read_bytes() for path in folder.iterdir()}
         self.assertIn(f"{len(files)} files packed into ", self.ctl(*export)[0])
@@ -165,7 +167,7 @@ class StackTest(EndToEndTest):
         (self.store / "no record").mkdir()
         self.ctl("export", windows_path(self.store / "no record"), windows_path(archive), "--force", code=1)
         self.assertEqual(files, {path.name: path.read_bytes() for path in folder.iterdir()})
-        self.assertEqual([], list(self.folder.glob("*.tmp")))
+        self.assertEqual([(mine, "mine")], [(path, path.read_text()) for path in self.folder.glob("*.tmp")])
 
 
 if __name__ == "__main__":
