@@ -21,7 +21,7 @@ ScopedFile open_lock(const std::filesystem::path& file, DWORD sharing) {
 ScopedFile use_database(const std::filesystem::path& database) {
   create_folders(database);
   const std::filesystem::path file = database / kDatabaseUseFile;
-  if (open_lock(file, 0)) remove_file(database / kDatabaseNotesFile);
+  if (const ScopedFile alone = open_lock(file, 0)) remove_file(database / kDatabaseNotesFile);
   // Another monitor may look at this moment whether it is alone.
   for (int attempt = 1;; ++attempt) {
     ScopedFile lock = open_lock(file, FILE_SHARE_READ);

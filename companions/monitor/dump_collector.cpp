@@ -43,8 +43,8 @@ fs::path set_aside(ClaimedDump& dump, const fs::path& file) {
   return dump.move_to(aside) ? aside : file;
 }
 
-// Half a dump is of no use, and would keep a full disk full. Nobody is writing it any more, or it could
-// not have been claimed.
+// A dump of which nothing can be read is of no use, and would keep a full disk full. Nobody is writing it
+// any more, or it could not have been claimed.
 void remove_half_dump(ClaimedDump& dump, const fs::path& file, Logger& logger) {
   dump.release();
   logger.error(
@@ -54,7 +54,7 @@ void remove_half_dump(ClaimedDump& dump, const fs::path& file, Logger& logger) {
 
 // The facts of a readable dump that names its process. Otherwise nothing, with an error logged; a
 // dump that is damaged, or that names no process, is set aside, so that it is read once only, and one
-// that is cut short is removed.
+// of which nothing can be read is removed.
 std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path& file,
                                               Logger& logger) {
   bool was_read = true;
@@ -67,7 +67,7 @@ std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path&
     logger.error("Dump not readable at present: %s", path_to_utf8(file).c_str());
     return std::nullopt;
   }
-  if (!facts && minidump::is_cut_short(read, dump.size())) {
+  if (!facts && minidump::is_barely_begun(read, dump.size())) {
     remove_half_dump(dump, file, logger);
   } else if (!facts) {
     logger.error("Dump not readable, damaged or no minidump: %s",

@@ -8,6 +8,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "monitor/freeze_tracker.h"
 #include "support/clock.h"
@@ -22,7 +23,7 @@ namespace wrenfall::monitor {
 //    nobody else can. That takes a monitor of another process, or of the next start of the program.
 // A process under a debugger is left alone. So is one that somebody else has suspended, as far as that
 // can be told: the own host only counts after its handler has done something, another host only when it
-// has no monitor. Used by one thread.
+// has no monitor and no dump is being written. Used by one thread.
 class FrozenHosts {
  public:
   FrozenHosts(const ProcessIdentity& own, std::filesystem::path sessions, Logger& logger)
@@ -37,14 +38,18 @@ class FrozenHosts {
   using Clock = AwakeClock;
 
   void look_at_own(HANDLE handler, bool writes_dump);
-  void look_at_others();
+  void look_at_others(bool writes_dump);
+  bool counts_others() const;
+  // The other hosts of the store that are suspended and have no monitor.
+  std::vector<ProcessIdentity> find_abandoned() const;
   bool has_worked(HANDLE handler);
 
   const ProcessIdentity own_;
   const std::filesystem::path sessions_;
   Logger& logger_;
   FreezeTracker own_tracker_;
-  std::map<std::string, FreezeTracker> trackers_;  // of other hosts, by the text of their identity
+  std::map<std::string, FreezeTracker>
+      trackers_;         // of abandoned hosts, by the text of their identity
   uint64_t cycles_ = 0;  // of the handler, when the own host was seen running
   std::optional<Clock::time_point> last_look_;
   std::optional<Clock::time_point> last_look_at_others_;

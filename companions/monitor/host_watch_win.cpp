@@ -34,9 +34,11 @@ constexpr DWORD kLastSweepPauseMs = 20;
 // A host whose handler has ended by itself is about to end as well.
 constexpr std::chrono::seconds kHostEnd(1);
 
-// A handler that ends with 0 while its host runs was told to: a later run of the host is starting. This
-// is how long the rest of the start may take.
-constexpr DWORD kSuccessorPatienceMs = 3000;
+// How long the rest of a later run's start may take once that has ended the handler of this one.
+constexpr DWORD kSuccessorPatienceMs = 60000;
+
+// A process that was ended is gone within that time.
+constexpr DWORD kHandlerEndMs = 3000;
 
 // How long a later run's start leaves a handler to finish what it is writing.
 constexpr std::chrono::seconds kRetirement(30);
@@ -75,6 +77,13 @@ bool is_signalled(const ScopedKernelHandle& handle) {
   return handle && WaitForSingleObject(handle.get(), 0) == WAIT_OBJECT_0;
 }
 
+// Empty when the run has no events: whatever has one of their names was made by somebody else.
+ScopedKernelHandle open_run_event(std::string (*name)(const ProcessIdentity&, uint32_t),
+                                  const MonitorOptions& options) {
+  if (options.run == kRunWithoutEvents) return {};
+  return open_named_event(name(options.host, options.run));
+}
+
 unsigned long long number(const ProcessIdentity& process) { return process.process_id; }
 
 }  // namespace
@@ -84,8 +93,9 @@ HostWatch::HostWatch(const MonitorOptions& options, Logger& logger)
       store_(utf8_to_path(options.store)),
       logger_(logger),
       host_(open_watched_process(options.host, SYNCHRONIZE)),
-      up_(open_named_event(up_event_name(options.host, options.run))),
-      successor_(open_named_event(superseded_event_name(options.host, options.run))),
+      up_(open_run_event(up_event_name, options)),
+      successor_starts_(open_run_event(successor_starts_event_name, options)),
+      successor_(open_run_event(superseded_event_name, options)),
       host_exit_(options.host),
       collector_({utf8_to_path(options.database) / kDumpsFolder, store_}, options.host,
                  options.limits, reporter_starter(options, logger), logger),
@@ -177,21 +187,30 @@ bool HostWatch::wait_for_successor() const {
   return WaitForMultipleObjects(2, handles, FALSE, kSuccessorPatienceMs) == WAIT_OBJECT_0;
 }
 
+bool HostWatch::resume_host(bool others_may_write) {
+  if (others_may_write) {
+    const bool was_writing = collector_.has_unsettled();
+    run_logged([this] { return look(); });
+    if (!was_writing || collector_.has_unsettled()) return false;
+  }
+  return resume_frozen_process(options_.host);
+}
+
 bool HostWatch::after_handler_end() {
   DWORD code = 0;
   GetExitCodeProcess(handler_.get(), &code);
   handler_exit_code_ = code;
   handler_.reset();
-  // A handler that was killed while it wrote a dump leaves the host suspended, and nothing else would
-  // resume it.
-  if (resume_frozen_process(options_.host)) {
+  // A handler that ends with 0 was told to. A start that was begun may have done that.
+  const bool ends_for_successor = code == 0 && is_signalled(successor_starts_);
+  if (resume_host(has_successor_ || is_signalled(successor_) || ends_for_successor)) {
     logger_.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
                  number(options_.host));
   }
   HandlerEnd end;
   end.run_is_up = is_signalled(up_);
   end.has_successor = has_successor_ || is_signalled(successor_) ||
-                      (end.run_is_up && code == 0 && wait_for_successor());
+                      (end.run_is_up && ends_for_successor && wait_for_successor());
   end.host_runs = host_ && !is_signalled(host_);
   end.lifetime =
       std::chrono::duration_cast<std::chrono::seconds>(AwakeClock::now() - handler_start_);
@@ -213,8 +232,9 @@ bool HostWatch::after_handler_end() {
 void HostWatch::end_handler() {
   if (!handler_) return;
   TerminateProcess(handler_.get(), 0);
-  WaitForSingleObject(handler_.get(), kSuccessorPatienceMs);
-  resume_frozen_process(options_.host);
+  WaitForSingleObject(handler_.get(), kHandlerEndMs);
+  handler_.reset();
+  resume_host(true);
 }
 
 void HostWatch::take_last_dumps() {

@@ -50,6 +50,11 @@ class HostWatch {
 
   Outlook look();
   Event wait(Outlook outlook);
+  // Resumes the host when the handler, which has ended, was killed in the middle of a dump and so left it
+  // suspended. Where the handler of a later run may be writing a dump, which suspends the host as well,
+  // only if a dump was being written that nobody writes any more; the later run's monitor sees to the rest.
+  // True when the host was resumed.
+  bool resume_host(bool others_may_write);
   // False when the watch is over.
   bool after_handler_end();
   bool wait_for_successor() const;
@@ -63,9 +68,10 @@ class HostWatch {
   const int64_t start_ms_ = unix_now_ms();
   Logger& logger_;
   HandlerOutput output_;
-  const ScopedKernelHandle host_;       // empty when it may not be opened
-  const ScopedKernelHandle up_;         // set once this run is up
-  const ScopedKernelHandle successor_;  // set once a later run is up
+  const ScopedKernelHandle host_;              // empty when it may not be opened
+  const ScopedKernelHandle up_;                // set once this run is up
+  const ScopedKernelHandle successor_starts_;  // set once a later run is being started
+  const ScopedKernelHandle successor_;         // set once a later run is up
   const ProcessExit host_exit_;
   DumpCollector collector_;
   DumpWatcher watcher_;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "support/process.h"
 
@@ -46,8 +47,9 @@ std::optional<bool> is_under_debugger(const ProcessIdentity& identity);
 // the same id, or may not be ended.
 bool terminate_process(const ProcessIdentity& identity);
 
-// Whether all threads of the process are suspended. False when it has ended or may not be opened.
-bool is_frozen_process(const ProcessIdentity& identity);
+// Those of the processes all of whose threads are suspended. One that has ended or may not be opened is
+// none of them. Looks at all threads of the system, once however many processes are asked about.
+std::vector<ProcessIdentity> frozen_processes(const std::vector<ProcessIdentity>& processes);
 
 // Resumes the process when all of its threads are suspended, which is how a capture handler that was
 // killed in the middle of a dump may leave it. True when the process was resumed.

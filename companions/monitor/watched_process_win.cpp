@@ -4,6 +4,7 @@
 #include <tlhelp32.h>
 
 #include <cstdint>
+#include <set>
 
 #include "monitor/watched_process.h"
 #include "monitor/watched_process_win.h"
@@ -32,21 +33,23 @@ bool is_suspended(DWORD thread_id) {
          query(thread.get(), kThreadSuspendCount, &count, sizeof count, nullptr) >= 0 && count > 0;
 }
 
-// Whether every thread is suspended. A process that suspends its own threads keeps at least one
-// running.
-bool is_frozen(DWORD process_id) {
+// Those of the processes whose every thread is suspended. A process that suspends its own threads keeps
+// at least one running.
+std::set<uint64_t> find_frozen(const std::set<uint64_t>& process_ids) {
   const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-  if (!snapshot) return false;
-  bool any = false;
+  if (!snapshot) return {};
+  std::set<uint64_t> frozen;
+  std::set<uint64_t> running;
   THREADENTRY32 entry{};
   entry.dwSize = sizeof entry;
   for (BOOL more = Thread32First(snapshot.get(), &entry); more;
        more = Thread32Next(snapshot.get(), &entry)) {
-    if (entry.th32OwnerProcessID != process_id) continue;
-    if (!is_suspended(entry.th32ThreadID)) return false;
-    any = true;
+    const uint64_t process_id = entry.th32OwnerProcessID;
+    if (process_ids.count(process_id) == 0 || running.count(process_id) > 0) continue;
+    (is_suspended(entry.th32ThreadID) ? frozen : running).insert(process_id);
   }
-  return any;
+  for (const uint64_t process_id : running) frozen.erase(process_id);
+  return frozen;
 }
 
 }  // namespace
@@ -120,15 +123,24 @@ bool terminate_process(const ProcessIdentity& identity) {
   return process && TerminateProcess(process.get(), kTerminatedExitCode) != FALSE;
 }
 
-bool is_frozen_process(const ProcessIdentity& identity) {
-  return identity.start_time != 0 && open_watched_process(identity, 0) &&
-         is_frozen(static_cast<DWORD>(identity.process_id));
+std::vector<ProcessIdentity> frozen_processes(const std::vector<ProcessIdentity>& processes) {
+  std::set<uint64_t> ids;
+  for (const ProcessIdentity& process : processes) ids.insert(process.process_id);
+  const std::set<uint64_t> frozen = find_frozen(ids);
+  std::vector<ProcessIdentity> result;
+  for (const ProcessIdentity& process : processes) {
+    if (frozen.count(process.process_id) > 0 && process.start_time != 0 &&
+        open_watched_process(process, 0)) {
+      result.push_back(process);
+    }
+  }
+  return result;
 }
 
 bool resume_frozen_process(const ProcessIdentity& identity) {
   if (identity.start_time == 0) return false;
   const ScopedKernelHandle process = open_watched_process(identity, PROCESS_SUSPEND_RESUME);
-  if (!process || !is_frozen(static_cast<DWORD>(identity.process_id))) return false;
+  if (!process || find_frozen({identity.process_id}).empty()) return false;
   const auto resume = find_system_function<ProcessFunction>(L"ntdll.dll", "NtResumeProcess");
   return resume != nullptr && resume(process.get()) >= 0;
 }

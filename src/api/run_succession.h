@@ -2,7 +2,7 @@
 #define WRENFALL_API_RUN_SUCCESSION_H_
 
 #include <cstdint>
-#include <vector>
+#include <optional>
 
 #include "support/named_event.h"
 #include "support/process.h"
@@ -14,21 +14,24 @@ namespace wrenfall {
 // process ends. Guarded by the lifecycle lock.
 class RunSuccession {
  public:
-  // The number of a run that may still fail to start. Its monitor can be told from now on.
+  // The number of a run that may still fail to start, or kRunWithoutEvents. Its monitor can be told from
+  // now on. Tells the monitor of the current run that its handler may be ended by the start, and that of
+  // a run that failed to start that it is not needed.
   uint32_t begin(const ProcessIdentity& process);
 
-  // That run is up: tells its monitor and those of all earlier ones. Until then the earlier ones stay,
-  // since they are the ones that see a crash.
+  // That run is up: tells its monitor and that of the earlier one. Until then the earlier one stays,
+  // since it is the one that sees a crash.
   void confirm();
 
  private:
-  uint32_t runs_ = 0;
-  bool is_up_ = false;  // the last run
   struct Events {
     NamedEvent up;
+    NamedEvent successor_starts;
     NamedEvent superseded;
   };
-  std::vector<Events> events_;  // of the runs that were not superseded yet
+  uint32_t runs_ = 0;
+  std::optional<Events> current_;  // of the last run that came up
+  std::optional<Events> next_;     // of the run that starts, or failed to
 };
 
 }  // namespace wrenfall

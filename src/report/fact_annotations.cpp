@@ -16,7 +16,7 @@ std::map<std::string, std::string> startup_annotations(const CrashData& facts,
       {annotation::kOpenSupportUrl, facts.openSupportUrl ? "1" : "0"},
       {annotation::kSession, places.process.text()},
   };
-  if (places.run > 1) annotations[annotation::kRun] = std::to_string(places.run);
+  if (places.run != 1) annotations[annotation::kRun] = std::to_string(places.run);
   add_limit_annotations(places.limits, annotations);
   for (const FactAnnotation& fact : kFactAnnotations) {
     if (fact.when == FactAnnotation::When::kAtStart) annotations[fact.key] = facts.*fact.field;

@@ -7,12 +7,14 @@
 namespace wrenfall {
 
 // An event that another process of the same session can find by its name and wait for. Once set it stays
-// set. It exists as long as somebody has it open. Where it cannot be made, setting it does nothing.
+// set. It exists as long as somebody has it open. One that exists already is not used, since any process may
+// have made it, and set it. Where the event cannot be made, setting it does nothing.
 class NamedEvent {
  public:
   // `name` is ASCII and has no backslash.
   explicit NamedEvent(const std::string& name);
 
+  bool is_made() const;
   void set();
 
  private:

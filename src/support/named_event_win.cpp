@@ -12,8 +12,13 @@ std::wstring full_name(const std::string& name) {
 
 }  // namespace
 
-NamedEvent::NamedEvent(const std::string& name)
-    : event_(CreateEventW(nullptr, TRUE, FALSE, full_name(name).c_str())) {}
+NamedEvent::NamedEvent(const std::string& name) {
+  const std::wstring full = full_name(name);
+  event_.reset(CreateEventW(nullptr, TRUE, FALSE, full.c_str()));
+  if (GetLastError() == ERROR_ALREADY_EXISTS) event_.reset();
+}
+
+bool NamedEvent::is_made() const { return event_ != nullptr; }
 
 void NamedEvent::set() {
   if (event_) SetEvent(event_.get());

@@ -8,12 +8,21 @@
 
 namespace wrenfall {
 
-// A process may initialize the library several times. Its runs are numbered from 1. Each has two events,
+// A process may initialize the library several times. Its runs are numbered from 1. Each has three events,
 // which its monitor finds by their names.
+
+// Instead of a number: the events could not be made, or another process has taken their names. The monitor
+// of such a run stays until the process ends, and does not replace its handler.
+inline constexpr uint32_t kRunWithoutEvents = 0;
 
 // Set once the run is up. Until then the host waits for its handler, and must be told of its end.
 inline std::string up_event_name(const ProcessIdentity& process, uint32_t run) {
   return "Wrenfall-" + process.text() + "-" + std::to_string(run) + "-up";
+}
+
+// Set before a later run of the process starts its handler, which may end the handler of this one.
+inline std::string successor_starts_event_name(const ProcessIdentity& process, uint32_t run) {
+  return "Wrenfall-" + process.text() + "-" + std::to_string(run) + "-successor-starts";
 }
 
 // Set once a later run of the process is up: then nobody needs the monitor and the handler of this one any

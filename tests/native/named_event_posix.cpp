@@ -3,6 +3,7 @@
 namespace wrenfall {
 
 NamedEvent::NamedEvent(const std::string&) {}
+bool NamedEvent::is_made() const { return true; }
 void NamedEvent::set() {}
 void NamedEvent::Closer::operator()(void*) const {}
 

@@ -19,6 +19,8 @@
 #include "monitor/watched_process.h"
 #include "support/command_line.h"
 #include "support/file_times_win.h"
+#include "support/named_event.h"
+#include "support/named_event_win.h"
 #include "support/paths.h"
 #include "support/process.h"
 #include "support/process_start.h"
@@ -165,11 +167,22 @@ TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   ProcessIdentity earlier = process.identity;
   --earlier.start_time;
   EXPECT_FALSE(monitor::resume_frozen_process(earlier));
-  EXPECT_FALSE(monitor::is_frozen_process(earlier));
-  EXPECT_FALSE(monitor::is_frozen_process(current_process()));
-  EXPECT_TRUE(monitor::is_frozen_process(process.identity));
+  const auto frozen = monitor::frozen_processes({earlier, current_process(), process.identity});
+  ASSERT_EQ(frozen.size(), 1u);
+  EXPECT_EQ(frozen[0], process.identity);
   EXPECT_TRUE(monitor::resume_frozen_process(process.identity));
   EXPECT_EQ(process.exit_code(10000), 0u);
+}
+
+TEST(NamedEvent, OneThatExistsAlreadyIsNotUsed) {
+  const std::string name = "Wrenfall-test-" + current_process().text();
+  const NamedEvent first(name);
+  NamedEvent second(name);
+  EXPECT_TRUE(first.is_made());
+  EXPECT_FALSE(second.is_made());
+  second.set();
+  const ScopedKernelHandle found = open_named_event(name);
+  EXPECT_EQ(WaitForSingleObject(found.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
 }
 
 TEST(ProcessWin, OneThatMayNotBeOpenedRuns) {
