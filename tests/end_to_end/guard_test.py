@@ -6,7 +6,7 @@ import threading
 import time
 import unittest
 
-from harness import (OTHER_HANDLER, RECORD, EndToEndTest, Host, alive, end_process, freeze_process, processes, wait_for,
+from harness import (RECORD, STAND_IN, EndToEndTest, Host, alive, end_process, freeze_process, processes, wait_for,
                      windows_path)
 
 HANDLER, MONITOR = "crashpad_handler.exe", "WrenfallMonitor.exe"
@@ -128,16 +128,20 @@ class Case:
         self.strike((HANDLER, MONITOR), freeze_process)
         started = time.monotonic()
         self.host.crash("access-violation", seconds=170)
-        assert time.monotonic() - started > 115
+        assert time.monotonic() - started > (115 if STAND_IN else 55)
 
 
 class GuardTest(EndToEndTest):
     def test_every_wait_has_an_end(self):
-        with concurrent.futures.ThreadPoolExecutor(len(CASES) + 1) as pool:  # most of the time is waiting
+        cases = [case for case in CASES if STAND_IN or case[2] != "middle"]
+        with concurrent.futures.ThreadPoolExecutor(len(cases) + 1) as pool:  # most of the time is waiting
             plays = [(case, pool.submit(Case(self, f"störe {number}", *case[4:]).run, *case[:4]))
-                     for number, case in enumerate(CASES) if OTHER_HANDLER.is_dir() or len(case) == 4]
-            plays.append(("crash", pool.submit(Case(self, f"störe {len(CASES)}").crash)))
+                     for number, case in enumerate(cases)]
+            plays.append(("crash", pool.submit(Case(self, f"störe {len(cases)}").crash)))
         self.assertEqual([], [(case, repr(play.exception())) for case, play in plays if play.exception()])
+        if len(cases) < len(CASES):
+            with self.subTest(when="middle"):
+                self.skipTest("an installed Crashpad writes no dump so large that it can be struck in the middle")
 
 
 if __name__ == "__main__":
