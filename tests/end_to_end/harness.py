@@ -136,8 +136,9 @@ class EndToEndTest(unittest.TestCase):
     def other_monitor(self):
         """A monitor beside a handler that behaves as Crashpad's own; the value for the option."""
         folder = self.folder / "other"
-        shutil.copytree(OTHER_HANDLER, folder, dirs_exist_ok=True)
-        shutil.copy(BIN / "WrenfallMonitor.exe", folder)
+        if not folder.exists():  # a program that is copied again cannot be started meanwhile
+            shutil.copytree(OTHER_HANDLER, folder)
+            shutil.copy(BIN / "WrenfallMonitor.exe", folder)
         return windows_path(folder / "WrenfallMonitor.exe")
 
     def monitors(self):
