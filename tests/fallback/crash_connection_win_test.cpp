@@ -2,10 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
+#include <future>
+#include <thread>
+#include <utility>
+
 #include "../windows/import_hook_win.h"
 #include "client/handler_process_win.h"
 
 WRENFALL_IMPORT(CreateProcessW);
+WRENFALL_IMPORT(SetEvent);
 
 namespace {
 
@@ -19,6 +26,20 @@ MEMORY_BASIC_INFORMATION memory_of(const void* address) {
 
 HANDLE to_handle(uint64_t value) { return reinterpret_cast<HANDLE>(static_cast<uintptr_t>(value)); }
 
+ScopedView<ClientSection> section_of(const CrashConnection& connection) {
+  return ScopedView<ClientSection>(
+      static_cast<ClientSection*>(MapViewOfFile(to_handle(connection.initial_client_data().section),
+                                                FILE_MAP_WRITE, 0, 0, sizeof(ClientSection))));
+}
+
+// Makes the process the handler, as far as the connection can see.
+void play_handler(CrashConnection& connection, DWORD process_id) {
+  section_of(connection)->handler_process_id.store(process_id);
+  SetEvent(to_handle(connection.initial_client_data().ready));
+  connection.set_started_process(
+      ScopedHandle(OpenProcess(SYNCHRONIZE, FALSE, GetCurrentProcessId())));
+}
+
 // A program that writes where it should not reaches no part of it.
 TEST(CrashConnection, LiesInPagesOfItsOwnThatAreReadOnlyOnceTheHandlerIsReady) {
   const auto connection = CrashConnection::create();
@@ -27,20 +48,53 @@ TEST(CrashConnection, LiesInPagesOfItsOwnThatAreReadOnlyOnceTheHandlerIsReady) {
   connection->protect();
   EXPECT_EQ(memory_of(connection.get()).Protect, DWORD{PAGE_READWRITE}) << "it is still changed";
 
-  // This process plays the handler.
-  const InitialClientData data = connection->initial_client_data();
-  auto* const section = static_cast<ClientSection*>(
-      MapViewOfFile(to_handle(data.section), FILE_MAP_WRITE, 0, 0, sizeof(ClientSection)));
-  ASSERT_NE(section, nullptr);
-  section->handler_process_id.store(GetCurrentProcessId());
-  UnmapViewOfFile(section);
-  SetEvent(to_handle(data.ready));
-  connection->set_started_process(
-      ScopedHandle(OpenProcess(SYNCHRONIZE, FALSE, GetCurrentProcessId())));
+  play_handler(*connection, GetCurrentProcessId());
   ASSERT_TRUE(connection->wait_until_ready());
   connection->protect();
   EXPECT_EQ(memory_of(connection.get()).Protect, DWORD{PAGE_READONLY});
   EXPECT_TRUE(connection->wait_until_ready());
+}
+
+const auto system_set_event = __imp_SetEvent;
+std::function<void()> after_request;
+
+BOOL WINAPI request_and_go_on(HANDLE event) {
+  const BOOL result = system_set_event(event);
+  if (const auto step = std::exchange(after_request, nullptr)) step();
+  return result;
+}
+
+TEST(CrashConnection, DoesNotWaitForAHandlerThatWasNotAsked) {
+  const auto connection = CrashConnection::create();
+  ASSERT_NE(connection, nullptr);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION first{};
+  wchar_t program[MAX_PATH] = L"";
+  GetModuleFileNameW(nullptr, program, MAX_PATH);
+  ASSERT_TRUE(CreateProcessW(program, nullptr, nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
+                             nullptr, &startup, &first));
+  const ScopedHandle thread(first.hThread);
+  const ScopedHandle process(first.hProcess);
+  play_handler(*connection, first.dwProcessId);
+  ASSERT_TRUE(connection->wait_until_ready());
+
+  const wrenfall::ImportHook hook(__imp_SetEvent, &request_and_go_on);
+  const HANDLE asked = to_handle(connection->initial_client_data().dump_request);
+  after_request = [&] {
+    EXPECT_EQ(WaitForSingleObject(asked, 0), WAIT_OBJECT_0);  // the first handler takes the request
+    TerminateProcess(first.hProcess, 0);
+    WaitForSingleObject(first.hProcess, INFINITE);
+    section_of(*connection)->handler_process_id.store(GetCurrentProcessId());
+  };
+  std::promise<void> returned;
+  std::thread dump([&] {
+    connection->request_dump(nullptr);
+    returned.set_value();
+  });
+  EXPECT_EQ(returned.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  SetEvent(to_handle(connection->initial_client_data().dump_done));
+  dump.join();
 }
 
 bool gets_handles = true;

@@ -151,31 +151,40 @@ bool CrashConnection::wait_until_ready() {
 }
 
 bool CrashConnection::request_crash_dump(const EXCEPTION_POINTERS* exception) {
-  if (!request(&section_->crash, crash_request_.get(), crash_done_.get(), exception)) return false;
   ScopedHandle successor;
-  return wait_for_event_or_exit(crash_done_.get(), handler(&successor), kPatienceMs) ==
-         WaitResult::kSet;
+  const HANDLE process =
+      request(&section_->crash, crash_request_.get(), crash_done_.get(), exception, &successor);
+  return process != nullptr &&
+         wait_for_event_or_exit(crash_done_.get(), process, kPatienceMs) == WaitResult::kSet;
 }
 
 void CrashConnection::request_dump(const EXCEPTION_POINTERS* exception) {
-  if (!request(&section_->dump, dump_request_.get(), dump_done_.get(), exception)) return;
-  DWORD patience = kPatienceMs;
   ScopedHandle successor;
-  const HANDLE process = handler(&successor);
+  const HANDLE process =
+      request(&section_->dump, dump_request_.get(), dump_done_.get(), exception, &successor);
+  if (process == nullptr) return;
+  DWORD patience = kPatienceMs;
   for (;;) {
     const WaitResult result = wait_for_event_or_exit(dump_done_.get(), process, patience);
     if (result == WaitResult::kSet) return;
     if (section_->client_suspended.exchange(0) != 0 && resume_process_ != nullptr) {
       resume_process_(GetCurrentProcess());
     }
-    if (result == WaitResult::kProcessEnded) return;
+    if (result == WaitResult::kProcessEnded) {
+      // What is not begun by now is of no use to a later handler: `exception` will be gone.
+      ResetEvent(dump_request_.get());
+      return;
+    }
     patience = INFINITE;
   }
 }
 
-bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
-                              const EXCEPTION_POINTERS* exception) {
-  if (!wait_until_ready()) return false;
+HANDLE CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
+                                const EXCEPTION_POINTERS* exception, ScopedHandle* successor) {
+  if (!wait_until_ready()) return nullptr;
+  // Found before it is asked. A handler that replaces one which took the request with it will never
+  // answer.
+  const HANDLE process = handler(successor);
   // Discards a late answer to an earlier request that is no longer waited for.
   ResetEvent(done_event);
   slot->exception_pointers = reinterpret_cast<uintptr_t>(exception);
@@ -183,7 +192,7 @@ bool CrashConnection::request(DumpRequest* slot, HANDLE request_event, HANDLE do
   slot->waiting_thread_id = slot->thread_id;
   slot->gather_indirect_memory =
       CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory() == TriState::kEnabled;
-  return SetEvent(request_event) != FALSE;
+  return SetEvent(request_event) ? process : nullptr;
 }
 
 void CrashConnection::publish(WerRegistration* registration) const {

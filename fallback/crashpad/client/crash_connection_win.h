@@ -87,9 +87,10 @@ class CrashConnection {
   // The process that writes the dumps. When that has ended, the program that was started as the handler
   // may replace it: then this waits some seconds for the new one, which `successor` holds open.
   HANDLE handler(ScopedHandle* successor) const;
-  // Sends the request and returns at once. False when there is no handler.
-  bool request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
-               const EXCEPTION_POINTERS* exception);
+  // Sends the request. The process that is asked, which `successor` may hold open; null when there is
+  // none.
+  HANDLE request(DumpRequest* slot, HANDLE request_event, HANDLE done_event,
+                 const EXCEPTION_POINTERS* exception, ScopedHandle* successor);
 
   ScopedHandle section_handle_;
   ScopedView<ClientSection> section_;
