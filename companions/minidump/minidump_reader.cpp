@@ -98,13 +98,12 @@ std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size) {
   return read_facts(DumpBytes(read, size));
 }
 
-bool is_barely_begun(const ReadAt& read, uint64_t size) {
+bool is_cut_short(const ReadAt& read, uint64_t size) {
   const DumpBytes dump(read, size);
   std::array<uint8_t, 4> signature{};
   if (!dump.read(0, signature.data(), signature.size())) return dump.ends_early();
   if (u32_at(signature.data(), 0) == 0) return true;
-  return u32_at(signature.data(), 0) == kSignature &&
-         !read_stream_directory(dump, CutStreams::kLeaveOut) && dump.ends_early();
+  return u32_at(signature.data(), 0) == kSignature && !read_facts(dump) && dump.ends_early();
 }
 
 }  // namespace wrenfall::minidump

@@ -23,10 +23,10 @@ struct DumpFacts {
 // count in it is checked.
 std::optional<DumpFacts> read_minidump(const ReadAt& read, uint64_t size);
 
-// Whether the file is a dump of which nothing can be read, because its writer was ended in the middle, or the
-// disk was full: its signature is missing, which some writers write last, or it ends within the header or the
-// list of streams. False for a dump that ends later, and for what is no dump.
-bool is_barely_begun(const ReadAt& read, uint64_t size);
+// Whether the file is only the beginning of a dump: its writer was ended in the middle, or the disk was
+// full. Some writers write the signature last, so its place may still be empty. False for a whole dump,
+// and for what is no dump.
+bool is_cut_short(const ReadAt& read, uint64_t size);
 
 }  // namespace wrenfall::minidump
 

@@ -16,6 +16,7 @@
 #include "report/store/store_pruning.h"
 #include "support/clock.h"
 #include "support/files.h"
+#include "support/run_event.h"
 #include "support/text.h"
 
 namespace wrenfall::monitor {
@@ -32,6 +33,9 @@ constexpr std::chrono::seconds kHalfMadeAge(60);
 // while.
 constexpr std::chrono::seconds kBusyPatience(30);
 
+// A dump that cannot be opened for longer is not being written any more.
+constexpr std::chrono::minutes kLongestDump(10);
+
 // A crashed host ends once its dump is written. Attachments that it holds open without sharing can only
 // be copied after that.
 constexpr std::chrono::milliseconds kHostEnd(2000);
@@ -43,8 +47,8 @@ fs::path set_aside(ClaimedDump& dump, const fs::path& file) {
   return dump.move_to(aside) ? aside : file;
 }
 
-// A dump of which nothing can be read is of no use, and would keep a full disk full. Nobody is writing it
-// any more, or it could not have been claimed.
+// Half a dump is of no use, and would keep a full disk full. Nobody is writing it any more, or it could
+// not have been claimed.
 void remove_half_dump(ClaimedDump& dump, const fs::path& file, Logger& logger) {
   dump.release();
   logger.error(
@@ -54,7 +58,7 @@ void remove_half_dump(ClaimedDump& dump, const fs::path& file, Logger& logger) {
 
 // The facts of a readable dump that names its process. Otherwise nothing, with an error logged; a
 // dump that is damaged, or that names no process, is set aside, so that it is read once only, and one
-// of which nothing can be read is removed.
+// that is cut short is removed.
 std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path& file,
                                               Logger& logger) {
   bool was_read = true;
@@ -67,7 +71,7 @@ std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path&
     logger.error("Dump not readable at present: %s", path_to_utf8(file).c_str());
     return std::nullopt;
   }
-  if (!facts && minidump::is_barely_begun(read, dump.size())) {
+  if (!facts && minidump::is_cut_short(read, dump.size())) {
     remove_half_dump(dump, file, logger);
   } else if (!facts) {
     logger.error("Dump not readable, damaged or no minidump: %s",
@@ -84,11 +88,12 @@ std::optional<minidump::DumpFacts> read_facts(ClaimedDump& dump, const fs::path&
 
 void wait_briefly_for_end(const ProcessIdentity& process) { ProcessExit(process).wait(kHostEnd); }
 
-DumpCollector::DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
-                             StartReporter start_reporter, Logger& logger,
-                             DebuggerQuery is_debugged, EndWait wait_for_end)
+DumpCollector::DumpCollector(Places places, const ProcessIdentity& host, uint32_t run,
+                             const StoreLimits& limits, StartReporter start_reporter,
+                             Logger& logger, DebuggerQuery is_debugged, EndWait wait_for_end)
     : places_(std::move(places)),
       host_(host),
+      run_(run),
       limits_(limits),
       start_reporter_(std::move(start_reporter)),
       is_debugged_(std::move(is_debugged)),
@@ -101,8 +106,10 @@ bool DumpCollector::is_host(const ProcessIdentity& process) const {
   return process.process_id == host_.process_id && process.start_time == host_.start_time;
 }
 
-bool DumpCollector::is_for_us(const ProcessIdentity& process, bool adoptable) const {
-  return is_host(process) || (adoptable && !is_still_running(process));
+bool DumpCollector::is_for_us(const minidump::DumpFacts& facts, bool adoptable) const {
+  const ProcessIdentity process = *process_of(facts);
+  if (is_host(process) && (run_ == kRunWithoutEvents || run_of(facts) <= run_)) return true;
+  return adoptable && !is_still_running(process);
 }
 
 bool DumpCollector::collect() {
@@ -130,8 +137,9 @@ bool DumpCollector::collect() {
 }
 
 bool DumpCollector::has_unsettled() const {
-  return std::any_of(notes_.begin(), notes_.end(),
-                     [](const auto& entry) { return !entry.second.settled; });
+  return std::any_of(notes_.begin(), notes_.end(), [](const auto& entry) {
+    return !entry.second.settled && Clock::now() - entry.second.first_seen < kLongestDump;
+  });
 }
 
 void DumpCollector::drop_kept_sessions() {
@@ -153,7 +161,7 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   }
   if (dump.state() != ClaimedDump::State::kClaimed) return true;
   const auto facts = read_facts(dump, file, logger_);
-  if (!facts || !is_for_us(*process_of(*facts), adoptable)) return true;
+  if (!facts || !is_for_us(*facts, adoptable)) return true;
   if (is_host(*process_of(*facts)) && is_crash(*facts)) {
     has_seen_crash_ = true;
     crash_code_ = facts->crash_code.value_or(0);

@@ -46,8 +46,9 @@ class DumpCollector {
     std::filesystem::path store;
   };
 
-  // `host` is the watched process. The logger outlives the collector.
-  DumpCollector(Places places, const ProcessIdentity& host, const StoreLimits& limits,
+  // `host` is the watched process, `run` the one of its runs that this monitor belongs to. The logger
+  // outlives the collector.
+  DumpCollector(Places places, const ProcessIdentity& host, uint32_t run, const StoreLimits& limits,
                 StartReporter start_reporter, Logger& logger,
                 DebuggerQuery is_debugged = is_under_debugger,
                 EndWait wait_for_end = wait_briefly_for_end);
@@ -59,12 +60,14 @@ class DumpCollector {
   // too. A failure is logged.
   void apply_retention();
 
-  // Looks through the dumps and takes those of the host. The first look also takes those of processes
+  // Looks through the dumps and takes those of the host, but those of its later runs, which have a monitor
+  // of their own. The first look also takes those of processes
   // that have ended, because their monitors have ended too. True when there is a dump that cannot be
   // opened yet.
   bool collect();
 
-  // Whether the last look left a dump that could not be opened.
+  // Whether a dump may be being written: the last look left one that could not be opened, and that is not
+  // so old that it must be held by something else.
   bool has_unsettled() const;
 
   // Whether a dump of the host's crash has come.
@@ -101,7 +104,7 @@ class DumpCollector {
   void drop(const std::filesystem::path& file, ClaimedDump& dump, const minidump::DumpFacts& facts);
   void remove_dropped(const std::filesystem::path& file, ClaimedDump& dump,
                       const minidump::DumpFacts& facts);
-  bool is_for_us(const ProcessIdentity& process, bool adoptable) const;
+  bool is_for_us(const minidump::DumpFacts& facts, bool adoptable) const;
   bool is_host(const ProcessIdentity& process) const;
   // Both are false when the folder is still half made.
   bool finish_half_made_folder(const std::filesystem::path& folder);
@@ -116,6 +119,7 @@ class DumpCollector {
 
   const Places places_;
   const ProcessIdentity host_;
+  const uint32_t run_;
   const StoreLimits limits_;
   const StartReporter start_reporter_;
   const DebuggerQuery is_debugged_;

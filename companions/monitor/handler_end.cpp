@@ -6,9 +6,16 @@ namespace {
 constexpr std::chrono::seconds kShortLife(60);
 constexpr int kMaxShortLives = 3;
 
+constexpr std::chrono::minutes kEndPatience(2);
+constexpr std::chrono::minutes kEndPatienceWhileWriting(10);
+
 }  // namespace
 
 bool was_short_lived(std::chrono::seconds lifetime) { return lifetime < kShortLife; }
+
+bool is_stuck(std::chrono::seconds since_host_end, bool writes_dump) {
+  return since_host_end > (writes_dump ? kEndPatienceWhileWriting : kEndPatience);
+}
 
 AfterHandler after_handler_end(const HandlerEnd& end) {
   if (!end.host_runs || !end.run_is_up || end.has_successor) return AfterHandler::kEnd;

@@ -8,8 +8,8 @@ namespace wrenfall::monitor {
 // What a monitor knows when its capture handler has ended.
 struct HandlerEnd {
   bool host_runs = false;
-  bool run_is_up = false;            // otherwise the host still waits for its handler's start
-  bool has_successor = false;        // a later run of the host is up, and has a handler of its own
+  bool run_is_up = false;      // otherwise the host still waits for its handler's start
+  bool has_successor = false;  // a later run of the host has a handler, and crashes go to that
   std::chrono::seconds lifetime{0};  // of the handler
   int short_lives = 0;               // handlers in a row, before this one, that ended soon
 };
@@ -28,6 +28,9 @@ AfterHandler after_handler_end(const HandlerEnd& end);
 
 // Whether the handler counts as one that ended soon.
 bool was_short_lived(std::chrono::seconds lifetime);
+
+// Whether a handler that still runs so long after its host's end hangs. It may have a dump to finish.
+bool is_stuck(std::chrono::seconds since_host_end, bool writes_dump);
 
 }  // namespace wrenfall::monitor
 

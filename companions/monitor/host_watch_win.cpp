@@ -34,9 +34,6 @@ constexpr DWORD kLastSweepPauseMs = 20;
 // A host whose handler has ended by itself is about to end as well.
 constexpr std::chrono::seconds kHostEnd(1);
 
-// How long the rest of a later run's start may take once that has ended the handler of this one.
-constexpr DWORD kSuccessorPatienceMs = 60000;
-
 // A process that was ended is gone within that time.
 constexpr DWORD kHandlerEndMs = 3000;
 
@@ -97,7 +94,7 @@ HostWatch::HostWatch(const MonitorOptions& options, Logger& logger)
       successor_starts_(open_run_event(successor_starts_event_name, options)),
       successor_(open_run_event(superseded_event_name, options)),
       host_exit_(options.host),
-      collector_({utf8_to_path(options.database) / kDumpsFolder, store_}, options.host,
+      collector_({utf8_to_path(options.database) / kDumpsFolder, store_}, options.host, options.run,
                  options.limits, reporter_starter(options, logger), logger),
       watcher_(utf8_to_path(options.database) / kDumpsFolder, store_ / kSessionsFolder),
       frozen_hosts_(options.host, store_ / kSessionsFolder, logger) {}
@@ -174,17 +171,27 @@ void HostWatch::watch() {
     }
     watcher_.arm();
     outlook = run_logged([this] { return look(); });
-    over = has_successor_ &&
-           (outlook != Outlook::kFinishedSoon || AwakeClock::now() - successor_came_ > kRetirement);
+    const bool retires = has_successor_ && (outlook != Outlook::kFinishedSoon ||
+                                            AwakeClock::now() - successor_came_ > kRetirement);
+    over = retires || is_handler_stuck();
   }
   end_handler();
   take_last_dumps();
 }
 
-bool HostWatch::wait_for_successor() const {
-  const HANDLE handles[] = {successor_.get(), host_.get()};
-  if (!successor_ || !host_) return false;
-  return WaitForMultipleObjects(2, handles, FALSE, kSuccessorPatienceMs) == WAIT_OBJECT_0;
+bool HostWatch::is_replaced() const {
+  return has_successor_ || is_signalled(successor_) || is_signalled(successor_starts_);
+}
+
+bool HostWatch::is_handler_stuck() {
+  if (!handler_ || !is_signalled(host_)) return false;
+  if (!host_end_) host_end_ = AwakeClock::now();
+  const auto since =
+      std::chrono::duration_cast<std::chrono::seconds>(AwakeClock::now() - *host_end_);
+  if (!is_stuck(since, collector_.has_unsettled())) return false;
+  logger_.warn("Capture handler ended by its monitor: it still runs %lld s after process %llu",
+               static_cast<long long>(since.count()), number(options_.host));
+  return true;
 }
 
 bool HostWatch::resume_host(bool others_may_write) {
@@ -201,19 +208,18 @@ bool HostWatch::after_handler_end() {
   GetExitCodeProcess(handler_.get(), &code);
   handler_exit_code_ = code;
   handler_.reset();
-  // A handler that ends with 0 was told to. A start that was begun may have done that.
-  const bool ends_for_successor = code == 0 && is_signalled(successor_starts_);
-  if (resume_host(has_successor_ || is_signalled(successor_) || ends_for_successor)) {
+  HandlerEnd end;
+  end.lifetime =
+      std::chrono::duration_cast<std::chrono::seconds>(AwakeClock::now() - handler_start_);
+  // A handler that ends with 0 was told to, by one that has taken its place.
+  end.has_successor =
+      has_successor_ || is_signalled(successor_) || (code == 0 && is_signalled(successor_starts_));
+  if (resume_host(end.has_successor)) {
     logger_.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
                  number(options_.host));
   }
-  HandlerEnd end;
   end.run_is_up = is_signalled(up_);
-  end.has_successor = has_successor_ || is_signalled(successor_) ||
-                      (end.run_is_up && ends_for_successor && wait_for_successor());
   end.host_runs = host_ && !is_signalled(host_);
-  end.lifetime =
-      std::chrono::duration_cast<std::chrono::seconds>(AwakeClock::now() - handler_start_);
   end.short_lives = short_lives_;
   short_lives_ = was_short_lived(end.lifetime) ? short_lives_ + 1 : 0;
   const AfterHandler next = monitor::after_handler_end(end);
@@ -244,6 +250,8 @@ void HostWatch::take_last_dumps() {
     Sleep(kLastSweepPauseMs);
   }
   output_.log_rest(logger_);
+  // The monitor of a later run knows what became of a crash, and of the host.
+  if (is_replaced()) return;
   if (!collector_.has_seen_crash()) report_lost_crash();
   run_logged([this] {
     record_run_end();
@@ -269,7 +277,10 @@ void HostWatch::record_run_end() const {
   facts.crash_code = collector_.crash_code();
   facts.was_terminated = collector_.has_terminated_host();
   facts.system_ends = is_system_ending();
-  end_run(store_, options_.host, start_ms_, run_end(facts));
+  if (!end_run(store_, options_.host, start_ms_, run_end(facts))) {
+    logger_.warn("Could not write how process %llu ended; its next run does not know it",
+                 number(options_.host));
+  }
 }
 
 }  // namespace wrenfall::monitor

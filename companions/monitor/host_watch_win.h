@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "monitor/dump_collector.h"
@@ -55,9 +56,12 @@ class HostWatch {
   // only if a dump was being written that nobody writes any more; the later run's monitor sees to the rest.
   // True when the host was resumed.
   bool resume_host(bool others_may_write);
+  // Whether a later run of the host has a handler, or is about to: it sees to a crash of the host.
+  bool is_replaced() const;
+  // Whether the handler hangs although its host has ended.
+  bool is_handler_stuck();
   // False when the watch is over.
   bool after_handler_end();
-  bool wait_for_successor() const;
   void end_handler();
   void take_last_dumps();
   void report_lost_crash() const;
@@ -70,7 +74,7 @@ class HostWatch {
   HandlerOutput output_;
   const ScopedKernelHandle host_;              // empty when it may not be opened
   const ScopedKernelHandle up_;                // set once this run is up
-  const ScopedKernelHandle successor_starts_;  // set once a later run is being started
+  const ScopedKernelHandle successor_starts_;  // set once a later run starts its handler
   const ScopedKernelHandle successor_;         // set once a later run is up
   const ProcessExit host_exit_;
   DumpCollector collector_;
@@ -82,6 +86,8 @@ class HostWatch {
   int short_lives_ = 0;
   bool has_successor_ = false;
   AwakeClock::time_point successor_came_;
+  std::optional<AwakeClock::time_point>
+      host_end_;  // when it was noticed beside a handler that lives
   std::string last_error_;
 };
 

@@ -98,6 +98,12 @@ std::optional<ProcessIdentity> process_of(const minidump::DumpFacts& facts) {
   return ProcessIdentity::parse(find_text(facts.annotations.startup, annotation::kSession));
 }
 
+uint32_t run_of(const minidump::DumpFacts& facts) {
+  const auto entry = facts.annotations.startup.find(annotation::kRun);
+  if (entry == facts.annotations.startup.end()) return 1;
+  return positive_number<uint32_t>(entry->second);
+}
+
 bool is_crash(const minidump::DumpFacts& facts) { return kind_of(facts) == kReportKindCrash; }
 
 std::optional<ThreadOfInterest> thread_of_interest(const minidump::DumpFacts& facts) {

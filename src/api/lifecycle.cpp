@@ -204,7 +204,11 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   // The backend installs a crash filter whose code is in this library.
   keep_library_loaded();
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
-  if (started != WRENFALL_OK) return started;
+  if (started != WRENFALL_OK) {
+    run_succession().cancel();
+    return started;
+  }
+  run_succession().handler_is_up();
   state->facts.captureBackend = state->backend->name();
   publish_annotations(*state);
   start_breadcrumbs(*state);

@@ -13,10 +13,9 @@ constexpr int kAttempts = 8;
 }  // namespace
 
 uint32_t RunSuccession::begin(const ProcessIdentity& process) {
-  // A run that failed late has a monitor.
-  if (next_) next_->superseded.set();
+  if (next_) earlier_.push_back(std::move(*next_));
   next_.reset();
-  if (current_) current_->successor_starts.set();
+  for (Events& run : earlier_) run.successor_starts.set();
   for (int attempt = 1; attempt <= kAttempts; ++attempt) {
     ++runs_;
     Events events = {NamedEvent(up_event_name(process, runs_)),
@@ -32,10 +31,20 @@ uint32_t RunSuccession::begin(const ProcessIdentity& process) {
   return kRunWithoutEvents;
 }
 
-void RunSuccession::confirm() {
+void RunSuccession::cancel() {
+  next_.reset();
+  for (Events& run : earlier_) run.successor_starts.reset();
+}
+
+void RunSuccession::handler_is_up() {
   if (next_) next_->up.set();
-  if (current_) current_->superseded.set();
-  current_ = std::exchange(next_, std::nullopt);
+}
+
+void RunSuccession::confirm() {
+  for (Events& run : earlier_) run.superseded.set();
+  earlier_.clear();
+  if (next_) earlier_.push_back(std::move(*next_));
+  next_.reset();
 }
 
 }  // namespace wrenfall

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "support/named_event.h"
 #include "support/process.h"
@@ -15,12 +16,16 @@ namespace wrenfall {
 class RunSuccession {
  public:
   // The number of a run that may still fail to start, or kRunWithoutEvents. Its monitor can be told from
-  // now on. Tells the monitor of the current run that its handler may be ended by the start, and that of
-  // a run that failed to start that it is not needed.
+  // now on. Tells the monitors of earlier runs that a handler is being started which replaces theirs.
   uint32_t begin(const ProcessIdentity& process);
 
-  // That run is up: tells its monitor and that of the earlier one. Until then the earlier one stays,
-  // since it is the one that sees a crash.
+  // That run has no handler: the earlier ones are not replaced.
+  void cancel();
+
+  // That run has a handler: from now on its monitor replaces one that ends.
+  void handler_is_up();
+
+  // That run is up: tells the monitors of the earlier ones that they are not needed.
   void confirm();
 
  private:
@@ -30,8 +35,10 @@ class RunSuccession {
     NamedEvent superseded;
   };
   uint32_t runs_ = 0;
-  std::optional<Events> current_;  // of the last run that came up
-  std::optional<Events> next_;     // of the run that starts, or failed to
+  // The last run that came up, and any that failed after its handler was there: it is the one that sees
+  // a crash until another has a handler.
+  std::vector<Events> earlier_;
+  std::optional<Events> next_;  // of the run that starts
 };
 
 }  // namespace wrenfall

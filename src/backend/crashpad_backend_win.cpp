@@ -25,6 +25,9 @@
 namespace wrenfall {
 namespace {
 
+// Of "\reports\", a UUID and ".dmp", below the database's folder.
+constexpr size_t kLongestDumpName = 9 + 36 + 4;
+
 // One capture at a time in the process, so that each dump carries its own kind. Never destroyed.
 std::mutex& capture_mutex() {
   static std::mutex& mutex = *new std::mutex;
@@ -109,7 +112,7 @@ class CrashpadBackend : public Backend {
 
 bool CrashpadBackend::start_handler() {
   // The client and its handler use these names as they are.
-  const std::wstring database = system_path(configuration_.database_dir);
+  const std::wstring database = system_folder(configuration_.database_dir, kLongestDumpName);
   const std::wstring program = system_path(configuration_.handler_path);
   const std::string handler = path_to_utf8(configuration_.handler_path);
   logger_->info("Starting %s for pid %llu, store %s", handler.c_str(),

@@ -7,8 +7,8 @@
 namespace wrenfall {
 
 // An event that another process of the same session can find by its name and wait for. Once set it stays
-// set. It exists as long as somebody has it open. One that exists already is not used, since any process may
-// have made it, and set it. Where the event cannot be made, setting it does nothing.
+// set until it is reset. It exists as long as somebody has it open. One that exists already is not used, since any process may
+// have made it, and set it. Where the event cannot be made, setting and resetting it do nothing.
 class NamedEvent {
  public:
   // `name` is ASCII and has no backslash.
@@ -16,6 +16,7 @@ class NamedEvent {
 
   bool is_made() const;
   void set();
+  void reset();
 
  private:
   struct Closer {

@@ -24,6 +24,10 @@ void NamedEvent::set() {
   if (event_) SetEvent(event_.get());
 }
 
+void NamedEvent::reset() {
+  if (event_) ResetEvent(event_.get());
+}
+
 void NamedEvent::Closer::operator()(void* event) const { CloseHandle(event); }
 
 ScopedKernelHandle open_named_event(const std::string& name) {

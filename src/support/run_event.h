@@ -15,12 +15,13 @@ namespace wrenfall {
 // of such a run stays until the process ends, and does not replace its handler.
 inline constexpr uint32_t kRunWithoutEvents = 0;
 
-// Set once the run is up. Until then the host waits for its handler, and must be told of its end.
+// Set once the run has a handler. Until then the host waits for one, and must be told of its end.
 inline std::string up_event_name(const ProcessIdentity& process, uint32_t run) {
   return "Wrenfall-" + process.text() + "-" + std::to_string(run) + "-up";
 }
 
-// Set before a later run of the process starts its handler, which may end the handler of this one.
+// Set before a later run of the process starts its handler, which takes the place of this one's and may end
+// it. Reset when that handler does not start.
 inline std::string successor_starts_event_name(const ProcessIdentity& process, uint32_t run) {
   return "Wrenfall-" + process.text() + "-" + std::to_string(run) + "-successor-starts";
 }

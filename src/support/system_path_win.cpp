@@ -34,13 +34,17 @@ std::wstring extended_path(const std::wstring& full) {
   return full.size() > 2 && full[1] == L':' ? LR"(\\?\)" + full : full;
 }
 
-std::wstring system_path(const std::filesystem::path& path) {
+std::wstring system_path(const std::filesystem::path& path) { return system_folder(path, 0); }
+
+std::wstring system_folder(const std::filesystem::path& path, size_t longest_name) {
+  const auto is_short = [longest_name](const std::wstring& text) {
+    return text.size() + longest_name <= kLongestShortPath;
+  };
   const std::wstring& given = path.native();
-  const bool is_short = given.size() <= kLongestShortPath;
-  if ((is_short && path.is_absolute()) || starts_with(given, LR"(\\?\)")) return given;
+  if ((is_short(given) && path.is_absolute()) || starts_with(given, LR"(\\?\)")) return given;
   // A relative path is short only together with the current folder.
   const std::wstring full = full_path(given);
-  return full.size() <= kLongestShortPath ? given : extended_path(full);
+  return is_short(full) ? given : extended_path(full);
 }
 
 }  // namespace wrenfall

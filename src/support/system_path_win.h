@@ -16,6 +16,10 @@ std::wstring extended_path(const std::wstring& full);
 // otherwise. A short path stays as it is.
 std::wstring system_path(const std::filesystem::path& path);
 
+// The same for a folder in which another program, which knows nothing of this, makes files whose names
+// within it have up to `longest_name` characters.
+std::wstring system_folder(const std::filesystem::path& path, size_t longest_name);
+
 }  // namespace wrenfall
 
 #endif  // WRENFALL_SUPPORT_SYSTEM_PATH_WIN_H_

@@ -18,16 +18,17 @@ const ProcessIdentity kGoneProcess = {4294967280u, 99};
 
 class DumpCollectorTest : public ::testing::Test {
  protected:
-  std::string dump_of(const std::string& session) const {
+  std::string dump_of(const std::string& session, const std::string& run = "2") const {
     minidump::MinidumpBuilder builder;
     builder.live = live_;
-    builder.startup = {{"wrenfall.session", session}, {"wrenfall.policy", "manual"}};
+    builder.startup = {
+        {"wrenfall.session", session}, {"wrenfall.policy", "manual"}, {"wrenfall.run", run}};
     return builder.build();
   }
 
   DumpCollector collector() {
     return DumpCollector(
-        {store_.path() / "crashpad" / "reports", store_.path()}, own_, limits_,
+        {store_.path() / "crashpad" / "reports", store_.path()}, own_, 2, limits_,
         [this](const fs::path&) {
           reporter_started_ = true;
           return true;
@@ -102,9 +103,9 @@ TEST_F(DumpCollectorTest, TakesOwnDumpsWithTheAttachmentsOfTheSession) {
   write_session(store_.path(), {own_, {path_to_utf8(attachment)}});
   DumpCollector collecting = collector();
   collecting.refresh_session();
-  // The library is shut down before the dump is looked at.
+  // The library is shut down before the dump is looked at, and may have been initialized again before.
   remove_session(store_.path(), own_);
-  add_dump("0a1b.dmp", dump_of(own_.text()));
+  add_dump("0a1b.dmp", dump_of(own_.text(), "1"));
   EXPECT_FALSE(collecting.collect());
   const auto records = reports();
   ASSERT_EQ(records.size(), 1u);
@@ -151,9 +152,10 @@ TEST_F(DumpCollectorTest, LeavesWhatIsNotItsOwn) {
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(collecting.collect());
   // Comes after the first look, so its own monitor takes it.
   add_dump("gone.dmp", dump_of(kGoneProcess.text()));
+  add_dump("later.dmp", dump_of(own_.text(), "3"));
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(collecting.collect());
   EXPECT_TRUE(reports().empty());
-  EXPECT_EQ(list_folder(store_.path() / "crashpad" / "reports").size(), 4u);
+  EXPECT_EQ(list_folder(store_.path() / "crashpad" / "reports").size(), 5u);
   EXPECT_EQ(file_text(store_.path() / "Wrenfall.log").find("gone.dmp"), std::string::npos);
   // The next monitor does not read them again.
   collector().collect();
@@ -192,7 +194,7 @@ TEST_F(DumpCollectorTest, FirstLookAdoptsDumpsOfProcessesThatAreGone) {
   add_dump("reused.dmp", dump_of(reused_id.text()));
   const ProcessIdentity watched = {kGoneProcess.process_id, 1};
   DumpCollector collecting(
-      {store_.path() / "crashpad" / "reports", store_.path()}, watched, {},
+      {store_.path() / "crashpad" / "reports", store_.path()}, watched, 1, {},
       [](const fs::path&) { return true; }, logger_);
   add_dump("running.dmp", dump_of(own_.text()));
   collecting.collect();

@@ -39,18 +39,16 @@ TEST(MinidumpReader, RefusesEveryTruncation) {
   for (const bool memory_comes_last : {false, true}) {
     builder.with_annotations = !memory_comes_last;
     const std::string whole = builder.build();
-    const size_t after_directory = builder.offset("directory") + size_t{7} * 12;
     ASSERT_TRUE(read_text(whole));
-    EXPECT_FALSE(is_barely_begun(reader_of(whole), whole.size()));
+    EXPECT_FALSE(is_cut_short(reader_of(whole), whole.size()));
     // Not yet signed, of another version, another file.
-    EXPECT_TRUE(is_barely_begun(reader_of(with32(whole, 0, 0)), whole.size()));
-    EXPECT_FALSE(is_barely_begun(reader_of(with32(whole, 4, 7)), whole.size()));
-    EXPECT_FALSE(is_barely_begun(reader_of(with32(whole, 0, 7)), whole.size()));
+    EXPECT_TRUE(is_cut_short(reader_of(with32(whole, 0, 0)), whole.size()));
+    EXPECT_FALSE(is_cut_short(reader_of(with32(whole, 4, 7)), whole.size()));
+    EXPECT_FALSE(is_cut_short(reader_of(with32(whole, 0, 7)), whole.size()));
     for (size_t length = 0; length < whole.size(); ++length) {
       const std::string cut = whole.substr(0, length);
       EXPECT_FALSE(read_text(cut)) << "cut to " << length;
-      EXPECT_EQ(is_barely_begun(reader_of(cut), length), length < after_directory)
-          << "cut to " << length;
+      EXPECT_TRUE(is_cut_short(reader_of(cut), length)) << "cut to " << length;
     }
   }
 }

@@ -70,6 +70,14 @@ TEST(HandlerEnd, IsMadeGoodWhileTheHostRunsAndHandlersLive) {
   }
 }
 
+TEST(HandlerEnd, ComesWithinMinutesOfTheEndOfTheHost) {
+  using std::chrono::seconds;
+  EXPECT_FALSE(monitor::is_stuck(seconds(120), false));
+  EXPECT_TRUE(monitor::is_stuck(seconds(121), false));
+  EXPECT_FALSE(monitor::is_stuck(seconds(600), true));
+  EXPECT_TRUE(monitor::is_stuck(seconds(601), true));
+}
+
 TEST(FreezeTracker, CountsAnUnbrokenMinute) {
   monitor::FreezeTracker tracker;
   const auto look = [&](bool frozen, int second) {

@@ -90,7 +90,7 @@ class Case:
             striker.join()
         assert LOST + message in self.log(), self.log()
         if self.resumed:
-            assert f"resumed: {self.resumed}\n" in self.log(), self.log()
+            wait_for(lambda: f"resumed: {self.resumed}\n" in self.log(), what="the line about it")
         if (names, blow) == ((HANDLER,), end_process):  # the monitor starts another one
             wait_for(lambda: self.host.do("capture") == "0", 60, "the end of the damage")
         else:
@@ -117,7 +117,9 @@ class Case:
                  what="the second run's report")
 
     def strike_in_the_middle(self, names, blow):
-        wait_for(lambda: list(self.store.glob("crashpad/reports/*.dmp")), what="a dump being written")
+        # Its file is there before the host is suspended.
+        wait_for(lambda: any(path.stat().st_size > 0 for path in self.store.glob("crashpad/reports/*.dmp")),
+                 what="a dump being written")
         self.strike(names, blow)
         if self.resumed and MONITOR in names:
             self.helper.set_options(self.store, "Helper")

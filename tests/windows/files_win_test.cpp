@@ -269,6 +269,9 @@ TEST(FilesWin, LongNamesAreExtended) {
       {L"", L""},
   };
   for (const auto& [path, expected] : rows) EXPECT_EQ(system_path(path), expected);
+  const std::wstring folder = LR"(C:\)" + std::wstring(195, L'x');
+  EXPECT_EQ(system_folder(folder, 49), folder);
+  EXPECT_EQ(system_folder(folder, 50), LR"(\\?\)" + folder);
   const std::wstring relative = system_path(tail);
   EXPECT_EQ(relative.substr(0, 4), LR"(\\?\)");
   EXPECT_EQ(relative.substr(relative.size() - tail.size()), tail);
