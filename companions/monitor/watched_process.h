@@ -52,7 +52,8 @@ bool terminate_process(const ProcessIdentity& identity);
 std::vector<ProcessIdentity> frozen_processes(const std::vector<ProcessIdentity>& processes);
 
 // Resumes the process when all of its threads are suspended, which is how a capture handler that was
-// killed in the middle of a dump may leave it. True when the process was resumed.
+// killed in the middle of a dump may leave it. True when the process was resumed. A thread that alone stays
+// suspended then is resumed too.
 bool resume_frozen_process(const ProcessIdentity& identity);
 
 }  // namespace wrenfall::monitor

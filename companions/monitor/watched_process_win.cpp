@@ -22,34 +22,56 @@ constexpr UINT kTerminatedExitCode = 1;
 using ProcessFunction = LONG(NTAPI*)(HANDLE);
 using QueryThreadFunction = LONG(NTAPI*)(HANDLE, int, void*, ULONG, ULONG*);
 
-// False as well when the system does not tell.
-bool is_suspended(DWORD thread_id) {
+// How often the thread is suspended; 0 as well when the system does not tell.
+ULONG suspend_count(DWORD thread_id) {
   constexpr int kThreadSuspendCount = 35;
   const auto query =
       find_system_function<QueryThreadFunction>(L"ntdll.dll", "NtQueryInformationThread");
   const ScopedKernelHandle thread(OpenThread(THREAD_QUERY_INFORMATION, FALSE, thread_id));
   ULONG count = 0;
-  return query != nullptr && thread &&
-         query(thread.get(), kThreadSuspendCount, &count, sizeof count, nullptr) >= 0 && count > 0;
+  const bool is_known =
+      query != nullptr && thread &&
+      query(thread.get(), kThreadSuspendCount, &count, sizeof count, nullptr) >= 0;
+  return is_known ? count : 0;
+}
+
+// All threads of the system.
+template <typename Visit>
+void for_each_thread(Visit visit) {
+  const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  if (!snapshot) return;
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Thread32First(snapshot.get(), &entry); more;
+       more = Thread32Next(snapshot.get(), &entry)) {
+    visit(uint64_t{entry.th32OwnerProcessID}, entry.th32ThreadID);
+  }
 }
 
 // Those of the processes whose every thread is suspended. A process that suspends its own threads keeps
 // at least one running.
 std::set<uint64_t> find_frozen(const std::set<uint64_t>& process_ids) {
-  const ScopedFile snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-  if (!snapshot) return {};
   std::set<uint64_t> frozen;
   std::set<uint64_t> running;
-  THREADENTRY32 entry{};
-  entry.dwSize = sizeof entry;
-  for (BOOL more = Thread32First(snapshot.get(), &entry); more;
-       more = Thread32Next(snapshot.get(), &entry)) {
-    const uint64_t process_id = entry.th32OwnerProcessID;
-    if (process_ids.count(process_id) == 0 || running.count(process_id) > 0) continue;
-    (is_suspended(entry.th32ThreadID) ? frozen : running).insert(process_id);
-  }
+  for_each_thread([&](uint64_t process_id, DWORD thread_id) {
+    if (process_ids.count(process_id) == 0 || running.count(process_id) > 0) return;
+    (suspend_count(thread_id) > 0 ? frozen : running).insert(process_id);
+  });
   for (const uint64_t process_id : running) frozen.erase(process_id);
   return frozen;
+}
+
+// While a handler has the process suspended, it suspends each thread once more for a moment, to read its
+// registers, and may be killed right then. That leaves one thread suspended in a process that was
+// resumed; several are the process's own affair.
+void resume_last_thread(uint64_t process_id) {
+  std::vector<DWORD> suspended;
+  for_each_thread([&](uint64_t owner, DWORD thread_id) {
+    if (owner == process_id && suspend_count(thread_id) > 0) suspended.push_back(thread_id);
+  });
+  if (suspended.size() != 1) return;
+  const ScopedKernelHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, suspended[0]));
+  if (thread) ResumeThread(thread.get());
 }
 
 }  // namespace
@@ -142,7 +164,9 @@ bool resume_frozen_process(const ProcessIdentity& identity) {
   const ScopedKernelHandle process = open_watched_process(identity, PROCESS_SUSPEND_RESUME);
   if (!process || find_frozen({identity.process_id}).empty()) return false;
   const auto resume = find_system_function<ProcessFunction>(L"ntdll.dll", "NtResumeProcess");
-  return resume != nullptr && resume(process.get()) >= 0;
+  if (resume == nullptr || resume(process.get()) < 0) return false;
+  resume_last_thread(identity.process_id);
+  return true;
 }
 
 }  // namespace wrenfall::monitor

@@ -166,6 +166,8 @@ TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   const SuspendedProcess process;
   ProcessIdentity earlier = process.identity;
   --earlier.start_time;
+  // As a handler does that reads the thread's registers.
+  ASSERT_EQ(SuspendThread(process.thread.get()), 1u);
   EXPECT_FALSE(monitor::resume_frozen_process(earlier));
   const auto frozen = monitor::frozen_processes({earlier, current_process(), process.identity});
   ASSERT_EQ(frozen.size(), 1u);
