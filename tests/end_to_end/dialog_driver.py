@@ -64,6 +64,11 @@ class Picture:
         """The mean of the green parts, 0 to 255."""
         return sum(self.pixels[1::4]) / (self.width * self.height)
 
+    def middle(self, color):
+        """Where the pixels of that colour (0xRRGGBB) are on the average: 0 is the left edge, 1 the right one."""
+        columns = [place % self.width for place, pixel in enumerate(memoryview(self.pixels).cast("I")) if pixel & 0xFFFFFF == color]
+        return sum(columns) / len(columns) / self.width
+
     def save(self, path):
         """As a PNG."""
         rows = bytearray()

@@ -130,12 +130,19 @@ class ReporterTest(DialogDriver, ServiceTest):
                 self.wait_for_end()
 
     def test_a_file_can_be_left_out_but_not_the_dump(self):
-        self.report, _ = self.start_reporter(dumpFile="minidump.dmp", attachments=["data.txt"])
-        for name, size in (("minidump.dmp", 2048), ("data.txt", 1024)):
-            (self.report / name).write_bytes(b"x" * size)
-        self.wait_for_window("Problem report", DESCRIPTION)
+        self.start(dumpFile="minidump.dmp", attachments=["data.txt"])
+        self.press("Problem report", "alt+w")
+        self.wait_for_window("Problem report", FILES)
+        self.press("Problem report", "Home", "space")
+        self.wait_for_text(FILES_LABEL, "F&iles (1, 0.0 KB):")
+        self.press("Problem report", "Escape")
+        self.wait_for_window("Problem report", SHOW_FILES)
         self.press("Problem report", "Escape")
         self.wait_for_end()
+        # Closing decides nothing about the report, but no other program may send the file.
+        self.assertEqual((False, []), ((self.report / "data.txt").exists(), self.record(self.report)["attachments"]))
+        for name, size in (("minidump.dmp", 2048), ("data.txt", 1024)):
+            (self.report / name).write_bytes(b"x" * size)
         process = start_program(BIN / "WrenfallReporter.exe", windows_path(self.report), stdout=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.wait_for_window("Problem report", DESCRIPTION)
@@ -295,12 +302,13 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.assertEqual(("Problem report ✓ Test Host", "Bericht &senden", "&Datenschutzerklärung"),
                          (shown.title, shown[SEND], shown[PRIVACY]))
         self.press("Problem report", "alt+z")
-        self.assertEqual("&Heim", self.wait_for_window("Problem report", FILES)[BACK])
+        shown = self.wait_for_window("Problem report", FILES)
+        self.assertEqual(("Was gesendet wird", "&Heim"), (shown[HEADING], shown[BACK]))
         self.press("Problem report", "alt+h")
         self.wait_for_window("Problem report", SHOW_FILES)
         self.press("Problem report", "alt+s")
         shown = self.wait_for_window("Bericht gesendet", CLOSE)
-        self.assertEqual(("Gesendet. Berichtsnummer 7", "file:///c:/x"), (shown[HEADING], shown[SUPPORT]))
+        self.assertEqual(("Gesendet. Berichtsnummer 7", "S&chließen", "file:///c:/x"), (shown[HEADING], shown[CLOSE], shown[SUPPORT]))
         self.assertNotIn(OPEN_PAGE, shown)
         self.press("Bericht gesendet", "Escape")
         self.wait_for_end()
@@ -334,28 +342,31 @@ class ReporterTest(DialogDriver, ServiceTest):
         (theme / "strings.json").write_text('{"offerRestart": true, "offerAlwaysSend": true, "privacyUrl": "https://a.example/"}')
         personal = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
         desktop = r"HKCU\Control Panel\Desktop"
-        rows = (("reporter.png", personal, "AppsUseLightTheme", 1), ("reporter-dark.png", personal, "AppsUseLightTheme", 0),
-                ("reporter-150.png", desktop, "LogPixels", 144))
+        (theme / "strings.ar.json").write_text('{"direction": "rtl"}')
+        rows = (("reporter.png", personal, "AppsUseLightTheme", 1, ""), ("reporter-dark.png", personal, "AppsUseLightTheme", 0, ""),
+                ("reporter-150.png", desktop, "LogPixels", 144, ""), ("mirrored.png", personal, "AppsUseLightTheme", 1, "ar"))
         looks = {}
-        for name, key, value, number in rows:
+        for name, key, value, number, locale in rows:
             start_program("reg", "add", key, "/v", value, "/t", "REG_DWORD", "/d", number, "/f", stdout=subprocess.DEVNULL).wait(PATIENCE)
             try:
                 self.report, _ = self.start_reporter(
-                    name, ("--restart", "planner.exe"), reportKind="crash", appName="Meadow Planner", themeDir=windows_path(theme),
+                    name, ("--restart", "planner.exe"), reportKind="crash", appName="Meadow Planner", themeDir=windows_path(theme), locale=locale,
                     email="jürgen@example.org", userDescription="I was moving a flower bed\nwhen the window froze.")
                 self.wait_for_window("Problem report", DESCRIPTION)
                 wait_for(lambda: self.focus("Problem report"), PATIENCE, "the focus")
                 looks[name] = wait_for(self.still_picture, PATIENCE, "a picture")
-                looks[name].save(pictures / name)
+                looks[name].save((self.folder if locale else pictures) / name)
             finally:
                 start_program("reg", "delete", key, "/v", value, "/f", stdout=subprocess.DEVNULL).wait(PATIENCE)
             self.press("Problem report", "Escape")
             self.wait_for_end()
-        light, dark, large = looks.values()
+        light, dark, large, mirrored = looks.values()
         self.assertTrue(light.brightness() > 200 and dark.brightness() < 80, (light.brightness(), dark.brightness()))
         self.assertEqual((light.width, light.height), (dark.width, dark.height))
         self.assertAlmostEqual(1.5, large.width / light.width, delta=0.02)
         self.assertAlmostEqual(1.5, large.height / light.height, delta=0.1)
+        link = 0x0058AD
+        self.assertTrue(light.middle(link) < 0.3 and mirrored.middle(link) > 0.7, (light.middle(link), mirrored.middle(link)))
 
     def still_picture(self):
         """Once nothing moves any more; the cursor blinks."""
