@@ -19,9 +19,10 @@ namespace wrenfall::reporter {
 //
 // "Send" saves what was typed, deletes the files that the user left out, and sends the report; "Don't
 // send" deletes it. A user who closes the window, with Escape for example, or logs off has decided
-// nothing: what was typed is saved, what was left out is deleted, and the report stays in the store. "Cancel" ends an attempt. Closing
-// the window while the report is being sent only hides it: the attempt goes on, and the window comes
-// back if it fails.
+// nothing about the report: what was typed is saved, the files that were left out are deleted, so that
+// no other program sends them, and the report stays in the store. "Cancel" ends an attempt. Closing the
+// window while the report is being sent only hides it: the attempt goes on, and the window comes back if
+// it fails.
 //
 // Returns the result of the last attempt, WRENFALL_OK when there was none, and nothing when the
 // window could not be shown. `application` may be empty. `count_more` says how many reports wait
