@@ -137,7 +137,7 @@ class ButtonPainter {
   HGDIOBJ font_ = nullptr;
 };
 
-// Whether the system draws the button anew in this message.
+// Whether the system draws the button again in this message.
 bool changes_look(UINT message) {
   switch (message) {
     case BM_SETSTATE:

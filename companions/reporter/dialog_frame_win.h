@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "reporter/dialog_controls_win.h"
-#include "reporter/dialog_layout.h"
 #include "reporter/dialog_look_win.h"
 #include "reporter/dialog_page.h"
+#include "reporter/dialog_view_win.h"
 
 namespace wrenfall::reporter {
 
@@ -34,10 +34,9 @@ class DialogEvents {
   virtual void on_session_end() = 0;
 };
 
-// The window that shows one page after the other. It passes what the user does to `events`, which
-// decides what happens. It keeps its size when the page changes, unless a page needs more. Fonts, icons,
-// frame and layout follow the dots per inch of the monitor that the window is on; colours follow what
-// the user has set for all windows. All calls are made on one thread.
+// The window that shows one page after the other, each with its DialogView. It passes what the user
+// does to `events`, which decides what happens. It keeps its size when the page changes, unless a page
+// needs more. All calls are made on one thread.
 class DialogFrame {
  public:
   DialogFrame(DialogEvents& events, IconFiles icons, bool right_to_left);
@@ -49,13 +48,13 @@ class DialogFrame {
   // for example because there is no display.
   bool create(const std::vector<DialogPage>& pages);
   HWND window() const { return window_; }
-  DialogControls& controls() { return controls_; }
-  Page page() const { return page_.page; }
+  DialogControls& controls() { return view_.controls(); }
+  Page page() const { return view_.page().page; }
 
   // Shows the page, and the window if it was hidden.
   void show(const DialogPage& page);
   // Shows the page that is shown with other texts.
-  void refresh(const DialogPage& page);
+  void refresh(const DialogPage& page) { view_.refresh(page); }
   void hide();
   bool is_hidden() const { return hidden_; }
   void close();
@@ -63,48 +62,21 @@ class DialogFrame {
   void run();
 
   // Message boxes: one with an OK button, and one that asks yes or no.
-  void tell(const std::string& text, UINT icon = MB_ICONERROR);
-  bool confirm(const std::string& question);
+  void tell(const std::string& text, UINT icon = MB_ICONERROR) const;
+  bool confirm(const std::string& question) const;
 
  private:
   static INT_PTR CALLBACK procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   INT_PTR handle(UINT message, WPARAM wparam, LPARAM lparam);
-  bool handle_size(UINT message, WPARAM wparam, LPARAM lparam);
   INT_PTR handle_list(const NMHDR& header);
   void handle_command(int id, int notification);
-  INT_PTR color_control(HDC context, HWND control) const;
-  INT_PTR paint_background(HDC context);
-  void use_dpi(unsigned dpi);
-  void use_icons();
-  void use_appearance();
-  void lay_out();
-  void follow_focus();
-  void scroll_to(int offset);
-  void handle_scroll(int request);
   void take_focus();
-  void resize(const Extent& client, bool to_middle);
-  Extent largest_client() const;
-  void grow_to(const DialogPage& page);
-  int ask_with_box(const std::string& text, UINT type);
+  int ask_with_box(const std::string& text, UINT type) const;
 
   DialogEvents& events_;
-  const IconFiles icon_files_;
   const bool right_to_left_;
-  Appearance appearance_;
   HWND window_ = nullptr;
-  DialogControls controls_;
-  DialogFonts fonts_;
-  ScopedBrush window_brush_;
-  ScopedBrush field_brush_;
-  ScopedBrush footer_brush_;
-  ScopedIcon icon_;
-  ScopedIcon small_icon_;
-  ScopedIcon large_icon_;
-  unsigned dpi_ = USER_DEFAULT_SCREEN_DPI;
-  DialogPage page_;
-  PlacedPage placed_;
-  int scrolled_ = 0;  // pixels of the page above the window's upper edge
-  HWND last_focus_ = nullptr;
+  DialogView view_;
   bool focus_is_due_ = false;
   bool ready_ = false;  // the controls exist
   bool hidden_ = true;
