@@ -127,7 +127,7 @@ SendOutcome OwnedReport::send(HttpClient* http, bool at_somebodys_word,
   request.rules.undecided = Undecided::kStaysPending;
   request.rules.was_cancelled = was_cancelled;
   request.at_somebodys_word = at_somebodys_word;
-  const SendOutcome outcome = try_send(http, request, logger_);
+  SendOutcome outcome = try_send(http, request, logger_);
   const std::string name = path_to_utf8(folder_);
   if (outcome.not_sent == NotSent::kUnreadable || outcome.not_sent == NotSent::kDamaged) {
     logger_.warn("Report not sent: the record of %s cannot be read", name.c_str());
