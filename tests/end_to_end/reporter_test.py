@@ -32,11 +32,14 @@ class ReporterTest(DialogDriver, ServiceTest):
     def start_reporter(self, name="report", arguments=(), **fields):
         """Makes a report and starts the reporter on it."""
         report = self.make_report(name, **{"uploadPolicy": "dialog", "openSupportUrl": False, **fields})
+        return report, self.start_reporter_on(report, *arguments)
+
+    def start_reporter_on(self, report, *arguments):
         process = start_program(BIN / "WrenfallReporter.exe", windows_path(report), *arguments,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
-        return report, process
+        return process
 
     def start(self, **fields):
         """The same, and waits until the dialog asks."""
@@ -143,8 +146,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.assertEqual((False, []), ((self.report / "data.txt").exists(), self.record(self.report)["attachments"]))
         for name, size in (("minidump.dmp", 2048), ("data.txt", 1024)):
             (self.report / name).write_bytes(b"x" * size)
-        process = start_program(BIN / "WrenfallReporter.exe", windows_path(self.report), stdout=subprocess.DEVNULL)
-        self.addCleanup(process.wait)
+        self.start_reporter_on(self.report)
         self.wait_for_window("Problem report", DESCRIPTION)
         self.press("Problem report", "alt+w")
         shown = self.wait_for_window("Problem report", FILES)
