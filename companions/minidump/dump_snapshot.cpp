@@ -15,6 +15,7 @@ namespace {
 constexpr uint64_t kMaxThreads = 16384;
 constexpr uint64_t kMaxModules = 4096;
 constexpr uint32_t kMaxNameBytes = 4096;
+constexpr uint32_t kMaxAllNameBytes = 16 * 1024 * 1024;
 
 constexpr size_t kThreadBytes = 48;            // MINIDUMP_THREAD
 constexpr size_t kModuleBytes = 108;           // MINIDUMP_MODULE
@@ -55,15 +56,6 @@ std::string utf16_to_utf8(const std::vector<uint8_t>& bytes) {
   return text;
 }
 
-// A MINIDUMP_STRING: the number of bytes, and UTF-16 text. Empty when it is damaged.
-std::string read_name(const DumpBytes& dump, uint64_t rva) {
-  std::array<uint8_t, 4> head{};
-  if (!dump.read(rva, head.data(), head.size())) return {};
-  std::vector<uint8_t> bytes(u32_at(head.data(), 0) > kMaxNameBytes ? 0 : u32_at(head.data(), 0));
-  if (bytes.empty() || !dump.read(rva + head.size(), bytes.data(), bytes.size())) return {};
-  return utf16_to_utf8(bytes);
-}
-
 std::string version_text(const uint8_t* module) {
   if (u32_at(module, 24) != kVersionMark) return {};
   const uint32_t high = u32_at(module, 32);
@@ -94,6 +86,19 @@ class SnapshotReader {
 
  private:
   void warn(std::string text) { snapshot_.warnings.push_back(std::move(text)); }
+
+  // A MINIDUMP_STRING: the number of bytes, and UTF-16 text. Empty when it is damaged, and where the names
+  // so far are too long together: all may lie in the same bytes of the dump.
+  std::string read_name(uint64_t rva) {
+    std::array<uint8_t, 4> head{};
+    if (!dump_.read(rva, head.data(), head.size())) return {};
+    const uint32_t size = u32_at(head.data(), 0);
+    if (size == 0 || size > kMaxNameBytes || size > name_bytes_left_) return {};
+    std::vector<uint8_t> bytes(size);
+    if (!dump_.read(rva + head.size(), bytes.data(), bytes.size())) return {};
+    name_bytes_left_ -= size;
+    return utf16_to_utf8(bytes);
+  }
 
   template <typename Use>
   void read_list(uint32_t type, size_t entry_bytes, uint64_t limit, const std::string& what,
@@ -141,7 +146,7 @@ class SnapshotReader {
     std::map<uint32_t, std::string> names;
     read_list(kThreadNames, kThreadNameBytes, kMaxThreads, "thread names",
               [this, &names](const uint8_t* entry) {
-                names[u32_at(entry, 0)] = read_name(dump_, u64_at(entry, 4));
+                names[u32_at(entry, 0)] = read_name(u64_at(entry, 4));
               });
     for (DumpThread& thread : snapshot_.threads) {
       const auto found = names.find(thread.id);
@@ -154,7 +159,7 @@ class SnapshotReader {
     module.base = u64_at(entry, 0);
     module.size = u32_at(entry, 8);
     module.time_stamp = u32_at(entry, 16);
-    module.path = read_name(dump_, u32_at(entry, 20));
+    module.path = read_name(u32_at(entry, 20));
     module.version = version_text(entry);
     snapshot_.modules.push_back(std::move(module));
   }
@@ -185,6 +190,7 @@ class SnapshotReader {
   const DumpBytes& dump_;
   const StreamDirectory& directory_;
   DumpSnapshot snapshot_;
+  uint32_t name_bytes_left_ = kMaxAllNameBytes;
 };
 
 }  // namespace

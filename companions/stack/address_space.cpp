@@ -29,24 +29,35 @@ bool ends_with_call(const std::array<uint8_t, 7>& bytes) {
 }  // namespace
 
 AddressSpace::AddressSpace(const minidump::DumpSnapshot& snapshot, const minidump::DumpBytes& dump,
-                           FindImage find_image)
+                           FindImage find_image, uint64_t table_bytes)
     : snapshot_(snapshot),
       memory_(dump, snapshot.memory),
       find_image_(std::move(find_image)),
-      words_left_(kMostWordsInAll) {}
+      words_left_(kMostWordsInAll),
+      table_bytes_left_(table_bytes) {}
 
 const ImageFile* AddressSpace::image_of(const DumpModule& module) {
   const auto [entry, is_new] = images_.try_emplace(module.base);
   if (!is_new) return entry->second.get();
-  entry->second = find_image_(module);
-  if (!entry->second) {
-    // A dump of all memory holds the modules too.
-    const auto read_mapped = [this, base = module.base](uint64_t place, void* buffer, size_t size) {
-      return memory_.read(base + place, buffer, size) == size;
-    };
-    entry->second = ImageFile::open(read_mapped, module.size, ImageLayout::kMapped);
+  auto image = open_image(module);
+  if (!image) return nullptr;
+  if (image->table_bytes() > table_bytes_left_) {
+    left_out_.insert(module.base);
+    return nullptr;
   }
+  table_bytes_left_ -= image->table_bytes();
+  image->read_functions();
+  entry->second = std::move(image);
   return entry->second.get();
+}
+
+std::unique_ptr<ImageFile> AddressSpace::open_image(const DumpModule& module) const {
+  if (auto image = find_image_(module)) return image;
+  // A dump of all memory holds the modules too.
+  const auto read_mapped = [this, base = module.base](uint64_t place, void* buffer, size_t size) {
+    return memory_.read(base + place, buffer, size) == size;
+  };
+  return ImageFile::open(read_mapped, module.size, ImageLayout::kMapped);
 }
 
 size_t AddressSpace::read(uint64_t address, void* buffer, size_t size) {

@@ -22,6 +22,14 @@ using minidump::DumpModule;
 using minidump::DumpSnapshot;
 using minidump::DumpThread;
 
+// What the frames of all threads may take together. Threads may all have the same stack, and every frame
+// has texts of its own.
+constexpr size_t kMostFrameBytes = size_t{8} * 1024 * 1024;
+
+size_t bytes_of(const StackFrame& frame) {
+  return sizeof frame + frame.module.size() + frame.function.size() + frame.file.size();
+}
+
 class StackReader {
  public:
   StackReader(const StackRequest& request, const DumpSnapshot& snapshot, const DumpBytes& dump)
@@ -51,6 +59,11 @@ class StackReader {
       warn("The file of " + name +
            " in the build that crashed was not found: its callers were searched for on the stack. "
            "--symbols names the folder of such files.");
+    }
+    if (frames_are_cut_) warn("There are too many frames: the last stacks are cut short.");
+    if (!memory_.left_out().empty()) {
+      warn("The files of " + std::to_string(memory_.left_out().size()) +
+           " modules were not used: the function tables of all together are too large.");
     }
     list_modules();
     return std::move(report_);
@@ -91,6 +104,10 @@ class StackReader {
     stack.id = thread.id;
     stack.name = thread.name;
     stack.is_shown = is_shown(thread);
+    if (is_full()) {
+      stack.truncated = true;
+      return stack;
+    }
     CONTEXT registers{};
     // After a crash the thread's own registers are those of the crash's handling.
     if (!(stack.is_shown && read_registers(snapshot_.exception->registers, registers)) &&
@@ -103,9 +120,23 @@ class StackReader {
     const Walk walk = walk_stack(debug_help_, memory_, registers, stack_end);
     stack.truncated = walk.truncated;
     for (const WalkedFrame& frame : walk.frames) {
+      if (is_full()) {
+        stack.truncated = true;
+        break;
+      }
+      const size_t known = stack.frames.size();
       describe(frame, &frame == walk.frames.data(), stack.frames);
+      for (size_t i = known; i < stack.frames.size(); ++i) {
+        frame_bytes_ += bytes_of(stack.frames[i]);
+      }
     }
     return stack;
+  }
+
+  // Asked before each thread and each frame: what comes behind is left out.
+  bool is_full() {
+    frames_are_cut_ = frame_bytes_ >= kMostFrameBytes;
+    return frames_are_cut_;
   }
 
   void describe(const WalkedFrame& walked, bool innermost, std::vector<StackFrame>& frames) {
@@ -119,7 +150,9 @@ class StackReader {
     }
     frame.module = module->name();
     frame.offset = walked.address - module->base;
-    if (!memory_.can_unwind(walked.address)) missing_.insert(frame.module);
+    if (!memory_.can_unwind(walked.address) && memory_.left_out().count(module->base) == 0) {
+      missing_.insert(frame.module);
+    }
     // A call can be the last thing that a function does: what is behind it belongs to the next one.
     const uint64_t lookup = innermost ? walked.address : walked.address - 1;
     symbols_.describe(*module, lookup, memory_.function_at(lookup), frame, frames);
@@ -140,6 +173,8 @@ class StackReader {
   ModuleSymbols symbols_;
   StackReport report_;
   std::set<std::string> missing_;  // modules that frames lie in and whose files were not found
+  size_t frame_bytes_ = 0;         // of all threads so far
+  bool frames_are_cut_ = false;
 };
 
 }  // namespace

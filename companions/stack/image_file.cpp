@@ -17,7 +17,7 @@ constexpr size_t kSectionBytes = 40;
 constexpr uint32_t kMaxSections = 96;        // the system's own limit
 constexpr uint32_t kHoldsCode = 0x20000020;  // IMAGE_SCN_CNT_CODE | IMAGE_SCN_MEM_EXECUTE
 constexpr uint32_t kMaxTableBytes = 64 * 1024 * 1024;
-constexpr size_t kEntryBytes = 12;
+constexpr uint32_t kEntryBytes = sizeof(FunctionEntry);
 
 // The headers from "PE" to the directory of the function table, which is the fourth.
 constexpr size_t kHeadBytes = 24 + 112 + 4 * 8;
@@ -38,8 +38,8 @@ uint32_t long_name_of(const uint8_t* section) {
 
 }  // namespace
 
-std::unique_ptr<const ImageFile> ImageFile::open(minidump::ReadAt read, uint64_t size,
-                                                 ImageLayout layout) {
+std::unique_ptr<ImageFile> ImageFile::open(minidump::ReadAt read, uint64_t size,
+                                           ImageLayout layout) {
   std::unique_ptr<ImageFile> image(new ImageFile(std::move(read), size, layout));
   if (!image->read_headers()) return nullptr;
   return image;
@@ -83,18 +83,24 @@ bool ImageFile::read_headers() {
   }
   // A directory is a place and a size, in this order.
   if (u32_at(optional, 108) > 3) {
-    read_functions({u32_at(optional, 112 + 28), u32_at(optional, 112 + 24)});
+    place_functions({u32_at(optional, 112 + 28), u32_at(optional, 112 + 24)});
   }
   return true;
 }
 
-void ImageFile::read_functions(const minidump::DumpLocation& table) {
+void ImageFile::place_functions(const minidump::DumpLocation& table) {
   const Section* const section = section_at(table.rva);
   if (section == nullptr) return;
-  // What lies beyond the section is no part of the table, whatever the header says.
-  const uint32_t most = std::min(section->size - (table.rva - section->start), kMaxTableBytes);
-  std::vector<uint8_t> bytes(std::min(table.size, most) / kEntryBytes * kEntryBytes);
-  bytes.resize(bytes.empty() ? 0 : read(table.rva, bytes.data(), bytes.size()));
+  // What the section has no bytes for is no part of the table, whatever the header says.
+  const uint32_t skipped = std::min(table.rva - section->start, section->stored);
+  const uint32_t most = std::min(section->stored - skipped, kMaxTableBytes);
+  table_ = {std::min(table.size, most) / kEntryBytes * kEntryBytes, table.rva};
+}
+
+void ImageFile::read_functions() {
+  std::vector<uint8_t> bytes(table_.size);
+  bytes.resize(bytes.empty() ? 0 : read(table_.rva, bytes.data(), bytes.size()));
+  functions_.reserve(bytes.size() / kEntryBytes);
   for (size_t at = 0; at + kEntryBytes <= bytes.size(); at += kEntryBytes) {
     functions_.push_back(
         {u32_at(bytes.data(), at), u32_at(bytes.data(), at + 4), u32_at(bytes.data(), at + 8)});

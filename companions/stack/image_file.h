@@ -26,15 +26,20 @@ struct FunctionEntry {
 enum class ImageLayout { kFile, kMapped };
 
 // An EXE or DLL for x64: its code and its function table. Places in it are counted from its start in
-// memory. The file may contain anything: every place is checked. Constant after construction.
+// memory. The file may contain anything: every place is checked. Constant once the functions are read.
 class ImageFile {
  public:
   // Null when the bytes are no such module.
-  static std::unique_ptr<const ImageFile> open(minidump::ReadAt read, uint64_t size,
-                                               ImageLayout layout);
+  static std::unique_ptr<ImageFile> open(minidump::ReadAt read, uint64_t size, ImageLayout layout);
 
   uint32_t time_stamp() const { return time_stamp_; }
   uint32_t size() const { return size_; }
+
+  // How much memory the function table takes once it is read, at most 64 MB.
+  uint32_t table_bytes() const { return table_.size; }
+
+  // Until then no function is known. Call it once.
+  void read_functions();
 
   // Copies what there is from a place on, up to `size` bytes. Returns how many bytes those are.
   size_t read(uint64_t place, void* buffer, size_t size) const;
@@ -60,7 +65,7 @@ class ImageFile {
   ImageFile(minidump::ReadAt read, uint64_t size, ImageLayout layout)
       : bytes_(std::move(read), size), layout_(layout) {}
   bool read_headers();
-  void read_functions(const minidump::DumpLocation& table);
+  void place_functions(const minidump::DumpLocation& table);
   const Section* section_at(uint64_t place) const;
 
   const minidump::DumpBytes bytes_;
@@ -68,7 +73,8 @@ class ImageFile {
   uint32_t time_stamp_ = 0;
   uint32_t size_ = 0;
   std::vector<Section> sections_;
-  uint64_t names_ = 0;  // where the names of the sections are that have long ones
+  uint64_t names_ = 0;            // where the names of the sections are that have long ones
+  minidump::DumpLocation table_;  // of the functions; its size is that of whole entries
   std::vector<FunctionEntry> functions_;
 };
 

@@ -21,6 +21,10 @@ using minidump::DumpModule;
 constexpr ULONG kMostNameUnits = 1024;
 constexpr DWORD kMostInlined = 64;
 
+// A dump can name more than any file has, and Wine's library writes a name into a buffer of fixed size
+// without a look at its length.
+constexpr size_t kMostFileNameUnits = 255;
+
 // A symbol with room for its name.
 struct Symbol {
   Symbol() {
@@ -34,7 +38,7 @@ struct Symbol {
 };
 
 // Null when it is no such file, or none of a disk.
-std::unique_ptr<const ImageFile> open_image(const fs::path& path) {
+std::unique_ptr<ImageFile> open_image(const fs::path& path) {
   if (!is_file(path) || !is_disk_file(path)) return nullptr;
   const auto file = std::make_shared<const SharedFile>(path);
   if (!file->is_open()) return nullptr;
@@ -43,7 +47,7 @@ std::unique_ptr<const ImageFile> open_image(const fs::path& path) {
                          file->size(), ImageLayout::kFile);
 }
 
-std::unique_ptr<const ImageFile> open_image_of(const DumpModule& module, const fs::path& path) {
+std::unique_ptr<ImageFile> open_image_of(const DumpModule& module, const fs::path& path) {
   auto image = open_image(path);
   const bool same_build =
       image && image->time_stamp() == module.time_stamp && image->size() == module.size;
@@ -82,7 +86,7 @@ ModuleSymbols::~ModuleSymbols() {
   if (initialized_) debug_help_.clean_up(process_);
 }
 
-std::unique_ptr<const ImageFile> ModuleSymbols::find_image(const DumpModule& module) {
+std::unique_ptr<ImageFile> ModuleSymbols::find_image(const DumpModule& module) {
   std::vector<fs::path> places = places_of_image(module, folders_);
   for (size_t i = 0; i <= places.size(); ++i) {
     const fs::path place = i < places.size() ? places[i] : search_servers(module);
@@ -98,7 +102,7 @@ std::unique_ptr<const ImageFile> ModuleSymbols::find_image(const DumpModule& mod
 // The module's file on the servers of the symbol path; empty when it is not there.
 fs::path ModuleSymbols::search_servers(const DumpModule& module) {
   const std::wstring name = utf8_to_wide(module.name());
-  if (!initialized_ || name.empty()) return {};
+  if (!initialized_ || name.empty() || name.size() > kMostFileNameUnits) return {};
   DWORD time_stamp = module.time_stamp;
   wchar_t found[MAX_PATH + 1] = {};
   if (!debug_help_.find_file(process_, nullptr, name.c_str(), &time_stamp, module.size, 0,

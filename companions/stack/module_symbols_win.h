@@ -29,7 +29,7 @@ class ModuleSymbols {
   ModuleSymbols& operator=(const ModuleSymbols&) = delete;
 
   // Null when the file is not at hand.
-  std::unique_ptr<const ImageFile> find_image(const minidump::DumpModule& module);
+  std::unique_ptr<ImageFile> find_image(const minidump::DumpModule& module);
 
   // Adds what the code at `lookup` is, the innermost inlined function first. All the frames get the place
   // of `frame`. `function` is the entry of the address in the module's table, or null.

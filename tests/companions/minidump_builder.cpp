@@ -69,8 +69,10 @@ uint32_t MinidumpBuilder::add_text(const std::u16string& text) {
 void MinidumpBuilder::add_thread_name() {
   const uint32_t name = add_text(thread_name);
   const uint32_t list = here();
-  add({1, threads.front(), name, 0});
-  add_directory_entry(24, 16, list);
+  const size_t count = all_have_the_name ? threads.size() : 1;
+  add({static_cast<uint32_t>(count)});
+  for (size_t i = 0; i < count; ++i) add({threads[i], name, 0});
+  add_directory_entry(24, here() - list, list);
 }
 
 void MinidumpBuilder::add_modules() {

@@ -19,9 +19,10 @@ namespace wrenfall::minidump {
 struct MinidumpBuilder {
   uint32_t time_stamp = 0;
   std::optional<uint32_t> crash_code;
-  std::vector<uint32_t> threads;                             // each with 16 bytes of registers
-  bool aligned_threads = false;                              // as some writers have them
-  std::u16string thread_name;                                // of the first
+  std::vector<uint32_t> threads;  // each with 16 bytes of registers
+  bool aligned_threads = false;   // as some writers have them
+  std::u16string thread_name;     // of the first
+  bool all_have_the_name = false;
   std::vector<std::pair<uint64_t, std::u16string>> modules;  // base and path, of 0x3000 bytes each
   std::map<std::string, std::string> startup;
   std::vector<std::pair<std::string, std::string>> live;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 #include <tuple>
 
 #include "ctl/stack_output.h"
@@ -70,6 +71,19 @@ TEST(DumpSnapshot, HoldsWhatAWalkNeeds) {
   EXPECT_EQ(found->name(), "b.exe");
   EXPECT_EQ(snapshot->module_at(0x140003000), nullptr);
   EXPECT_EQ(snapshot->module_at(0xFFFF), nullptr);
+}
+
+TEST(DumpSnapshot, HoldsSomeNamesOnly) {
+  MinidumpBuilder builder;
+  builder.threads.resize(5000);
+  for (uint32_t i = 0; i < 5000; ++i) builder.threads[i] = i;
+  builder.thread_name = std::u16string(2048, u'n');
+  builder.all_have_the_name = true;
+  const std::string bytes = builder.build();
+  const auto snapshot = read_snapshot(DumpBytes(reader_of(bytes), bytes.size()));
+  ASSERT_TRUE(snapshot);
+  EXPECT_FALSE(snapshot->threads[4095].name.empty());
+  EXPECT_TRUE(snapshot->threads[4096].name.empty());
 }
 
 TEST(DumpSnapshot, LosesOnlyWhatIsDamaged) {
@@ -142,6 +156,37 @@ TEST(AddressSpace, TakesCodeAndFunctionsOfTheModulesFile) {
   const auto file = ImageFile::open(reader_of(image), image.size(), ImageLayout::kFile);
   ASSERT_TRUE(file && file->debug_link());
   EXPECT_EQ(file->debug_link()->file, "b.debug");
+}
+
+TEST(AddressSpace, LeavesOutWhatHasNoRoom) {
+  const std::string image = build_image(5, "", {{0x1000, 0x1007, 0x2030}});
+  std::string larger = build_image(5, "", {{0x1000, 0x1007, 0x2030}, {0x1007, 0x1009, 0x2030}});
+  const std::string dump = "?";
+  const DumpBytes bytes(reader_of(dump), dump.size());
+  DumpSnapshot snapshot;
+  for (uint64_t base = 0x10000; base < 0x50000; base += 0x10000) {
+    snapshot.modules.push_back({base, 0x3000, 5, "a.dll", ""});
+  }
+  int searches = 0;
+  const auto find = [&](const DumpModule& module) {
+    ++searches;
+    const std::string& file = module.base == 0x20000 ? larger : image;
+    return ImageFile::open(reader_of(file), file.size(), ImageLayout::kFile);
+  };
+  AddressSpace memory(snapshot, bytes, find, 30);  // entries of 12 bytes
+  for (int round = 0; round < 2; ++round) {
+    for (const auto& [base, fits] : {std::pair<uint64_t, bool>{0x10000, true},
+                                     {0x20000, false},
+                                     {0x30000, true},
+                                     {0x40000, false}}) {
+      EXPECT_EQ(memory.can_unwind(base), fits) << base;
+    }
+  }
+  EXPECT_EQ(memory.left_out(), (std::set<uint64_t>{0x20000, 0x40000}));
+  EXPECT_EQ(searches, 4);
+  // A table ends where the bytes of its section do, 0x100 of them, whatever its header says.
+  larger = with32(larger, 0x98 + 112 + 28, 0x1000);
+  EXPECT_EQ(find(snapshot.modules[1])->table_bytes(), 0x100u / 12 * 12);
 }
 
 TEST(SymbolFolders, NeverLeadToAnotherMachine) {

@@ -4,6 +4,7 @@ import json
 import os
 import random
 import shutil
+import struct
 import subprocess
 import unittest
 import unittest.mock
@@ -19,6 +20,35 @@ def line_of(source, text):
     lines = (ROOT / "examples" / source).read_text("utf-8").splitlines()
     (number,) = [i for i, line in enumerate(lines, 1) if text in line]
     return number
+
+
+def rebuilt(dump, thread_count=1, module_path=""):
+    """The dump with so many threads, all on the stack of the crash, and one path for all modules if it is given."""
+    grown = bytearray(dump)
+
+    def number(at):
+        return int.from_bytes(grown[at:at + 4], "little")
+
+    def put(at, *values):
+        grown[at:at + 4 * len(values)] = struct.pack(f"<{len(values)}I", *values)
+
+    entries = {number(at): at for at in range(number(12), number(12) + 12 * number(8), 12)}
+    threads, modules, exception = (number(entries[kind] + 8) for kind in (3, 4, 6))
+    at = threads + number(entries[3] + 4) - 48 * number(threads)
+    thread = next(grown[i:i + 40] for i in range(at, len(grown), 48) if number(i) == number(exception))
+    thread += grown[exception + 160:exception + 168]
+    put(entries[3] + 4, 4 + thread_count * 48, len(grown))
+    put(len(grown), thread_count)
+    for i in range(thread_count):
+        grown += thread[:4] if i == 0 else (100000 + i).to_bytes(4, "little")
+        grown += thread[4:]
+    if module_path:
+        at = modules + number(entries[4] + 4) - 108 * number(modules)
+        for i in range(number(modules)):
+            put(at + 108 * i + 20, len(grown))
+        path = module_path.encode("utf-16-le")
+        grown += len(path).to_bytes(4, "little") + path
+    return grown
 
 
 class StackTest(EndToEndTest):
@@ -121,13 +151,22 @@ class StackTest(EndToEndTest):
         for i in range(24):
             bytes_ = bytearray(dump[:draw.randrange(200, len(dump))] if i % 2 else dump)
             for _ in range(i):
-                at = draw.randrange(32, min(4000, len(bytes_) - 4))
+                at = draw.randrange(32, min(16000, len(bytes_) - 4))
                 bytes_[at:at + 4] = draw.randbytes(4)
             file.write_bytes(bytes_)
             stack = self.stack(file, "--all")
             self.assertTrue(stack["threads"] or stack["warnings"], i)
             named += any(frame["function"] for thread in stack["threads"] for frame in thread["frames"])
         self.assertGreater(named, 2)
+        name = "\uffee" * 2000  # longer than what the system's library has room for
+        file.write_bytes(rebuilt(dump, module_path=name))
+        self.assertEqual(name, self.calls(self.stack(file))[0]["module"])
+        file.write_bytes(rebuilt(dump, thread_count=8000))
+        stack = self.stack(file, "--all")
+        self.assertRegex(" ".join(stack["warnings"]), "too many frames")
+        self.assertLess(sum(len(thread["frames"]) for thread in stack["threads"]), 60000)
+        self.assertEqual(8000, len(stack["threads"]))
+        self.assertTrue(stack["threads"][-1]["truncated"])
         for name, content in (("empty", b""), ("text", b"MDMP" * 30), ("missing", None)):
             if content is not None:
                 file.write_bytes(content)
