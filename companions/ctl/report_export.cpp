@@ -1,5 +1,6 @@
 #include "ctl/report_export.h"
 
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -20,6 +21,32 @@ namespace {
 ExportOutcome refuse(wrenfall_result result, std::string error) {
   return {result, std::move(error), 0};
 }
+
+// An archive while it is written. It is removed unless it took its place.
+class UnfinishedArchive {
+ public:
+  explicit UnfinishedArchive(fs::path file) : file_(std::move(file)) {}
+  ~UnfinishedArchive() {
+    if (is_in_place_) return;
+    try {
+      remove_file(file_);
+    } catch (const std::bad_alloc&) {
+      // Without memory for its name it stays.
+    }
+  }
+  UnfinishedArchive(const UnfinishedArchive&) = delete;
+  UnfinishedArchive& operator=(const UnfinishedArchive&) = delete;
+
+  const fs::path& file() const { return file_; }
+  bool put_in_place(const fs::path& place) {
+    is_in_place_ = replace_file(file_, place);
+    return is_in_place_;
+  }
+
+ private:
+  const fs::path file_;
+  bool is_in_place_ = false;
+};
 
 }  // namespace
 
@@ -45,15 +72,13 @@ ExportOutcome export_report(const fs::path& folder, const fs::path& archive, boo
     if (is_file(folder / own)) found.files.push_back(folder / own);
   }
   // A name that nobody has: what lies beside the archive is not this tool's to overwrite.
-  fs::path unfinished = archive;
-  unfinished += "." + new_uuid().substr(0, 8) + kTemporarySuffix;
-  if (!found.listed || !write_archive(found.files, unfinished)) {
-    remove_file(unfinished);
+  UnfinishedArchive unfinished(fs::path(archive) +=
+                               "." + new_uuid().substr(0, 8) + kTemporarySuffix);
+  if (!found.listed || !write_archive(found.files, unfinished.file())) {
     return refuse(WRENFALL_ERROR_FILE,
                   "A file of the report cannot be read, or " + file + " cannot be written.");
   }
-  if (!replace_file(unfinished, archive)) {
-    remove_file(unfinished);
+  if (!unfinished.put_in_place(archive)) {
     return refuse(WRENFALL_ERROR_FILE, file + " cannot be replaced: it may be in use.");
   }
   return {WRENFALL_OK, "", found.files.size()};

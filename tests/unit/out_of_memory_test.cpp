@@ -1,8 +1,10 @@
 // Sending a report while memory runs out: it is neither lost nor sent a second time.
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <new>
 
+#include "ctl/report_export.h"
 #include "report/delivery.h"
 #include "report/store/layout.h"
 #include "reporter/owned_report.h"
@@ -122,6 +124,17 @@ TEST(ReporterWithoutMemory, LeavesTheReportPending) {
   EXPECT_TRUE(allocation_failed.exchange(false));
   EXPECT_EQ(outcome.upload.error, "out of memory");
   EXPECT_TRUE(outcome.kept && outcome.pending);
+}
+
+TEST(ExportWithoutMemory, LeavesNothingBehind) {
+  const TempDir dir;
+  ASSERT_TRUE(save(dir / "report", {}));
+  put_file(dir / "report" / kReportDumpFile, std::string(20000, 'x'));
+  largest_allocation = 16000;
+  EXPECT_THROW(ctl::export_report(dir / "report", dir / "a.zip", false), std::bad_alloc);
+  largest_allocation = SIZE_MAX;
+  EXPECT_TRUE(allocation_failed.exchange(false));
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), 1);
 }
 
 }  // namespace
