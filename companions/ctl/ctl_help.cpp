@@ -8,7 +8,7 @@ using Command = CtlOptions::Command;
 constexpr char kOverview[] =
     "wrenfallctl looks after the crash reports in a Wrenfall store.\n"
     "\n"
-    "  list      the reports, the oldest first, or the stores\n"
+    "  list      the reports, the oldest crash first, or the stores\n"
     "  show      everything about one report\n"
     "  stack     where one crashed: functions, files and lines\n"
     "  open      shows a report's folder in the file manager\n"
@@ -32,7 +32,7 @@ constexpr char kStore[] =
 
 constexpr char kFolder[] =
     "FOLDER is a path or, with STORE, a name in the store or the start of one. --latest takes the\n"
-    "newest report of the store instead.\n";
+    "report of the newest crash in the store instead.\n";
 
 // What is printed about a command: its text, and which of the explanations above follow.
 struct CommandHelp {
@@ -46,8 +46,9 @@ constexpr CommandHelp kHelp[] = {
      "wrenfallctl list STORE [--json]\n"
      "wrenfallctl list --stores [--json]\n"
      "\n"
-     "Prints a line for each report, the oldest first: its state, kind, time, size, failed\n"
-     "attempts, policy and folder. With --stores it finds the stores in the default place.\n",
+     "Prints a line for each report, the oldest crash first, and folders without a record last:\n"
+     "its state, kind, time, size, failed attempts, policy and folder. With --stores it finds the\n"
+     "stores in the default place.\n",
      false},
     {Command::kShow,
      "wrenfallctl show FOLDER [--stack [--symbols DIR[;DIR]]] [--json]\n"

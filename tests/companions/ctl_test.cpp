@@ -82,6 +82,10 @@ TEST(CtlHelp, IsOfTheCommand) {
     const CtlOptions options = parse_ctl_options({name, "--help"});
     EXPECT_EQ(help_text(options.help_topic).find(std::string("wrenfallctl ") + name), 0u) << name;
     EXPECT_NE(overview.find(std::string("\n  ") + name + " "), std::string::npos) << name;
+    // These go by the time of the crash, not of the report.
+    for (const char* vague : {"newest report", "oldest first"}) {
+      EXPECT_EQ(help_text(options.help_topic).find(vague), std::string::npos) << name;
+    }
   }
 }
 
