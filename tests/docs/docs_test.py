@@ -110,6 +110,17 @@ class DocsTest(unittest.TestCase):
             for name in names:
                 self.assertIn("".join(name), text)
 
+    def test_privacy_names_every_field(self):
+        """Those of a record, and those that are sent."""
+        holds, _, sends = (ROOT / "docs/privacy.md").read_text("utf-8").partition("\n## What is sent")
+        for source, pattern, page, fewest in (
+                ("report/store/crash_data.cpp", r'(?:visit\(|object\[)"(\w+)"', holds, 37),
+                ("upload/uploader.cpp", r'form\.add\("(\w+)"', sends, 9),
+                ("upload/service_urls.cpp", r"[?&](\w+)=", sends, 7)):
+            names = re.findall(pattern, (ROOT / "src" / source).read_text("utf-8"))
+            self.assertGreaterEqual(len(names), fewest, source)
+            self.assertEqual([], [name for name in names if f"`{name}`" not in page], source)
+
     def test_log_lines_are_explained(self):
         """The page about log lines has the longest fixed part of each, with its level."""
         page = (ROOT / "docs/troubleshooting.md").read_text("utf-8")
