@@ -151,18 +151,22 @@ class CrashServiceTest(unittest.TestCase):
                 self.assertEqual(count, self.page(client, "/?" + query).count('href="/report/'), query)
 
     def test_what_anybody_may_send_is_only_text(self):
-        """Markup in every field and file name."""
+        """Markup in every field and file name, and halves of characters wherever JSON can name them. A report that cannot be listed
+        costs no other."""
+        odd = HOSTILE + "\ud800"
         words = {name: HOSTILE for name in FORM_FIELDS if name != "attributes"}
-        words["attributes"] = json.dumps({HOSTILE: HOSTILE})
-        crumbs = json.dumps([dict.fromkeys(("time", "level", "category", "message"), HOSTILE)])
+        words["attributes"] = json.dumps({odd: odd})
+        crumbs = json.dumps([dict.fromkeys(("time", "level", "category", "message"), odd)])
         more = {HOSTILE.replace("/", "") + "_log": HOSTILE, "breadcrumbs_json": crumbs}
         texts = {"wrenfall__hangThread": HOSTILE, "wrenfall__hangDurationMs": HOSTILE, HOSTILE: HOSTILE}
         hostile = (("1", {"minidump_dmp": make_dump(modules=[HOSTILE], names=[HOSTILE], **texts)}),
                    ("1", {"minidump_dmp": make_dump(modules=[HOSTILE], wrenfall__reportKind="hang", **texts)}),
-                   ("21", {"wfCrashReport_json": structured(HOSTILE)}), ("25", {"wfAsanReport_xml": SANITIZER + HOSTILE}),
-                   ("36", {"feedback_json": json.dumps({"title": HOSTILE, "description": HOSTILE})}))
+                   ("21", {"wfCrashReport_json": structured(odd)}), ("25", {"wfAsanReport_xml": SANITIZER + HOSTILE}),
+                   ("36", {"feedback_json": json.dumps({"title": odd, "description": odd})}))
         with self.serving() as (service, client):
             for number, (kind, files) in enumerate(hostile, 1):
+                if kind in ("21", "36"):
+                    words["description"] = words["crashHash"] = ""  # The file's own words are shown, its frames make the group.
                 statuses, _ = client.upload(make_zip(**files, **more), name=percent_encode(HOSTILE), crash_type=kind, **words)
                 self.assertEqual([200] * 3, statuses)
                 service.reports[-1].add_problems("put", [Complaint(HOSTILE, HOSTILE)])
@@ -171,6 +175,12 @@ class CrashServiceTest(unittest.TestCase):
                 self.assertNotRegex(text, "[\x1b\u202e]")
             self.assertIn("&lt;script&gt;", self.page(client, "/?q=%22%3E%3Cscript%3E"))
             self.assertIn("&lt;script&gt;", self.page(client, "/"))
+        (self.directory / FILE_NAME).unlink()
+        (self.directory / "report-0002" / "query.json").write_text("[]")
+        log = []
+        with self.serving(log=log.append) as (_, client):
+            self.assertEqual(["#5", "#4", "#3", "#1"], re.findall("#[0-9](?=</span>)", self.page(client, "/?q=alert")))
+        self.assertIn("report-0002 cannot be listed", log[0])
 
     def test_downloads_are_never_shown(self):
         evil = "a\"b\r\nX: y\u202etxt.exe"

@@ -16,6 +16,8 @@ MAX_DUMP = 256 << 20  # Larger dumps are kept, but not read.
 
 # What zipfile raises for archives that are damaged, encrypted or no archives at all.
 UNREADABLE = (zipfile.BadZipFile, zlib.error, EOFError, OSError, RuntimeError, ValueError)
+# What the folder of a report may raise besides, whose files may hold other JSON than they should.
+UNUSABLE = (*UNREADABLE, ArithmeticError, AttributeError, LookupError, TypeError)
 
 
 def check_archive(path: Path) -> Tuple[List[Dict[str, Any]], List[Complaint]]:

@@ -4,32 +4,35 @@ from __future__ import annotations
 
 import datetime
 from pathlib import Path
-from typing import Any, Dict, List
+from typing import Any, Callable, Dict, Iterable, Iterator, List
 
+from archive import UNUSABLE
 from facts import form_attributes, grouping_text, read_facts
 from fact_types import Facts
 from report_folder import number_of, read_report
 from report_index import UNFINISHED, ReportIndex, Row, search_text
 from stack_trace import parse
+from text_facts import text
 
 _SHOWN_WORDS = 400
 _MAX_STACK_KEY = 1 << 31  # A test may have answered with anything.
 _PIECE = 200  # reports that are put into the index together
 
 
-def index_report(index: ReportIndex, folder: Path) -> None:
-    """Brings the index up to date with one folder."""
-    index.put([_make_row(index, folder)])
+def index_report(index: ReportIndex, folder: Path, log: Callable[[str], None]) -> None:
+    """Brings the index up to date with one folder. One that cannot be read is left out, which the
+    log says."""
+    index.put(list(_rows(index, [folder], log)))
 
 
-def catch_up(index: ReportIndex, directory: Path) -> None:
-    """Brings the index up to date with all folders: those that it does not have, and those that
-    were not committed when it last saw them."""
+def catch_up(index: ReportIndex, directory: Path, log: Callable[[str], None]) -> None:
+    """The same with all folders: those that the index does not have, and those that were not
+    committed when it last saw them."""
     finished = set(index.finished())
     folders = [path for path in directory.glob("report-*") if path.is_dir()]
     missing = [path for path in folders if number_of(path.name) not in finished]
     for start in range(0, len(missing), _PIECE):
-        index.put([_make_row(index, folder) for folder in missing[start : start + _PIECE]])
+        index.put(list(_rows(index, missing[start : start + _PIECE], log)))
 
 
 def received_time(report: Dict[str, Any], folder: Path) -> float:
@@ -41,18 +44,29 @@ def received_time(report: Dict[str, Any], folder: Path) -> float:
         return folder.stat().st_mtime
 
 
+def _rows(
+    index: ReportIndex, folders: Iterable[Path], log: Callable[[str], None]
+) -> Iterator[Row]:
+    for folder in folders:
+        try:
+            row = _make_row(index, folder)
+        except UNUSABLE as error:
+            log(f"---- {folder.name} cannot be listed: {type(error).__name__}: {error}")
+            continue
+        yield row
+
+
 def _make_row(index: ReportIndex, folder: Path) -> Row:
     report, number = read_report(folder), number_of(folder.name)
     query = {**report["query"].get("first", {}), **report["query"].get("commit", {})}
     fields, ids = report["fields"], report["ids"]
-    application = query.get("appName", "")
+    application, version = text(query.get("appName")), text(query.get("appVersion"))
     facts, key = Facts(kind="unfinished"), UNFINISHED
     if ids is not None:
         facts = read_facts(folder / "archive.zip", query.get("crashTypeId", ""))
         key = _stack_key(index, ids, grouping_text(facts, application, fields.get("crashHash", "")))
-    words = fields.get("description") or facts.words
+    words, user = text(fields.get("description")) or facts.words, text(fields.get("user"))
     place = parse(index.stack(number)).top_place or facts.top_frame or _usual_place(facts)
-    version, user = query.get("appVersion", ""), fields.get("user", "")
     searched: List[str] = [
         f"#{number}", application, version, facts.kind, facts.exception, place, words,
         facts.hung_thread, *fields.values(), *form_attributes(fields).values(),

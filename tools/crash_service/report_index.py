@@ -89,6 +89,11 @@ def search_text(texts: Iterable[str]) -> str:
     return "\n".join(filter(None, texts)).casefold()
 
 
+def _storable(value: Any) -> Any:
+    """The value in a form that SQLite takes. JSON can name halves of characters, which are no UTF-8."""
+    return value.encode("utf-8", "replace").decode() if isinstance(value, str) else value
+
+
 class ReportIndex:
     """Any thread may use it. The constructor raises sqlite3.OperationalError when the file cannot be
     used at this moment. After `close` every use raises sqlite3.ProgrammingError."""
@@ -113,6 +118,7 @@ class ReportIndex:
 
     def stack_key(self, signature: str) -> int:
         """The same number for the same signature, also after a restart."""
+        signature = _storable(signature)
         with self._changing() as connection:
             found = connection.execute(
                 "SELECT number FROM stack_keys WHERE signature = ?", [signature]).fetchone()
@@ -128,13 +134,14 @@ class ReportIndex:
         is known already."""
         with self._changing() as connection:
             connection.execute(
-                "INSERT OR IGNORE INTO stack_keys VALUES (?, ?)", [signature, number])
+                "INSERT OR IGNORE INTO stack_keys VALUES (?, ?)", [_storable(signature), number])
 
     def put(self, rows: Iterable[Row]) -> None:
         """Adds reports, or replaces what was known of them."""
         places = ", ".join("?" * len(Row._fields))
         with self._changing() as connection:
-            connection.executemany(f"INSERT OR REPLACE INTO reports VALUES ({places})", rows)
+            connection.executemany(f"INSERT OR REPLACE INTO reports VALUES ({places})",
+                                   (tuple(map(_storable, row)) for row in rows))
 
     def finished(self) -> List[int]:
         """The numbers of all reports that were committed."""
@@ -210,6 +217,7 @@ class ReportIndex:
 
     def keep_stack(self, number: int, document: str, place: str, failed: bool) -> None:
         """Keeps what the stack tool said of a report; a place becomes what the list shows."""
+        document, place = _storable(document), _storable(place)
         with self._changing() as connection:
             connection.execute(
                 "INSERT OR REPLACE INTO stacks VALUES (?, ?, ?)", [number, document, failed])

@@ -97,7 +97,7 @@ class CrashService:
         self.base_url = f"https://{HOST}:{self.port}"
         self._store = ReportStore(self.directory, self.base_url)
         self._index = ReportIndex(self.directory)
-        catch_up(self._index, self.directory)
+        catch_up(self._index, self.directory, self._print)
         self._calls = UploadCalls(
             self._store, self._index, self.base_url, self._user_agent, self._strict
         )
@@ -364,7 +364,7 @@ class CrashService:
     def _record(self, exchange: Exchange) -> None:
         exchange.save()
         if exchange.report is not None:
-            index_report(self._index, exchange.report.folder)
+            index_report(self._index, exchange.report.folder, self._print)
             if exchange.made_commit and self._stacks is not None:
                 self._stacks.ask(exchange.report.number)
         name = exchange.report.folder.name if exchange.report else "-"
