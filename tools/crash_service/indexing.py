@@ -9,7 +9,7 @@ from typing import Any, Callable, Dict, Iterable, Iterator, List
 from archive import UNUSABLE
 from facts import form_attributes, grouping_text, read_facts
 from fact_types import Facts
-from report_folder import number_of, read_report
+from report_folder import folders_in, number_of, read_report
 from report_index import UNFINISHED, ReportIndex, Row, search_text
 from stack_trace import parse
 from text_facts import text
@@ -27,10 +27,11 @@ def index_report(index: ReportIndex, folder: Path, log: Callable[[str], None]) -
 
 def catch_up(index: ReportIndex, directory: Path, log: Callable[[str], None]) -> None:
     """The same with all folders: those that the index does not have, and those that were not
-    committed when it last saw them."""
+    committed when it last saw them. Reports whose folders are gone are forgotten."""
+    folders = folders_in(directory)
+    index.forget_all_but(folders)
     finished = set(index.finished())
-    folders = [path for path in directory.glob("report-*") if path.is_dir()]
-    missing = [path for path in folders if number_of(path.name) not in finished]
+    missing = [path for number, path in folders.items() if number not in finished]
     for start in range(0, len(missing), _PIECE):
         index.put(list(_rows(index, missing[start : start + _PIECE], log)))
 

@@ -8,6 +8,7 @@ from pathlib import Path
 from typing import Any, Dict, List, Optional
 
 _IDS = ("crashId", "stackKeyId", "messageId", "infoUrl")
+_END_OF_NUMBERS = 10**9  # Addresses have room for no more digits.
 
 
 def read_report(folder: Path) -> Dict[str, Any]:
@@ -42,6 +43,14 @@ def number_of(name: str) -> int:
     """The first number in the name of a folder or file, 0 when there is none."""
     digits = re.search("[0-9]+", name)
     return int(digits[0]) if digits else 0
+
+
+def folders_in(directory: Path) -> Dict[int, Path]:
+    """The folders of the reports in a service's folder, by number. Others, like a copy that somebody
+    made, are none."""
+    found = ((number_of(path.name), path) for path in directory.glob("report-*") if path.is_dir())
+    return {number: path for number, path in found
+            if path == folder_of(directory, number) and 0 < number < _END_OF_NUMBERS}
 
 
 def folder_of(directory: Path, number: int) -> Path:

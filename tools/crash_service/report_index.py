@@ -143,6 +143,20 @@ class ReportIndex:
             connection.executemany(f"INSERT OR REPLACE INTO reports VALUES ({places})",
                                    (tuple(map(_storable, row)) for row in rows))
 
+    def highest(self) -> int:
+        """The highest number of any report, 0 when nothing is known."""
+        rows = self._read("SELECT MAX(number) FROM reports", [])
+        return int(rows[0][0] or 0)
+
+    def forget_all_but(self, numbers: Iterable[int]) -> None:
+        """Forgets all other reports, with their stacks."""
+        with self._changing() as connection:
+            connection.execute("CREATE TEMP TABLE kept (number INTEGER PRIMARY KEY)")
+            connection.executemany("INSERT INTO kept VALUES (?)", ([number] for number in numbers))
+            connection.execute("DELETE FROM reports WHERE number NOT IN kept")
+            connection.execute("DELETE FROM stacks WHERE report NOT IN kept")
+            connection.execute("DROP TABLE kept")
+
     def finished(self) -> List[int]:
         """The numbers of all reports that were committed."""
         rows = self._read("SELECT number FROM reports WHERE stack_key != ?", [UNFINISHED])

@@ -18,7 +18,7 @@ from typing import Any, Dict, List, NamedTuple, Optional
 
 from http_message import RequestHead
 from protocol import Complaint
-from report_folder import folder_of, number_of
+from report_folder import folder_of, folders_in, number_of
 
 OTHER_FOLDER = "other"
 _FIRST_MESSAGE = 5001  # Apart from the crash ids, so that a mix-up shows.
@@ -144,16 +144,16 @@ class Report:
 
 
 class ReportStore:
-    """All reports of one folder. Any thread may use it; an existing folder is continued."""
+    """All reports of one folder. Any thread may use it; an existing folder is continued. Numbers up
+    to `last_number` are not given to reports, even where their folders are gone."""
 
-    def __init__(self, directory: Path, base_url: str) -> None:
+    def __init__(self, directory: Path, base_url: str, last_number: int) -> None:
         self.directory = directory
         self._base_url = base_url
         self._lock = threading.Lock()
         self._reports: Dict[int, Report] = {}
         self.other = Report(0, directory / OTHER_FOLDER, base_url)
-        folders = [path for path in directory.glob("report-*") if path.is_dir()]
-        self._last_number = max((number_of(path.name) for path in folders), default=0)
+        self._last_number = max([last_number, *folders_in(directory)])
         heads = directory.glob("*/requests/*.head")
         self._last_sequence = max((number_of(path.name) for path in heads), default=0)
 

@@ -95,8 +95,8 @@ class CrashService:
         self._listener = listen(self.port)
         self.port = self._listener.getsockname()[1]
         self.base_url = f"https://{HOST}:{self.port}"
-        self._store = ReportStore(self.directory, self.base_url)
         self._index = ReportIndex(self.directory)
+        self._store = ReportStore(self.directory, self.base_url, self._index.highest())
         catch_up(self._index, self.directory, self._print)
         self._calls = UploadCalls(
             self._store, self._index, self.base_url, self._user_agent, self._strict
