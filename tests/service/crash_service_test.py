@@ -9,6 +9,7 @@ import os
 import re
 import shutil
 import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
@@ -17,7 +18,7 @@ import unittest
 from pathlib import Path
 from unittest import mock
 
-from samples import FOLDER, HOSTILE, Client, make_dump, make_form, make_zip, structured
+from samples import FOLDER, HOSTILE, Client, make_damaged_zip, make_dump, make_form, make_zip, structured
 
 import archive
 import certificates
@@ -42,7 +43,9 @@ VIOLATIONS = (
     ("first", {"target": ("&appVersion=1.0&crashTypeId=1", "&crashTypeId=1&appVersion=1.0")}, "query-order"),
     ("first", {"target": ("crashPostSize=", "crashPostSize=0x")}, "size"), ("first", {"body": b"x"}, "body"),
     ("put", {"target": ("signature=", "signature=0")}, "path"), ("put", {"body": make_zip(a_txt="")}, "size"),
-    ("put", {"body": ARCHIVE[:-30]}, "archive"), ("put", {"body": make_zip(**{"folder/a_txt": ""})}, "archive-names"),
+    ("put", {"body": ARCHIVE[:-30]}, "archive"), ("put", {"body": make_damaged_zip("minidump_dmp")}, "archive"),
+    ("put", {"body": ARCHIVE.replace(struct.pack("<I", 350), struct.pack("<I", 351))}, "archive"),
+    ("put", {"body": make_zip(**{"folder/a_txt": ""})}, "archive-names"),
     ("commit", {"target": ("signature=", "signature=0")}, "s3-key"), ("commit", {"target": ("md5=", "md5=0")}, "md5"),
     ("commit", {"type": "text/plain"}, "content-type"), ("commit", {"body": make_form()[:-2]}, "form"),
     ("commit", {"body": make_form(FORM_FIELDS[::-1])}, "form-fields"),
@@ -109,6 +112,13 @@ class CrashServiceTest(unittest.TestCase):
         with contextlib.closing(ReportIndex(self.directory)) as index:
             yield index
 
+    def finished_page(self, client, address):
+        """The page as soon as no stack trace is being made for it, at the latest after half a minute."""
+        deadline = time.monotonic() + 30
+        while "being made" in (text := self.page(client, address)) and time.monotonic() < deadline:
+            time.sleep(0.05)
+        return text
+
     def row(self, number):
         with self.index() as index:
             return index.row(number)
@@ -132,10 +142,11 @@ class CrashServiceTest(unittest.TestCase):
                                      client.upload(ARCHIVE, call, change)[0])
                     self.assertIn((call, check), [(problem.call, problem.check) for problem in service.problems])
                     self.assertIn(check, {complaint.check for complaint in service.requests[-1].complaints})
+                    self.page(client, f"/report/{len(service.reports)}")
             self.assertIn("problem", self.page(client, "/?kind=unfinished"))
         summary = subprocess.run([sys.executable, FOLDER / "crash_service.py", "--summary", self.directory],
                                  capture_output=True, text=True, timeout=20)
-        self.assertEqual((1, True), (summary.returncode, "PROBLEM first user-agent" in summary.stdout))
+        self.assertEqual((1, True), (summary.returncode, "PROBLEM first user-agent" in summary.stdout), summary.stderr)
 
     def test_every_kind_is_listed_and_shown(self):
         with self.serving() as (service, client):
@@ -162,7 +173,7 @@ class CrashServiceTest(unittest.TestCase):
         texts = {"wrenfall__hangThread": HOSTILE, "wrenfall__hangDurationMs": HOSTILE, HOSTILE: HOSTILE}
         hostile = (("1", {"minidump_dmp": make_dump(modules=[HOSTILE], names=[HOSTILE], **texts)}),
                    ("1", {"minidump_dmp": make_dump(modules=[HOSTILE], wrenfall__reportKind="hang", **texts)}),
-                   ("21", {"wfCrashReport_json": structured(odd)}), ("25", {"wfAsanReport_xml": SANITIZER + HOSTILE}),
+                   ("21", {"wfCrashReport_json": structured(odd).replace("4096", "9" * 400)}), ("25", {"wfAsanReport_xml": SANITIZER + HOSTILE}),
                    ("36", {"feedback_json": json.dumps({"title": odd, "description": odd})}))
         with self.serving() as (service, client):
             for number, (kind, files) in enumerate(hostile, 1):
@@ -290,7 +301,7 @@ class CrashServiceTest(unittest.TestCase):
     @unittest.skipIf(os.name == "nt", "what takes Wine's place is a script for Unix")
     def test_stack_traces_are_made_once(self):
         """With a program instead of Wine that answers for wrenfallctl, or takes too long."""
-        frames = [{"function": HOSTILE, "file": "a.cpp", "line": 7, "module": "a.exe", "offset": "0x10"},
+        frames = [{"function": HOSTILE + "\ud800", "file": "a.cpp", "line": 7, "module": "a.exe", "offset": "0x10"},
                   {"function": "", "module": "b.dll", "offset": "0x20", "address": "00", "file": "", "line": 0}]
         document = json.dumps({"threads": [{"id": 5, "name": "t", "crashed": True, "frames": frames}], "warnings": ["a warning"]})
         runs, loader = self.directory / "runs", self.directory / "loader"
@@ -300,18 +311,21 @@ class CrashServiceTest(unittest.TestCase):
         script = loader.read_text()
         loader.chmod(0o755)
         for number, (seconds, limit, place, shown) in enumerate((
-                (60, 0.5, "paint.exe+0x8252", "did not end within 0.5 s"), (0, 30, HOSTILE, "a warning"), (60, 30, HOSTILE, "a warning")), 1):
+                (60, 0.5, "paint.exe+0x8252", "did not end within 0.5 s"), (0, 30, HOSTILE + "?", "a warning"),
+                (60, 30, HOSTILE + "?", "a warning")), 1):
             loader.write_text(script.replace("SECONDS", str(seconds)))
             with mock.patch.object(stack_tool, "_find_wine", return_value=str(loader)):
                 tool = stack_tool.StackTool(FOLDER / "crash_service.py", self.directory, "Z:\\symbols", limit)
-            with self.serving(stacks=tool) as (_, client):
+            with self.serving(stacks=tool, strict=False) as (_, client):
                 if number == 1:
+                    client.upload(make_damaged_zip("minidump_dmp"))
                     client.upload(make_zip(minidump_dmp=make_dump()))
-                deadline = time.monotonic() + 30
-                while "being made" in (text := self.page(client, "/report/1")) and time.monotonic() < deadline:
-                    time.sleep(0.05)
+                with mock.patch("tempfile.tempdir", str(self.directory / "missing") if number == 3 else None):
+                    self.assertIn("could not be made", self.finished_page(client, "/report/1"))
+                self.assertEqual(500, client.request("GET", "/report/1/file/0")[0])
+                text = self.finished_page(client, "/report/2")
                 self.assertIn(shown, text)
-                self.assertEqual(place, self.row(1).place)
+                self.assertEqual(place, self.row(2).place)
                 self.assertEqual(number > 1, "b.dll+0x20" in text and "a.cpp:7" in text)
         self.assertEqual(["stack --json --all --symbols Z:\\symbols Z:"] * 2,
                          [line.split("\\tmp")[0].split("Z:\\" + os.sep)[0] for line in runs.read_text().splitlines()])

@@ -19,13 +19,20 @@ BOUNDARY = "----WrenfallFormBoundary0123456789abcDEF"
 HOSTILE = "\"'><script>alert(1)</script>\x1b\u202e{0}"
 
 
-def make_zip(**files):
+def make_zip(compression=zipfile.ZIP_DEFLATED, **files):
     """An archive; a name's last underscore is its dot."""
     buffer = io.BytesIO()
-    with zipfile.ZipFile(buffer, "w", zipfile.ZIP_DEFLATED) as archive:
+    with zipfile.ZipFile(buffer, "w", compression) as archive:
         for name, content in files.items():
             archive.writestr(".".join(name.rsplit("_", 1)), content)
     return buffer.getvalue()
+
+
+def make_damaged_zip(name):
+    """An archive with one entry, which is compressed with a method that no client uses, and damaged."""
+    data = make_zip(zipfile.ZIP_LZMA, **{name: "MDMP" * 50})
+    damaged = 30 + len(name) + 9  # after the entry's head and the method's
+    return data[:damaged] + b"\xff" + data[damaged + 1:]
 
 
 def make_form(names=FORM_FIELDS, **values):

@@ -5,12 +5,14 @@ from __future__ import annotations
 import zipfile
 import zlib
 from pathlib import Path
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
+from typing import IO, Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
 
 from protocol import Complaint
 
 _UTF8_NAME_FLAG = 0x800
 _READ_SIZE = 1 << 20
+# Those that clients use. The others are never decompressed: they take more memory than is asked for.
+_METHODS = (zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED)
 
 MAX_DUMP = 256 << 20  # Larger dumps are kept, but not read.
 
@@ -32,12 +34,11 @@ def check_archive(path: Path) -> Tuple[List[Dict[str, Any]], List[Complaint]]:
             for info in archive.infolist():
                 entries.append(_describe(info))
                 complaints += _check_name(info.orig_filename, [e["name"] for e in entries[:-1]])
-                if info.compress_type not in (zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED):
-                    text = f"{info.filename!r} is compressed with method {info.compress_type}"
-                    complaints.append(Complaint("archive", text))
+                if info.compress_type not in _METHODS:
+                    complaints.append(Complaint("archive", _wrong_method(info)))
                     continue
                 with archive.open(info) as content:
-                    while content.read(_READ_SIZE):
+                    for _ in _pieces(content, info.file_size):
                         pass
     except UNREADABLE as error:
         complaints.append(Complaint("archive", f"the archive cannot be read: {error}"))
@@ -50,6 +51,8 @@ def read_dumps(path: Path) -> Iterator[Tuple[str, Optional[bytes]]]:
     try:
         with zipfile.ZipFile(path) as archive:
             for info in archive.infolist():
+                if info.compress_type not in _METHODS:
+                    continue
                 with archive.open(info) as content:
                     start = content.read(4)
                     if start != b"MDMP":
@@ -82,7 +85,7 @@ def read_entry(path: Path, index: int, limit: int) -> Optional[bytes]:
     """The entry's bytes; None when it is unreadable, or larger than the limit."""
     try:
         with zipfile.ZipFile(path) as archive:
-            with archive.open(archive.infolist()[index]) as content:
+            with _open_entry(archive, index) as content:
                 data = content.read(limit + 1)
     except (*UNREADABLE, IndexError):
         return None
@@ -90,10 +93,31 @@ def read_entry(path: Path, index: int, limit: int) -> Optional[bytes]:
 
 
 def stream_entry(path: Path, index: int) -> Iterator[bytes]:
-    """The entry's bytes piece by piece. Damage ends the iteration with one of zipfile's exceptions."""
-    with zipfile.ZipFile(path) as archive, archive.open(archive.infolist()[index]) as content:
-        while piece := content.read(_READ_SIZE):
-            yield piece
+    """The entry's bytes piece by piece, exactly as many as announced. Damage ends the iteration with
+    one of UNREADABLE."""
+    with zipfile.ZipFile(path) as archive, _open_entry(archive, index) as content:
+        yield from _pieces(content, archive.infolist()[index].file_size)
+
+
+def _pieces(content: IO[bytes], size: int) -> Iterator[bytes]:
+    left = size
+    while piece := content.read(_READ_SIZE):
+        left -= len(piece)
+        yield piece
+    if left:
+        raise zipfile.BadZipFile(f"{left} of the {size} bytes of an entry are missing")
+
+
+def _open_entry(archive: zipfile.ZipFile, index: int) -> IO[bytes]:
+    """Raises zipfile.BadZipFile for an entry with a method that is not used here."""
+    info = archive.infolist()[index]
+    if info.compress_type not in _METHODS:
+        raise zipfile.BadZipFile(_wrong_method(info))
+    return archive.open(info)
+
+
+def _wrong_method(info: zipfile.ZipInfo) -> str:
+    return f"{info.filename!r} is compressed with method {info.compress_type}"
 
 
 def _describe(info: zipfile.ZipInfo) -> Dict[str, Any]:

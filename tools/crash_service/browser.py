@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import itertools
 import re
 import sqlite3
 import urllib.parse
@@ -9,7 +10,7 @@ from pathlib import Path
 from typing import Dict, Iterable, List, Optional, Tuple
 
 import stack_trace
-from archive import UNREADABLE, list_entries, stream_entry
+from archive import UNUSABLE, list_entries, stream_entry
 from certificates import HOST
 from http_message import Answer, RequestHead
 from list_page import list_page
@@ -66,7 +67,7 @@ class Browser:
             if row is None:
                 return _not_found()
             return self._of_report(row, folder_of(self._directory, number), found["rest"] or "")
-        except (OSError, sqlite3.Error, *UNREADABLE) as error:
+        except (sqlite3.Error, *UNUSABLE) as error:
             return _page_answer(message_page("That did not work", str(error)), 500)
 
     def _list(self, query: str) -> Html:
@@ -133,8 +134,9 @@ def _entry_answer(archive: Path, index: int) -> Answer:
     entries = list_entries(archive)
     if index >= len(entries):
         return _not_found()
-    entry = entries[index]
-    return _download(entry.name, entry.size, stream_entry(archive, index))
+    entry, pieces = entries[index], stream_entry(archive, index)
+    first = next(pieces, b"")  # What cannot be read at all gets an answer that says so.
+    return _download(entry.name, entry.size, itertools.chain([first], pieces))
 
 
 def _download(name: str, size: int, pieces: Iterable[bytes]) -> Answer:

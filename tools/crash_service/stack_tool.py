@@ -18,7 +18,7 @@ from pathlib import Path
 from typing import Dict, List, Set
 
 import stack_trace
-from archive import UNREADABLE, list_entries, stream_entry
+from archive import UNUSABLE, list_entries, stream_entry
 from report_folder import folder_of
 from report_index import ReportIndex
 
@@ -77,20 +77,23 @@ class StackTool:
     def _work(self) -> None:
         while not self._ending.is_set():
             with contextlib.suppress(queue.Empty):
-                self._look_at(self._waiting.get(timeout=_POLL_SECONDS))
+                number = self._waiting.get(timeout=_POLL_SECONDS)
+                try:
+                    document = self._look_at(number)
+                except UNUSABLE as error:  # The other reports have their turn in any case.
+                    document = stack_trace.failure(f"the stack trace could not be made: {error}")
+                if not self._ending.is_set():  # Else the program may have been ended too early.
+                    self._keep(number, document)
 
-    def _look_at(self, number: int) -> None:
+    def _look_at(self, number: int) -> str:
+        """The document about one report."""
         with tempfile.TemporaryDirectory(prefix="crash-service-") as work:
             dump = Path(work, "minidump.dmp")
-            try:
-                if _unpack_dump(folder_of(self._directory, number) / "archive.zip", dump):
-                    document = self._run(dump, Path(work))
-                else:
-                    document = stack_trace.failure("the report has no dump of a usable size")
-            except UNREADABLE as error:
-                document = stack_trace.failure(f"the stack trace could not be made: {error}")
-        if self._ending.is_set():
-            return  # The program may have been ended before it was ready.
+            if _unpack_dump(folder_of(self._directory, number) / "archive.zip", dump):
+                return self._run(dump, Path(work))
+        return stack_trace.failure("the report has no dump of a usable size")
+
+    def _keep(self, number: int, document: str) -> None:
         with contextlib.suppress(sqlite3.Error):
             trace = stack_trace.parse(document)
             self._index.keep_stack(number, document, trace.top_place, not trace.threads)

@@ -11,6 +11,7 @@ from exception_names import named_code
 from fact_types import MAX_FRAMES, Facts, Frame, LoadedModule, Thread
 
 _MAX_ROWS = 4096
+_END_OF_NUMBERS = 1 << 64
 _SANITIZER_LINE = re.compile(r"ERROR: \w+: (?:attempting )?([\w-]+)")
 _SANITIZER_FRAME = re.compile(
     r"\s*#[0-9]+ 0x[0-9a-f]+ (?:in (?P<function>.*?)(?: (?P<file>\S+?):(?P<line>[0-9]{1,9})\S*)?|"
@@ -32,9 +33,9 @@ def text(value: object) -> str:
 
 
 def number(value: object) -> int:
-    """A whole number, also one that is given as text; anything else is 0."""
+    """A whole number of up to 64 bits, also one that is given as text; anything else is 0."""
     if isinstance(value, int):
-        return value
+        return value if -_END_OF_NUMBERS <= value < _END_OF_NUMBERS else 0
     found = re.fullmatch(r"\s*(-?[0-9]{1,18})\s*", value) if isinstance(value, str) else None
     return int(found[1]) if found else 0
 
