@@ -24,10 +24,13 @@ import archive
 import certificates
 import stack_tool
 from crash_service import CrashService
+from fact_types import MAX_FRAMES
 from facts import read_facts
+from http_message import HeadError, RequestHead
 from minidump import Minidump
 from protocol import FORM_FIELDS, Complaint, percent_encode
 from report_index import FILE_NAME, Filter, ReportIndex, Row
+from text_facts import read_sanitizer_report
 
 # For all tests, as making them takes long. The end-to-end tests have those that openssl makes.
 certificates.has_openssl = lambda: False
@@ -239,6 +242,19 @@ class CrashServiceTest(unittest.TestCase):
         packed.write_bytes(make_zip(a_dmp=dump, b_dmp=dump + b"x", c_txt="text"))
         with mock.patch("archive.MAX_DUMP", len(dump)):
             self.assertEqual([("a.dmp", dump), ("b.dmp", None)], list(archive.read_dumps(packed)))
+
+    def test_nothing_takes_long(self):
+        """What could be gone over again and again."""
+        packed = self.directory / "packed.zip"
+        packed.write_bytes(make_zip(0, **dict.fromkeys(map(str, range(20000)), "")))
+        started = time.process_time()
+        self.assertEqual(([], 20000), (archive.check_archive(packed)[1], len(archive.list_entries(packed))))
+        lines = ("#0 0x1 in f " + ":1" * 2030 + " x\n") * 120 + "#0 0x1 in f a.c:1\n" * 600
+        self.assertEqual(MAX_FRAMES, len(read_sanitizer_report(lines.encode()).threads[0].frames))
+        start = b"GET / HTTP/1.1\r\nA: x" + b" " * 90000
+        self.assertEqual([("A", "x")], RequestHead.parse(start + b"\t\r\n\r\n").headers)
+        self.assertRaises(HeadError, RequestHead.parse, start + b"\n\r\n\r\n")
+        self.assertLess(time.process_time() - started, 6)
 
     def test_a_restart_loses_nothing(self):
         """Also the index is not needed: what it held is made again, with the keys that clients were told."""

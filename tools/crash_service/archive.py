@@ -5,7 +5,7 @@ from __future__ import annotations
 import zipfile
 import zlib
 from pathlib import Path
-from typing import IO, Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
+from typing import IO, Any, Dict, Iterator, List, NamedTuple, Optional, Set, Tuple
 
 from protocol import Complaint
 
@@ -29,11 +29,13 @@ def check_archive(path: Path) -> Tuple[List[Dict[str, Any]], List[Complaint]]:
     """
     entries: List[Dict[str, Any]] = []
     complaints: List[Complaint] = []
+    names: Set[str] = set()
     try:
         with zipfile.ZipFile(path) as archive:
             for info in archive.infolist():
                 entries.append(_describe(info))
-                complaints += _check_name(info.orig_filename, [e["name"] for e in entries[:-1]])
+                complaints += _check_name(info.orig_filename, names)
+                names.add(info.orig_filename)
                 if info.compress_type not in _METHODS:
                     complaints.append(Complaint("archive", _wrong_method(info)))
                     continue
@@ -132,7 +134,7 @@ def _describe(info: zipfile.ZipInfo) -> Dict[str, Any]:
     }
 
 
-def _check_name(name: str, earlier: List[str]) -> List[Complaint]:
+def _check_name(name: str, earlier: Set[str]) -> List[Complaint]:
     if not name or "/" in name or "\\" in name or name in (".", ".."):
         return [Complaint("archive-names", f"the entry name {name!r} is not flat")]
     if name in earlier:

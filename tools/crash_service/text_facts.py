@@ -14,9 +14,9 @@ _MAX_ROWS = 4096
 _END_OF_NUMBERS = 1 << 64
 _SANITIZER_LINE = re.compile(r"ERROR: \w+: (?:attempting )?([\w-]+)")
 _SANITIZER_FRAME = re.compile(
-    r"\s*#[0-9]+ 0x[0-9a-f]+ (?:in (?P<function>.*?)(?: (?P<file>\S+?):(?P<line>[0-9]{1,9})\S*)?|"
-    r"\((?P<module>[^()]*)\))\s*"
-)
+    r"#[0-9]+ 0x[0-9a-f]+ (?:in(?: (?P<place>.*))?|\((?P<module>[^()]*)\))")
+_SOURCE_LINE = re.compile(":([0-9]{1,9})")
+_MAX_LINE = 4096
 
 
 def parse_json(data: bytes) -> Any:
@@ -129,17 +129,24 @@ def read_sanitizer_report(data: bytes) -> Facts:
     title = _SANITIZER_LINE.search(whole)
     frames: List[Frame] = []
     for line in whole[title.end() if title else 0 :].split("\n"):
-        found = _SANITIZER_FRAME.fullmatch(line[:4096])
-        if found is None and frames:
+        found = _SANITIZER_FRAME.fullmatch(line[:_MAX_LINE].strip())
+        if (found is None and frames) or len(frames) == MAX_FRAMES:
             break
-        if found is not None and len(frames) < MAX_FRAMES:
-            parts = {name: value or "" for name, value in found.groupdict().items()}
-            module, _, offset = parts["module"].rpartition("+")
-            frames.append(Frame(parts["function"], module, offset, "", parts["file"],
-                                number(parts["line"])))
+        if found is not None:
+            frames.append(_sanitizer_frame(found["place"] or "", found["module"] or ""))
     facts.exception = title[1] if title else ""
     facts.threads = [Thread("", "", True, frames)] if frames else []
     return facts
+
+
+def _sanitizer_frame(place: str, module: str) -> Frame:
+    """A frame from a function with its file, line and column, or from a module with an offset."""
+    function, space, source = place.rpartition(" ")
+    at = _SOURCE_LINE.search(source, 1) if space else None
+    if at is not None:
+        return Frame(function, file=source[: at.start()], line=int(at[1]))
+    name, _, offset = module.rpartition("+")
+    return Frame(place, name, offset)
 
 
 def _system(platform: str, version: str) -> Dict[str, str]:
