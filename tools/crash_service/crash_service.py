@@ -267,9 +267,10 @@ def _write_whole(path: Path, text: str) -> None:
 
 
 def _say(line: str) -> None:
-    # The reader of the lines may be gone; the service goes on.
+    # The reader of the lines may be gone, or take only some characters; the service goes on.
+    encoding = getattr(sys.stdout, "encoding", None) or "utf-8"
     with contextlib.suppress(BrokenPipeError):
-        print(line.encode(errors="replace").decode(), flush=True)
+        print(line.encode(encoding, "backslashreplace").decode(encoding), flush=True)
 
 
 def _complain(text: str) -> int:
