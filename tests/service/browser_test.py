@@ -117,8 +117,14 @@ class BrowserTest(unittest.TestCase):
 
     def test_pictures(self):
         for name, address, height, dark in (("service", "/", 900, False), ("service_report", "/report/18", 1180, True)):
-            self.look(address, width=1200, height=height, dark=dark)
-            (self.pictures / f"{name}.png").write_bytes(self.browser.picture())
+            shown = {}
+            for shade in (not dark, dark):
+                self.look(address, width=1200, height=height, dark=shade)
+                picture, shown[shade], contrast = self.browser.picture()
+                self.assertGreater(contrast, 0.7, "text can be read")
+            self.assertLess(shown[True], 0.3)
+            self.assertGreater(shown[False], 0.7)
+            (self.pictures / f"{name}.png").write_bytes(picture)
 
 
 if __name__ == "__main__":

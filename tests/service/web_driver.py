@@ -11,6 +11,21 @@ _ELEMENT = "element-6066-11e4-a52e-4f735466cecf"  # the protocol's name for an e
 _ARGUMENTS = ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--hide-scrollbars",
               "--disable-background-networking", "--force-color-profile=srgb"]
 
+_BRIGHTNESS = """(async () => {
+  const picture = new Image();
+  picture.src = "data:image/png;base64,%s";
+  await picture.decode();
+  const canvas = new OffscreenCanvas(picture.width, picture.height).getContext("2d");
+  canvas.drawImage(picture, 0, 0);
+  const bytes = canvas.getImageData(0, 0, picture.width, picture.height).data;
+  let sum = 0, darkest = 1, brightest = 0;
+  for (let at = 0; at < bytes.length; at += 4) {
+    const one = (bytes[at] + bytes[at + 1] + bytes[at + 2]) / 765;
+    sum += one, darkest = Math.min(darkest, one), brightest = Math.max(brightest, one);
+  }
+  return [sum / (bytes.length / 4), brightest - darkest];
+})()"""
+
 
 class WebDriver:
     """One browser with a profile of its own, which accepts any certificate. A context manager."""
@@ -81,4 +96,6 @@ class WebDriver:
         return [entry["message"] for entry in self.call("/se/log", type="browser")]
 
     def picture(self):
-        return base64.b64decode(self.call("/screenshot", "GET"))
+        """The window as a PNG, how bright it is on average, and how much its darkest and brightest points differ, both 0 to 1."""
+        encoded = self.call("/screenshot", "GET")
+        return base64.b64decode(encoded), *self.run(_BRIGHTNESS % encoded)
