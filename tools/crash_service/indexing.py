@@ -14,7 +14,6 @@ from report_index import UNFINISHED, ReportIndex, Row, search_text
 from stack_trace import parse
 from text_facts import text
 
-_SHOWN_WORDS = 400
 _MAX_STACK_KEY = 1 << 31  # A test may have answered with anything.
 _PIECE = 200  # reports that are put into the index together
 
@@ -74,7 +73,7 @@ def _make_row(index: ReportIndex, folder: Path) -> Row:
     ]
     return Row(
         number, received_time(report, folder), key, application, version, facts.kind,
-        facts.exception or _hang_text(facts), place, words[:_SHOWN_WORDS], user,
+        facts.exception or _hang_text(facts), place, words, user,
         len(report["problems"]), search_text(searched),
     )
 

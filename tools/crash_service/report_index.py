@@ -15,6 +15,8 @@ from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Optional, Se
 
 FILE_NAME = "reports.sqlite"
 UNFINISHED = 0  # the stack key of reports that were not committed
+_MAX_LISTED = 400  # characters of each text in the list
+_MAX_SEARCHED = 1 << 16  # characters of a report that are searched
 _FIRST_STACK_KEY = 1001  # Apart from the crash ids, so that a mix-up shows.
 
 _FORM = 1  # of the tables below; counted up with each change of theirs
@@ -89,9 +91,16 @@ def search_text(texts: Iterable[str]) -> str:
     return "\n".join(filter(None, texts)).casefold()
 
 
-def _storable(value: Any) -> Any:
-    """The value in a form that SQLite takes. JSON can name halves of characters, which are no UTF-8."""
-    return value.encode("utf-8", "replace").decode() if isinstance(value, str) else value
+def _storable(text: str) -> str:
+    """The text in a form that SQLite takes. JSON can name halves of characters, which are no UTF-8."""
+    return text.encode("utf-8", "replace").decode()
+
+
+def _stored_values(row: Row) -> List[Any]:
+    """A row's values, with texts so short that one report makes neither list nor search slow."""
+    values = [_storable(value)[:_MAX_LISTED] if isinstance(value, str) else value for value in row]
+    values[-1] = _storable(row.search)[:_MAX_SEARCHED]
+    return values
 
 
 class ReportIndex:
@@ -141,7 +150,7 @@ class ReportIndex:
         places = ", ".join("?" * len(Row._fields))
         with self._changing() as connection:
             connection.executemany(f"INSERT OR REPLACE INTO reports VALUES ({places})",
-                                   (tuple(map(_storable, row)) for row in rows))
+                                   map(_stored_values, rows))
 
     def highest(self) -> int:
         """The highest number of any report, 0 when nothing is known."""
@@ -231,7 +240,7 @@ class ReportIndex:
 
     def keep_stack(self, number: int, document: str, place: str, failed: bool) -> None:
         """Keeps what the stack tool said of a report; a place becomes what the list shows."""
-        document, place = _storable(document), _storable(place)
+        document, place = _storable(document), _storable(place)[:_MAX_LISTED]
         with self._changing() as connection:
             connection.execute(
                 "INSERT OR REPLACE INTO stacks VALUES (?, ?, ?)", [number, document, failed])
