@@ -161,11 +161,12 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   }
   if (dump.state() != ClaimedDump::State::kClaimed) return true;
   const auto facts = read_facts(dump, file, logger_);
-  if (!facts || !is_for_us(*facts, adoptable)) return true;
+  if (!facts) return true;
   if (is_host(*process_of(*facts)) && is_crash(*facts)) {
     has_seen_crash_ = true;
     crash_code_ = facts->crash_code.value_or(0);
   }
+  if (!is_for_us(*facts, adoptable)) return true;
   make_report(file, dump, *facts);
   return true;
 }

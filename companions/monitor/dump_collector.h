@@ -60,17 +60,17 @@ class DumpCollector {
   // too. A failure is logged.
   void apply_retention();
 
-  // Looks through the dumps and takes those of the host, but those of its later runs, which have a monitor
-  // of their own. The first look also takes those of processes
+  // Looks through the dumps and takes those of the host, except those of its later runs, which have a
+  // monitor of their own. The first look also takes those of processes
   // that have ended, because their monitors have ended too. True when there is a dump that cannot be
   // opened yet.
   bool collect();
 
-  // Whether a dump may be being written: the last look left one that could not be opened, and that is not
-  // so old that it must be held by something else.
+  // Whether a dump may still be under way: the last look left one that could not be opened, and that is
+  // not so old that something else must hold it.
   bool has_unsettled() const;
 
-  // Whether a dump of the host's crash has come.
+  // Whether a dump of the host's crash has come, also of one in a later run.
   bool has_seen_crash() const { return has_seen_crash_; }
   // The exception's code in that dump.
   uint32_t crash_code() const { return crash_code_; }

@@ -58,7 +58,7 @@ bool FrozenHosts::look(HANDLE handler, bool writes_dump) {
     last_look_at_others_ = now;
     look_at_others(writes_dump);
   }
-  return own_tracker_.is_counting();
+  return own_tracker_.is_counting() || counts_others();
 }
 
 // A handler waits without using the processor until it is asked for a dump. Where the system does not
@@ -75,7 +75,7 @@ void FrozenHosts::look_at_own(HANDLE handler, bool writes_dump) {
   const bool is_suspect =
       handler != nullptr && (writes_dump || own_tracker_.is_counting() || has_worked(handler));
   if (!own_tracker_.look(is_suspect && !left_suspended({own_}).empty(), Clock::now())) return;
-  if (!resume_frozen_process(own_)) return;
+  if (!resume_frozen_process(own_, false)) return;
   logger_.warn("Process %llu resumed: its capture handler has kept it suspended for %lld s",
                static_cast<unsigned long long>(own_.process_id),
                static_cast<long long>(FreezeTracker::kPatience.count()));
@@ -111,7 +111,7 @@ void FrozenHosts::look_at_others(bool writes_dump) {
       FreezeTracker& tracker = seen[process.text()];
       const auto known = trackers_.find(process.text());
       if (known != trackers_.end()) tracker = known->second;
-      if (!tracker.look(true, Clock::now()) || !resume_frozen_process(process)) continue;
+      if (!tracker.look(true, Clock::now()) || !resume_frozen_process(process, true)) continue;
       logger_.warn("Process %llu resumed: it was left suspended by a monitor that has ended",
                    static_cast<unsigned long long>(process.process_id));
     }

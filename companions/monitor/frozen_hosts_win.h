@@ -30,8 +30,8 @@ class FrozenHosts {
       : own_(own), sessions_(std::move(sessions)), logger_(logger) {}
 
   // One look; does nothing when the last one was less than a second ago. `handler` may be null.
-  // `writes_dump`: a dump is being written. True when the own host is suspended, so that it is to be
-  // looked at again soon. Throws DirectoryIterationError.
+  // `writes_dump`: a dump is being written. True when a host is suspended, so that it is to be looked
+  // at again soon. Throws DirectoryIterationError.
   bool look(HANDLE handler, bool writes_dump);
 
  private:

@@ -189,8 +189,10 @@ bool HostWatch::is_handler_stuck() {
   const auto since =
       std::chrono::duration_cast<std::chrono::seconds>(AwakeClock::now() - *host_end_);
   if (!is_stuck(since, collector_.has_unsettled())) return false;
-  logger_.warn("Capture handler ended by its monitor: it still runs %lld s after process %llu",
-               static_cast<long long>(since.count()), number(options_.host));
+  logger_.warn(
+      "Capture handler ended by its monitor: it was still running %lld s after the end of process "
+      "%llu",
+      static_cast<long long>(since.count()), number(options_.host));
   return true;
 }
 
@@ -200,7 +202,7 @@ bool HostWatch::resume_host(bool others_may_write) {
     run_logged([this] { return look(); });
     if (!was_writing || collector_.has_unsettled()) return false;
   }
-  return resume_frozen_process(options_.host);
+  return resume_frozen_process(options_.host, true);
 }
 
 bool HostWatch::after_handler_end() {
@@ -214,7 +216,7 @@ bool HostWatch::after_handler_end() {
   // A handler that ends with 0 was told to, by one that has taken its place.
   end.has_successor =
       has_successor_ || is_signalled(successor_) || (code == 0 && is_signalled(successor_starts_));
-  if (resume_host(end.has_successor)) {
+  if (resume_host(is_replaced())) {
     logger_.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
                  number(options_.host));
   }

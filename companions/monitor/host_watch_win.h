@@ -25,7 +25,8 @@ namespace wrenfall::monitor {
 //   2. The handler has ended while the host runs: it is replaced, or, where handlers do not live, the
 //      monitor waits for the end of the host.
 //   3. The host has ended, or a later run of the host is up, whose monitor does all this: the handler is
-//      ended if it still runs, the last dumps are taken, what was lost is logged.
+//      ended if it still runs, and the last dumps are taken. What was lost is logged by the monitor of the
+//      last run that has a handler.
 // Used by one thread. The logger outlives it.
 class HostWatch {
  public:

@@ -30,8 +30,8 @@ struct RecordContext {
 // annotations alone, so that damage in the crashed process cannot change whose dump it is.
 std::optional<ProcessIdentity> process_of(const minidump::DumpFacts& facts);
 
-// In which run of the process the dump was asked for, kRunWithoutEvents when that is not known. Read from
-// the start-up annotations too.
+// In which run of the process the dump was asked for: 1 unless the dump says another, kRunWithoutEvents
+// when that is no number. Read from the start-up annotations too.
 uint32_t run_of(const minidump::DumpFacts& facts);
 
 // Whether the dump is of a crash rather than one on demand.

@@ -51,10 +51,10 @@ bool terminate_process(const ProcessIdentity& identity);
 // none of them. Looks at all threads of the system, once however many processes are asked about.
 std::vector<ProcessIdentity> frozen_processes(const std::vector<ProcessIdentity>& processes);
 
-// Resumes the process when all of its threads are suspended, which is how a capture handler that was
-// killed in the middle of a dump may leave it. True when the process was resumed. A thread that alone stays
-// suspended then is resumed too.
-bool resume_frozen_process(const ProcessIdentity& identity);
+// Resumes the process when all of its threads are suspended, which is how a capture handler may leave it.
+// True when the process was resumed. When the handler was killed in the middle of a dump, a thread that
+// alone stays suspended is resumed too.
+bool resume_frozen_process(const ProcessIdentity& identity, bool handler_has_ended);
 
 }  // namespace wrenfall::monitor
 

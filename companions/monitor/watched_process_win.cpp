@@ -63,7 +63,7 @@ std::set<uint64_t> find_frozen(const std::set<uint64_t>& process_ids) {
 
 // While a handler has the process suspended, it suspends each thread once more for a moment, to read its
 // registers, and may be killed right then. That leaves one thread suspended in a process that was
-// resumed; several are the process's own affair.
+// resumed. Several are the process's own affair. One may be, too, but it is hardly ever one alone.
 void resume_last_thread(uint64_t process_id) {
   std::vector<DWORD> suspended;
   for_each_thread([&](uint64_t owner, DWORD thread_id) {
@@ -159,13 +159,13 @@ std::vector<ProcessIdentity> frozen_processes(const std::vector<ProcessIdentity>
   return result;
 }
 
-bool resume_frozen_process(const ProcessIdentity& identity) {
+bool resume_frozen_process(const ProcessIdentity& identity, bool handler_has_ended) {
   if (identity.start_time == 0) return false;
   const ScopedKernelHandle process = open_watched_process(identity, PROCESS_SUSPEND_RESUME);
   if (!process || find_frozen({identity.process_id}).empty()) return false;
   const auto resume = find_system_function<ProcessFunction>(L"ntdll.dll", "NtResumeProcess");
   if (resume == nullptr || resume(process.get()) < 0) return false;
-  resume_last_thread(identity.process_id);
+  if (handler_has_ended) resume_last_thread(identity.process_id);
   return true;
 }
 

@@ -43,6 +43,15 @@ RunSuccession& run_succession() {
   return succession;
 }
 
+// However a start ends, the monitors know whose handler sees a crash.
+class EndOfStart {
+ public:
+  EndOfStart() = default;
+  ~EndOfStart() { run_succession().settle(); }
+  EndOfStart(const EndOfStart&) = delete;
+  EndOfStart& operator=(const EndOfStart&) = delete;
+};
+
 fs::path companion_path(const std::string& given, fs::path (*find)()) {
   return given.empty() ? find() : utf8_to_path(given);
 }
@@ -200,14 +209,12 @@ wrenfall_result start(const std::shared_ptr<State>& state) {
   if (found != WRENFALL_OK) return found;
   collect_facts(*state);
   PendingSession session(*state);
+  const EndOfStart end_of_start;
   state->backend = make_crashpad_backend();
   // The backend installs a crash filter whose code is in this library.
   keep_library_loaded();
   const wrenfall_result started = state->backend->start(backend_configuration(*state));
-  if (started != WRENFALL_OK) {
-    run_succession().cancel();
-    return started;
-  }
+  if (started != WRENFALL_OK) return started;
   run_succession().handler_is_up();
   state->facts.captureBackend = state->backend->name();
   publish_annotations(*state);

@@ -13,8 +13,8 @@ constexpr int kAttempts = 8;
 }  // namespace
 
 uint32_t RunSuccession::begin(const ProcessIdentity& process) {
-  if (next_) earlier_.push_back(std::move(*next_));
-  next_.reset();
+  settle();
+  stage_ = Stage::kStarting;
   for (Events& run : earlier_) run.successor_starts.set();
   for (int attempt = 1; attempt <= kAttempts; ++attempt) {
     ++runs_;
@@ -31,20 +31,23 @@ uint32_t RunSuccession::begin(const ProcessIdentity& process) {
   return kRunWithoutEvents;
 }
 
-void RunSuccession::cancel() {
-  next_.reset();
-  for (Events& run : earlier_) run.successor_starts.reset();
-}
-
 void RunSuccession::handler_is_up() {
+  stage_ = Stage::kHasHandler;
   if (next_) next_->up.set();
 }
 
 void RunSuccession::confirm() {
   for (Events& run : earlier_) run.superseded.set();
   earlier_.clear();
-  if (next_) earlier_.push_back(std::move(*next_));
+  settle();
+}
+
+void RunSuccession::settle() {
+  if (stage_ == Stage::kHasHandler && next_) earlier_.push_back(std::move(*next_));
+  // Those before the last were replaced by a handler that came up.
+  if (stage_ == Stage::kStarting && !earlier_.empty()) earlier_.back().successor_starts.reset();
   next_.reset();
+  stage_ = Stage::kSettled;
 }
 
 }  // namespace wrenfall

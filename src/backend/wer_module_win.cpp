@@ -46,9 +46,9 @@ const char* coverage_text(bool covered) {
   return is_wer_kept_away() ? "off (the host's error mode has SEM_NOGPFAULTERRORBOX)" : "on";
 }
 
-// The client accepts each init's call, but the system takes only a few registrations of a process, and
-// keeps them until its end.
-bool register_once(crashpad::CrashpadClient& client, const std::wstring& module) {
+// Each init makes this call. The system takes only a few registrations of a process, and keeps them until
+// its end: a later call may be one too many, and then the first registration still holds.
+bool is_registered_after_call(crashpad::CrashpadClient& client, const std::wstring& module) {
   static std::wstring& registered = *new std::wstring;  // used under the lifecycle lock
   if (client.RegisterWerModule(module)) registered = module;
   return registered == module;
@@ -67,7 +67,7 @@ bool register_wer_module(crashpad::CrashpadClient& client, Logger& logger) {
     return false;
   }
   const bool allow_listed = is_allow_listed(module);
-  const bool registered = register_once(client, module.wstring());
+  const bool registered = is_registered_after_call(client, module.wstring());
   const bool coverage = registered && allow_listed;
   logger.info("WER helper %s: registered=%d allow-listed=%d -> coverage %s",
               path_to_utf8(module).c_str(), registered ? 1 : 0, allow_listed ? 1 : 0,

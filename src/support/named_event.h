@@ -7,8 +7,9 @@
 namespace wrenfall {
 
 // An event that another process of the same session can find by its name and wait for. Once set it stays
-// set until it is reset. It exists as long as somebody has it open. One that exists already is not used, since any process may
-// have made it, and set it. Where the event cannot be made, setting and resetting it do nothing.
+// set until it is reset. It exists as long as somebody has it open. One that exists already is not used,
+// since any process may have made it, and set it. Where the event cannot be made, setting and resetting it
+// do nothing.
 class NamedEvent {
  public:
   // `name` is ASCII and has no backslash.

@@ -12,7 +12,7 @@ namespace wrenfall {
 // which its monitor finds by their names.
 
 // Instead of a number: the events could not be made, or another process has taken their names. The monitor
-// of such a run stays until the process ends, and does not replace its handler.
+// of such a run stays until its handler ends, which it does not replace.
 inline constexpr uint32_t kRunWithoutEvents = 0;
 
 // Set once the run has a handler. Until then the host waits for one, and must be told of its end.

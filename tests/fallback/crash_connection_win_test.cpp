@@ -77,7 +77,7 @@ TEST(CrashConnection, DoesNotWaitForAHandlerThatWasNotAsked) {
   const ScopedHandle thread(first.hThread);
   const ScopedHandle process(first.hProcess);
   play_handler(*connection, first.dwProcessId);
-  ASSERT_TRUE(connection->wait_until_ready());
+  EXPECT_TRUE(connection->wait_until_ready());
 
   const wrenfall::ImportHook hook(__imp_SetEvent, &request_and_go_on);
   const HANDLE asked = to_handle(connection->initial_client_data().dump_request);

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "api/run_succession.h"
 #include "backend/platform_facts.h"
 #include "monitor/dump_watcher_win.h"
 #include "monitor/process_start_win.h"
@@ -24,6 +25,7 @@
 #include "support/paths.h"
 #include "support/process.h"
 #include "support/process_start.h"
+#include "support/run_event.h"
 #include "support/text.h"
 #include "support/win_handle.h"
 #include "tests/support/temp_dir.h"
@@ -168,11 +170,11 @@ TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   --earlier.start_time;
   // As a handler does that reads the thread's registers.
   ASSERT_EQ(SuspendThread(process.thread.get()), 1u);
-  EXPECT_FALSE(monitor::resume_frozen_process(earlier));
+  EXPECT_FALSE(monitor::resume_frozen_process(earlier, true));
   const auto frozen = monitor::frozen_processes({earlier, current_process(), process.identity});
   ASSERT_EQ(frozen.size(), 1u);
   EXPECT_EQ(frozen[0], process.identity);
-  EXPECT_TRUE(monitor::resume_frozen_process(process.identity));
+  EXPECT_TRUE(monitor::resume_frozen_process(process.identity, true));
   EXPECT_EQ(process.exit_code(10000), 0u);
 }
 
@@ -185,6 +187,51 @@ TEST(NamedEvent, OneThatExistsAlreadyIsNotUsed) {
   second.set();
   const ScopedKernelHandle found = open_named_event(name);
   EXPECT_EQ(WaitForSingleObject(found.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+}
+
+TEST(RunSuccession, TellsEachMonitorWhoHasTheHandler) {
+  const ProcessIdentity process = {current_process().process_id, 1};
+  RunSuccession succession;
+  // Of a run's events those that are set: up, a successor starts, superseded.
+  const auto events_of = [&](uint32_t run) {
+    std::string set;
+    for (const auto& [letter, name] : {std::pair('u', up_event_name(process, run)),
+                                       std::pair('s', successor_starts_event_name(process, run)),
+                                       std::pair('e', superseded_event_name(process, run))}) {
+      const ScopedKernelHandle event = open_named_event(name);
+      if (!event) return std::string("none");
+      if (WaitForSingleObject(event.get(), 0) == WAIT_OBJECT_0) set += letter;
+    }
+    return set;
+  };
+  ASSERT_EQ(succession.begin(process), 1u);
+  EXPECT_EQ(events_of(1), "");
+  succession.handler_is_up();
+  succession.confirm();
+  EXPECT_EQ(events_of(1), "u");
+
+  succession.begin(process);
+  EXPECT_EQ(events_of(1), "us");
+  succession.settle();
+  EXPECT_EQ(events_of(1), "u") << "the second has no handler";
+  EXPECT_EQ(events_of(2), "none");
+
+  succession.begin(process);
+  succession.handler_is_up();
+  succession.settle();  // the third fails later
+  EXPECT_EQ(events_of(1) + " " + events_of(3), "us u");
+  succession.begin(process);
+  succession.settle();
+  EXPECT_EQ(events_of(1) + " " + events_of(3), "us u") << "the third still has it";
+
+  const ScopedKernelHandle first = open_named_event(superseded_event_name(process, 1));
+  const ScopedKernelHandle third = open_named_event(superseded_event_name(process, 3));
+  succession.begin(process);
+  succession.handler_is_up();
+  succession.confirm();
+  EXPECT_EQ(WaitForSingleObject(first.get(), 0), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(third.get(), 0), WAIT_OBJECT_0);
+  EXPECT_EQ(events_of(5), "u");
 }
 
 TEST(ProcessWin, OneThatMayNotBeOpenedRuns) {
