@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/ui_language.h"
 #include "monitor/record_from_annotations.h"
 #include "monitor/report_folder.h"
-#include "monitor/ui_language.h"
 #include "report/store/consent.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"

@@ -11,6 +11,7 @@
 
 #include "common/program_io.h"
 #include "common/program_start.h"
+#include "common/ui_language.h"
 #include "report/store/consent.h"
 #include "report/store/layout.h"
 #include "report/store/upload_policy.h"
@@ -23,7 +24,6 @@
 #include "reporter/reporter_options.h"
 #include "reporter/shell_win.h"
 #include "reporter/theme.h"
-#include "reporter/user_format.h"
 #include "support/files.h"
 #include "support/logger.h"
 #include "support/paths.h"
@@ -120,7 +120,7 @@ class Reporter {
     const fs::path folder = utf8_to_path(report.record().themeDir);
     const std::string& locale = report.record().locale;
     const DialogTheme theme = {
-        load_theme_texts(folder, locale.empty() ? read_user_locale() : locale, logger_),
+        load_theme_texts(folder, locale.empty() ? ui_language() : locale, logger_),
         find_theme_logo(folder, logger_)};
     const bool is_first = report.folder() == first_;
     return run_report_dialog(

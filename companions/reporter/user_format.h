@@ -20,8 +20,6 @@ struct UserFormat {
 
 // What the system says of the user.
 UserFormat read_user_format();
-// The locale of the user's interface, for example "de-DE"; empty when the system does not say.
-std::string read_user_locale();
 
 // "1,234".
 std::string number_text(uint64_t number, const UserFormat& format);

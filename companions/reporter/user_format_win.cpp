@@ -43,11 +43,4 @@ UserFormat read_user_format() {
   return format;
 }
 
-std::string read_user_locale() {
-  wchar_t name[LOCALE_NAME_MAX_LENGTH] = {};
-  const LCID language = MAKELCID(GetUserDefaultUILanguage(), SORT_DEFAULT);
-  return LCIDToLocaleName(language, name, LOCALE_NAME_MAX_LENGTH, 0) > 0 ? wide_to_utf8(name)
-                                                                         : std::string();
-}
-
 }  // namespace wrenfall::reporter

@@ -1,7 +1,7 @@
-#include "monitor/ui_language.h"
+#include "common/ui_language.h"
 
-namespace wrenfall::monitor {
+namespace wrenfall {
 
 std::string ui_language() { return "xx-YY"; }
 
-}  // namespace wrenfall::monitor
+}  // namespace wrenfall

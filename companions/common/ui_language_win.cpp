@@ -1,9 +1,9 @@
 #include <windows.h>
 
-#include "monitor/ui_language.h"
+#include "common/ui_language.h"
 #include "support/text.h"
 
-namespace wrenfall::monitor {
+namespace wrenfall {
 
 std::string ui_language() {
   wchar_t name[LOCALE_NAME_MAX_LENGTH] = {};
@@ -13,4 +13,4 @@ std::string ui_language() {
   return length > 1 ? wide_to_utf8({name, static_cast<size_t>(length) - 1}) : std::string();
 }
 
-}  // namespace wrenfall::monitor
+}  // namespace wrenfall
