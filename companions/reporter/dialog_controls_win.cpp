@@ -134,6 +134,7 @@ bool DialogControls::create(HWND dialog, const Appearance& appearance) {
     }
     if (kind == ControlKind::kLink) screen_reader_.set_link(control);
   }
+  for (const ControlId id : {kHeading, kMessage}) screen_reader_.set_announced(get(id));
   // A mirrored picture would be another picture, and addresses are read from left to right everywhere.
   for (const ControlId id : {kIcon, kEmail, kSupport}) {
     constexpr LONG_PTR kMirrored = WS_EX_LAYOUTRTL | WS_EX_RTLREADING | WS_EX_RIGHT;

@@ -16,6 +16,13 @@ size_t find_access_key(const std::string& text) {
   return std::string::npos;
 }
 
+// Where the UTF-8 character after this one starts.
+size_t next_character(const std::string& text, size_t at) {
+  ++at;
+  while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) ++at;
+  return at;
+}
+
 bool shows_access_key(ControlKind kind) {
   return kind == ControlKind::kLabel || kind == ControlKind::kCheckBox ||
          kind == ControlKind::kLink || kind == ControlKind::kButton;
@@ -70,11 +77,29 @@ bool DialogPage::has(ControlId id) const {
 std::string access_key(const std::string& text) {
   const size_t at = find_access_key(text);
   if (at == std::string::npos) return {};
-  size_t end = at + 2;
-  while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) ++end;
-  std::string key = text.substr(at + 1, end - at - 1);
+  std::string key = text.substr(at + 1, next_character(text, at + 1) - at - 1);
   if (key.size() == 1) key.front() = ascii_lower(key.front());
   return key;
+}
+
+std::string without_access_key(std::string text) {
+  const size_t at = find_access_key(text);
+  if (at != std::string::npos && at > 0 && text[at - 1] == '(') {
+    const size_t end = next_character(text, at + 1);
+    if (end < text.size() && text[end] == ')') {
+      const size_t start = at > 1 && text[at - 2] == ' ' ? at - 2 : at - 1;
+      text.erase(start, end + 1 - start);
+    }
+  }
+  std::string plain;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '&') {
+      plain += text[i];
+    } else if (i + 1 < text.size() && text[i + 1] == '&') {
+      plain += text[i++];
+    }
+  }
+  return plain;
 }
 
 void make_access_keys_unique(DialogPage& page) {

@@ -63,7 +63,7 @@ enum class Sign { kWarning, kInformation, kError };
 struct PageItem {
   ControlId id;
   std::string text;    // what the control shows; not of what the user fills
-  std::string name{};  // for screen readers, where the text is not the name
+  std::string name{};  // for screen readers, where the text is not the name; no access key in it
   // What the control shows instead while the page is not laid out again. There is room for each.
   std::vector<std::string> later{};
 };
@@ -83,6 +83,10 @@ struct DialogPage {
 // The letter, in lower case if it is one of ASCII, behind the text's first "&" that marks one; empty
 // when there is none.
 std::string access_key(const std::string& text);
+
+// The text as it is read: without the mark, and with one "&" for "&&". Languages that are not written
+// with Latin letters add the key in parentheses, as in "(&I)"; these are left out as well.
+std::string without_access_key(std::string text);
 
 // Takes the mark from each access key that an earlier control of the page has already.
 void make_access_keys_unique(DialogPage& page);

@@ -24,6 +24,10 @@ DialogPage new_page(Page page, std::string title, Sign sign, ControlId focus) {
   return made;
 }
 
+PageItem labelled(ControlId id, const std::string& label, std::string text = {}) {
+  return {id, std::move(text), without_access_key(label)};
+}
+
 DialogPage finished(DialogPage page) {
   make_access_keys_unique(page);
   return page;
@@ -54,9 +58,9 @@ DialogPage ask_page(const DialogTexts& texts, const DialogFacts& facts) {
   add(kHeading, texts.filled(heading_for(facts.kind), application));
   add(kMessage, message);
   add(kDescriptionLabel, texts[Text::kDescriptionLabel]);
-  page.items.push_back({kDescription, "", texts[Text::kDescriptionLabel]});
+  page.items.push_back(labelled(kDescription, texts[Text::kDescriptionLabel]));
   add(kEmailLabel, texts[Text::kEmailLabel]);
-  page.items.push_back({kEmail, "", texts[Text::kEmailLabel]});
+  page.items.push_back(labelled(kEmail, texts[Text::kEmailLabel]));
   add(kShowFiles, texts.filled(Text::kShowFiles, {{"size", size}}));
   if (texts.offers_restart() && facts.can_restart) {
     add(kRestart,
@@ -83,7 +87,7 @@ DialogPage files_page(const DialogTexts& texts, const DialogFacts& facts) {
   for (PageItem& item : std::vector<PageItem>{{kHeading, texts[Text::kHeadingFiles]},
                                               {kMessage, texts[Text::kFilesIntro]},
                                               {kFilesLabel, label},
-                                              {kFiles, "", label},
+                                              labelled(kFiles, label),
                                               {kOpenFileButton, texts[Text::kOpenFile]},
                                               {kOpenFolderButton, texts[Text::kOpenFolder]},
                                               {kBackButton, texts[Text::kBack]}}) {
@@ -131,13 +135,13 @@ DialogPage result_page(const DialogTexts& texts, const OutcomeText& outcome,
   if (facts.was_sent && facts.has_number) add(kCopyNumber, texts[Text::kCopy]);
   if (facts.support != SupportPage::kNone) {
     add(kSupportLabel, texts[Text::kSupportLabel]);
-    page.items.push_back({kSupport, facts.support_page, texts[Text::kSupportLabel]});
+    page.items.push_back(labelled(kSupport, texts[Text::kSupportLabel], facts.support_page));
     if (facts.can_open_page) add(kOpenPage, texts[Text::kOpenPage]);
   }
   if (!facts.was_sent && !outcome.details.empty()) {
     add(kShowDetails, texts[facts.shows_details ? Text::kHideDetails : Text::kShowDetails]);
     if (facts.shows_details) {
-      page.items.push_back({kDetails, outcome.details, texts[Text::kDetailsLabel]});
+      page.items.push_back(labelled(kDetails, texts[Text::kDetailsLabel], outcome.details));
     }
   }
   if (outcome.may_try_again) add(kTryAgainButton, texts[Text::kTryAgain]);

@@ -18,7 +18,10 @@ constexpr GUID kName = {
     0x608d3df8, 0x8128, 0x4aa7, {0xa4, 0x28, 0xf5, 0x5e, 0x49, 0x26, 0x72, 0x91}};
 constexpr GUID kRole = {
     0xcb905ff2, 0x7bd1, 0x4c05, {0xb3, 0xc8, 0xe6, 0xc2, 0x41, 0x36, 0x4d, 0x70}};
+constexpr GUID kLiveSetting = {
+    0xc12bcd8e, 0x2a8e, 0x4950, {0x8a, 0xe7, 0x36, 0x25, 0x11, 0x1d, 0x58, 0xeb}};
 
+constexpr LONG kAssertive = 2;
 constexpr DWORD kLiveRegionChanged = 0x8019;
 constexpr DWORD kClient = static_cast<DWORD>(OBJID_CLIENT);
 
@@ -41,12 +44,16 @@ void ScreenReader::set_name(HWND control, const std::wstring& name) const {
   services_->SetHwndPropStr(control, kClient, CHILDID_SELF, kName, name.c_str());
 }
 
-void ScreenReader::set_link(HWND button) const {
+void ScreenReader::set_link(HWND button) const { set_number(button, kRole, ROLE_SYSTEM_LINK); }
+
+void ScreenReader::set_announced(HWND text) const { set_number(text, kLiveSetting, kAssertive); }
+
+void ScreenReader::set_number(HWND control, const GUID& property, LONG number) const {
   if (services_ == nullptr) return;
-  VARIANT role{};
-  role.vt = VT_I4;
-  role.lVal = ROLE_SYSTEM_LINK;
-  services_->SetHwndProp(button, kClient, CHILDID_SELF, kRole, role);
+  VARIANT value{};
+  value.vt = VT_I4;
+  value.lVal = number;
+  services_->SetHwndProp(control, kClient, CHILDID_SELF, property, value);
 }
 
 void announce(HWND control) {

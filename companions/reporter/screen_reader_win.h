@@ -21,12 +21,16 @@ class ScreenReader {
   void set_name(HWND control, const std::wstring& name) const;
   // The button is read out as a link.
   void set_link(HWND button) const;
+  // Makes announce() work for the text.
+  void set_announced(HWND text) const;
 
  private:
+  void set_number(HWND control, const GUID& property, LONG number) const;
+
   IAccPropServices* services_ = nullptr;
 };
 
-// Has the control's text read out, although the focus is elsewhere.
+// Has the text of a control for which set_announced() was called read out, although the focus is elsewhere.
 void announce(HWND control);
 
 }  // namespace wrenfall::reporter

@@ -209,8 +209,15 @@ TEST(Languages, HaveAccessKeysOfTheirOwnOnEveryPage) {
         const bool has_key = kind == ControlKind::kLabel || kind == ControlKind::kCheckBox ||
                              kind == ControlKind::kLink || kind == ControlKind::kButton;
         EXPECT_TRUE(!has_key || !access_key(item.text).empty()) << language.name << item.text;
+        EXPECT_EQ(item.name.find('&'), std::string::npos) << language.name << item.name;
       }
     }
+  }
+  for (const auto& [text, plain] : std::map<std::string, std::string>{{"A && &Bc&", "A & Bc"},
+                                                                      {"名(1)(&É)：", "名(1)："},
+                                                                      {"A (&B)", "A"},
+                                                                      {"(&Beta)", "(Beta)"}}) {
+    EXPECT_EQ(without_access_key(text), plain);
   }
   DialogPage page;
   page.items = {{kSendButton, "A && &Bc"}, {kDontSendButton, "&b"}, {kCloseButton, "&é"}};
