@@ -84,6 +84,7 @@ constexpr Entry kEntries[] = {
     {Text::kLeaveOutFailed, "leaveOutFailed"},
     {Text::kCloseLeftIn, "closeLeftIn"},
     {Text::kRestartFailed, "restartFailed"},
+    {Text::kCopyFailed, "copyFailed"},
     {Text::kSizeKb, "sizeKb"},
     {Text::kSizeMb, "sizeMb"},
     {Text::kSizeGb, "sizeGb"},

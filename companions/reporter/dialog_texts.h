@@ -84,6 +84,7 @@ enum class Text {
   kLeaveOutFailed,
   kCloseLeftIn,
   kRestartFailed,
+  kCopyFailed,
   kSizeKb,
   kSizeMb,
   kSizeGb,

@@ -202,6 +202,12 @@ class ReportDialog : private DialogEvents {
     }
   }
 
+  void copy_number() {
+    if (!copy_text(window_, std::to_string(outcome_.upload.crash_id))) {
+      frame_.tell(filled(Text::kCopyFailed));
+    }
+  }
+
   void on_sending_ended() {
     outcome_ = sender_.finish();
     if (frame_.is_hidden() && outcome_.was_sent()) {
@@ -269,8 +275,7 @@ class ReportDialog : private DialogEvents {
       case kOpenPage:
         return open_page(outcome_.upload.info_url);
       case kCopyNumber:
-        copy_text(window_, std::to_string(outcome_.upload.crash_id));
-        return;
+        return copy_number();
       case kShowDetails:
         shows_details_ = !shows_details_;
         return frame_.refresh(make_result_page());

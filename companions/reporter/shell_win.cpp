@@ -16,6 +16,17 @@ namespace {
 // ShellExecute returns an error up to this value, and success above it.
 constexpr INT_PTR kLargestShellError = 32;
 
+constexpr int kClipboardAttempts = 10;
+constexpr DWORD kClipboardPauseMs = 50;
+
+bool open_clipboard(HWND owner) {
+  for (int attempt = 1; !OpenClipboard(owner); ++attempt) {
+    if (attempt == kClipboardAttempts) return false;
+    Sleep(kClipboardPauseMs);
+  }
+  return true;
+}
+
 bool open(HWND owner, const std::wstring& target) {
   const HINSTANCE result =
       ShellExecuteW(owner, L"open", target.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
@@ -31,22 +42,26 @@ bool open_folder(HWND owner, const std::filesystem::path& folder) {
 
 bool open_file(HWND owner, const std::filesystem::path& file) { return open(owner, file.native()); }
 
-void copy_text(HWND owner, const std::string& text) {
+bool copy_text(HWND owner, const std::string& text) {
   const std::wstring wide = utf8_to_wide(text);
   const size_t bytes = (wide.size() + 1) * sizeof(wchar_t);
   const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);
   void* const copy = memory == nullptr ? nullptr : GlobalLock(memory);
-  if (copy == nullptr) return;
+  if (copy == nullptr) {
+    GlobalFree(memory);
+    return false;
+  }
   std::memcpy(copy, wide.c_str(), bytes);
   GlobalUnlock(memory);
   // The clipboard owns the memory once it has taken it.
   bool taken = false;
-  if (OpenClipboard(owner)) {
+  if (open_clipboard(owner)) {
     EmptyClipboard();
     taken = SetClipboardData(CF_UNICODETEXT, memory) != nullptr;
     CloseClipboard();
   }
   if (!taken) GlobalFree(memory);
+  return taken;
 }
 
 bool open_web_page(HWND owner, const std::string& address) {

@@ -15,8 +15,9 @@ bool open_folder(HWND owner, const std::filesystem::path& folder);
 // is_safe_to_open().
 bool open_file(HWND owner, const std::filesystem::path& file);
 
-// Puts the text on the clipboard.
-void copy_text(HWND owner, const std::string& text);
+// Puts the text on the clipboard. While another program has the clipboard open, it waits for up to
+// half a second; false when that was not enough, or memory is short.
+bool copy_text(HWND owner, const std::string& text);
 
 // Opens the address in the user's browser. False when the system could not. The caller has checked
 // the address with support_page_for().

@@ -42,6 +42,12 @@ def windows():
     return found
 
 
+def hold_clipboard():
+    """Until the input of the program ends; what is on the clipboard is the first line of its output."""
+    return start_program(BIN / "dialog_reader.exe", "--clipboard", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                         stderr=subprocess.DEVNULL)
+
+
 def xdotool(*words):
     unix_alone("keys are pressed by xdotool")
     done = subprocess.run(["xdotool", *map(str, words)], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,

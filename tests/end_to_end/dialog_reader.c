@@ -5,8 +5,12 @@
  *
  * With the name of a file it writes a picture of the first dialog's inside instead: width and height
  * as text in a line, then four bytes a pixel, blue first, from the top.
+ *
+ * With "--clipboard" it prints the text on the clipboard, and lets no other program use the clipboard
+ * until its own input ends.
  */
 #include <stdio.h>
+#include <string.h>
 #include <windows.h>
 
 #define ANSWER_MS 2000
@@ -99,8 +103,19 @@ static int write_picture(const char* path) {
   return fclose(file);
 }
 
+static int hold_clipboard(void) {
+  HANDLE text;
+  if (!OpenClipboard(NULL)) return 1;
+  text = GetClipboardData(CF_UNICODETEXT);
+  print_text(text == NULL ? L"" : (const wchar_t*)GlobalLock(text));
+  fflush(stdout);
+  while (getchar() != EOF) continue;
+  return 0;
+}
+
 int main(int count, char** arguments) {
   SetProcessDPIAware();
+  if (count > 1 && strcmp(arguments[1], "--clipboard") == 0) return hold_clipboard();
   if (count > 1) return write_picture(arguments[1]);
   EnumWindows(print_dialog, 0);
   return 0;

@@ -10,7 +10,7 @@ from harness import (BIN, RECORD, ROOT, SERVICE_PORT, ServiceTest, end_process, 
 
 from dialog_driver import (ALWAYS_SEND, BACK, CLOSE, COPY, DESCRIPTION, DETAILS, EMAIL, FILES, FILES_LABEL, HEADING, HINT, MESSAGE,
                            OPEN_PAGE, PATIENCE, PRIVACY, RESTART, SEND, SHOW_DETAILS, SHOW_FILES, SUPPORT, TRY_AGAIN, DialogDriver, Picture,
-                           windows)
+                           hold_clipboard, windows)
 
 
 class ReporterTest(DialogDriver, ServiceTest):
@@ -80,7 +80,17 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.assertIn("Support page shown but not opened, this process is elevated", self.log())
         self.assertTrue(COPY in result and not {DETAILS, OPEN_PAGE} & set(result))
         self.assertEqual([], self.report_folders())
+        with hold_clipboard() as holder:
+            holder.stdout.readline()
+            self.press("Report sent", "alt+o")
+            wait_for(lambda: any("could not be copied" in text for window in windows() for text in window.values()),
+                     PATIENCE, "the message")
+            holder.communicate()
         self.press("Report sent", "Return")
+        self.wait_for_window("Report sent", COPY)
+        self.press("Report sent", "alt+o")
+        wait_for(lambda: hold_clipboard().communicate()[0].strip() == b"1", PATIENCE, "the number")
+        self.press("Report sent", "Escape")
         self.wait_for_end()
 
     def test_closing_keeps_the_report_and_what_was_typed(self):
