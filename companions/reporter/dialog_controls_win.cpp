@@ -234,13 +234,8 @@ std::string DialogControls::text(ControlId id) const {
   return from_field(wide_to_utf8(wide));
 }
 
-bool DialogControls::is_shown(ControlId id) const {
-  // IsWindowVisible would say no while the dialog itself is hidden.
-  return (GetWindowLongPtrW(get(id), GWL_STYLE) & WS_VISIBLE) != 0;
-}
-
 bool DialogControls::is_checked(ControlId id) const {
-  return is_shown(id) && SendMessageW(get(id), BM_GETCHECK, 0, 0) == BST_CHECKED;
+  return SendMessageW(get(id), BM_GETCHECK, 0, 0) == BST_CHECKED;
 }
 
 void DialogControls::set_progress(int steps) const {

@@ -37,7 +37,7 @@ class DialogControls {
 
   void set_text(ControlId id, const std::string& text) const;
   std::string text(ControlId id) const;
-  bool is_shown(ControlId id) const;
+  // Also while another page is shown. A check box that was never shown is not checked.
   bool is_checked(ControlId id) const;
   // A thousandth each.
   void set_progress(int steps) const;

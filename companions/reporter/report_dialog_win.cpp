@@ -297,7 +297,11 @@ class ReportDialog : private DialogEvents {
       return;
     }
     const bool asks = frame_.page() == Page::kAsk || frame_.page() == Page::kFiles;
-    if (!asks || may_close_undecided()) frame_.close();
+    if (asks) {
+      if (!may_close_undecided()) return;
+      restart_if_wanted();
+    }
+    frame_.close();
   }
 
   void on_file_switched(size_t row, bool checked) override {

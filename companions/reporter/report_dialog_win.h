@@ -17,12 +17,13 @@ namespace wrenfall::reporter {
 
 // Asks the user about the report and does what they choose. Returns when the window is closed.
 //
-// "Send" saves what was typed, deletes the files that the user left out, and sends the report; "Don't
-// send" deletes it. A user who closes the window, with Escape for example, or logs off has decided
-// nothing about the report: what was typed is saved, the files that were left out are deleted, so that
-// no other program sends them, and the report stays in the store. "Cancel" ends an attempt. Closing the
-// window while the report is being sent only hides it: the attempt goes on, and the window comes back if
-// it fails.
+// "Send" saves what was typed, deletes the files that the user left out, and sends the report;
+// "Don't send" deletes it. A user who closes the window, with Escape for example, or logs off has
+// decided nothing about the report: what was typed is saved, the files that were left out are
+// deleted, so that no other program sends them, and the report stays in the store. Where the user
+// wants the application started again, that happens with each of these choices, but not when they
+// log off. "Cancel" ends an attempt. Closing the window while the report is being sent only hides
+// it: the attempt goes on, and the window comes back if it fails.
 //
 // Returns the result of the last attempt, WRENFALL_OK when there was none, and nothing when the
 // window could not be shown. `application` may be empty. `count_more` says how many reports wait

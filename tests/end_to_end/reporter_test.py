@@ -334,7 +334,8 @@ class ReporterTest(DialogDriver, ServiceTest):
         told = self.folder / "told"
         command = f'cmd.exe /c echo again> "{windows_path(told)}"'
         arguments = ("--program", r"C:\windows\system32\cmd.exe", "--restart", command)
-        for kind, keys, is_started in (("crash", ("alt+d",), False), ("crash", ("alt+r", "alt+d"), True), ("hang", ("alt+d",), False)):
+        for kind, keys, is_started in (("crash", ("alt+d",), False), ("crash", ("alt+r", "alt+d"), True), ("hang", ("alt+d",), False),
+                                       ("crash", ("alt+r", "alt+w", "alt+F4"), True)):
             with self.subTest(kind=kind, keys=keys):
                 self.start_reporter(kind + keys[0], arguments, reportKind=kind, themeDir=windows_path(theme))
                 shown = self.wait_for_window("Problem report", DESCRIPTION)
