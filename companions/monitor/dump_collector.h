@@ -61,9 +61,8 @@ class DumpCollector {
   void apply_retention();
 
   // Looks through the dumps and takes those of the host, except those of its later runs, which have a
-  // monitor of their own. The first look also takes those of processes
-  // that have ended, because their monitors have ended too. True when there is a dump that cannot be
-  // opened yet.
+  // monitor of their own. The first look also takes those of processes that have ended, because their
+  // monitors have ended too. True when there is a dump that cannot be opened yet.
   bool collect();
 
   // Whether a dump may still be under way: the last look left one that could not be opened, and that is

@@ -48,8 +48,7 @@ class FrozenHosts {
   const std::filesystem::path sessions_;
   Logger& logger_;
   FreezeTracker own_tracker_;
-  std::map<std::string, FreezeTracker>
-      trackers_;         // of abandoned hosts, by the text of their identity
+  std::map<std::string, FreezeTracker> trackers_;  // of abandoned hosts, by their identity's text
   uint64_t cycles_ = 0;  // of the handler, when the own host was seen running
   std::optional<Clock::time_point> last_look_;
   std::optional<Clock::time_point> last_look_at_others_;

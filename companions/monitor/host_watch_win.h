@@ -87,8 +87,7 @@ class HostWatch {
   int short_lives_ = 0;
   bool has_successor_ = false;
   AwakeClock::time_point successor_came_;
-  std::optional<AwakeClock::time_point>
-      host_end_;  // when it was noticed beside a handler that lives
+  std::optional<AwakeClock::time_point> host_end_;  // noticed while the handler lives on
   std::string last_error_;
 };
 
