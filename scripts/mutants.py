@@ -29,7 +29,7 @@ LOG = ROOT / "build" / "mutants.log"
 # The programs of those tests that have another name than theirs, and what an end-to-end test needs.
 PROGRAMS = {"abi": "abi_test", "fallback.crashpad": "fallback_crashpad_test", "fallback.miniz": "fallback_miniz_test"}
 HOST_AND_COMPANIONS = ["test_host", "hanging_host", "WrenfallMonitor", "WrenfallReporter", "wrenfallctl",
-                       "crashpad_handler", "dialog_reader"]
+                       "crashpad_handler", "other_handler", "dialog_reader"]
 
 
 def run(command, cwd=COPY):

@@ -55,8 +55,7 @@ std::string without_full_stop(std::string text) {
 std::string explain_failure(const SendOutcome& outcome, const DialogTexts& texts,
                             const OutcomeContext& context) {
   const Text reason = reason_for(outcome, context);
-  const std::string said =
-      texts.filled(reason, {{"status", std::to_string(outcome.upload.http_status)}});
+  std::string said = texts.filled(reason, {{"status", std::to_string(outcome.upload.http_status)}});
   // Of a report that is gone there is nothing more to say.
   if (reason == Text::kGone) return said;
   const std::string fate = texts.filled(

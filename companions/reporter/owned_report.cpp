@@ -93,6 +93,11 @@ bool OwnedReport::leave_out(const std::vector<std::string>& names) {
   if (names.empty()) return true;
   const auto claim = FolderClaim::try_take(folder_);
   if (!claim) return false;
+  // As above, and another process may have written it since.
+  CrashData stored;
+  if (!load(folder_, stored)) return !path_exists(folder_ / kCrashDataFile);
+  record_ = std::move(stored);
+  record_.ownerPid = current_process_id();
   bool all = true;
   for (const std::string& name : names) {
     const fs::path file = folder_ / utf8_to_path(name);

@@ -45,7 +45,7 @@ class OwnedReport {
   Saved save_answers(const std::string& email, const std::string& description);
 
   // Deletes these files of the folder, which the user does not want to send. False when one of them is
-  // still there.
+  // still there. A folder that is gone stays away.
   bool leave_out(const std::vector<std::string>& names);
 
   // Whether the store sends anything that no person asks for.

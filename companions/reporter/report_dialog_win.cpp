@@ -223,7 +223,8 @@ class ReportDialog : private DialogEvents {
     }
   }
 
-  // After a failure the user may repeat it, or close the window.
+  // While another process has the report, or the disk is full, the user may repeat it later, or close the
+  // window. What was deleted in part is complete for nobody.
   void discard() {
     switch (report_.discard()) {
       case OwnedReport::Discarded::kYes:
@@ -232,7 +233,9 @@ class ReportDialog : private DialogEvents {
       case OwnedReport::Discarded::kGone:
         return show_gone();
       case OwnedReport::Discarded::kPartly:
-        return frame_.tell(filled(Text::kDiscardFailed));
+        frame_.tell(filled(Text::kDiscardFailed));
+        restart_if_wanted();
+        return frame_.close();
       case OwnedReport::Discarded::kHeld:
         return frame_.tell(filled(Text::kDiscardHeld));
       case OwnedReport::Discarded::kUnmarked:
@@ -240,7 +243,7 @@ class ReportDialog : private DialogEvents {
     }
   }
 
-  // Saves what was typed and left out. False when the user rather keeps the window open.
+  // Saves what was typed and left out. False when the user would rather keep the window open.
   bool may_close_undecided() {
     const OwnedReport::Saved saved = save_answers();
     if (saved == OwnedReport::Saved::kGone) return true;

@@ -120,10 +120,8 @@ void ReportQueue::work_on(std::vector<fs::path> reports) {
       lock_.release();
       if (!served) return;
       reports = waiting();
-    } else if (hand_over(reports)) {
-      return;
-    } else if (++pauses > kMaxPauses) {
-      // The holder could not write its id down. It finds the reports nevertheless, or the next start
+    } else if (hand_over(reports) || ++pauses > kMaxPauses) {
+      // A holder that could not write its id down finds the reports nevertheless, or the next start
       // does: their owner does not run any more.
       return;
     } else {

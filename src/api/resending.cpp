@@ -17,10 +17,10 @@ namespace {
 
 // A report that another process keeps is found at the next look. Waits that are no longer also keep a
 // clock that is set, or a machine that slept, from delaying reports for long.
-constexpr int64_t kLongestPause = 5 * 60;
+constexpr int64_t kLongestPause = int64_t{5} * 60;
 constexpr int64_t kShortestPause = 5;
 // As long as the service takes nothing, the thread asks less and less often.
-constexpr int64_t kLongestPauseAfterFailure = 60 * 60;
+constexpr int64_t kLongestPauseAfterFailure = int64_t{60} * 60;
 
 // Decides how long the thread waits after each look.
 class Pauses {

@@ -134,7 +134,7 @@ class HolderPool {
     for (const auto& [key, holder] : holders_) set(key, *holder, {});
   }
 
-  void set(const std::string& key, Holder& holder, const std::string& value) {
+  void set(const std::string& key, Holder& holder, const std::string& value) const {
     if (held_dump_ != 0 && is_of_one_dump(key)) {
       holder.put_off(value);
     } else {

@@ -11,7 +11,7 @@ inline constexpr uint32_t kDefaultStackGuarantee = 32768;
 // What is set aside of a stack of that size when `wanted` bytes are asked for. Nothing of a small one,
 // whose thread may need all of it, and of any other at most a quarter.
 constexpr uint32_t stack_guarantee_of(size_t stack_bytes, uint32_t wanted) {
-  constexpr size_t kSmallStackBytes = 256 * 1024;
+  constexpr size_t kSmallStackBytes = size_t{256} * 1024;
   if (stack_bytes < kSmallStackBytes) return 0;
   return stack_bytes / 4 < wanted ? static_cast<uint32_t>(stack_bytes / 4) : wanted;
 }

@@ -12,7 +12,7 @@
 namespace wrenfall {
 namespace {
 
-constexpr int64_t kLongest = 24 * 60 * 60;
+constexpr int64_t kLongest = int64_t{24} * 60 * 60;
 
 constexpr std::array<std::string_view, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};

@@ -101,6 +101,7 @@ TEST(OwnedReport, SavesWhatFitsAndNeverCreatesAFolderAgain) {
     EXPECT_EQ(report->save_answers("", ""), OwnedReport::Saved::kFailed);
     std::filesystem::remove_all(folder);
     EXPECT_EQ(report->save_answers("", ""), OwnedReport::Saved::kGone);
+    EXPECT_TRUE(report->leave_out({"a.txt"}));
     EXPECT_TRUE(report->send(nullptr).not_sent.has_value());
     EXPECT_EQ(report->discard(), OwnedReport::Discarded::kGone);
     EXPECT_FALSE(path_exists(folder));

@@ -177,8 +177,8 @@ class CtlTest(ServiceTest):
 
     def test_the_crash_gives_the_order(self):
         """Not the record, which closing the dialog writes again; only where it names no time."""
-        for name, time_of_crash in (("third", "2026-01-03T00:00:00Z"), ("fourth", ""), ("damaged", None),
-                                    ("first", "2026-01-01T00:00:00Z"), ("second", "2026-01-02T00:00:00Z")):
+        for name, time_of_crash in (("third", "2001-01-03T00:00:00Z"), ("fourth", ""), ("damaged", None),
+                                    ("first", "2001-01-01T00:00:00Z"), ("second", "2001-01-02T00:00:00Z")):
             self.make_report(name, crashTime=time_of_crash)
         (self.store / "no record").mkdir()
         (self.store / "damaged" / RECORD).write_text("{")

@@ -43,7 +43,7 @@ def windows():
 
 
 def hold_clipboard():
-    """Until the input of the program ends; what is on the clipboard is the first line of its output."""
+    """Holds the clipboard until the program's input is closed. Its output is a line with the text on it."""
     return start_program(BIN / "dialog_reader.exe", "--clipboard", stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                          stderr=subprocess.DEVNULL)
 
@@ -71,8 +71,13 @@ class Picture:
         return sum(self.pixels[1::4]) / (self.width * self.height)
 
     def middle(self, color):
-        """Where the pixels of that colour (0xRRGGBB) are on the average: 0 is the left edge, 1 the right one."""
-        columns = [place % self.width for place, pixel in enumerate(memoryview(self.pixels).cast("I")) if pixel & 0xFFFFFF == color]
+        """Where the pixels of about that colour are on the average: 0 is the left edge, 1 the right one."""
+        blue, green, red = color & 0xFF, color >> 8 & 0xFF, color >> 16
+        parts = zip(self.pixels[0::4], self.pixels[1::4], self.pixels[2::4])
+        columns = [place % self.width for place, (b, g, r) in enumerate(parts)
+                   if max(abs(b - blue), abs(g - green), abs(r - red)) < 8]
+        if not columns:
+            raise AssertionError(f"no pixel has the colour {color:06X}")
         return sum(columns) / len(columns) / self.width
 
     def save(self, path):

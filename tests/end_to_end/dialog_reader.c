@@ -105,7 +105,11 @@ static int write_picture(const char* path) {
 
 static int hold_clipboard(void) {
   HANDLE text;
-  if (!OpenClipboard(NULL)) return 1;
+  int attempts = 0;
+  while (!OpenClipboard(NULL)) {
+    if (++attempts == 100) return 1;
+    Sleep(50);
+  }
   text = GetClipboardData(CF_UNICODETEXT);
   print_text(text == NULL ? L"" : (const wchar_t*)GlobalLock(text));
   fflush(stdout);

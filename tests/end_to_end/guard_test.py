@@ -118,8 +118,11 @@ class Case:
 
     def strike_in_the_middle(self, names, blow):
         # Its file is there before the host is suspended.
-        wait_for(lambda: any(path.stat().st_size > 0 for path in self.store.glob("crashpad/reports/*.dmp")),
-                 what="a dump being written")
+        def is_under_way():
+            with contextlib.suppress(FileNotFoundError):
+                return any(path.stat().st_size > 0 for path in self.store.glob("crashpad/reports/*.dmp"))
+
+        wait_for(is_under_way, what="a dump being written")
         self.strike(names, blow)
         if self.resumed and MONITOR in names:
             self.helper.set_options(self.store, "Helper")

@@ -81,7 +81,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.assertTrue(COPY in result and not {DETAILS, OPEN_PAGE} & set(result))
         self.assertEqual([], self.report_folders())
         with hold_clipboard() as holder:
-            holder.stdout.readline()
+            self.assertTrue(holder.stdout.readline())
             self.press("Report sent", "alt+o")
             wait_for(lambda: any("could not be copied" in text for window in windows() for text in window.values()),
                      PATIENCE, "the message")
@@ -89,7 +89,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.press("Report sent", "Return")
         self.wait_for_window("Report sent", COPY)
         self.press("Report sent", "alt+o")
-        wait_for(lambda: hold_clipboard().communicate()[0].strip() == b"1", PATIENCE, "the number")
+        wait_for(lambda: hold_clipboard().communicate(timeout=PATIENCE)[0].strip() == b"1", PATIENCE, "the number")
         self.press("Report sent", "Escape")
         self.wait_for_end()
 

@@ -18,7 +18,7 @@ namespace {
 
 // A record that was written this long before it was read is known by its time from then on: a later
 // one has another time, on file systems with coarse times too (FAT counts in 2 s).
-constexpr int64_t kSettledTicks = 3 * 10'000'000;
+constexpr int64_t kSettledTicks = int64_t{3} * 10'000'000;
 
 }  // namespace
 

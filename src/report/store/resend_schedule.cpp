@@ -6,7 +6,7 @@ namespace wrenfall {
 namespace {
 
 constexpr int64_t kMinute = 60;
-constexpr int64_t kDay = 24 * 60 * kMinute;
+constexpr int64_t kDay = int64_t{24} * 60 * kMinute;
 constexpr int64_t kFirstDelay = 5 * kMinute;
 constexpr int64_t kLongestDelay = kDay;
 // The system corrects its clock by so much in daily life.
@@ -58,7 +58,7 @@ bool is_worth_resending(const UploadResult& outcome) {
 
 int64_t resend_delay(const RetryState& state, std::string_view report_id) {
   const int64_t middle = delay_without_spread(state.attempts);
-  const int64_t spread = static_cast<int64_t>(
+  const auto spread = static_cast<int64_t>(
       static_cast<uint64_t>(middle) * spread_of(report_id, state.attempts) >> 32);
   const int64_t own = middle / 2 + spread;
   if (state.retry_after <= 0) return own;
