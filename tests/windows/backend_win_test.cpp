@@ -44,6 +44,7 @@ struct Client {
   std::string url;
   bool restartable = false, asynchronous = true;
   std::function<void(const CONTEXT&)> dump;
+  std::wstring database;
 };
 
 Client client;
@@ -55,12 +56,12 @@ LONG WINAPI wait_for_no_handler(EXCEPTION_POINTERS*) { return EXCEPTION_EXECUTE_
 
 namespace crashpad {
 
-bool CrashpadClient::StartHandler(const base::FilePath&, const base::FilePath&,
+bool CrashpadClient::StartHandler(const base::FilePath&, const base::FilePath& database,
                                   const base::FilePath&, const std::string& url,
                                   const std::map<std::string, std::string>&,
                                   const std::vector<std::string>&, bool restartable,
                                   bool asynchronous_start, const std::vector<base::FilePath>&) {
-  client = {client.start_error, url, restartable, asynchronous_start, nullptr};
+  client = {client.start_error, url, restartable, asynchronous_start, nullptr, database.value()};
   if (client.start_error != 0) SetUnhandledExceptionFilter(wait_for_no_handler);
   SetLastError(client.start_error);
   return client.start_error == 0;
@@ -79,6 +80,7 @@ struct BackendTest : ::testing::Test {
   wrenfall_result start() {
     BackendConfiguration configuration;
     configuration.handler_path = L"C:\\no\\monitor.exe";
+    configuration.database_dir = L"C:\\" + std::wstring(200, L'd');
     configuration.protect_exception_filter = false;
     configuration.logger = &log.logger;
     return backend->start(configuration);
@@ -91,6 +93,7 @@ struct BackendTest : ::testing::Test {
 TEST_F(BackendTest, StartsTheHandlerOnce) {
   ASSERT_EQ(start(), WRENFALL_OK);
   EXPECT_EQ(client.url, "");
+  EXPECT_EQ(client.database.substr(0, 4), LR"(\\?\)") << "with a dump's name it is too long";
   EXPECT_TRUE(client.restartable);
   EXPECT_FALSE(client.asynchronous);
   EXPECT_EQ(crashpad::CrashpadInfo::GetCrashpadInfo()->gather_indirectly_referenced_memory(),
