@@ -130,8 +130,8 @@ HostWatch::Outlook HostWatch::look() {
   const bool finished_soon = collector_.collect();
   const bool counting = frozen_hosts_.look(handler_.get(), collector_.has_unsettled());
   if (finished_soon) return Outlook::kFinishedSoon;
-  return counting || has_successor_ || collector_.has_unsettled() ? Outlook::kUnsettled
-                                                                  : Outlook::kQuiet;
+  return counting || successor_came_ || collector_.has_unsettled() ? Outlook::kUnsettled
+                                                                   : Outlook::kQuiet;
 }
 
 HostWatch::Event HostWatch::wait(Outlook outlook) {
@@ -148,7 +148,7 @@ HostWatch::Event HostWatch::wait(Outlook outlook) {
   } else {
     add(host_.get(), Event::kHostEnded);
   }
-  if (!has_successor_) add(successor_.get(), Event::kSuccessor);
+  if (!successor_came_) add(successor_.get(), Event::kSuccessor);
   const auto ended = watcher_.wait(outlook, ends);
   return ended ? meanings[*ended] : Event::kChange;
 }
@@ -165,14 +165,11 @@ void HostWatch::watch() {
     const Event event = wait(outlook);
     if (event == Event::kHostEnded) break;
     if (event == Event::kHandlerEnded && !after_handler_end()) break;
-    if (event == Event::kSuccessor) {
-      has_successor_ = true;
-      successor_came_ = AwakeClock::now();
-    }
+    if (event == Event::kSuccessor) successor_came_ = AwakeClock::now();
     watcher_.arm();
     outlook = run_logged([this] { return look(); });
-    const bool retires = has_successor_ && (outlook != Outlook::kFinishedSoon ||
-                                            AwakeClock::now() - successor_came_ > kRetirement);
+    const bool retires = successor_came_ && (outlook != Outlook::kFinishedSoon ||
+                                             AwakeClock::now() - *successor_came_ > kRetirement);
     over = retires || is_handler_stuck();
   }
   end_handler();
@@ -180,7 +177,7 @@ void HostWatch::watch() {
 }
 
 bool HostWatch::is_replaced() const {
-  return has_successor_ || is_signalled(successor_) || is_signalled(successor_starts_);
+  return is_signalled(successor_) || is_signalled(successor_starts_);
 }
 
 bool HostWatch::is_handler_stuck() {
@@ -214,8 +211,7 @@ bool HostWatch::after_handler_end() {
   end.lifetime =
       std::chrono::duration_cast<std::chrono::seconds>(AwakeClock::now() - handler_start_);
   // A handler that ends with 0 was told to, by one that has taken its place.
-  end.has_successor =
-      has_successor_ || is_signalled(successor_) || (code == 0 && is_signalled(successor_starts_));
+  end.has_successor = is_signalled(successor_) || (code == 0 && is_signalled(successor_starts_));
   if (resume_host(is_replaced())) {
     logger_.warn("Process %llu resumed: its capture handler ended in the middle of a dump",
                  number(options_.host));

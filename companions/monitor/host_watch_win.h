@@ -85,9 +85,8 @@ class HostWatch {
   AwakeClock::time_point handler_start_;
   uint32_t handler_exit_code_ = 0;
   int short_lives_ = 0;
-  bool has_successor_ = false;
-  AwakeClock::time_point successor_came_;
-  std::optional<AwakeClock::time_point> host_end_;  // noticed while the handler lives on
+  std::optional<AwakeClock::time_point> successor_came_;  // when it was noticed
+  std::optional<AwakeClock::time_point> host_end_;        // noticed while the handler lives on
   std::string last_error_;
 };
 
