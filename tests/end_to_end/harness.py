@@ -2,6 +2,7 @@
 
 import contextlib
 import json
+import os
 import shutil
 import subprocess
 import sys
@@ -176,14 +177,19 @@ class EndToEndTest(unittest.TestCase):
         start, size = dump.stacks[thread]
         self.assertTrue(start <= dump.stack_pointer(dump.exception_context) < start + size)
 
-    def make_report(self, name="report", **fields):
-        """Puts a report folder of one small file into the store, as the monitor would."""
+    def make_report(self, name="report", age=0, **fields):
+        """Puts a report folder of one small file into the store, `age` seconds old. As the monitor does, it writes the record
+        last and in one step, because other programs may look at the store at any moment."""
         folder = self.store / name
         folder.mkdir(parents=True)
-        (folder / "data.txt").write_text("some data")
+        data, written = folder / "data.txt", folder / (RECORD + ".new")
+        data.write_text("some data")
         record = {"database": "127", "appName": "Test Host", "appVersion": "1.2/3", "crashTypeId": "1",
                   **fields}
-        (folder / RECORD).write_text(json.dumps(record), "utf-8")
+        written.write_text(json.dumps(record), "utf-8")
+        for file in (data, written):
+            os.utime(file, (time.time() - age,) * 2)
+        written.replace(folder / RECORD)
         return folder
 
 

@@ -96,9 +96,7 @@ class KeepTest(Keeping):
     def test_retention(self):
         """Three of ten stay, the newest; those that are held or of this run as well."""
         for number in range(10):
-            folder = self.make_report(f"report {number}")
-            for file in folder.iterdir():
-                os.utime(file, (time.time() - 86_400 * (10 - number) - 3600,) * 2)
+            self.make_report(f"report {number}", age=86_400 * (10 - number) + 3600)
         pruned = self.ctl("prune", "--max-reports=9", "--max-age", 3, "--dry-run")["reports"]
         self.assertEqual([(f"report {number}", 10 - number) for number in range(8)],
                          [(one["folder"], one["days"]) for one in pruned])

@@ -350,9 +350,7 @@ class KillWithinLimitsTest(KillTest):
                 self.service.fail(call, status=503, times=1)
             self.service.fail(call, delay=0.15)
         for _ in range(3):
-            folder = self.make_report(str(uuid.uuid4()), attributes={"id": OLD}, appName="Kill Test")
-            for file in folder.iterdir():
-                os.utime(file, (time.time() - 40 * 86_400,) * 2)
+            self.make_report(str(uuid.uuid4()), age=40 * 86_400, attributes={"id": OLD}, appName="Kill Test")
             self.counts["old reports"] += 1
         self.let_time_pass()
 

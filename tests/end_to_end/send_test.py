@@ -119,14 +119,12 @@ class SendTest(ServiceTest):
     def test_pending_reports(self):
         host, other = self.host(), self.host()
         owner = int(other.do("pid"))  # Wine's ids are its own
-        now = time.time()
         # Pending are reports without an owner, of this process, or of a process that has ended. Numbers beyond 32 bits
         # are no process.
         owners = (0, 2**64 - 1, 2**32 + owner, 4294967288, int(host.do("pid")))
         names = ["Ä 試", "ä 試", *(f"{number} é" for number in range(2, len(owners)))]
         for age, (name, pid) in enumerate(zip(reversed(names), owners)):
-            folder = self.make_report(name, ownerPid=pid)
-            os.utime(folder / RECORD, (now - 100 * age, now - 100 * age))
+            folder = self.make_report(name, 100 * age, ownerPid=pid)
             (folder / "result.json.tmp").write_text("{}")  # of a result that is being written
         others = {"owned": json.dumps({"ownerPid": owner}), "cut off": "{", "no object": "[]", "empty": "", "done": "{}",
                   "odd result": "{}"}
@@ -158,8 +156,7 @@ class SendTest(ServiceTest):
     def test_upload_survives_shutdown(self):
         self.service.fail("put", delay=1.0)
         self.make_report("first")
-        folder = self.make_report("second")
-        os.utime(folder / RECORD, (time.time() + 100, time.time() + 100))
+        folder = self.make_report("second", age=-100)
         host = self.host()
         host.do("post_pending")
         wait_for(lambda: self.service.requests, what="the first request")
