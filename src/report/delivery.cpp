@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "report/store/consent.h"
 #include "report/store/kept_reports.h"
 #include "report/store/layout.h"
 #include "report/store/report_result.h"
@@ -79,7 +80,9 @@ void keep_for_resend(const std::filesystem::path& folder, CrashData& record,
   const std::string name = path_to_utf8(folder);
   RetryState state =
       after_failed_attempt(read_retry(folder).value_or(RetryState{}), outcome.retry_after_s, now);
-  state.agreed |= agreed;
+  // A refusal may have come during the attempt.
+  state.agreed =
+      (state.agreed || agreed) && read_consent(folder.parent_path()) != WRENFALL_CONSENT_REFUSED;
   if (is_given_up(state, now)) {
     logger.info("Report given up after %d attempts in %lld days: %s - deleting", state.attempts,
                 static_cast<long long>((now - state.first_attempt) / 86400), name.c_str());

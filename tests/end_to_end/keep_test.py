@@ -182,15 +182,17 @@ class KeepAndSendTest(Keeping, ServiceTest):
     def test_resending_needs_somebodys_word(self):
         """While the user is to be asked, only what somebody wanted sent before is sent again."""
         host = self.host(resend=1, upload_policy=1)
-        self.assertEqual("0", host.call("set_consent", 3))
         self.service.fail("first", status=503)
-        self.assertEqual((11, 503), host.send(self.make_report("wanted")))
+        for name in ("taken back", "wanted"):
+            self.assertEqual(["0", "0"], [host.call("set_consent", consent) for consent in (2, 3)])
+            self.assertEqual((11, 503), host.send(self.make_report(name)))
         host.close()
         self.service.clear_faults()
         self.kept_report("not wanted")
         self.let_time_pass()
         host = self.host(resend=1)
-        wait_for(lambda: [path.name for path in self.report_folders()] == ["not wanted"], what="the delivery")
+        wait_for(lambda: [path.name for path in self.report_folders()] == ["not wanted", "taken back"],
+                 what="the delivery")
         wait_for(lambda: "INFO Report not sent, the user has not agreed: " in self.log(), what="the line")
         self.assertEqual(1, sum(report.committed for report in self.service.reports))
 

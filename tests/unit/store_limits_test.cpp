@@ -4,6 +4,7 @@
 
 #include "report/delivery.h"
 #include "report/limit_annotations.h"
+#include "report/store/consent.h"
 #include "report/store/folder_claim.h"
 #include "report/store/kept_reports.h"
 #include "report/store/pending_reports.h"
@@ -314,7 +315,10 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
     Logger silent;
     FailureRules rules;
     rules.resend = row.attempts != -1;
-    rules.agreed = row.attempts == 1;
+    // The user refuses while one of the attempts is made.
+    const bool refused = row.answer.status == 408;
+    rules.agreed = row.attempts == 1 || refused;
+    ASSERT_TRUE(write_consent(dir.path(), refused ? WRENFALL_CONSENT_REFUSED : 0));
     deliver(&http, folder, record, silent, log.logger, rules);
     const auto waits = waiting_retry(folder);
     EXPECT_EQ(is_folder(folder), row.outcome != Outcome::kDeleted) << row.what;
@@ -324,6 +328,8 @@ TEST(Delivery, KeepsWhatNeedNotFailAgain) {
     if (!waits) continue;
     EXPECT_EQ(waits->attempts, row.attempts == -3 ? 2 : row.attempts + 1) << row.what;
     EXPECT_EQ(waits->agreed, row.attempts == 1) << row.what;
+    forget_agreements(dir.path());
+    EXPECT_TRUE(lacks_agreement(folder)) << row.what;
     EXPECT_EQ(waits->retry_after, row.answer.retry_after.empty() ? 0 : 7200) << row.what;
     EXPECT_NEAR(static_cast<double>(waits->last_attempt), static_cast<double>(unix_now()), 60);
     EXPECT_EQ(kept_reports(dir.path(), waits->last_attempt).next_due, due_time(*waits, "report"));

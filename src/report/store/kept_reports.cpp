@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "report/store/folder_claim.h"
 #include "report/store/report_result.h"
 #include "report/store/report_store.h"
 #include "report/store/resend_schedule.h"
@@ -37,6 +38,13 @@ void forget_agreement(const fs::path& folder) {
   if (!state || !state->agreed) return;
   state->agreed = false;
   write_retry(folder, *state);
+}
+
+void forget_agreements(const fs::path& store) {
+  for (const fs::path& folder : list_report_folders(store)) {
+    if (!waiting_retry(folder)) continue;
+    if (const auto claim = FolderClaim::try_take(folder)) forget_agreement(folder);
+  }
 }
 
 bool has_other_owner(const CrashData& record) {

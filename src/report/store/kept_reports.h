@@ -22,6 +22,10 @@ bool lacks_agreement(const std::filesystem::path& folder);
 // To be called by who holds the claim.
 void forget_agreement(const std::filesystem::path& folder);
 
+// The same for every report of the store but those that are being sent; their senders look at the consent
+// after a failure. Throws DirectoryIterationError.
+void forget_agreements(const std::filesystem::path& store);
+
 // Whether a running process other than this one works on the report, as its record says.
 bool has_other_owner(const CrashData& record);
 
