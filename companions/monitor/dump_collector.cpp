@@ -165,6 +165,7 @@ bool DumpCollector::settle(const fs::path& file, bool adoptable) {
   if (is_host(*process_of(*facts)) && is_crash(*facts)) {
     has_seen_crash_ = true;
     crash_code_ = facts->crash_code.value_or(0);
+    crash_time_ = facts->time_stamp;
   }
   if (!is_for_us(*facts, adoptable)) return true;
   make_report(file, dump, *facts);

@@ -73,6 +73,8 @@ class DumpCollector {
   bool has_seen_crash() const { return has_seen_crash_; }
   // The exception's code in that dump.
   uint32_t crash_code() const { return crash_code_; }
+  // When it was taken, in seconds since 1970; 0 when the dump does not say.
+  uint32_t crash_time() const { return crash_time_; }
 
   // Whether the host was ended because of a hang.
   bool has_terminated_host() const { return has_terminated_host_; }
@@ -132,6 +134,7 @@ class DumpCollector {
   std::optional<bool> has_half_made_;  // nothing until they were looked for
   bool has_seen_crash_ = false;
   uint32_t crash_code_ = 0;
+  uint32_t crash_time_ = 0;
   bool has_terminated_host_ = false;
 };
 

@@ -12,6 +12,9 @@ constexpr uint32_t kAborted = 0x40000015;
 // With these the capture client ends a process whose crash gave no dump: it, or the handler, failed.
 constexpr uint32_t kFirstWithoutDump = 0xFFFF7001, kLastWithoutDump = 0xFFFF7003;
 
+// The first of them says that the handler did not end the process within this time.
+constexpr int64_t kWaitForHandlerMs = 60000;
+
 }  // namespace
 
 bool is_crash_code(uint32_t exit_code) {
@@ -23,6 +26,10 @@ bool is_crash_code(uint32_t exit_code) {
   // fourth is never set: a code that has it is a small negative number that a program returned.
   const uint32_t kind = exit_code >> 28;
   return (kind == 0xC || kind == 0xE) && exit_code != kControlCExit;
+}
+
+int64_t wait_before(uint32_t exit_code) {
+  return exit_code == kFirstWithoutDump ? kWaitForHandlerMs : 0;
 }
 
 }  // namespace wrenfall::monitor

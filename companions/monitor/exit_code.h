@@ -9,6 +9,9 @@ namespace wrenfall::monitor {
 // it for certain.
 bool is_crash_code(uint32_t exit_code);
 
+// How many milliseconds a process that ends with the code had waited for a handler since its crash.
+int64_t wait_before(uint32_t exit_code);
+
 }  // namespace wrenfall::monitor
 
 #endif  // WRENFALL_COMPANIONS_MONITOR_EXIT_CODE_H_

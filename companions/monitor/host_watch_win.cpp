@@ -273,6 +273,7 @@ void HostWatch::record_run_end() const {
   facts.end_ms = host_exit_.end_ms();
   facts.has_crashed = collector_.has_seen_crash();
   facts.crash_code = collector_.crash_code();
+  facts.crash_time = collector_.crash_time();
   facts.was_terminated = collector_.has_terminated_host();
   facts.system_ends = is_system_ending();
   if (!end_run(store_, options_.host, start_ms_, run_end(facts))) {

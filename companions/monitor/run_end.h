@@ -14,12 +14,14 @@ struct HostFacts {
   int64_t end_ms = 0;                 // since 1970; 0 when it is not known
   bool has_crashed = false;           // a dump of a crash has come
   uint32_t crash_code = 0;            // of that dump
+  uint32_t crash_time = 0;            // of that dump, seconds since 1970; 0 when it is not known
   bool was_terminated = false;        // by the monitor, because of a hang
   bool system_ends = false;           // the user is logged off, or the system shuts down
 };
 
 // How the run ended. A handler that ended before its host leaves that unknown. A process that the system
-// ends may get an exit code that looks like that of a crash, so it counts as ended.
+// ends may get an exit code that looks like that of a crash, so it counts as ended. A run that crashed ended
+// with the crash, however long its process was kept for the dump.
 RunEnd run_end(const HostFacts& facts);
 
 }  // namespace wrenfall::monitor

@@ -149,14 +149,34 @@ TEST(RunEnd, FollowsWhatTheMonitorSaw) {
               {std::nullopt, false, false, false, How::kUnknown, 0}};
   for (const auto& row : rows) {
     const RunEnd end =
-        monitor::run_end({row.exit_code, 1000, row.crashed, 5, row.terminated, row.system_ends});
+        monitor::run_end({row.exit_code, 1000, row.crashed, 5, 0, row.terminated, row.system_ends});
     EXPECT_EQ(end.how, row.how) << row.exit_code.value_or(99);
     EXPECT_EQ(end.crash_code, row.crash_code) << row.exit_code.value_or(99);
     EXPECT_EQ(end.time_ms, row.how == How::kUnknown ? 0 : 1000);
   }
+  // A process may live on after its crash: a dump takes its time, and one that never comes a minute.
+  const struct {
+    monitor::HostFacts facts;
+    int64_t time_ms;
+  } late[] = {{{5, 90000, true, 5, 20, false, false}, 20999},
+              {{5, 20500, true, 5, 20, false, false}, 20500},
+              {{std::nullopt, 0, true, 5, 20, false, false}, 20999},
+              {{0xFFFF7001, 90000, false, 0, 0, false, false}, 30000},
+              {{0xFFFF7002, 90000, false, 0, 0, false, false}, 90000}};
+  for (const auto& [facts, time_ms] : late) {
+    const RunEnd end = monitor::run_end(facts);
+    EXPECT_EQ(end.time_ms, time_ms);
+    RunRecord run;
+    run.start_ms = 1;
+    run.end = end;
+    run.crashes_earlier = 2;
+    EXPECT_EQ(crashes_in_a_row(run), time_ms == 90000 ? 0u : 3u);
+    run.end.time_ms = 0;
+    EXPECT_EQ(crashes_in_a_row(run), 2u);
+  }
   // Codes that programs choose, Ctrl-C, a debugger's, a COM result.
   for (const uint32_t code : {1u, 0xFFFFFFFFu, 0xC000013Au, 0x40010004u, 0x80004005u}) {
-    EXPECT_EQ(monitor::run_end({code, 1000, false, 0, false, false}).how, How::kEnded) << code;
+    EXPECT_EQ(monitor::run_end({code, 1000, false, 0, 0, false, false}).how, How::kEnded) << code;
   }
   EXPECT_EQ(monitor::lost_crash_line(7, 0xFFFF7001, 3000000),
             "Process 7 ended with code 0xFFFF7001, but no dump of a crash came (2 MiB free)");
@@ -164,7 +184,7 @@ TEST(RunEnd, FollowsWhatTheMonitorSaw) {
   // An access violation, a C++ exception, a breakpoint, an abort, crashes without a dump.
   for (const uint32_t code :
        {0xC0000005u, 0xE06D7363u, 0x80000003u, 0x40000015u, 0xFFFF7001u, 0xFFFF7003u}) {
-    EXPECT_EQ(monitor::run_end({code, 1000, false, 0, false, false}).how, How::kCrashed) << code;
+    EXPECT_EQ(monitor::run_end({code, 1000, false, 0, 0, false, false}).how, How::kCrashed) << code;
   }
 }
 

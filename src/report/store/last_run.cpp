@@ -123,13 +123,16 @@ int64_t uptime_ms(const RunRecord& run) {
 }
 
 uint32_t crashes_in_a_row(const RunRecord& run) {
-  if (run.end.how == RunEnd::How::kRunning || run.end.how == RunEnd::How::kUnknown) {
-    return run.crashes_earlier;
+  switch (run.end.how) {
+    case RunEnd::How::kRunning:
+    case RunEnd::How::kUnknown:
+      return run.crashes_earlier;
+    case RunEnd::How::kCrashed:
+      if (run.end.time_ms == 0) return run.crashes_earlier;
+      return uptime_ms(run) <= kEarlyCrashMs ? small(int64_t{run.crashes_earlier} + 1) : 0;
+    default:
+      return 0;
   }
-  // A crash at a time that is not known is not taken for an early one.
-  const bool crashed_early = run.end.how == RunEnd::How::kCrashed && run.end.time_ms != 0 &&
-                             uptime_ms(run) <= kEarlyCrashMs;
-  return crashed_early ? small(int64_t{run.crashes_earlier} + 1) : 0;
 }
 
 std::optional<RunFile> read_run_file(const fs::path& store) {

@@ -35,7 +35,7 @@ struct RunRecord {
 int64_t uptime_ms(const RunRecord& run);
 
 // How many runs in a row, up to and with this one, crashed within a minute of their init. A run of which
-// the end is not known leaves the number as it was.
+// the end, or the time of its crash, is not known leaves the number as it was.
 uint32_t crashes_in_a_row(const RunRecord& run);
 
 // "last_run.json" in the store: the run that was initialized last, and the one before it. It is there
