@@ -273,6 +273,8 @@ void wrenfall_shutdown(void) {
     state->resending.end();
     if (state->watchdog) state->watchdog->stop();
     state->backend->stop();
+    // Uploads that go on keep the state, and with it the ring.
+    if (state->breadcrumbs) state->breadcrumbs->clear();
     state->close_session();
     if (!state->recorder.end()) {
       state->logger.warn("Could not write how this run ended; the next one does not know it");

@@ -25,11 +25,14 @@ wrenfall_result change_state(Change change) {
   });
 }
 
+bool does_nothing(State&) { return false; }
+
 // The same for a change that takes no longer than a few copies. Where the lock is free, which is
-// nearly always, the state is not even shared. The host's texts are measured before: a pointer that
-// leads nowhere fails there, and not where a shutdown would wait for this call.
-template <typename Change>
-wrenfall_result change_facts(Change change) {
+// nearly always, the state is not even shared. Where it is not, `without_lock` may do instead: true
+// when it did. The host's texts are measured before: a pointer that leads nowhere fails there, and not
+// where a shutdown would wait for this call.
+template <typename Change, typename WithoutLock = bool (*)(State&)>
+wrenfall_result change_facts(Change change, WithoutLock without_lock = does_nothing) {
   return guarded(WRENFALL_ERROR_FILE, [&]() -> wrenfall_result {
     {
       const StateGlimpse glimpse;
@@ -37,6 +40,7 @@ wrenfall_result change_facts(Change change) {
       if (state == nullptr) return WRENFALL_ERROR_NOT_INITIALIZED;
       const std::unique_lock<std::recursive_mutex> lock(state->metadata_lock, std::try_to_lock);
       if (lock.owns_lock()) return change(*state);
+      if (without_lock(*state)) return WRENFALL_OK;
     }
     return change_state(change);
   });
@@ -120,14 +124,22 @@ wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
   const std::string_view name_text = name;
   const std::string_view text = value == nullptr ? "" : value;
   const bool removes = value == nullptr;
-  return change_facts([=](State& state) -> wrenfall_result {
+  const auto change = [=](State& state) -> wrenfall_result {
     if (removes) return remove_attribute(state, std::string(name_text));
     State::Attribute* const attribute = find_or_add_attribute(state, name_text);
     if (attribute == nullptr) return WRENFALL_ERROR_LIMIT_REACHED;
     *attribute->value = text;
     state.backend->set_annotation_at(attribute->key, *attribute->value, attribute->place);
     return WRENFALL_OK;
-  });
+  };
+  // The process is about to end, and a post in another thread may keep the lock for minutes.
+  const auto tell_the_dump_alone = [=](State& state) {
+    if (removes || name_text != annotation::kWhat) return false;
+    state.backend->set_annotation(annotation::kAttributePrefix + std::string(name_text),
+                                  std::string(text));
+    return true;
+  };
+  return change_facts(change, tell_the_dump_alone);
 }
 
 void wrenfall_set_quiet_mode(int flag) {

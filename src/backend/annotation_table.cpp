@@ -194,7 +194,8 @@ uint64_t begin_generation() {
 
 AnnotationTable::AnnotationTable() : generation_(begin_generation()) {}
 
-AnnotationTable::~AnnotationTable() {
+// NOLINTNEXTLINE(readability-make-member-function-const)
+void AnnotationTable::clear() {
   HolderPool& pool = HolderPool::instance();
   const std::lock_guard<std::mutex> lock(pool.mutex());
   if (pool.is_newest(generation_)) pool.clear();

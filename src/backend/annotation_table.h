@@ -22,8 +22,7 @@ namespace wrenfall {
 class AnnotationTable {
  public:
   AnnotationTable();
-  // Clears all values, if this is the newest table.
-  ~AnnotationTable();
+  ~AnnotationTable() { clear(); }
   AnnotationTable(const AnnotationTable&) = delete;
   AnnotationTable& operator=(const AnnotationTable&) = delete;
 
@@ -31,6 +30,10 @@ class AnnotationTable {
   // empty value clears. Not const, because it changes the process's annotations.
   // NOLINTNEXTLINE(readability-make-member-function-const)
   void set(const std::string& key, const std::string& value, AnnotationPlace& place);
+
+  // Clears all values.
+  // NOLINTNEXTLINE(readability-make-member-function-const)
+  void clear();
 
   // Annotations that say what one dump is of must not change while that dump is under way, however
   // late it comes. From hold_dump() on, changes of them are put off, those of every table; the matching

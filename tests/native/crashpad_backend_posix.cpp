@@ -13,7 +13,10 @@ class CaptureLessBackend : public Backend {
     started_ = configuration.handler_path.filename() != "no handler";
     return started_ ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
   }
-  void stop() override { started_ = false; }
+  void stop() override {
+    started_ = false;
+    annotations_.clear();
+  }
   const char* name() const override { return kCrashpadBackendName; }
   void set_annotation(const std::string& key, const std::string& value) override {
     AnnotationPlace unknown;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -11,6 +12,8 @@
 #include <thread>
 
 #include "api/published.h"
+#include "client/annotation_list.h"
+#include "handler/annotation_snapshot.h"
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
 #include "report/store/layout.h"
@@ -26,6 +29,20 @@ extern bool native_system_is_old;  // platform_facts_posix.cpp
 namespace {
 
 namespace fs = std::filesystem;
+
+// The annotations that a handler would find, a line each.
+std::string live_annotations() {
+  const auto read = [](uint64_t address, void* buffer, size_t size) {
+    std::memcpy(buffer, reinterpret_cast<const void*>(address), size);
+    return true;
+  };
+  const auto head = reinterpret_cast<uintptr_t>(crashpad::internal::annotation_list_head());
+  std::string lines;
+  for (const auto& annotation : crashpad::internal::read_live_annotations(read, head)) {
+    lines += annotation.name + "=" + annotation.value + "\n";
+  }
+  return lines;
+}
 
 class LifecycleTest : public LibraryTest {
  protected:
@@ -266,6 +283,31 @@ TEST_F(LifecycleTest, PostsGoOneAfterTheOther) {
                           std::thread([] { wrenfall_post_feedback("", "", nullptr, 0, nullptr); })};
   for (std::thread& other : others) other.join();
   EXPECT_EQ(most, 1);
+}
+
+// A post may take minutes. Meanwhile a thread that ends the process must not wait to say why, and a
+// shutdown must leave nothing for later crashes.
+TEST_F(LifecycleTest, ALongPostKeepsNothingFromADumpNorInIt) {
+  wrenfall_options* const options = this->options(WRENFALL_UPLOAD_QUIET);
+  wrenfall_options_set_breadcrumbs(options, 1);
+  ASSERT_EQ(start(options), WRENFALL_OK);
+  ASSERT_EQ(wrenfall_breadcrumb_add(WRENFALL_LOG_INFO, "", "went left"), WRENFALL_OK);
+  std::string during, after;
+  network() = [&](const std::string&, const std::string&) -> HttpResponse {
+    std::thread([&] {
+      EXPECT_EQ(wrenfall_set_attribute("wrenfall.what", "why"), WRENFALL_OK);
+      during = live_annotations();
+      wrenfall_shutdown();
+      after = live_annotations();
+    }).join();
+    network() = nullptr;
+    return {WRENFALL_OK, 503, "", ""};
+  };
+  wrenfall_post_feedback("", "", nullptr, 0, nullptr);
+  for (const char* const text : {"attr.wrenfall.what=why\n", "user=user\n", "went left"}) {
+    EXPECT_NE(during.find(text), std::string::npos) << text;
+    EXPECT_EQ(after.find(text), std::string::npos) << text;
+  }
 }
 
 // A record of the host that is too small for the fields is left alone, and a folder must be named.

@@ -158,6 +158,9 @@ TEST_F(BackendTest, DumpsOnDemandSayWhatTheyAreOf) {
   GetCurrentThreadStackLimits(&low, &high);
   EXPECT_TRUE(low <= stack_pointer && stack_pointer < high);
   EXPECT_EQ(live(), Texts());
+  backend->set_annotation("user", "gone with the end");
+  backend->stop();
+  EXPECT_EQ(live(), Texts());
 }
 
 TEST_F(BackendTest, ADumpThatComesLateStillSaysWhatItIsOf) {
