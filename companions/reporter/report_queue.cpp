@@ -4,6 +4,7 @@
 
 #include "report/store/crash_data.h"
 #include "report/store/folder_claim.h"
+#include "report/store/kept_reports.h"
 #include "report/store/layout.h"
 #include "report/store/pending_reports.h"
 #include "report/store/report_store.h"
@@ -27,7 +28,8 @@ void make_owner(const fs::path& folder, uint64_t process, Logger& logger) {
   // just deleted.
   const FolderClaim claim(folder);
   CrashData record;
-  if (!load(folder, record) || path_exists(folder / kResultFile)) return;
+  if (!load(folder, record)) return;
+  if (path_exists(folder / kResultFile) && !lacks_agreement(folder)) return;
   record.ownerPid = process;
   if (!save(folder, record)) {
     logger.warn("Report record not written: %s", path_to_utf8(folder).c_str());
@@ -44,12 +46,16 @@ ReportQueue::ReportQueue(fs::path store, std::string policy, ReporterLock& lock,
       steps_(std::move(steps)),
       logger_(logger) {}
 
-bool ReportQueue::is_ours(const CrashData& record) const {
+bool ReportQueue::is_ours(const fs::path& folder) const {
+  CrashData record;
+  const ReportState state = report_state(folder, record);
   if (record.ownerPid == 0) return false;
-  // What is to be asked about is handed over whatever its policy. No other report may be sent, or asked
-  // about, against its policy.
+  // What is to be asked about is handed over whatever its policy, also one that is kept to be sent again.
+  // No other report may be sent, or asked about, against its policy.
   const bool handed_over = policy_ == kPolicyDialog && record.ownerPid == current_process_id();
-  return handed_over || known_upload_policy(record.uploadPolicy) == policy_;
+  if (state == ReportState::kHasResult) return handed_over && lacks_agreement(folder);
+  return state == ReportState::kPending &&
+         (handed_over || known_upload_policy(record.uploadPolicy) == policy_);
 }
 
 std::vector<fs::path> ReportQueue::waiting() const {
@@ -62,11 +68,7 @@ std::vector<fs::path> ReportQueue::waiting() const {
       }
     }
     for (fs::path& folder : list_report_folders(store_)) {
-      CrashData record;
-      if (known.count(folder) == 0 && report_state(folder, record) == ReportState::kPending &&
-          is_ours(record)) {
-        found.push_back(std::move(folder));
-      }
+      if (known.count(folder) == 0 && is_ours(folder)) found.push_back(std::move(folder));
     }
   } catch (const DirectoryIterationError& error) {
     logger_.warn("Waiting reports not found: %s", error_text(error).c_str());

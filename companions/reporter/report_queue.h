@@ -61,7 +61,7 @@ class ReportQueue {
 
  private:
   void work_on(std::vector<std::filesystem::path> reports);
-  bool is_ours(const CrashData& record) const;
+  bool is_ours(const std::filesystem::path& folder) const;
   std::vector<std::filesystem::path> waiting() const;
   bool serve_all(std::vector<std::filesystem::path> reports);
   bool hand_over(const std::vector<std::filesystem::path>& reports);

@@ -117,6 +117,11 @@ TEST_F(ReportQueueTest, AsksAboutWhatWaitsForTheUsersAnswerTheNewestCrashFirst) 
   // The holder was started for another report, and serves what it got all the same.
   make("quiet", current_process_id(), "quiet");
   EXPECT_EQ(run(store_ / "new"), "new left-behind quiet ");
+  // So it does with what is kept and was handed over.
+  lock_.held_by = current_process_id();
+  EXPECT_EQ(run({}), "-> " + std::to_string(lock_.held_by));
+  lock_.held_by = 0;
+  EXPECT_NE(run(store_ / "sent").find(" kept "), std::string::npos);
 }
 
 TEST_F(ReportQueueTest, LeavesTheOthersWhenItIsToldTo) {
