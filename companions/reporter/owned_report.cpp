@@ -8,6 +8,7 @@
 #include "report/store/folder_claim.h"
 #include "report/store/kept_reports.h"
 #include "report/store/layout.h"
+#include "report/store/report_result.h"
 #include "report/store/report_store.h"
 #include "reporter/field_text.h"
 #include "support/files.h"
@@ -62,6 +63,9 @@ std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& log
   const FolderClaim claim(folder);
   CrashData record;
   if (is_own_folder(folder) || !load(folder, record)) return std::nullopt;
+  // Its deletion was cut off.
+  ReportResult result;
+  if (read_result(folder, result) && result.status == kStatusUploaded) return std::nullopt;
   if (only_pending && path_exists(folder / kResultFile) && !lacks_agreement(folder)) {
     return std::nullopt;
   }

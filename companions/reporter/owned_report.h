@@ -30,8 +30,8 @@ namespace wrenfall::reporter {
 class OwnedReport {
  public:
   // Makes this process the folder's owner, also when another process owned it. While another process
-  // sends the folder, this waits. Nothing when the folder holds no readable record, and, with
-  // `only_pending`, when there has been an attempt to send it and no person is needed for the next.
+  // sends the folder, this waits. Nothing when the folder holds no readable record or was sent, and,
+  // with `only_pending`, when there has been an attempt to send it and no person is needed for the next.
   static std::optional<OwnedReport> take(const std::filesystem::path& folder, Logger& logger,
                                          bool only_pending = false);
   OwnedReport(OwnedReport&& other) noexcept;

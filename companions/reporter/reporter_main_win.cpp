@@ -55,7 +55,10 @@ int refuse(const std::string& reason, Logger& logger) {
 }
 
 int refuse_folder(const fs::path& folder, Logger& logger) {
-  return refuse("no readable record in " + path_to_utf8(folder), logger);
+  const std::string name = path_to_utf8(folder);
+  CrashData record;
+  return refuse((load(folder, record) ? "already sent: " : "no readable record in ") + name,
+                logger);
 }
 
 // Works on the reports that it was started for, and on those that come meanwhile.

@@ -85,7 +85,11 @@ TEST(OwnedReport, SavesWhatFitsAndNeverCreatesAFolderAgain) {
   EXPECT_FALSE(OwnedReport::take(folder, logger).has_value());
   ASSERT_TRUE(save(folder, CrashData()));
   ASSERT_TRUE(save(store.path() / "crashpad", CrashData()));
-  EXPECT_FALSE(OwnedReport::take(store.path() / "crashpad", logger).has_value());
+  ASSERT_TRUE(save(store.path() / "sent", CrashData()));
+  store.add("sent/result.json", R"({"status":"uploaded"})");
+  for (const char* const name : {"crashpad", "sent"}) {
+    EXPECT_FALSE(OwnedReport::take(store.path() / name, logger).has_value()) << name;
+  }
   {
     auto report = OwnedReport::take(folder, logger);
     ASSERT_TRUE(report.has_value());
