@@ -506,9 +506,9 @@ typedef struct wrenfall_last_run {
   uint32_t exception_code; /**< Of a crash; 0 when there was none, or it is not known. */
   uint32_t exit_code;      /**< Of the process; 0 after a clean end, and when it is not known. */
   int64_t start_time;      /**< When it called wrenfall_init, in ms since 1970, UTC. */
-  int64_t end_time;        /**< When it ended; 0 when that is not known. */
+  int64_t end_time;        /**< When it crashed or ended; 0 when that is not known. */
   /** How many runs in a row, up to and with that one, crashed within 60 s of wrenfall_init. A run whose
-   * end is unknown leaves the number as it was; every other end makes it 0. */
+   * end, or the time of it, is unknown leaves the number as it was; every other end makes it 0. */
   uint32_t crashes_in_a_row;
   /** From start to end in ms, UINT32_MAX when it was longer; 0 when the end is not known. */
   uint32_t uptime_ms_capped;
@@ -532,7 +532,8 @@ _Static_assert(sizeof(wrenfall_last_run) == 40, "the record's layout is part of 
  *
  * Blocking: for the disk; for up to two seconds, once, while the process of the last run is gone but its
  * monitor has not yet written how it ended (WRENFALL_RUN_UNKNOWN then; a later call may know more); and for
- * up to two more while another process changes the file.
+ * up to two more while another process changes the file. It gives no sign of life meanwhile, as
+ * wrenfall_heartbeat does.
  *
  * Threads: any.
  *
@@ -925,7 +926,8 @@ enum {
  * The dialog can offer the user a check box with which the reporter itself keeps GIVEN; the theme turns it
  * on.
  *
- * Blocking: for the disk, and for up to two seconds while another process changes what is kept.
+ * Blocking: for the disk, and for up to two seconds while another process changes what is kept. It
+ * gives no sign of life meanwhile, as wrenfall_heartbeat does. REFUSED looks at each report of the store.
  *
  * Threads: any.
  *
