@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "../support/suspended_copy_win.h"
 #include "../windows/import_hook_win.h"
 #include "client/handler_process_win.h"
 
@@ -67,13 +68,8 @@ BOOL WINAPI request_and_go_on(HANDLE event) {
 TEST(CrashConnection, DoesNotWaitForAHandlerThatWasNotAsked) {
   const auto connection = CrashConnection::create();
   ASSERT_NE(connection, nullptr);
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION first{};
-  wchar_t program[MAX_PATH] = L"";
-  GetModuleFileNameW(nullptr, program, MAX_PATH);
-  ASSERT_TRUE(CreateProcessW(program, nullptr, nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
-                             nullptr, &startup, &first));
+  const PROCESS_INFORMATION first = start_suspended_copy();
+  ASSERT_NE(first.hProcess, nullptr);
   const ScopedHandle thread(first.hThread);
   const ScopedHandle process(first.hProcess);
   play_handler(*connection, first.dwProcessId);

@@ -28,6 +28,7 @@
 #include "support/run_event.h"
 #include "support/text.h"
 #include "support/win_handle.h"
+#include "tests/support/suspended_copy_win.h"
 #include "tests/support/temp_dir.h"
 #include "tests/windows/import_hook_win.h"
 
@@ -111,20 +112,9 @@ TEST(ProcessStart, HandsOverNothingOfTheHost) {
   EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(start_folder) / "kernel32.dll"));
 }
 
-// A process that does not run by itself: a second copy of this program whose first thread is
-// suspended, and which would only list its tests.
 struct SuspendedProcess {
   explicit SuspendedProcess(SECURITY_ATTRIBUTES* security = nullptr) {
-    wchar_t program[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    wchar_t arguments[] = L"copy --gtest_list_tests";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION created{};
-    if (!CreateProcessW(program, arguments, security, nullptr, FALSE, CREATE_SUSPENDED, nullptr,
-                        nullptr, &startup, &created)) {
-      return;
-    }
+    const PROCESS_INFORMATION created = start_suspended_copy(security);
     process.reset(created.hProcess);
     thread.reset(created.hThread);
     identity = {created.dwProcessId, process_start_time(created.hProcess)};
