@@ -29,17 +29,30 @@ TEST(Watchdog, TickIsAQuarterOfTheThresholdButNotTooShort) {
 }
 
 TEST(Watchdog, SignsOfLifeOfAnyThreadKeepMainAlive) {
-  std::atomic<bool> hung{false};
-  Watchdog watchdog(
-      800, WRENFALL_HANG_REPORT, [&hung](const Hang&) { hung = true; }, no_window, silent_logger());
-  watchdog.start();
-  std::thread([&] {
-    for (int i = 0; i < 160; ++i) {
-      if (i == 80) watchdog.watch("worker");
-      i < 80 ? watchdog.heartbeat() : std::thread([&] { watchdog.all_alive(); }).join();
-      std::this_thread::sleep_for(milliseconds(20));
-    }
-  }).join();
+  std::atomic<bool> hung{true};
+  bool silent = true;  // for so long that a hang may be seen, as on a busy machine: then once more
+  for (int round = 0; round < 5 && hung && silent; ++round) {
+    hung = silent = false;
+    auto last = Clock::now();
+    const auto note_sign = [&] {
+      silent = silent || Clock::now() - last > milliseconds(400);
+      last = Clock::now();
+    };
+    Watchdog watchdog(
+        800, WRENFALL_HANG_REPORT, [&hung](const Hang&) { hung = true; }, no_window,
+        silent_logger());
+    watchdog.start();
+    std::thread([&] {
+      for (int i = 0; i < 160; ++i) {
+        if (i == 80) watchdog.watch("worker");
+        i < 80 ? watchdog.heartbeat() : std::thread([&] { watchdog.all_alive(); }).join();
+        note_sign();
+        std::this_thread::sleep_for(milliseconds(20));
+      }
+    }).join();
+    watchdog.stop();
+    note_sign();
+  }
   EXPECT_FALSE(hung);
 }
 
