@@ -220,18 +220,27 @@ TEST_F(LifecycleTest, AReportThatAReporterTakesMeanwhileIsLeftToIt) {
 
 TEST_F(LifecycleTest, AnArchiveThatVanishesIsToldOf) {
   ASSERT_EQ(start(), WRENFALL_OK);
-  const fs::path folder = post_feedback();
   std::string bytes(8 << 20, '\0');
   for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * i >> 7);
-  put_file(folder / "large", bytes);
-  std::atomic<bool> removed{false};
-  std::thread remover([&] {
-    while (!removed) removed = fs::remove(folder / kArchiveFile);  // while it is being packed
-  });
-  EXPECT_EQ(wrenfall_send_report(path_to_utf8(folder).c_str(), nullptr, nullptr, nullptr, nullptr),
-            WRENFALL_ERROR_FILE);
-  remover.join();
-  EXPECT_NE(file_text(store_ / kLogFile).find(": report zip is empty (http 0)"), std::string::npos);
+  wrenfall_result result = WRENFALL_OK;
+  const auto is_told_of = [this] {
+    return file_text(store_ / kLogFile).find(": report zip is empty (http 0)") != std::string::npos;
+  };
+  // Once more when a busy machine ran the remover too late.
+  for (int round = 0; round < 5 && !is_told_of(); ++round) {
+    const fs::path folder = post_feedback();
+    put_file(folder / "large", bytes);
+    std::atomic<bool> sent{false};
+    std::thread remover([&] {  // while it is being packed
+      while (!sent && !fs::remove(folder / kArchiveFile)) std::this_thread::yield();
+    });
+    result = wrenfall_send_report(path_to_utf8(folder).c_str(), nullptr, nullptr, nullptr, nullptr);
+    sent = true;
+    remover.join();
+    fs::remove_all(folder);
+  }
+  EXPECT_EQ(result, WRENFALL_ERROR_FILE);
+  EXPECT_TRUE(is_told_of());
 }
 
 TEST_F(LifecycleTest, FeedbackIsWrittenInThisForm) {
