@@ -36,8 +36,8 @@ TEST(PendingReports, KnowARecordByItsTime) {
   } rows[] = {{3600, 3600, false}, {3600, 3599, true}, {0, 0, true}};
   const TempDir dir;
   const fs::path record = dir.add("a report/WrenfallCrashData.json", "{}");
-  const auto now = fs::file_time_type::clock::now();
   for (const auto& row : rows) {
+    const auto now = fs::file_time_type::clock::now();
     PendingReports pending(dir.path());
     put_file(record, "{}");
     fs::last_write_time(record, now - std::chrono::seconds(row.age_seconds));
