@@ -52,7 +52,7 @@ python3 tools/crash_service/crash_service.py --dir "$work/service" --build build
   --ready-file "$work/ready" --lifetime $lifetime >"$work/service.log" 2>&1 &
 service_pid=$!
 set +m
-for _ in $(seq 100); do
+for _ in $(seq 600); do
   [ -e "$work/ready" ] && break
   kill -0 "$service_pid" 2>/dev/null || fail "the service did not start: $(tail -n 1 "$work/service.log")"
   sleep 0.1
