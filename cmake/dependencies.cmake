@@ -1,7 +1,8 @@
 # The dependencies: the installed package where there is one, otherwise the stand-in from fallback/ if there is one.
 
 # Takes the package NAME with the target TARGET, or the stand-in of that name, as the cache variable SWITCH says. A package
-# that is asked for, by the switch or by its folder, is never replaced by the stand-in.
+# that is asked for, by the switch or by its folder, is never replaced by the stand-in, and neither is one that is there
+# but cannot be used. One whose version file refuses it, as one for another machine does, counts as not there.
 function(wrenfall_dependency name target switch)
   set(${switch} auto CACHE STRING "Where ${name} comes from: auto, installed, or fallback (the stand-in)")
   set_property(CACHE ${switch} PROPERTY STRINGS auto installed fallback)
@@ -21,6 +22,13 @@ function(wrenfall_dependency name target switch)
     endif()
     set_target_properties(${package_target} PROPERTIES SYSTEM ON)
     message(STATUS "Dependency ${name}: installed (${${name}_DIR})")
+  elseif(NOT ${switch} STREQUAL "fallback" AND ${name}_DIR)
+    set(why "${${name}_NOT_FOUND_MESSAGE}")
+    if(NOT why)
+      set(why "Its configuration file makes no target ${target}.")
+    endif()
+    message(FATAL_ERROR "The package ${name} is installed (${${name}_CONSIDERED_CONFIGS}), but cannot be used. ${why} "
+                        "Repair it, or configure with -D${switch}=fallback.")
   elseif(${switch} STREQUAL "installed" OR asked_for)
     message(FATAL_ERROR "The package ${name} was asked for, but is not found. Install it (vcpkg install ${name}) and name "
                         "where it is, for example with -DCMAKE_PREFIX_PATH=<folder> or -D${name}_DIR=<folder of "

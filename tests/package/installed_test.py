@@ -46,11 +46,15 @@ class InstalledTest(unittest.TestCase):
         self.assertIn("100% tests passed, 0 tests failed out of 2", output)
 
     def test_refused(self):
-        """What is asked for and is not there is not replaced."""
+        """What is asked for and is not there, or is there and cannot be used, is not replaced."""
         (self.package / "tools" / "crashpad" / "crashpad_handler.exe").unlink()
+        broken = self.folder / "broken"
+        broken.mkdir()
+        (broken / "miniz-config.cmake").write_text("include(CMakeFindDependencyMacro)\nfind_dependency(nothing)\n")
         for option, error in (("-DWRENFALL_CRASHPAD=installed", "package crashpad was asked for, but is not found"),
                               ("-DWRENFALL_MINIZ=installed", "package miniz was asked for, but is not found"),
                               ("-Dcrashpad_DIR=/nowhere", "package crashpad was asked for, but is not found"),
+                              (f"-DCMAKE_PREFIX_PATH={broken}", "because dependency nothing could not be found"),
                               (f"-DCMAKE_PREFIX_PATH={self.package}", "no tools/crashpad/crashpad_handler.exe"),
                               ("-DWRENFALL_MINIZ=maybe", "must be auto, installed or fallback")):
             with self.subTest(option=option), self.assertRaises(AssertionError) as failure:
