@@ -14,6 +14,7 @@
 
 WRENFALL_IMPORT(CreateProcessW);
 WRENFALL_IMPORT(SetEvent);
+WRENFALL_IMPORT(SetInformationJobObject);
 
 namespace {
 
@@ -102,11 +103,20 @@ BOOL WINAPI note_start(LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTE
   return FALSE;
 }
 
-TEST(HandlerProcess, GetsNoneOfTheStandardHandles) {
+DWORD job_flags = 0;
+
+BOOL WINAPI note_job(HANDLE, JOBOBJECTINFOCLASS, void* limits, DWORD) {
+  job_flags = static_cast<JOBOBJECT_BASIC_LIMIT_INFORMATION*>(limits)->LimitFlags;
+  return TRUE;
+}
+
+TEST(HandlerProcess, GetsNoStandardHandlesAndAJobThatItsChildrenLeave) {
   const wrenfall::ImportHook hook(__imp_CreateProcessW, &note_start);
+  const wrenfall::ImportHook job_hook(__imp_SetInformationJobObject, &note_job);
   const ScopedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   EXPECT_FALSE(start_handler_process(L"handler", L"", {event.get()}));
   EXPECT_FALSE(gets_handles);
+  EXPECT_EQ(job_flags, DWORD{JOB_OBJECT_LIMIT_BREAKAWAY_OK | JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK});
 }
 
 }  // namespace

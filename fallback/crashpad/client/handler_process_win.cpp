@@ -50,9 +50,11 @@ class ScopedJob {
  private:
   bool end_process_with_job(bool end) {
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
-    // Its children are not the job's: a program that starts them may end before they do.
-    limits.BasicLimitInformation.LimitFlags =
-        JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK | (end ? JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE : 0U);
+    // Its children are not the job's: a program that starts them may end before they do. A child that
+    // is to leave the client's jobs as well (CREATE_BREAKAWAY_FROM_JOB) needs this job's leave too.
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_BREAKAWAY_OK |
+                                              JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK |
+                                              (end ? JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE : 0U);
     return SetInformationJobObject(job_.get(), JobObjectExtendedLimitInformation, &limits,
                                    sizeof(limits)) != FALSE;
   }
