@@ -19,6 +19,13 @@ fs::path find_companion(const char* executable) {
   return {};
 }
 
+bool starts_with(const fs::path& path, std::string_view start) {
+  return path_to_utf8(fs::path(path).make_preferred()).rfind(start, 0) == 0;
+}
+
+// MinGW's library takes "\\server\share" for a path of the current drive, and so it does with "\\?\C:".
+constexpr std::string_view kServerStart = R"(\\)";
+
 }  // namespace
 
 std::string sanitize_path_component(std::string_view text) {
@@ -32,14 +39,19 @@ std::string sanitize_path_component(std::string_view text) {
 }
 
 fs::path absolute_path(const fs::path& path) {
-  if (path.empty() || path.is_absolute()) return path;
+  if (path.empty()) return path;
+  const bool is_complete = path.is_absolute() || starts_with(path, kServerStart);
   std::error_code error;
-  fs::path absolute = fs::absolute(path, error);
+  const fs::path absolute = is_complete ? path : fs::absolute(path, error);
   return error ? path : absolute;
 }
 
 fs::path plain_path(const fs::path& path) {
-  const fs::path plain = absolute_path(path).lexically_normal();
+  const fs::path absolute = absolute_path(path);
+  fs::path plain = absolute.lexically_normal();
+  if (starts_with(absolute, kServerStart) && !starts_with(plain, kServerStart)) {
+    plain = fs::path::string_type(1, fs::path::preferred_separator) + plain.native();
+  }
   return plain.has_filename() ? plain : plain.parent_path();
 }
 

@@ -5,6 +5,7 @@
 #include <shellapi.h>
 #include <shlobj.h>
 
+#include <array>
 #include <chrono>
 #include <cwchar>
 #include <filesystem>
@@ -47,6 +48,18 @@ TEST(PathsWin, DefaultStoreLiesInTheLocalData) {
   wchar_t variable[MAX_PATH] = {};
   GetEnvironmentVariableW(L"LOCALAPPDATA", variable, MAX_PATH);
   EXPECT_EQ(base, variable);
+}
+
+TEST(PathsWin, SaysWhatPathsMean) {
+  // A path, the absolute one, and the plain one.
+  for (const auto& [given, absolute, plain] : std::vector<std::array<std::wstring, 3>>{
+           {L"C:/a. /store", L"C:/a. /store", L"C:\\a. \\store"},
+           {L"C:\\a\\..", L"C:\\a\\..", L"C:\\"},
+           {L"//server/share\\a", L"//server/share\\a", L"\\\\server\\share\\a"},
+           {L"\\\\?\\C:\\a", L"\\\\?\\C:\\a", L"\\\\?\\C:\\a"}}) {
+    EXPECT_EQ(absolute_path(given).native(), absolute);
+    EXPECT_EQ(plain_path(given).native(), plain);
+  }
 }
 
 HRESULT WINAPI no_known_folder(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
