@@ -206,7 +206,8 @@ WRENFALL_API wrenfall_options* wrenfall_options_new(const char* database, const 
 WRENFALL_API void wrenfall_options_free(wrenfall_options* options);
 
 /** The folder for reports and the log. NULL or empty, the default, is
- * `<local application data>\Wrenfall\<application>-<version>`. */
+ * `<local application data>\Wrenfall\<application>-<version>`. Blanks and dots at the end of either
+ * are dropped, as Windows does with the last name of a path. */
 WRENFALL_API void wrenfall_options_set_store_dir(wrenfall_options* options, const char* value);
 
 /** The path of WrenfallMonitor.exe. NULL or empty, the default, looks for it beside the host's

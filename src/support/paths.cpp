@@ -25,6 +25,7 @@ bool starts_with(const fs::path& path, std::string_view start) {
 
 // MinGW's library takes "\\server\share" for a path of the current drive, and so it does with "\\?\C:".
 constexpr std::string_view kServerStart = R"(\\)";
+constexpr std::string_view kExtendedStart = R"(\\?\)";
 
 }  // namespace
 
@@ -42,8 +43,12 @@ fs::path absolute_path(const fs::path& path) {
   if (path.empty()) return path;
   const bool is_complete = path.is_absolute() || starts_with(path, kServerStart);
   std::error_code error;
-  const fs::path absolute = is_complete ? path : fs::absolute(path, error);
-  return error ? path : absolute;
+  fs::path absolute = is_complete ? path : fs::absolute(path, error);
+  if (error) absolute = path;
+  if (starts_with(absolute, kExtendedStart)) return absolute;
+  const auto name = without_dropped_end(absolute.filename().native());
+  if (!name.empty()) absolute.replace_filename(name);
+  return absolute;
 }
 
 fs::path plain_path(const fs::path& path) {
@@ -60,7 +65,7 @@ fs::path default_stores_dir() { return local_data_dir() / "Wrenfall"; }
 fs::path default_store_dir(std::string_view application, std::string_view version) {
   const std::string leaf =
       sanitize_path_component(application) + "-" + sanitize_path_component(version);
-  return default_stores_dir() / utf8_to_path(leaf);
+  return default_stores_dir() / utf8_to_path(without_dropped_end(leaf));
 }
 
 fs::path find_monitor_exe() { return find_companion(kMonitorExecutable); }

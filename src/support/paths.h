@@ -16,8 +16,17 @@ inline constexpr char kWerModule[] = "WrenfallWer.dll";
 // replaced by an underscore.
 std::string sanitize_path_component(std::string_view text);
 
-// What a relative path means from the current folder. Any other path, an empty one, and one for which
-// the system cannot say it, as it is.
+// The name without the blanks and dots at its end. Windows drops them from the last name of a path
+// alone, so that a folder is made without them, and is not found in the paths of its files.
+template <typename String>
+String without_dropped_end(String name) {
+  while (!name.empty() && (name.back() == ' ' || name.back() == '.')) name.pop_back();
+  return name;
+}
+
+// The path as the system understands it: a relative one counts from the current folder, if that is
+// known, and blanks and dots at the end are dropped. An empty path stays as it is, and so does a last
+// name of nothing else (".."), or one in a path like "\\?\C:\folder ", whose end belongs to the name.
 std::filesystem::path absolute_path(const std::filesystem::path& path);
 
 // The absolute path without ".", ".." and a separator at the end, so that one folder has one name

@@ -45,6 +45,7 @@ TEST(PathsWin, DefaultStoreLiesInTheLocalData) {
   EXPECT_EQ(default_store_dir("My:App/é 試", "1.0"),
             base / L"Wrenfall" / L"My_App_\u00E9 \u8A66-1.0");
   EXPECT_EQ(default_store_dir("", ""), base / "Wrenfall" / "-");
+  EXPECT_EQ(default_store_dir("App", "1.0. "), base / "Wrenfall" / "App-1.0");
   wchar_t variable[MAX_PATH] = {};
   GetEnvironmentVariableW(L"LOCALAPPDATA", variable, MAX_PATH);
   EXPECT_EQ(base, variable);
@@ -53,10 +54,10 @@ TEST(PathsWin, DefaultStoreLiesInTheLocalData) {
 TEST(PathsWin, SaysWhatPathsMean) {
   // A path, the absolute one, and the plain one.
   for (const auto& [given, absolute, plain] : std::vector<std::array<std::wstring, 3>>{
-           {L"C:/a. /store", L"C:/a. /store", L"C:\\a. \\store"},
+           {L"C:/a. /store. ", L"C:/a. /store", L"C:\\a. \\store"},
            {L"C:\\a\\..", L"C:\\a\\..", L"C:\\"},
-           {L"//server/share\\a", L"//server/share\\a", L"\\\\server\\share\\a"},
-           {L"\\\\?\\C:\\a", L"\\\\?\\C:\\a", L"\\\\?\\C:\\a"}}) {
+           {L"//server/share\\a. ", L"//server/share\\a", L"\\\\server\\share\\a"},
+           {L"\\\\?\\C:\\a. ", L"\\\\?\\C:\\a. ", L"\\\\?\\C:\\a. "}}) {
     EXPECT_EQ(absolute_path(given).native(), absolute);
     EXPECT_EQ(plain_path(given).native(), plain);
   }

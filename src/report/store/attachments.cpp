@@ -24,8 +24,7 @@ constexpr size_t kMaxNameBytes = 255;
 // The system drops blanks and dots at the end of a name, and takes a colon for the name of a stream
 // within the file.
 std::string clean_name(std::string_view name) {
-  std::string clean = sanitize_path_component(name);
-  clean.erase(clean.find_last_not_of(". ") + 1);
+  std::string clean = without_dropped_end(sanitize_path_component(name));
   return clean.empty() ? "attachment" : clean;
 }
 
