@@ -57,7 +57,7 @@ json dump_json(const ReportDetails& details) {
   const minidump::DumpFacts& facts = *details.dump;
   dump["timeStamp"] = facts.time_stamp;
   dump["exceptionCode"] = nullptr;
-  if (facts.crash_code) dump["exceptionCode"] = hex_code(*facts.crash_code);
+  if (const auto code = facts.real_exception_code()) dump["exceptionCode"] = hex_code(*code);
   dump["reportId"] = facts.annotations.report_id;
   dump["startupAnnotations"] = facts.annotations.startup;
   dump["liveAnnotations"] = facts.annotations.live;

@@ -88,8 +88,8 @@ std::string section(const std::string& title, const Rows& rows) {
 
 std::string dump_text(const minidump::DumpFacts& dump) {
   std::string text = "Dump\n";
-  if (dump.crash_code) {
-    text += table({{"  exception", hex_code(*dump.crash_code)}});
+  if (const auto code = dump.real_exception_code()) {
+    text += table({{"  exception", hex_code(*code)}});
   } else {
     text += "  no exception\n";
   }

@@ -34,6 +34,9 @@ struct DumpException {
   uint32_t code = 0;
   uint64_t address = 0;
   DumpLocation registers;
+
+  // Of a dump on demand: the code and the address are not of an exception, the rest is true.
+  bool is_simulated() const { return code == kSimulatedExceptionCode; }
 };
 
 // What a dump holds of the process that it is of: what is needed to look at its stacks.

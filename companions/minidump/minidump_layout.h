@@ -12,6 +12,10 @@ namespace wrenfall::minidump {
 // Copies `size` bytes at `offset` of a file to `buffer`; true only when it copied all of them.
 using ReadAt = std::function<bool(uint64_t offset, void* buffer, size_t size)>;
 
+// The exception code that the client library gives to a dump on demand, which has no exception. Every other
+// code is that of a real one.
+inline constexpr uint32_t kSimulatedExceptionCode = 0x0517A7ED;
+
 // A place in a dump. The offset counts from the start of the file.
 struct DumpLocation {
   uint32_t size = 0;

@@ -11,10 +11,15 @@ namespace wrenfall::minidump {
 
 // What the companions need to know of a dump.
 struct DumpFacts {
-  uint32_t time_stamp = 0;  // seconds since 1970-01-01 UTC, 0 when the dump does not say
-  uint64_t type_flags = 0;  // MINIDUMP_TYPE (minidumpapiset.h)
-  std::optional<uint32_t> crash_code;
+  uint32_t time_stamp = 0;             // seconds since 1970-01-01 UTC, 0 when the dump does not say
+  uint64_t type_flags = 0;             // MINIDUMP_TYPE (minidumpapiset.h)
+  std::optional<uint32_t> crash_code;  // a dump on demand has one, too
   DumpAnnotations annotations;
+
+  // The code of a real exception.
+  std::optional<uint32_t> real_exception_code() const {
+    return crash_code == kSimulatedExceptionCode ? std::nullopt : crash_code;
+  }
 };
 
 // Reads a minidump of `size` bytes. Nothing when the file is no minidump, is cut short, or contradicts

@@ -19,10 +19,6 @@
 namespace wrenfall::monitor {
 namespace {
 
-// The exception code that the client library gives to dumps on demand. Every other code is that of a
-// real exception.
-constexpr uint32_t kSimulatedExceptionCode = 0x0517A7ED;
-
 std::string find_text(const std::map<std::string, std::string>& texts, const char* key) {
   const auto found = texts.find(key);
   return found == texts.end() ? std::string() : found->second;
@@ -45,9 +41,7 @@ const char* written_dump_type(uint64_t flags) {
 std::string kind_of(const minidump::DumpFacts& facts) {
   // A process may crash while a dump of another kind is being taken; both dumps then carry the mark
   // of that kind.
-  if (facts.crash_code && *facts.crash_code != kSimulatedExceptionCode) {
-    return kReportKindCrash;
-  }
+  if (facts.real_exception_code()) return kReportKindCrash;
   std::string kind = value_of(facts.annotations, annotation::kReportKind);
   if (!kind.empty()) return kind;
   // A shutdown during a capture clears the mark before the dump is written.
@@ -136,10 +130,7 @@ CrashData record_from_annotations(const minidump::DumpFacts& facts, const Record
   record.crashpadReportId = context.crashpad_report_id;
   record.attachments = context.attachments;
   record.crashTime = facts.time_stamp == 0 ? context.now : iso_text(utc_time(facts.time_stamp));
-  // A dump on demand has an exception code too, but no exception.
-  if (record.reportKind == kReportKindCrash && facts.crash_code) {
-    record.signalOrExceptionCode = hex_code(*facts.crash_code);
-  }
+  if (const auto code = facts.real_exception_code()) record.signalOrExceptionCode = hex_code(*code);
   if (record.reportKind == kReportKindHang) fill_hang_facts(facts.annotations, record);
   set_platform(context.platform, record);
   note_dropped(context.dropped_before, record);

@@ -43,7 +43,7 @@ class StackReader {
   StackReport read() {
     report_.dump = path_to_utf8(request_.dump);
     report_.warnings = snapshot_.warnings;
-    if (snapshot_.exception) {
+    if (snapshot_.exception && !snapshot_.exception->is_simulated()) {
       report_.exception = {snapshot_.exception->code, snapshot_.exception->address,
                            snapshot_.exception->thread_id};
     }

@@ -49,8 +49,8 @@ struct StackReport {
     uint32_t thread_id = 0;
   };
 
-  std::string dump;  // the path of its file
-  std::optional<Exception> exception;
+  std::string dump;                    // the path of its file
+  std::optional<Exception> exception;  // nothing for a hang or a capture
   std::vector<ThreadStack> threads;
   std::vector<StackModule> modules;
   std::vector<std::string> warnings;  // one sentence each

@@ -110,6 +110,10 @@ class StackTest(EndToEndTest):
         functions = [frame["function"] for frame in self.calls(stack)]
         self.assertIn("hang", functions)
         self.assertIn("RtlUserThreadStart", functions)
+        self.assertIsNone(stack["exception"])
+        shown = ("show", "--latest", "--stack", "--store", windows_path(self.store))
+        self.assertIsNone(json.loads(self.ctl(*shown, "--json")[0])["dump"]["exceptionCode"])
+        self.assertEqual(["  no exception"], [line for line in self.ctl(*shown)[0].splitlines() if "xception" in line])
         everything = self.stack(self.only_report(), "--all")
         self.assertEqual(stack["threads"], everything["threads"][:1])
         self.assertGreater(len(everything["threads"]), 2)

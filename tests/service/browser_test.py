@@ -12,7 +12,7 @@ import time
 import unittest
 from pathlib import Path
 
-from samples import HOSTILE, Client, make_dump, make_zip, structured
+from samples import HOSTILE, ON_DEMAND, Client, make_dump, make_zip, structured
 from web_driver import WebDriver
 
 from crash_service import CrashService
@@ -25,7 +25,7 @@ CRUMBS = json.dumps([
         ("DEBUG", "ui", "tool: brush, 240 px"), ("WARN", "memory", "undo history is cut to 64 steps"),
         ("ERROR", "filter", "layer 3 has no tiles")))])
 DUMP = {"minidump_dmp": make_dump(wrenfall__sdkVersion="9.0.0-dev"), "breadcrumbs_json": CRUMBS, "paint_log": "09:41:02 brush 240 px\n"}
-HANG = {"minidump_dmp": make_dump(wrenfall__reportKind="hang", wrenfall__hangThread="main", wrenfall__hangDurationMs=7400)}
+HANG = {"minidump_dmp": make_dump(ON_DEMAND, wrenfall__reportKind="hang", wrenfall__hangThread="main", wrenfall__hangDurationMs=7400)}
 OVERFLOW = {"minidump_dmp": make_dump(code=0xC00000FD, offset=0x1FFE0, modules=("codec.dll", "paint.exe"))}
 STRUCTURED = {"wfCrashReport_json": structured(), "breadcrumbs_json": CRUMBS, "layers_json": "{}"}
 FEEDBACK = {"feedback_json": json.dumps({"title": "Colour picker", "description": "Please keep the last ten colours."})}

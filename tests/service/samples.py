@@ -41,6 +41,9 @@ def make_form(names=FORM_FIELDS, **values):
     return ("".join(parts) + f"--{BOUNDARY}--\r\n").encode()
 
 
+ON_DEMAND = 0x0517A7ED  # the exception code of hangs and captures
+
+
 def make_dump(code=0xC0000005, offset=0x8252, modules=("paint.exe", "ntdll.dll"), names=("main", "worker"), **live):
     """A dump with threads, modules, an exception in the first of each, and live annotations ("__" is a dot)."""
     data = bytearray(32)

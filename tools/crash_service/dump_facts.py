@@ -40,12 +40,13 @@ def read_dump(data: bytes) -> Facts:
 
 
 def _read_exception(dump: Minidump, facts: Facts) -> None:
+    """A dump on demand has none: its address is the place that asked for the dump."""
+    code = dump.real_exception_code
+    if code is None:
+        return
+    facts.exception, facts.explanation = exception_text(code, dump.exception_parameters)
     address = dump.exception_address or 0
     if address:
         module = dump.module_at(address)
         offset = f"{module.name}+0x{address - module.base:x}" if module else ""
         facts.location = offset or f"0x{address:016x}"
-    if facts.kind == "crash" and dump.exception_code is not None:
-        facts.exception, facts.explanation = exception_text(
-            dump.exception_code, dump.exception_parameters
-        )

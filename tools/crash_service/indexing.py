@@ -87,11 +87,8 @@ def _stack_key(index: ReportIndex, ids: Dict[str, Any], signature: str) -> int:
 
 
 def _usual_place(facts: Facts) -> str:
-    """Where it happened, as far as the report says without a stack. The address at which a hung
-    thread was met says little."""
-    if facts.kind != "hang":
-        return facts.location
-    return f"Thread {facts.hung_thread}" if facts.hung_thread else ""
+    """Where it happened, as far as the report says without a stack."""
+    return f"Thread {facts.hung_thread}" if facts.hung_thread else facts.location
 
 
 def _hang_text(facts: Facts) -> str:

@@ -18,6 +18,7 @@ SYSTEM_STREAM = 7
 THREAD_NAMES_STREAM = 24
 ANNOTATION_STREAM = 0x43500001
 
+_SIMULATED_CODE = 0x0517A7ED  # of a dump on demand; every other code is that of a real exception
 _SIGNATURE = b"MDMP"
 _VERSION = 0xA793
 _THREAD_SIZE = 48
@@ -120,6 +121,11 @@ class Minidump:
         return {item.name: item.value for item in reversed(self.annotations)}
 
     @property
+    def real_exception_code(self) -> Optional[int]:
+        """The exception's code; None for a dump on demand, whose exception never happened."""
+        return None if self.exception_code == _SIMULATED_CODE else self.exception_code
+
+    @property
     def module_names(self) -> List[str]:
         """The modules' paths, in the dump's order."""
         return [module.path for module in self.modules]
@@ -133,7 +139,7 @@ class Minidump:
 
     def as_dict(self) -> Dict[str, Any]:
         """The contents for printing or JSON."""
-        code = self.exception_code
+        code = self.real_exception_code
         return {
             "streams": [stream.type for stream in self.streams],
             "exceptionCode": None if code is None else f"{code:#010x}",
