@@ -75,6 +75,10 @@ KINDS = (
       "my words", "attr.x")),
     ("1", {"minidump_dmp": make_dump(**HANG)}, {}, ("hang", "Silent for 6.7 s", "Thread main"), ("paint.exe",)),
     ("1", {"minidump_dmp": make_dump(wrenfall__reportKind="capture", code=ON_DEMAND)}, {}, ("capture", "", ""), ()),
+    # A capture whose mark was cleared before it was written, and a crash while a hang was being reported.
+    ("1", {"minidump_dmp": make_dump(ON_DEMAND)}, {}, ("capture", "", ""), ()),
+    ("1", {"minidump_dmp": make_dump(**{**HANG, "code": 0xC0000094})}, {},
+     ("crash", "0xC0000094 Integer division by zero", "paint.exe+0x8252"), ()),
     # An attachment with the name of another kind's main file.
     ("21", {"minidump_dmp": make_dump(), "wfCrashReport_json": structured()}, {},
      ("structured", "0xC0000005 Access violation", "FilterBrush::apply(Layer&, float)"),

@@ -14,8 +14,7 @@ def read_dump(data: bytes) -> Facts:
     """What the dump says; its damage is in `problems`."""
     dump = Minidump(data)
     live = dump.live_annotations
-    kind = live.get("wrenfall.reportKind", "crash")
-    facts = Facts(kind=kind if kind in _KINDS else "crash", problems=list(dump.problems))
+    facts = Facts(kind=_kind_of(dump), problems=list(dump.problems))
     facts.annotations = {**dump.startup_annotations, **live}
     if facts.kind == "hang":
         facts.hung_thread = live.get("wrenfall.hangThread", "")
@@ -37,6 +36,16 @@ def read_dump(data: bytes) -> Facts:
         for module in dump.modules
     ]
     return facts
+
+
+def _kind_of(dump: Minidump) -> str:
+    """A process may crash while a dump of another kind is being taken; both dumps then carry the
+    mark of that kind. A dump on demand may have lost its mark, when the process shut down."""
+    if dump.real_exception_code is not None:
+        return "crash"
+    usual = "crash" if dump.exception_code is None else "capture"
+    kind = dump.live_annotations.get("wrenfall.reportKind", usual)
+    return kind if kind in _KINDS else usual
 
 
 def _read_exception(dump: Minidump, facts: Facts) -> None:
