@@ -331,7 +331,7 @@ class CrashServiceTest(unittest.TestCase):
         runs, loader = self.directory / "runs", self.directory / "loader"
         loader.write_text(f"#!{sys.executable}\nimport sys, time\nopen({str(runs)!r}, 'a').write(' '.join(sys.argv[2:]) + '\\n')\n"
                           f"assert open(sys.argv[-1][2:].replace(chr(92), '/'), 'rb').read(4) == b'MDMP'\n"
-                          f"time.sleep(SECONDS)\nprint({document!r})\n")
+                          f"time.sleep(SECONDS)\nprint('{{\"\": \"' + 'x' * (17 << 20) + '\", ' + {document[1:]!r})\n")
         script = loader.read_text()
         loader.chmod(0o755)
         place = f"{HOSTILE}?{'x' * 1000}"[:400]

@@ -24,7 +24,7 @@ from report_index import ReportIndex
 
 _LIMIT_SECONDS = 60.0
 _POLL_SECONDS = 0.05
-_MAX_DOCUMENT = 8 << 20
+_MAX_DOCUMENT = 32 << 20  # wrenfallctl itself cuts the stacks before that
 _MAX_DUMP = 1 << 30
 _MAX_COMPLAINT = 2000
 _WINE_PLACES = ("/usr/lib/wine/wine64", "wine64", "wine")
