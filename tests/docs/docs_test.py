@@ -75,6 +75,16 @@ class DocsTest(unittest.TestCase):
         for page in PAGES[1:]:
             self.assertIn(f"({page.relative_to(ROOT).as_posix()}", readme, "linked from the README")
 
+    def test_names_of_the_interface(self):
+        """Every function, type, constant and CMake variable that a page names is in a header or in what CMake reads."""
+        name = r"(?<![\w/.-])(?:wrenfall|WRENFALL)_\w+(?!\w*\.\w)"
+        sources = [*ROOT.glob("include/**/*.h*"), *ROOT.glob("*/**/CMakeLists.txt"), *ROOT.glob("cmake/*"), ROOT / "CMakeLists.txt"]
+        known = {one for file in sources for one in re.findall(r"\b(?:wrenfall|WRENFALL)_\w+", file.read_text("utf-8"))}
+        pages = [ROOT / "README.md", *(ROOT / "docs").glob("*.md")]
+        named = {(page.name, one) for page in pages for one in re.findall(name, page.read_text("utf-8"))}
+        self.assertEqual([], sorted((page, one) for page, one in named if one not in known))
+        self.assertGreater(len(named), 200)
+
     @unittest.skipIf(sys.platform == "win32", "the commands are those for Debian")
     def test_readme_commands(self):
         lines = [line.split("#")[0].strip() for block in code_blocks(ROOT / "README.md", "sh")
