@@ -60,6 +60,10 @@ class StackReader {
            " in the build that crashed was not found: its callers were searched for on the stack. "
            "--symbols names the folder of such files.");
     }
+    for (const std::string& name : symbols_.unmatched()) {
+      warn("The debug information that was found for " + name +
+           " is of another build and was not used. --symbols names the folder of such files.");
+    }
     if (frames_are_cut_) warn("There are too many frames: the last stacks are cut short.");
     if (!memory_.left_out().empty()) {
       warn("The files of " + std::to_string(memory_.left_out().size()) +

@@ -64,6 +64,21 @@ void set_line(const IMAGEHLP_LINEW64& line, StackFrame& frame) {
   frame.line = line.LineNumber;
 }
 
+SymbolKind kind_of_type(SYM_TYPE type) {
+  switch (type) {
+    case SymPdb:
+    case SymDia:
+    case SymCv:
+    case SymCoff:
+    case SymSym:
+      return SymbolKind::kFull;
+    case SymExport:
+      return SymbolKind::kExports;
+    default:
+      return SymbolKind::kNone;
+  }
+}
+
 }  // namespace
 
 ModuleSymbols::ModuleSymbols(const DebugHelp& debug_help, HANDLE process,
@@ -148,18 +163,13 @@ SymbolKind ModuleSymbols::load_from(const DumpModule& module, const fs::path& fi
   IMAGEHLP_MODULEW64 info{};
   info.SizeOfStruct = sizeof info;
   if (!debug_help_.module_info(process_, module.base, &info)) return SymbolKind::kNone;
-  switch (info.SymType) {
-    case SymPdb:
-    case SymDia:
-    case SymCv:
-    case SymCoff:
-    case SymSym:
-      return SymbolKind::kFull;
-    case SymExport:
-      return SymbolKind::kExports;
-    default:
-      return SymbolKind::kNone;
-  }
+  const SymbolKind kind = kind_of_type(info.SymType);
+  if (!info.PdbUnmatched && !info.DbgUnmatched) return kind;
+  unmatched_.insert(module.name());
+  if (kind != SymbolKind::kFull) return kind;
+  // The debug information of another build gives other functions' names.
+  debug_help_.unload_module(process_, module.base);
+  return SymbolKind::kNone;
 }
 
 void ModuleSymbols::describe(const DumpModule& module, uint64_t lookup,

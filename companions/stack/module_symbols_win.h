@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,9 @@ class ModuleSymbols {
 
   SymbolKind kind_of(const minidump::DumpModule& module) const;
 
+  // The names of the modules for which only debug information of another build was found so far.
+  const std::set<std::string>& unmatched() const { return unmatched_; }
+
  private:
   std::filesystem::path search_servers(const minidump::DumpModule& module);
   std::filesystem::path find_debug_file(const std::filesystem::path& image) const;
@@ -52,6 +56,7 @@ class ModuleSymbols {
   bool initialized_ = false;
   std::map<uint64_t, std::filesystem::path> images_;  // by the module's base
   std::map<uint64_t, SymbolKind> kinds_;              // of modules whose symbols were looked for
+  std::set<std::string> unmatched_;
 };
 
 }  // namespace wrenfall::stack
