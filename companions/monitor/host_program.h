@@ -13,10 +13,11 @@ namespace wrenfall::monitor {
 struct HostProgram {
   std::filesystem::path program;
   std::filesystem::path::string_type command_line;
+  std::filesystem::path folder;  // in which the command line names other files
 };
 
-// Read while the process runs. A part that the system does not tell is empty, and so is a command line
-// that is too long for another one to hold.
+// Read while the process runs, by the monitor that it started. A part that the system does not tell is
+// empty, and so is a command line that is too long for another one to hold.
 HostProgram read_host_program(const ProcessIdentity& host);
 
 // The arguments of a reporter that is started on that folder.

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "monitor/host_program.h"
@@ -57,6 +58,9 @@ HostProgram read_host_program(const ProcessIdentity& host) {
     found.program = program.substr(0, length);
   }
   found.command_line = read_command_line(process.get());
+  // That of the host when it started this process. A later one of the host may be of its own choice.
+  std::error_code unknown;
+  found.folder = std::filesystem::current_path(unknown);
   return found;
 }
 
@@ -67,6 +71,7 @@ std::vector<std::filesystem::path> reporter_arguments(const std::filesystem::pat
   arguments.insert(arguments.end(), {L"--program", host.program});
   if (!host.command_line.empty()) {
     arguments.insert(arguments.end(), {L"--restart", host.command_line});
+    if (!host.folder.empty()) arguments.insert(arguments.end(), {L"--restart-in", host.folder});
   }
   return arguments;
 }

@@ -43,6 +43,7 @@ constexpr char kHelp[] =
     "user did not want it sent now, else the wrenfall_result that says why not.\n"
     "  --program EXE      the application that the report is of, whose icon the dialog shows\n"
     "  --restart COMMAND  its command line, with which the dialog can start it again\n"
+    "  --restart-in DIR   the folder that it is started in, else that of EXE\n"
     "  --ask STORE        asks about all reports in that folder that wait for the user's answer\n"
     "  --help, --version  print this text or the version\n";
 
@@ -156,7 +157,8 @@ int serve(const fs::path& folder, const ReporterOptions& options, Logger& logger
   if (!load(folder, record)) return refuse_folder(folder, logger);
   const std::string policy = known_upload_policy(record.uploadPolicy);
   return Reporter(folder.parent_path(), policy, logger)
-      .run(folder, {utf8_to_path(options.program), options.command_line});
+      .run(folder, {utf8_to_path(options.program), options.command_line,
+                    utf8_to_path(options.start_folder)});
 }
 
 int ask(const fs::path& store, const ReporterOptions&, Logger& logger) {

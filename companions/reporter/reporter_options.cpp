@@ -1,6 +1,17 @@
 #include "reporter/reporter_options.h"
 
 namespace wrenfall::reporter {
+namespace {
+
+// Where the value of an option belongs; null for what is no option with a value.
+std::string* value_of(const std::string& argument, ReporterOptions& options) {
+  if (argument == "--program") return &options.program;
+  if (argument == "--restart") return &options.command_line;
+  if (argument == "--restart-in") return &options.start_folder;
+  return nullptr;
+}
+
+}  // namespace
 
 ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments) {
   ReporterOptions options;
@@ -14,12 +25,12 @@ ReporterOptions parse_reporter_options(const std::vector<std::string>& arguments
       options.request = ReporterOptions::Request::kVersion;
       return options;
     }
-    if (argument == "--program" || argument == "--restart") {
+    if (std::string* const value = value_of(argument, options)) {
       if (i + 1 == arguments.size()) {
         options.error = "no value for " + argument;
         break;
       }
-      (argument == "--program" ? options.program : options.command_line) = arguments[++i];
+      *value = arguments[++i];
     } else if (argument == "--ask") {
       options.request = ReporterOptions::Request::kAsk;
     } else if (!argument.empty() && argument.front() == '-') {

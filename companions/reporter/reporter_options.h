@@ -17,6 +17,7 @@ struct ReporterOptions {
   // Of the application that the report is of, where they are known; in UTF-8.
   std::string program;
   std::string command_line;
+  std::string start_folder;
 };
 
 // `arguments` without the program's name.

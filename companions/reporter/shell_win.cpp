@@ -33,6 +33,21 @@ bool open(HWND owner, const std::wstring& target) {
   return reinterpret_cast<INT_PTR>(result) > kLargestShellError;
 }
 
+bool start_in(const std::filesystem::path& folder, const ApplicationStart& application) {
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process{};
+  std::wstring command_line = utf8_to_wide(application.command_line);
+  if (!CreateProcessW(system_path(application.program).c_str(), command_line.data(), nullptr,
+                      nullptr, FALSE, CREATE_DEFAULT_ERROR_MODE, nullptr,
+                      system_path(folder).c_str(), &startup, &process)) {
+    return false;
+  }
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  return true;
+}
+
 }  // namespace
 
 bool open_folder(HWND owner, const std::filesystem::path& folder) {
@@ -69,19 +84,8 @@ bool open_web_page(HWND owner, const std::string& address) {
 }
 
 bool start_application(const ApplicationStart& application) {
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process{};
-  std::wstring command_line = utf8_to_wide(application.command_line);
-  const std::wstring folder = system_path(application.program.parent_path());
-  if (!CreateProcessW(system_path(application.program).c_str(), command_line.data(), nullptr,
-                      nullptr, FALSE, CREATE_DEFAULT_ERROR_MODE, nullptr, folder.c_str(), &startup,
-                      &process)) {
-    return false;
-  }
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
-  return true;
+  return (!application.folder.empty() && start_in(application.folder, application)) ||
+         start_in(application.program.parent_path(), application);
 }
 
 bool has_visible_desktop() {

@@ -23,14 +23,15 @@ bool copy_text(HWND owner, const std::string& text);
 // the address with support_page_for().
 bool open_web_page(HWND owner, const std::string& address);
 
-// How the application is started: a program and its complete command line.
+// How the application is started: a program, its complete command line, and the folder to start it in.
 struct ApplicationStart {
   std::filesystem::path program;
   std::string command_line;
+  std::filesystem::path folder;  // may be empty
 };
 
-// Starts it in the program's folder, with the rights and the environment of this process, which come from
-// the application itself. False when it does not start.
+// Starts it in its folder, or where that cannot be used any more, in the program's; with the rights and the
+// environment of this process, which come from the application itself. False when it does not start.
 bool start_application(const ApplicationStart& application);
 
 // Whether this process has a desktop that a user sees; a service has none.

@@ -4,6 +4,7 @@ import json
 import os
 import subprocess
 import unittest
+from pathlib import Path
 
 from harness import (BIN, RECORD, ROOT, SERVICE_PORT, ServiceTest, end_process, processes, start_program, wait_for,
                      windows_path)
@@ -54,7 +55,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         host.crash("access-violation")
         shown = self.wait_for_window("Test Host - Problem report", DESCRIPTION)
         self.assertEqual("Test Host has stopped working", shown[HEADING])
-        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--program", "test_host.exe", "--restart")))
+        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--program", "test_host.exe", "--restart-in", windows_path(Path.cwd()))))
         self.assertRegex(shown[SHOW_FILES], r"\([\d.,]+ [KM]B\)")
         self.assertEqual("old@example.org", shown[EMAIL])
         # While the reporter asks, no other process takes the report.
@@ -332,18 +333,22 @@ class ReporterTest(DialogDriver, ServiceTest):
         theme.mkdir()
         (theme / "strings.json").write_text('{"offerRestart": true}')
         told = self.folder / "told"
-        command = f'cmd.exe /c echo again> "{windows_path(told)}"'
+        command = f'cmd.exe /c for %f in (strings.json cmd.exe) do if exist %f echo %f>> "{windows_path(told)}"'
         arguments = ("--program", r"C:\windows\system32\cmd.exe", "--restart", command)
-        for kind, keys, is_started in (("crash", ("alt+d",), False), ("crash", ("alt+r", "alt+d"), True), ("hang", ("alt+d",), False),
-                                       ("crash", ("alt+r", "alt+w", "alt+F4"), True)):
+        # What is found beside it where it is started, and the folder that it is to be started in.
+        for kind, keys, found, folder in (
+                ("crash", ("alt+d",), "", theme), ("crash", ("alt+r", "alt+d"), "strings.json", theme), ("hang", ("alt+d",), "", theme),
+                ("crash", ("alt+r", "alt+w", "alt+F4"), "cmd.exe", self.folder / "gone")):
             with self.subTest(kind=kind, keys=keys):
-                self.start_reporter(kind + keys[0], arguments, reportKind=kind, themeDir=windows_path(theme))
+                self.start_reporter(kind + keys[0], (*arguments, "--restart-in", windows_path(folder)), reportKind=kind,
+                                    themeDir=windows_path(theme))
                 shown = self.wait_for_window("Problem report", DESCRIPTION)
                 self.assertEqual(kind == "crash", RESTART in shown)
                 self.press("Problem report", *keys)
                 self.wait_for_end()
-                if is_started:
-                    wait_for(told.exists, PATIENCE, "the start")
+                if found:
+                    wait_for(lambda: told.exists() and told.read_text().endswith("\n"), PATIENCE, "the start")
+                    self.assertEqual(found, told.read_text().strip())
                     told.unlink()
                 self.assertFalse(told.exists())
 
