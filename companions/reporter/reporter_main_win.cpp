@@ -15,6 +15,7 @@
 #include "report/store/consent.h"
 #include "report/store/layout.h"
 #include "report/store/upload_policy.h"
+#include "reporter/application_start.h"
 #include "reporter/asking_rule.h"
 #include "reporter/owned_report.h"
 #include "reporter/process_context_win.h"
@@ -45,6 +46,7 @@ constexpr char kHelp[] =
     "  --restart COMMAND  its command line, with which the dialog can start it again\n"
     "  --restart-in DIR   the folder that it is started in, else that of EXE\n"
     "  --ask STORE        asks about all reports in that folder that wait for the user's answer\n"
+    "  --application NAME with --ask the application that EXE is the program of\n"
     "  --help, --version  print this text or the version\n";
 
 constexpr DWORD kPauseMs = 50;
@@ -81,7 +83,8 @@ class Reporter {
     queue_.run(first);
     return result_;
   }
-  int run_asking() {
+  int run_asking(const ApplicationStart& application) {
+    application_ = application;
     if (is_in_session_zero()) {
       logger_.warn("Nobody can be asked in session 0; the reports stay in the store");
       return result_;
@@ -126,10 +129,10 @@ class Reporter {
     const DialogTheme theme = {
         load_theme_texts(folder, locale.empty() ? ui_language() : locale, logger_),
         find_theme_logo(folder, logger_)};
-    const bool is_first = report.folder() == first_;
+    const ApplicationStart application =
+        application_of(report.record(), report.folder() == first_, application_);
     return run_report_dialog(
-        report, theme, is_first ? application_ : ApplicationStart(),
-        [this] { return queue_.count_waiting(); }, logger_);
+        report, theme, application, [this] { return queue_.count_waiting(); }, logger_);
   }
 
   // Nothing when the service cannot be reached: the other reports would fail like this one.
@@ -144,7 +147,7 @@ class Reporter {
   }
 
   fs::path first_;                // empty when it was started for none
-  ApplicationStart application_;  // that the first report is of
+  ApplicationStart application_;  // that it was started for
   const std::string policy_;  // by which it works, whatever the records of handed-over reports say
   Logger& logger_;
   int result_ = WRENFALL_OK;  // of the first failure
@@ -157,12 +160,13 @@ int serve(const fs::path& folder, const ReporterOptions& options, Logger& logger
   if (!load(folder, record)) return refuse_folder(folder, logger);
   const std::string policy = known_upload_policy(record.uploadPolicy);
   return Reporter(folder.parent_path(), policy, logger)
-      .run(folder, {utf8_to_path(options.program), options.command_line,
+      .run(folder, {record.appName, utf8_to_path(options.program), options.command_line,
                     utf8_to_path(options.start_folder)});
 }
 
-int ask(const fs::path& store, const ReporterOptions&, Logger& logger) {
-  return Reporter(store, kPolicyDialog, logger).run_asking();
+int ask(const fs::path& store, const ReporterOptions& options, Logger& logger) {
+  return Reporter(store, kPolicyDialog, logger)
+      .run_asking({options.application, utf8_to_path(options.program), {}, {}});
 }
 
 int with_shell(int (*work)(const fs::path&, const ReporterOptions&, Logger&),

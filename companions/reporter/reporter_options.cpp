@@ -8,6 +8,7 @@ std::string* value_of(const std::string& argument, ReporterOptions& options) {
   if (argument == "--program") return &options.program;
   if (argument == "--restart") return &options.command_line;
   if (argument == "--restart-in") return &options.start_folder;
+  if (argument == "--application") return &options.application;
   return nullptr;
 }
 

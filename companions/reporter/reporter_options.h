@@ -18,6 +18,7 @@ struct ReporterOptions {
   std::string program;
   std::string command_line;
   std::string start_folder;
+  std::string application;  // its name; with kAsk alone
 };
 
 // `arguments` without the program's name.

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <string>
 
+#include "reporter/application_start.h"
+
 namespace wrenfall::reporter {
 
 // Shows the folder in the file manager. False when the system could not open it.
@@ -22,13 +24,6 @@ bool copy_text(HWND owner, const std::string& text);
 // Opens the address in the user's browser. False when the system could not. The caller has checked
 // the address with support_page_for().
 bool open_web_page(HWND owner, const std::string& address);
-
-// How the application is started: a program, its complete command line, and the folder to start it in.
-struct ApplicationStart {
-  std::filesystem::path program;
-  std::string command_line;
-  std::filesystem::path folder;  // may be empty
-};
 
 // Starts it in its folder, or where that cannot be used any more, in the program's; with the rights and the
 // environment of this process, which come from the application itself. False when it does not start.

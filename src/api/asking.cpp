@@ -6,6 +6,7 @@
 #include "api/boundary.h"
 #include "api/state.h"
 #include "report/store/pending_reports.h"
+#include "support/paths.h"
 #include "support/process_start.h"
 #include "support/text.h"
 
@@ -20,7 +21,9 @@ void start_asking(State& state) {
     return;
   }
   if (!state.is_published()) return;
-  const uint32_t error = start_program(state.reporter_path, {"--ask", state.store_dir});
+  const uint32_t error = start_program(
+      state.reporter_path, {"--ask", state.store_dir, "--program", application_path(),
+                            "--application", utf8_to_path(state.configuration.facts.appName)});
   const std::string store = path_to_utf8(state.store_dir);
   if (error == 0) {
     state.logger.info("Reporter started for %s", store.c_str());

@@ -43,6 +43,9 @@ std::filesystem::path default_stores_dir();
 // filesystem_error ("temp_directory_path").
 std::filesystem::path default_store_dir(std::string_view application, std::string_view version);
 
+// The process's executable; empty where the system does not tell.
+std::filesystem::path application_path();
+
 // The folders of the process's executable and of the module that holds this code (the library
 // itself).
 std::filesystem::path application_dir();

@@ -56,7 +56,9 @@ fs::path temporary_dir() {
 
 }  // namespace
 
-fs::path application_dir() { return module_path(nullptr).parent_path(); }
+fs::path application_path() { return module_path(nullptr); }
+
+fs::path application_dir() { return application_path().parent_path(); }
 
 fs::path library_dir() {
   HMODULE module = nullptr;

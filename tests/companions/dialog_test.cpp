@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "common/size_text.h"
+#include "reporter/application_start.h"
 #include "reporter/asking_rule.h"
 #include "reporter/dialog_texts.h"
 #include "reporter/field_text.h"
@@ -146,6 +147,20 @@ TEST(Handling, HasNoDialogInSessionZero) {
   EXPECT_FALSE(given.at_somebodys_word || given.asks || given.is_dialog_left_out);
   EXPECT_FALSE(handling_of(kPolicyQuiet, WRENFALL_CONSENT_ASK, false).at_somebodys_word);
   EXPECT_TRUE(handling_of(kPolicyManual, WRENFALL_CONSENT_ASK, true).at_somebodys_word);
+}
+
+TEST(ApplicationStart, IsThatOfTheFirstReportAlone) {
+  const ApplicationStart told = {"a", "a.exe", "a.exe -x", "d"};
+  const std::tuple<const char*, bool, const char*, const char*> rows[] = {
+      {"a", true, "a.exe", "a.exe -x"}, {"a", false, "a.exe", ""}, {"b", false, "", ""}};
+  for (const auto& [name, is_first, program, command_line] : rows) {
+    CrashData report;
+    report.appName = name;
+    const ApplicationStart known = application_of(report, is_first, told);
+    EXPECT_EQ(known.program, program) << name << is_first;
+    EXPECT_EQ(known.command_line, command_line) << name << is_first;
+    EXPECT_EQ(known.folder.empty(), !is_first);
+  }
 }
 
 TEST(FieldText, IsCutBetweenCharactersAndKeepsItsLines) {

@@ -98,7 +98,7 @@ TEST(ReporterOptions, TakesOneFolder) {
       {{"C:\\a b"}, ReporterRequest::kSend, "C:\\a b"},
       {{"--ask", "C:\\s"}, ReporterRequest::kAsk, "C:\\s"},
       {{"--ask"}, ReporterRequest::kUnusable, ""},
-      {{"a", "--program", "p", "--restart", "p -x", "--restart-in", "d"},
+      {{"a", "--program", "p", "--restart", "p -x", "--restart-in", "d", "--application", "n"},
        ReporterRequest::kSend,
        "a"},
       {{"a", "--restart"}, ReporterRequest::kUnusable, "a"},
@@ -111,8 +111,8 @@ TEST(ReporterOptions, TakesOneFolder) {
   };
   for (const auto& [arguments, request, folder] : rows) {
     const ReporterOptions options = parse_reporter_options(arguments);
-    EXPECT_EQ(options.program + options.command_line + options.start_folder,
-              arguments.size() == 7 ? "pp -xd" : "");
+    EXPECT_EQ(options.program + options.command_line + options.start_folder + options.application,
+              arguments.size() == 9 ? "pp -xdn" : "");
     EXPECT_EQ(options.request, request) << ::testing::PrintToString(arguments);
     EXPECT_EQ(options.folder, folder) << ::testing::PrintToString(arguments);
   }

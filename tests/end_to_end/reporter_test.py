@@ -227,6 +227,7 @@ class ReporterTest(DialogDriver, ServiceTest):
             self.assertEqual("0", host.call("ask_pending_reports_async"))
         shown = self.wait_for_window("r3 - Problem report", DESCRIPTION)
         wait_for(lambda: len(self.reporters()) == 1, PATIENCE, "one reporter")
+        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--ask", "--program", "test_host.exe", "--application", "Test Host")))
         self.assertIn("answer: 2", shown[MESSAGE])
         self.assertNotIn(ALWAYS_SEND, shown)
         self.press("r3 - Problem report", "Escape")
