@@ -158,8 +158,8 @@ class KeepTest(Keeping):
 class KeepAndSendTest(Keeping, ServiceTest):
     def test_the_service_asks_to_slow_down(self):
         host = self.host(resend=1)
-        for number in range(2):
-            self.make_report(f"report {number}")
+        for name in ("first", "second"):  # the spread comes from the name, and is some minutes for both
+            self.make_report(name)
         self.service.fail("first", raw=SLOW_DOWN)
         host.do("post_pending")
         wait_for(lambda: len(self.attempts()) == 2, what="the attempts")
@@ -173,7 +173,7 @@ class KeepAndSendTest(Keeping, ServiceTest):
         self.let_time_pass(7200)  # a part of the spread is still to come
         self.assertEqual([], self.ctl("send", "--all")["reports"])
         self.let_time_pass(600)
-        sent = self.ctl("send", "report 0")["reports"] + self.ctl("send", "--all")["reports"]
+        sent = self.ctl("send", "first")["reports"] + self.ctl("send", "--all")["reports"]
         self.assertEqual([0, 0], [report["result"] for report in sent])
         self.kept_report("not due", age=0)
         self.assertEqual([0], [report["result"] for report in self.ctl("send", "--all", "--now")["reports"]])
