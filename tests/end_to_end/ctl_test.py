@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, RECORD, ServiceTest, start_program, wait_for, windows_path
+from harness import BIN, RECORD, ServiceTest, freeze_process, start_program, wait_for, windows_path
 
 
 REPORT_KEYS = {"folder", "path", "state", "kind", "time", "application", "version", "uploadPolicy", "retryCount",
@@ -145,8 +145,10 @@ class CtlTest(ServiceTest):
         sender = self.start("send", windows_path(folder))
         self.addCleanup(lambda: sender.poll() is None and sender.kill())
         wait_for(lambda: len(self.service.requests) >= 2, what="the PUT")
+        freeze_process(sender.pid)  # it must not be done before the others have looked
         self.assertEqual({"slow": "sending"}, self.states())
         status, _, err = self.ctl("discard", "slow")
+        freeze_process(sender.pid, False)
         self.assertEqual(7, status)
         self.assertIn("sending", err)
         out, err = sender.communicate(timeout=60)
