@@ -94,8 +94,7 @@ class CrashTest(EndToEndTest):
             with self.subTest(**settings):
                 host = self.host(**settings)
                 before = self.log().count("started again")
-                (handler,) = processes("crashpad_handler.exe", windows_path(self.store))
-                end_process(handler)
+                end_process(self.only_process("crashpad_handler.exe", windows_path(self.store)))
                 wait_for(lambda: self.log().count("started again") > before, what="another handler")
                 self.assertEqual("0", host.do("capture"), self.log())
                 host.crash("access-violation")

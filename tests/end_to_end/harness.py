@@ -150,6 +150,11 @@ class EndToEndTest(unittest.TestCase):
         path = self.store / "Wrenfall.log"
         return path.read_text("utf-8") if path.exists() else ""
 
+    @staticmethod
+    def only_process(*words):
+        """The process whose command line holds all the words, once one of an earlier run has ended."""
+        return wait_for(lambda: len(found := processes(*words)) == 1 and found, what=f"one process of {words}")[0]
+
     def report_folders(self):
         if not self.store.exists():
             return []

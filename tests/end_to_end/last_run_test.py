@@ -4,7 +4,7 @@ import json
 import subprocess
 import unittest
 
-from harness import BIN, EndToEndTest, alive, end_process, processes, start_program, wait_for, windows_path
+from harness import BIN, EndToEndTest, alive, end_process, start_program, wait_for, windows_path
 
 NONE, CLEAN, CRASHED, HUNG, ENDED, UNKNOWN = range(6)
 
@@ -20,7 +20,7 @@ class LastRunTest(EndToEndTest):
         return json.loads((self.store / "last_run.json").read_text())
 
     def end_companion(self, program):
-        (pid,) = processes(program, self.folder.name)
+        pid = self.only_process(program, self.folder.name)
         end_process(pid)
         wait_for(lambda: not alive(pid), what="the companion's end")
 
