@@ -100,11 +100,11 @@ class StackTest(EndToEndTest):
             self.assertEqual(stack["threads"], self.stack(path)["threads"])
 
     def test_a_hang_shows_the_hung_thread(self):
-        process = start_program(BIN / "hanging_host.exe", "--no-window", "--threshold", "300", "--store",
+        process = start_program(BIN / "hanging_host.exe", "--no-window", "--threshold", "1000", "--store",
                                 windows_path(self.store), stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
         self.addCleanup(process.wait, 60)
         self.addCleanup(process.stdin.close)
-        process.stdin.write(b"hang worker 5\n")
+        process.stdin.write(b"hang worker 20\n")
         process.stdin.flush()
         stack = self.stack(self.only_report())
         functions = [frame["function"] for frame in self.calls(stack)]
