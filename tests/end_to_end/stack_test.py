@@ -55,7 +55,7 @@ class StackTest(EndToEndTest):
     def ctl(self, *arguments, code=0):
         process = start_program(BIN / "wrenfallctl.exe", *arguments, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        out, err = (text.decode("utf-8") for text in process.communicate(timeout=120))
+        out, err = (text.decode("utf-8") for text in process.communicate(timeout=300))
         self.assertEqual(code, process.returncode, err)
         return out, err
 
