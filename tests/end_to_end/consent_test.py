@@ -1,9 +1,8 @@
 """What the user has said about sending, as each program that sends reports honours it."""
 
-import subprocess
 import unittest
 
-from harness import BIN, ServiceTest, start_program, wait_for, windows_path
+from harness import BIN, ServiceTest, run_program, wait_for, windows_path
 
 UNKNOWN, GIVEN, REFUSED, ASK = range(4)
 NO_CONSENT = 13
@@ -31,11 +30,9 @@ class ConsentTest(ServiceTest):
         host.close()
 
     def by_tool(self):
-        tool = start_program(BIN / "wrenfallctl.exe", "send", "--all", "--store", windows_path(self.store),
-                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        output = tool.communicate(timeout=60)[0].decode()
-        if tool.returncode:
-            self.assertIn("the user has refused that reports are sent", output)
+        status, out, err = run_program(BIN / "wrenfallctl.exe", "send", "--all", "--store", windows_path(self.store))
+        if status:
+            self.assertIn("the user has refused that reports are sent", out + err)
 
     def by_host(self):
         host = self.host()

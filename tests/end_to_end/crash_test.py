@@ -2,10 +2,9 @@
 
 import json
 import shutil
-import subprocess
 import unittest
 
-from harness import BIN, STAND_IN, EndToEndTest, alive, end_process, processes, start_program, wait_for, windows_path
+from harness import BIN, STAND_IN, EndToEndTest, alive, end_process, processes, run_program, wait_for, windows_path
 
 
 THEME_DIR = 'C:\\my "folder", a=b €\\'  # nothing that a command line could change
@@ -182,8 +181,8 @@ class CrashTest(EndToEndTest):
             sorted((record["reportKind"], record["user"]) for record in records))
 
     def test_example_in_cpp(self):
-        example = start_program(BIN / "session.exe", windows_path(self.store), stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        lines = example.communicate(timeout=120)[0].decode().split("\r\n")
+        _, out, err = run_program(BIN / "session.exe", windows_path(self.store))
+        lines = (out + err).split("\r\n")
         self.assertEqual(["1 left", "attribute without a name: something that is required is missing", "last run: 0",
                           "pending: a capture", "pending: a report of its own", "posted, HTTP status 0",
                           "second session: the library is initialized already"], sorted(filter(None, lines)))

@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, RECORD, ServiceTest, freeze_process, start_program, wait_for, windows_path
+from harness import BIN, RECORD, ServiceTest, freeze_process, run_program, start_program, wait_for, windows_path
 
 
 REPORT_KEYS = {"folder", "path", "state", "kind", "time", "application", "version", "uploadPolicy", "retryCount",
@@ -23,9 +23,7 @@ class CtlTest(ServiceTest):
                     stderr=subprocess.PIPE)
 
     def bare(self, *arguments):
-        process = self.start(*arguments)
-        out, err = process.communicate(timeout=120)
-        return process.returncode, out.decode("utf-8"), err.decode("utf-8")
+        return run_program(BIN / "wrenfallctl.exe", *arguments)
 
     def ctl(self, command, *arguments):
         return self.bare(command, "--store", windows_path(self.store), *arguments)

@@ -12,7 +12,7 @@ import unittest
 from pathlib import Path
 
 from programs import (BIN, BUILD, ON_WINDOWS, ROOT, alive, command_lines, end_process, freeze_process, has_module,
-                      limit_files, link_folder, local_path, processes, start_program, unix_alone, windows_path)
+                      limit_files, link_folder, local_path, processes, run_program, start_program, unix_alone, windows_path)
 
 SERVICE_PORT = int((BUILD / "service-port").read_text())  # what the library reaches as database "127"
 

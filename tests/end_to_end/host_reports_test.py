@@ -2,12 +2,11 @@
 
 import hashlib
 import json
-import subprocess
 import unittest
 import xml.etree.ElementTree as ElementTree
 import zipfile
 
-from harness import BIN, ServiceTest, start_program, wait_for, windows_path
+from harness import BIN, ServiceTest, run_program, wait_for, windows_path
 
 EMPTY_HASH = hashlib.sha256(b"").hexdigest()
 XML = """<report>
@@ -233,9 +232,8 @@ class OwnReportsTest(ServiceTest):
                                  (["feedback.exe", "--store", store, "Title", "It broke.",
                                    windows_path(attachment)], "feedback.json")):
             with self.subTest(arguments=arguments):
-                process = start_program(BIN / arguments[0], *arguments[1:], stdout=subprocess.PIPE)
-                output, _ = process.communicate(timeout=60)
-                self.assertEqual(0, process.returncode, output)
+                status, out, err = run_program(BIN / arguments[0], *arguments[1:])
+                self.assertEqual(0, status, out + err)
                 report, files = self.archive()
                 self.assertIn(entry, files)
                 if entry == "wfCrashReport.json":

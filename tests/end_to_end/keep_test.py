@@ -3,12 +3,11 @@
 import json
 import os
 import re
-import subprocess
 import time
 import unittest
 import zipfile
 
-from harness import (BIN, EndToEndTest, ServiceTest, command_lines, limit_files, processes, start_program,
+from harness import (BIN, EndToEndTest, ServiceTest, command_lines, limit_files, processes, run_program,
                      start_service, wait_for, windows_path)
 
 KEEPING = {"resend": 1, "upload_policy": 1}
@@ -47,9 +46,7 @@ class Keeping(EndToEndTest):
 
     def ctl(self, *arguments):
         """What wrenfallctl prints as JSON."""
-        process = start_program(BIN / "wrenfallctl.exe", *arguments, "--json", "--store", windows_path(self.store),
-                       stdout=subprocess.PIPE)
-        return json.loads(process.communicate(timeout=60)[0])
+        return json.loads(run_program(BIN / "wrenfallctl.exe", *arguments, "--json", "--store", windows_path(self.store))[1])
 
 
 class KeepTest(Keeping):

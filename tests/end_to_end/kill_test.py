@@ -19,7 +19,6 @@ import datetime
 import json
 import os
 import random
-import subprocess
 import sys
 import threading
 import time
@@ -27,8 +26,8 @@ import unittest
 import uuid
 import zipfile
 
-from harness import (BIN, RECORD, EndToEndTest, Host, command_lines, end_process, has_module, processes,
-                     start_program, start_service, wait_for, windows_path)
+from harness import (BIN, RECORD, EndToEndTest, Host, command_lines, end_process, has_module, processes, run_program,
+                     start_service, wait_for, windows_path)
 
 PROGRAMS = {"host": "test_host.exe", "monitor": "WrenfallMonitor.exe", "handler": "crashpad_handler.exe",
             "reporter": "WrenfallReporter.exe"}
@@ -93,21 +92,11 @@ class Lister:
         return {path.parent.name for path in self.store.glob("*/" + RECORD)
                 if not (path.parent / "result.json").exists()}
 
-    def run_tool(self):
-        for _ in range(3):
-            process = start_program(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), "--json",
-                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-            out, err = process.communicate(timeout=120)
-            # The tool says something whatever happens; otherwise Wine could not start it.
-            if (process.returncode, out, err) != (1, b"", b""):
-                break
-        return process.returncode, out, err
-
     def list(self):
         """The states by folder; what is wrong with the listing goes to the faults."""
         with self.lock:
             before = self.waiting()
-            status, out, err = self.run_tool()
+            status, out, err = run_program(BIN / "wrenfallctl.exe", "list", "--store", windows_path(self.store), "--json")
             always = before & self.waiting()  # no folder comes twice, so these waited all the time
             states = {}
             if status != 0 or err:

@@ -1,10 +1,9 @@
 """How the last run ended, as the next one is told: with processes that end in each way."""
 
 import json
-import subprocess
 import unittest
 
-from harness import BIN, EndToEndTest, alive, end_process, start_program, wait_for, windows_path
+from harness import BIN, EndToEndTest, alive, end_process, run_program, wait_for, windows_path
 
 NONE, CLEAN, CRASHED, HUNG, ENDED, UNKNOWN = range(6)
 
@@ -90,8 +89,7 @@ class LastRunTest(EndToEndTest):
 
     def test_safe_mode(self):
         def run(*arguments):
-            process = start_program(BIN / "safe_mode.exe", windows_path(self.store), *arguments, stdout=subprocess.PIPE)
-            lines = process.communicate(timeout=60)[0].decode().splitlines()
+            lines = run_program(BIN / "safe_mode.exe", windows_path(self.store), *arguments)[1].splitlines()
             return lines[0].split(",")[0].split(": ")[1], lines[1].split(": ")[1]
         expected = [("none", "normal"), ("crashed", "normal"), ("crashed", "normal"), ("crashed", "safe"),
                     ("ended", "normal"), ("clean", "normal")]

@@ -27,6 +27,21 @@ def start_program(*arguments, **settings):
     return subprocess.Popen([*through, *map(str, arguments)], **settings)
 
 
+def run_program(*arguments, **settings):
+    """Runs a Windows program to its end: its exit code, and what it printed, errors apart."""
+    for _ in range(3):
+        process = start_program(*arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **settings)
+        try:
+            out, err = process.communicate(timeout=300)
+        finally:
+            process.kill()
+        # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1. A program that ends with
+        # 1 has printed why.
+        if (process.returncode, out, err) != (1, b"", b""):
+            break
+    return process.returncode, out.decode("utf-8"), err.decode("utf-8")
+
+
 def windows_path(path):
     return str(path) if ON_WINDOWS else "Z:" + str(path).replace("/", "\\")
 

@@ -3,10 +3,9 @@
 import json
 import os
 import shutil
-import subprocess
 import unittest
 
-from harness import BIN, RECORD, SERVICE_PORT, ServiceTest, start_program, unix_alone, wait_for, windows_path
+from harness import BIN, RECORD, SERVICE_PORT, ServiceTest, run_program, unix_alone, wait_for, windows_path
 
 SECRETS = {name: f"secret-of-{name}" for name in
            ("key", "user", "email", "notes", "user_description", "environment")}
@@ -119,10 +118,8 @@ class SecurityTest(ServiceTest):
         wait_for(lambda: not self.report_folders(), what="the reporter's end")
         (report,) = self.service.reports
         self.assertEqual(("Jürgen", ["minidump.dmp"]), (report.fields["user"], [entry["name"] for entry in report.entries]))
-        sender = start_program(programs / "wrenfallctl.exe", "send", windows_path(self.make_report()), cwd=programs,
-                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        output = sender.communicate(timeout=60)[0]
-        self.assertEqual(0, sender.returncode, output)
+        status, out, err = run_program(programs / "wrenfallctl.exe", "send", windows_path(self.make_report()), cwd=programs)
+        self.assertEqual(0, status, out + err)
 
 
 if __name__ == "__main__":

@@ -10,7 +10,7 @@ import unittest
 import unittest.mock
 import zipfile
 
-from harness import BIN, ON_WINDOWS, ROOT, EndToEndTest, Host, start_program, windows_path
+from harness import BIN, ON_WINDOWS, ROOT, EndToEndTest, Host, run_program, start_program, windows_path
 
 PROGRAMS = ("Wrenfall.dll", "WrenfallMonitor.exe", "WrenfallReporter.exe", "crashpad_handler.exe")
 
@@ -53,10 +53,8 @@ def rebuilt(dump, thread_count=1, module_path=""):
 
 class StackTest(EndToEndTest):
     def ctl(self, *arguments, code=0):
-        process = start_program(BIN / "wrenfallctl.exe", *arguments, stdin=subprocess.DEVNULL,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        out, err = (text.decode("utf-8") for text in process.communicate(timeout=300))
-        self.assertEqual(code, process.returncode, err)
+        status, out, err = run_program(BIN / "wrenfallctl.exe", *arguments)
+        self.assertEqual(code, status, err)
         return out, err
 
     def stack(self, path, *arguments):
