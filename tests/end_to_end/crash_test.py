@@ -2,6 +2,7 @@
 
 import json
 import shutil
+import threading
 import unittest
 
 from harness import BIN, STAND_IN, EndToEndTest, alive, end_process, processes, run_program, wait_for, windows_path
@@ -179,6 +180,23 @@ class CrashTest(EndToEndTest):
         self.assertEqual(
             [("capture", "one"), ("capture", "two"), ("crash", "one"), ("crash", "two")],
             sorted((record["reportKind"], record["user"]) for record in records))
+
+    @unittest.skipUnless(STAND_IN, "the line is the stand-in's")
+    def test_a_host_that_is_ended_during_a_capture_has_not_crashed(self):
+        for _ in range(5):  # a busy machine may complete the dump before
+            host = self.host(dump_type=2)
+            host.do("fill_memory", 300)
+            capture = threading.Thread(target=host.do, args=("capture",))
+            capture.start()
+            wait_for(lambda: any(path.stat().st_size > 16 << 20 for path in self.store.glob("crashpad/reports/*.dmp"))
+                     or not capture.is_alive(), what="a dump being written")
+            end_process(host.process.pid)
+            capture.join()
+            wait_for(lambda: not self.companions(), what="the end of the companions")
+            if "the process was ended meanwhile\n" in self.log():
+                break
+        self.assertIn("the process was ended meanwhile\n", self.log())
+        self.assertNotIn("crash", [self.record(folder)["reportKind"] for folder in self.report_folders()])
 
     def test_example_in_cpp(self):
         _, out, err = run_program(BIN / "session.exe", windows_path(self.store))

@@ -96,11 +96,11 @@ class Handler {
     for (;;) {
       switch (WaitForMultipleObjects(5, waits, FALSE, INFINITE)) {
         case WAIT_OBJECT_0:
-          serve(&section_->crash, to_handle(handles_.crash_done));
+          serve(&section_->crash, to_handle(handles_.crash_done), false);
           if (!kManners.leaves_end_to_client) end_client();
           break;
         case WAIT_OBJECT_0 + 1:
-          serve(&section_->dump, to_handle(handles_.dump_done));
+          serve(&section_->dump, to_handle(handles_.dump_done), true);
           break;
         case WAIT_OBJECT_0 + 2:
           serve_helper_module();
@@ -119,9 +119,9 @@ class Handler {
   }
 
  private:
-  void serve(DumpRequest* request, HANDLE done) const {
+  void serve(DumpRequest* request, HANDLE done, bool on_demand) const {
     request->written = 0;
-    const std::string failure = write_dump(*request);
+    const std::string failure = write_dump(*request, on_demand);
     request->written = failure.empty() ? 1 : 0;
     SetEvent(done);
     report(failure);
@@ -141,15 +141,16 @@ class Handler {
       DumpRequest request = section_->wer;
       request.exception_pointers = exception.exception_pointers;
       request.thread_id = exception.thread_id;
-      failure = write_dump(request);
+      failure = write_dump(request, false);
     }
     if (failure.empty()) SetEvent(to_handle(handles_.wer_done));
     report(failure);
   }
 
   // Empty when the dump is complete on disk, otherwise why it is not.
-  std::string write_dump(const DumpRequest& request) const {
+  std::string write_dump(const DumpRequest& request, bool on_demand) const {
     DumpOrder order;
+    order.on_demand = on_demand;
     order.client_process = to_handle(handles_.client_process);
     order.exception_pointers = request.exception_pointers;
     order.thread_id = request.thread_id;

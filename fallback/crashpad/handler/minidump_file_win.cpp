@@ -181,19 +181,23 @@ std::string write_minidump_file(const std::wstring& reports, const StartUpAnnota
   {
     ProcessSuspension suspension(order.client_process, order.waiting_thread_id,
                                  order.client_suspended);
-    content.live = read_live_annotations(
-        [&order](uint64_t address, void* buffer, size_t size) {
-          SIZE_T done = 0;
-          return ReadProcessMemory(order.client_process,
-                                   reinterpret_cast<const void*>(static_cast<uintptr_t>(address)),
-                                   buffer, size, &done) != FALSE &&
-                 done == size;
-        },
-        order.annotation_list_head);
+    const auto read_client = [&order](uint64_t address, void* buffer, size_t size) {
+      SIZE_T done = 0;
+      return ReadProcessMemory(order.client_process,
+                               reinterpret_cast<const void*>(static_cast<uintptr_t>(address)),
+                               buffer, size, &done) != FALSE &&
+             done == size;
+    };
+    content.live = read_live_annotations(read_client, order.annotation_list_head);
     std::vector<uint8_t> placeholder(build_annotation_stream(content, 0).size());
     if (!write_system_minidump(order, choose_type(annotations, order.gather_indirect_memory),
                                &placeholder, &output)) {
       return failure("the system did not write it");
+    }
+    // Memory that can be read at the end could be read all the time.
+    uint64_t newest = 0;
+    if (order.on_demand && !read_client(order.annotation_list_head, &newest, sizeof(newest))) {
+      return "the process was ended meanwhile";
     }
   }
   // The system's writer may report success for a dump that did not fit onto the disk.

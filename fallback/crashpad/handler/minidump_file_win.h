@@ -20,6 +20,9 @@ struct DumpOrder {
   bool gather_indirect_memory = false;
   uint64_t annotation_list_head = 0;
   std::atomic<uint32_t>* client_suspended = nullptr;  // See ClientSection.
+  // A dump of a client that is ended meanwhile is not kept: it may lack anything, and seem to be of a
+  // crash. What there is of a crash is worth keeping.
+  bool on_demand = false;
 };
 
 using StartUpAnnotations = std::vector<std::pair<std::string, std::string>>;
