@@ -78,8 +78,8 @@ class DocsTest(unittest.TestCase):
     def test_names_of_the_interface(self):
         """Every function, type, constant and CMake variable that a page names is in a header or in what CMake reads."""
         name = r"(?<![\w/.-])(?:wrenfall|WRENFALL)_\w+(?!\w*\.\w)"
-        sources = [*ROOT.glob("include/**/*.h*"), *ROOT.glob("*/**/CMakeLists.txt"), *ROOT.glob("cmake/*"), ROOT / "CMakeLists.txt"]
-        known = {one for file in sources for one in re.findall(r"\b(?:wrenfall|WRENFALL)_\w+", file.read_text("utf-8"))}
+        sources = [*ROOT.glob("include/**/*.h*"), *ROOT.glob("**/CMakeLists.txt"), *ROOT.glob("cmake/*")]
+        known = {one for file in sources if ROOT / "build" not in file.parents for one in re.findall(r"\b(?:wrenfall|WRENFALL)_\w+", file.read_text("utf-8"))}
         pages = [ROOT / "README.md", *(ROOT / "docs").glob("*.md")]
         named = {(page.name, one) for page in pages for one in re.findall(name, page.read_text("utf-8"))}
         self.assertEqual([], sorted((page, one) for page, one in named if one not in known))
