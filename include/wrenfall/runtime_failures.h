@@ -28,8 +28,8 @@
  * | `new` without memory | #WRENFALL_CODE_NEW |
  *
  * Where an exception derived from std::exception led to std::terminate, its `what()` is the report's
- * attribute `wrenfall.what`, unless 64 other attributes are held. Nothing waits for a post of feedback
- * that is under way in another thread.
+ * attribute `wrenfall.what`, unless 64 other attributes are held. Nothing waits for another thread that
+ * posts feedback.
  *
  * What the runtime decides:
  *  - Microsoft's runtime keeps the handler of std::terminate for each thread. A thread that did not

@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "api/boundary.h"
 #include "api/sending_reports.h"
@@ -30,14 +31,14 @@ void change(wrenfall_report* report, Change apply) {
   }
 }
 
-// Runs `post` with what posting needs of the state.
+// Runs `post` with what posting needs of the state, and those breadcrumbs.
 template <typename Post>
-UploadResult post_with(State& state, Post post) {
+UploadResult post_with(State& state, std::vector<Breadcrumb> breadcrumbs, Post post) {
   const uint32_t policy = state.configuration.upload_policy;
   const std::unique_ptr<HttpClient> http =
       policy == WRENFALL_UPLOAD_MANUAL ? nullptr : make_http_client();
   UploadResult outcome = post(PostingContext{state.store_dir, policy, http.get(), state.logger,
-                                             state.configuration.limits, breadcrumbs_of(state)});
+                                             state.configuration.limits, std::move(breadcrumbs)});
   apply_retention(state);
   return outcome;
 }
@@ -114,7 +115,7 @@ wrenfall_result wrenfall_report_post(const wrenfall_report* report,
       const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
       return state.facts;
     }();
-    return post_with(state, [&](const PostingContext& context) {
+    return post_with(state, breadcrumbs_of(state), [&](const PostingContext& context) {
       return post_structured_report(context, facts, report->contents,
                                     state.configuration.crash_signature);
     });
@@ -129,9 +130,11 @@ wrenfall_result wrenfall_post_feedback(const char* title, const char* descriptio
     for (uint32_t i = 0; attachments != nullptr && i < attachment_count; ++i) {
       if (attachments[i] != nullptr) paths.emplace_back(attachments[i]);
     }
+    // Before the wait for another post, during which a shutdown may clear them.
+    std::vector<Breadcrumb> breadcrumbs = breadcrumbs_of(state);
     // Held until the post is done: feedback and sanitizer posts run one after the other.
     const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
-    return post_with(state, [&](const PostingContext& context) {
+    return post_with(state, std::move(breadcrumbs), [&](const PostingContext& context) {
       return post_feedback(context, state.facts, text_or_empty(title), text_or_empty(description),
                            paths);
     });
@@ -141,8 +144,9 @@ wrenfall_result wrenfall_post_feedback(const char* title, const char* descriptio
 wrenfall_result wrenfall_post_asan_report(const char* text, wrenfall_upload_result* result) {
   return with_state_for_upload(result, [=](State& state) {
     if (text == nullptr) return not_attempted(WRENFALL_ERROR_INVALID_ARGUMENT);
+    std::vector<Breadcrumb> breadcrumbs = breadcrumbs_of(state);
     const std::lock_guard<std::recursive_mutex> lock(state.metadata_lock);
-    return post_with(state, [&](const PostingContext& context) {
+    return post_with(state, std::move(breadcrumbs), [&](const PostingContext& context) {
       return post_asan_report(context, state.facts, text);
     });
   });

@@ -272,9 +272,8 @@ void wrenfall_shutdown(void) {
     const CallbackEnd callback_end(state->logger);
     state->resending.end();
     if (state->watchdog) state->watchdog->stop();
-    state->backend->stop();
     // Uploads that go on keep the state, and with it the ring.
-    if (state->breadcrumbs) state->breadcrumbs->clear();
+    if (state->backend->stop() && state->breadcrumbs) state->breadcrumbs->clear();
     state->close_session();
     if (!state->recorder.end()) {
       state->logger.warn("Could not write how this run ended; the next one does not know it");

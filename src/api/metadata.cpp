@@ -132,7 +132,8 @@ wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
     state.backend->set_annotation_at(attribute->key, *attribute->value, attribute->place);
     return WRENFALL_OK;
   };
-  // The process is about to end, and a post in another thread may keep the lock for minutes.
+  // The process is about to end, and a post in another thread may keep the lock for minutes. No other
+  // report needs the text.
   const auto tell_the_dump_alone = [=](State& state) {
     if (removes || name_text != annotation::kWhat) return false;
     state.backend->set_annotation(annotation::kAttributePrefix + std::string(name_text),

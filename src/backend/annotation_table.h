@@ -31,7 +31,7 @@ class AnnotationTable {
   // NOLINTNEXTLINE(readability-make-member-function-const)
   void set(const std::string& key, const std::string& value, AnnotationPlace& place);
 
-  // Clears all values.
+  // Clears all values, if this is the newest table.
   // NOLINTNEXTLINE(readability-make-member-function-const)
   void clear();
 

@@ -51,8 +51,10 @@ class Backend {
   // path, or _HANDLER_START_FAILED. Blocks until the handler is ready.
   virtual wrenfall_result start(const BackendConfiguration& configuration) = 0;
 
-  // Ends captures on request. Crashes are still captured.
-  virtual void stop() = 0;
+  // Ends captures on request, and clears what set_annotation() was told. Crashes are still captured.
+  // False while another thread waits for a dump, which still shows the values; they are then cleared
+  // with this object.
+  virtual bool stop() = 0;
 
   // Every dump from now on carries the value under the key; an empty value removes it. May be called
   // by any thread.

@@ -79,7 +79,7 @@ class CrashpadBackend : public Backend {
 
   const char* name() const override { return kCrashpadBackendName; }
   wrenfall_result start(const BackendConfiguration& configuration) override;
-  void stop() override;
+  bool stop() override;
   void set_annotation(const std::string& key, const std::string& value) override {
     AnnotationPlace unknown;
     annotations_.set(key, value, unknown);
@@ -164,12 +164,12 @@ wrenfall_result CrashpadBackend::start(const BackendConfiguration& configuration
   return WRENFALL_OK;
 }
 
-void CrashpadBackend::stop() {
+bool CrashpadBackend::stop() {
   started_.exchange(false);
-  // A dump that another thread is waiting for still shows what was set. Its caller keeps this object, and
-  // the values are cleared with that.
   const std::unique_lock<std::mutex> lock(capture_mutex(), std::try_to_lock);
-  if (lock.owns_lock()) annotations_.clear();
+  if (!lock.owns_lock()) return false;
+  annotations_.clear();
+  return true;
 }
 
 bool CrashpadBackend::has_capability(uint32_t capability) const {

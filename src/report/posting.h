@@ -24,7 +24,7 @@ struct PostingContext {
   HttpClient* http;        // null is a transport failure
   Logger& logger;          // the library's
   StoreLimits limits;
-  std::vector<Breadcrumb> breadcrumbs;  // those of this moment
+  std::vector<Breadcrumb> breadcrumbs;  // at the call
 };
 
 // A record for a host-made report, with the facts of this moment. Its dump fields stay at their

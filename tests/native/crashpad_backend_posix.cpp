@@ -13,9 +13,10 @@ class CaptureLessBackend : public Backend {
     started_ = configuration.handler_path.filename() != "no handler";
     return started_ ? WRENFALL_OK : WRENFALL_ERROR_HANDLER_START_FAILED;
   }
-  void stop() override {
+  bool stop() override {
     started_ = false;
     annotations_.clear();
+    return true;
   }
   const char* name() const override { return kCrashpadBackendName; }
   void set_annotation(const std::string& key, const std::string& value) override {
