@@ -12,7 +12,7 @@ constexpr uint32_t kAborted = 0x40000015;
 // With these the capture client ends a process whose crash gave no dump: it, or the handler, failed.
 constexpr uint32_t kFirstWithoutDump = 0xFFFF7001, kLastWithoutDump = 0xFFFF7003;
 
-// The first of them says that the handler did not end the process within this time.
+// With the first of them nearly always after it has waited this long for the handler to end the process.
 constexpr int64_t kWaitForHandlerMs = 60000;
 
 }  // namespace

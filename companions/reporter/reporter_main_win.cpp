@@ -14,6 +14,7 @@
 #include "common/ui_language.h"
 #include "report/store/consent.h"
 #include "report/store/layout.h"
+#include "report/store/report_result.h"
 #include "report/store/upload_policy.h"
 #include "reporter/application_start.h"
 #include "reporter/asking_rule.h"
@@ -59,9 +60,9 @@ int refuse(const std::string& reason, Logger& logger) {
 
 int refuse_folder(const fs::path& folder, Logger& logger) {
   const std::string name = path_to_utf8(folder);
-  CrashData record;
-  return refuse((load(folder, record) ? "already sent: " : "no readable record in ") + name,
-                logger);
+  ReportResult result;
+  const bool is_sent = read_result(folder, result) && result.status == kStatusUploaded;
+  return refuse((is_sent ? "already sent: " : "no readable record in ") + name, logger);
 }
 
 // Works on the reports that it was started for, and on those that come meanwhile.

@@ -533,8 +533,8 @@ _Static_assert(sizeof(wrenfall_last_run) == 40, "the record's layout is part of 
  *
  * Blocking: for the disk; for up to two seconds, once, while the process of the last run is gone but its
  * monitor has not yet written how it ended (WRENFALL_RUN_UNKNOWN then; a later call may know more); and for
- * up to two more while another process changes the file. It gives no sign of life meanwhile, as
- * wrenfall_heartbeat does.
+ * up to two more while another process changes the file. Meanwhile it gives no sign of life (see
+ * wrenfall_heartbeat).
  *
  * Threads: any.
  *
@@ -927,8 +927,9 @@ enum {
  * The dialog can offer the user a check box with which the reporter itself keeps GIVEN; the theme turns it
  * on.
  *
- * Blocking: for the disk, and for up to two seconds while another process changes what is kept. It
- * gives no sign of life meanwhile, as wrenfall_heartbeat does. REFUSED looks at each report of the store.
+ * Blocking: for the disk, and for up to two seconds while another process changes what is kept.
+ * Meanwhile it gives no sign of life (see wrenfall_heartbeat). REFUSED also looks at each report of the
+ * store, and waits for a tenth of a second for one that is in use.
  *
  * Threads: any.
  *

@@ -80,9 +80,7 @@ void keep_for_resend(const std::filesystem::path& folder, CrashData& record,
   const std::string name = path_to_utf8(folder);
   RetryState state =
       after_failed_attempt(read_retry(folder).value_or(RetryState{}), outcome.retry_after_s, now);
-  // A refusal may have come during the attempt.
-  state.agreed =
-      (state.agreed || agreed) && read_consent(folder.parent_path()) != WRENFALL_CONSENT_REFUSED;
+  state.agreed |= agreed;
   if (is_given_up(state, now)) {
     logger.info("Report given up after %d attempts in %lld days: %s - deleting", state.attempts,
                 static_cast<long long>((now - state.first_attempt) / 86400), name.c_str());
@@ -96,6 +94,8 @@ void keep_for_resend(const std::filesystem::path& folder, CrashData& record,
     leave_pending(folder, record);
     return;
   }
+  // A refusal during the attempt has left this report to its sender.
+  if (read_consent(folder.parent_path()) == WRENFALL_CONSENT_REFUSED) forget_agreement(folder);
   logger.info("Report kept, attempt %d of %d follows in %lld minutes: %s", state.attempts + 1,
               kMaxResendAttempts,
               static_cast<long long>(resend_delay(state, resend_id(folder)) / 60), name.c_str());

@@ -1,6 +1,7 @@
 #include "report/store/kept_reports.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "report/store/folder_claim.h"
@@ -14,6 +15,13 @@
 namespace wrenfall {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// A dialog holds a claim for a moment only; a sender holds it for much longer.
+constexpr std::chrono::milliseconds kPatience(100);
+
+}  // namespace
 
 std::optional<RetryState> waiting_retry(const fs::path& folder) {
   const auto state = read_retry(folder);
@@ -43,7 +51,8 @@ void forget_agreement(const fs::path& folder) {
 void forget_agreements(const fs::path& store) {
   for (const fs::path& folder : list_report_folders(store)) {
     if (!waiting_retry(folder)) continue;
-    if (const auto claim = FolderClaim::try_take(folder)) forget_agreement(folder);
+    const auto claim = FolderClaim::take_until(folder, AwakeClock::now() + kPatience);
+    if (claim) forget_agreement(folder);
   }
 }
 
