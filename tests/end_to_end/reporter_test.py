@@ -4,7 +4,6 @@ import json
 import os
 import subprocess
 import unittest
-from pathlib import Path
 
 from harness import (BIN, RECORD, ROOT, SERVICE_PORT, ServiceTest, end_process, processes, start_program, wait_for,
                      windows_path)
@@ -55,7 +54,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         host.crash("access-violation")
         shown = self.wait_for_window("Test Host - Problem report", DESCRIPTION)
         self.assertEqual("Test Host has stopped working", shown[HEADING])
-        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--program", "test_host.exe", "--restart-in", windows_path(Path.cwd()))))
+        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--program", "test_host.exe", "--restart-in", windows_path(os.getcwd()))))
         self.assertRegex(shown[SHOW_FILES], r"\([\d.,]+ [KM]B\)")
         self.assertEqual("old@example.org", shown[EMAIL])
         # While the reporter asks, no other process takes the report.
