@@ -81,9 +81,9 @@ class BrowserTest(unittest.TestCase):
         self.assertIn("22\nreports", browser.text(".figures"))
         self.assertEqual(22, browser.run("[...document.querySelectorAll('.chart title')]"
                                          ".reduce((sum, one) => sum + Number(one.textContent.split(': ')[1]), 0)"))
-        browser.click("a[href='/?stack=1001'].more")
+        browser.follow("a[href='/?stack=1001'].more")
         self.assertEqual(9, browser.run("document.querySelectorAll('.rows li').length"))
-        browser.click(".rows a")
+        browser.follow(".rows a")
         self.assertIn("paint.exe+0x8252", browser.text("h1"))
         self.assertIn("I painted with the big brush", browser.text("main > section"), "the user's words come first")
         self.assertIn("when writing address 0x18", browser.text("#exception"))
@@ -93,11 +93,11 @@ class BrowserTest(unittest.TestCase):
         browser.click("#files a")
         self.assertEqual(DUMP["minidump_dmp"], self.wait_for_download("minidump.dmp"))
         browser.type(".search input", "FilterBrush blur")
-        browser.click(".search button")
+        browser.follow(".search button")
         self.assertIn("FilterBrush::apply", browser.text("h2"))
         self.assertEqual((1, "FilterBrush blur"), (browser.run("document.querySelectorAll('.group').length"),
                                                    browser.run("document.querySelector('.search input').value")))
-        browser.click(".rows a")
+        browser.follow(".rows a")
         self.assertIn("filter_brush.cpp:214", browser.text("#stack"))
         self.assertEqual([], browser.complaints())
 

@@ -1,10 +1,13 @@
 """A headless browser that a test drives: the WebDriver protocol of Debian's chromium-driver, by the standard library."""
 
 import base64
+import contextlib
 import json
 import re
 import shutil
 import subprocess
+import time
+import urllib.error
 import urllib.request
 
 _ELEMENT = "element-6066-11e4-a52e-4f735466cecf"  # the protocol's name for an element's id
@@ -84,6 +87,18 @@ class WebDriver:
 
     def click(self, selector):
         self.call(self.find(selector) + "/click")
+
+    def follow(self, selector):
+        """Clicks on what leads to another page, and waits until that is there."""
+        self.run("(window.isLeft = true)")
+        self.click(selector)
+        deadline = time.monotonic() + 30
+        while time.monotonic() < deadline:
+            with contextlib.suppress(urllib.error.HTTPError):  # between the two pages
+                if self.run("!window.isLeft && document.readyState === 'complete'"):
+                    return
+            time.sleep(0.02)
+        raise AssertionError(f"{selector} leads nowhere")
 
     def type(self, selector, text):
         self.call(self.find(selector) + "/value", text=text)
