@@ -63,9 +63,7 @@ std::optional<OwnedReport> OwnedReport::take(const fs::path& folder, Logger& log
   const FolderClaim claim(folder);
   CrashData record;
   if (is_own_folder(folder) || !load(folder, record)) return std::nullopt;
-  // Its deletion was cut off.
-  ReportResult result;
-  if (read_result(folder, result) && result.status == kStatusUploaded) return std::nullopt;
+  if (is_marked_as_sent(folder)) return std::nullopt;
   if (only_pending && path_exists(folder / kResultFile) && !lacks_agreement(folder)) {
     return std::nullopt;
   }

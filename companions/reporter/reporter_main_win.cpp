@@ -59,10 +59,9 @@ int refuse(const std::string& reason, Logger& logger) {
 }
 
 int refuse_folder(const fs::path& folder, Logger& logger) {
-  const std::string name = path_to_utf8(folder);
-  ReportResult result;
-  const bool is_sent = read_result(folder, result) && result.status == kStatusUploaded;
-  return refuse((is_sent ? "already sent: " : "no readable record in ") + name, logger);
+  const char* const reason =
+      is_marked_as_sent(folder) ? "already sent: " : "no readable record in ";
+  return refuse(reason + path_to_utf8(folder), logger);
 }
 
 // Works on the reports that it was started for, and on those that come meanwhile.

@@ -135,7 +135,7 @@ wrenfall_result wrenfall_set_attribute(const char* name, const char* value) {
   // The process is about to end, and a post in another thread may keep the lock for minutes. No other
   // report needs the text.
   const auto tell_the_dump_alone = [=](State& state) {
-    if (removes || name_text != annotation::kWhat) return false;
+    if (removes || name_text != annotation::kWhatAttribute) return false;
     state.backend->set_annotation(annotation::kAttributePrefix + std::string(name_text),
                                   std::string(text));
     return true;

@@ -36,7 +36,8 @@ inline constexpr char kEmail[] = "email";
 inline constexpr char kDescription[] = "description";
 inline constexpr char kNotes[] = "notes";
 inline constexpr char kAttributePrefix[] = "attr.";
-inline constexpr char kWhat[] = "wrenfall.what";  // an attribute, see wrenfall/runtime_failures.h
+inline constexpr char kWhatAttribute[] =
+    "wrenfall.what";  // its name; see wrenfall/runtime_failures.h
 inline constexpr char kThreadId[] = "wrenfall.threadId";  // of the caller of a capture
 inline constexpr char kHangThread[] = "wrenfall.hangThread";
 inline constexpr char kHangThreadId[] = "wrenfall.hangThreadId";

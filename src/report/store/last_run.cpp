@@ -179,6 +179,7 @@ bool end_run(const fs::path& store, const ProcessIdentity& process, int64_t late
     return true;
   }
   run->end = end;
+  // The time of a crash is an estimate where no dump of it came.
   if (end.time_ms != 0) run->end.time_ms = std::max(end.time_ms, run->start_ms);
   // The run after it began before this was known.
   if (&run == &file->before && file->run) file->run->crashes_earlier = crashes_in_a_row(*run);

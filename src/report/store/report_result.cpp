@@ -58,4 +58,9 @@ bool read_result(const std::filesystem::path& folder, ReportResult& result) {
   return true;
 }
 
+bool is_marked_as_sent(const std::filesystem::path& folder) {
+  ReportResult result;
+  return read_result(folder, result) && result.status == kStatusUploaded;
+}
+
 }  // namespace wrenfall

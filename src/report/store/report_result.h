@@ -37,6 +37,9 @@ bool write_result(const std::filesystem::path& folder, const ReportResult& resul
 // missing or of the wrong type stay at their defaults.
 bool read_result(const std::filesystem::path& folder, ReportResult& result);
 
+// Whether the report is marked as sent. Its folder is then only left because its deletion was cut off.
+bool is_marked_as_sent(const std::filesystem::path& folder);
+
 }  // namespace wrenfall
 
 #endif  // WRENFALL_REPORT_STORE_REPORT_RESULT_H_
