@@ -51,7 +51,7 @@ class Host:
                 program = [BIN / "exit_code.exe", windows_path(exit_code_file), *program]
             self.process = start_program(*program, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.DEVNULL, restore_signals=False)
-            # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1, which would look
+            # At random addresses Wine cannot start a program now and then. Its loader then ends with 1, which would look
             # like the host's exit code.
             with contextlib.suppress(BrokenPipeError):
                 if self.do("pid"):

@@ -35,9 +35,9 @@ def run_program(*arguments, **settings):
             out, err = process.communicate(timeout=300)
         finally:
             process.kill()
-        # On a busy machine Wine cannot start a program now and then. Its loader then ends with 1. A program that ends with
-        # 1 has printed why.
-        if (process.returncode, out, err) != (1, b"", b""):
+        # At random addresses Wine cannot start a program now and then. Its loader ends with 1, but a program that ends with
+        # 1 has printed why. Or ld.so gives 127 in place of the program's exit code.
+        if (process.returncode, out, err) != (1, b"", b"") and process.returncode != 127:
             break
     return process.returncode, out.decode("utf-8"), err.decode("utf-8")
 
