@@ -177,16 +177,17 @@ bool DumpCollector::drop_refused(const fs::path& file, ClaimedDump& dump,
   if (!drops_reports(places_.store, limits_)) return false;
   logger_.warn("Dump dropped, the user has refused that reports are sent: process %llu",
                static_cast<unsigned long long>(process_of(facts)->process_id));
-  remove_dropped(file, dump, facts);
+  remove_dropped(file, dump);
   return true;
 }
 
 void DumpCollector::make_report(const fs::path& file, ClaimedDump& dump,
                                 const minidump::DumpFacts& facts) {
-  if (drop_refused(file, dump, facts)) return;
+  if (drop_refused(file, dump, facts)) return terminate_if_asked(facts);
   const Admission admission = admit_report(places_.store, limits_.report_limit);
   if (!admission.admitted) {
     drop(file, dump, facts);
+    terminate_if_asked(facts);
   } else if (!make_admitted_report(file, dump, facts, admission.dropped_before)) {
     give_back_dropped(places_.store, admission.dropped_before);
   }
@@ -212,16 +213,14 @@ void DumpCollector::drop(const fs::path& file, ClaimedDump& dump,
                static_cast<unsigned long>(limits_.report_limit.count),
                static_cast<unsigned long>(limits_.report_limit.seconds),
                static_cast<unsigned long long>(process_of(facts)->process_id));
-  remove_dropped(file, dump, facts);
+  remove_dropped(file, dump);
 }
 
-void DumpCollector::remove_dropped(const fs::path& file, ClaimedDump& dump,
-                                   const minidump::DumpFacts& facts) {
+void DumpCollector::remove_dropped(const fs::path& file, ClaimedDump& dump) {
   dump.release();
   if (!remove_file(file)) {
     logger_.warn("Dropped dump not deleted: %s", path_to_utf8(file).c_str());
   }
-  terminate_if_asked(facts);
 }
 
 void DumpCollector::apply_retention() {
@@ -295,6 +294,8 @@ bool DumpCollector::finish(const fs::path& folder, ClaimedDump& dump,
 void DumpCollector::terminate_if_asked(const minidump::DumpFacts& facts) {
   const ProcessIdentity process = *process_of(facts);
   if (!is_host(process) || !asks_for_termination(facts)) return;
+  // A process that has initialized the library again since is not hung any more.
+  if (run_ != kRunWithoutEvents && run_of(facts) != run_) return;
   const auto pid = static_cast<unsigned long long>(process.process_id);
   const auto debugged = is_still_running(process) ? is_debugged_(process) : false;
   if (!debugged) {

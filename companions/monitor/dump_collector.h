@@ -103,8 +103,7 @@ class DumpCollector {
   bool make_admitted_report(const std::filesystem::path& file, ClaimedDump& dump,
                             const minidump::DumpFacts& facts, uint64_t dropped_before);
   void drop(const std::filesystem::path& file, ClaimedDump& dump, const minidump::DumpFacts& facts);
-  void remove_dropped(const std::filesystem::path& file, ClaimedDump& dump,
-                      const minidump::DumpFacts& facts);
+  void remove_dropped(const std::filesystem::path& file, ClaimedDump& dump);
   bool is_for_us(const minidump::DumpFacts& facts, bool adoptable) const;
   bool is_host(const ProcessIdentity& process) const;
   // Both are false when the folder is still half made.

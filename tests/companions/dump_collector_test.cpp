@@ -131,14 +131,15 @@ TEST_F(DumpCollectorTest, CopiesWhatACrashedHostHoldsAfterItsEnd) {
 }
 
 // The host is this process, which would end.
-TEST_F(DumpCollectorTest, EndsNoProcessUnderADebugger) {
+TEST_F(DumpCollectorTest, EndsNoProcessUnderADebuggerOrForAHangOfAnEarlierRun) {
   live_ = {{"wrenfall.reportKind", "hang"}, {"wrenfall.hangPolicy", "terminate"}};
   add_dump("hang.dmp", dump_of(own_.text()));
   collector().collect();
   debugged_.reset();
   add_dump("another.dmp", dump_of(own_.text()));
+  add_dump("earlier.dmp", dump_of(own_.text(), "1"));
   collector().collect();
-  EXPECT_EQ(reports().size(), 2u);
+  EXPECT_EQ(reports().size(), 3u);
   EXPECT_TRUE(was_logged_once("not ended: a debugger is attached"));
   EXPECT_TRUE(was_logged_once("not ended: it cannot be asked whether a debugger is attached"));
 }
