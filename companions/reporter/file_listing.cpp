@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "report/store/layout.h"
 #include "report/store/report_files.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -13,14 +14,26 @@ namespace wrenfall::reporter {
 
 namespace fs = std::filesystem;
 
-std::vector<ListedFile> list_files_to_send(const fs::path& folder, const std::string& dump) {
+namespace {
+
+bool may_be_left_out(const std::string& name, const CrashData& record) {
+  if (name == record.dumpFile || is_reserved_file_name(name)) return false;
+  // Where the host left no breadcrumbs, a file that it attached may have their name.
+  const auto& attached = record.attachments;
+  return name != kBreadcrumbsFile ||
+         std::find(attached.begin(), attached.end(), name) != attached.end();
+}
+
+}  // namespace
+
+std::vector<ListedFile> list_files_to_send(const fs::path& folder, const CrashData& record) {
   std::vector<ListedFile> files;
   try {
     for (const fs::path& file : files_to_send(folder).files) {
       ListedFile listed;
       listed.name = path_to_utf8(file.filename());
       listed.bytes = size_of_file(file).value_or(0);
-      listed.is_optional = listed.name != dump && !is_reserved_file_name(listed.name);
+      listed.is_optional = may_be_left_out(listed.name, record);
       files.push_back(std::move(listed));
     }
   } catch (const fs::filesystem_error&) {
@@ -30,8 +43,8 @@ std::vector<ListedFile> list_files_to_send(const fs::path& folder, const std::st
 }
 
 std::vector<ListedFile> list_again(const std::vector<ListedFile>& before, const fs::path& folder,
-                                   const std::string& dump) {
-  std::vector<ListedFile> files = list_files_to_send(folder, dump);
+                                   const CrashData& record) {
+  std::vector<ListedFile> files = list_files_to_send(folder, record);
   for (ListedFile& file : files) {
     file.is_wanted = std::none_of(before.begin(), before.end(), [&](const ListedFile& listed) {
       return listed.name == file.name && !listed.is_wanted;

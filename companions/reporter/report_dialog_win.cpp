@@ -39,7 +39,7 @@ class ReportDialog : private DialogEvents {
     outcome_.upload.result = WRENFALL_OK;
     facts_.application = report.record().appName;
     facts_.kind = report.record().reportKind;
-    facts_.files = list_files_to_send(report.folder(), report.record().dumpFile);
+    facts_.files = list_files_to_send(report.folder(), report.record());
     facts_.format = read_user_format();
     facts_.can_restart = facts_.kind == kReportKindCrash && !application.command_line.empty();
   }
@@ -113,7 +113,7 @@ class ReportDialog : private DialogEvents {
     const std::vector<std::string> names = unwanted_files();
     if (names.empty()) return true;
     const bool left_out = report_.leave_out(names);
-    facts_.files = list_again(facts_.files, report_.folder(), report_.record().dumpFile);
+    facts_.files = list_again(facts_.files, report_.folder(), report_.record());
     if (frame_.page() == Page::kFiles) {
       show_files();
     } else {

@@ -175,21 +175,27 @@ TEST(FieldText, IsCutBetweenCharactersAndKeepsItsLines) {
 
 TEST(FileListing, HoldsWhatIsSentAndWhatMayBeLeftOut) {
   const TempDir folder;
-  for (const char* name : {"b.txt", "minidump.dmp", "result.json", "ü.dmp"}) {
+  for (const char* name : {"b.txt", "breadcrumbs.json", "minidump.dmp", "result.json", "ü.dmp"}) {
     folder.add(name, "12345");
   }
-  std::vector<ListedFile> files = list_files_to_send(folder.path(), "ü.dmp");
+  CrashData record;
+  record.dumpFile = "ü.dmp";
+  std::vector<ListedFile> files = list_files_to_send(folder.path(), record);
   std::vector<std::pair<std::string, bool>> found;
   for (const ListedFile& file : files) found.emplace_back(file.name, file.is_optional);
-  EXPECT_EQ(found, (std::vector<std::pair<std::string, bool>>{
-                       {"b.txt", true}, {"minidump.dmp", false}, {"ü.dmp", false}}));
+  EXPECT_EQ(found, (std::vector<std::pair<std::string, bool>>{{"b.txt", true},
+                                                              {"breadcrumbs.json", false},
+                                                              {"minidump.dmp", false},
+                                                              {"ü.dmp", false}}));
   files[0].is_wanted = false;
-  EXPECT_EQ(total_size(files), 10u);
+  EXPECT_EQ(total_size(files), 15u);
   folder.add("c.txt", "1");
-  files = list_again(files, folder.path(), "ü.dmp");
+  record.attachments = {"breadcrumbs.json"};
+  files = list_again(files, folder.path(), record);
   EXPECT_EQ(std::make_pair(files.size(), total_size(files)),
-            std::make_pair(size_t{4}, uint64_t{11}));
-  EXPECT_TRUE(list_files_to_send(folder.path() / "none").empty());
+            std::make_pair(size_t{5}, uint64_t{16}));
+  EXPECT_TRUE(files[1].is_optional);
+  EXPECT_TRUE(list_files_to_send(folder.path() / "none", record).empty());
   for (const char* name : {"a.TXT", "b.c.json"}) EXPECT_TRUE(is_safe_to_open(name)) << name;
   for (const char* name : {"a.exe", "txt", "a.txt.lnk", "a.", "a.html"}) {
     EXPECT_FALSE(is_safe_to_open(name)) << name;
