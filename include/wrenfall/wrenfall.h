@@ -910,6 +910,8 @@ enum {
 /**
  * Keeps in the store what the user has said about sending reports: a WRENFALL_CONSENT_... value. It is
  * kept from run to run until another value replaces it; WRENFALL_CONSENT_UNKNOWN, the default, removes it.
+ * The default store is that of one version of the application, and the next version's store knows nothing
+ * of it: hosts without a store of their own (wrenfall_options_set_store_dir) call this at each start.
  * The library, the reporter and wrenfallctl look at it before each report that they send, so it counts
  * for the reports that are there already, too. It does not stop an upload in progress.
  *
