@@ -273,7 +273,8 @@ class CrashServiceTest(unittest.TestCase):
             before = self.page(client, "/")
         with self.index() as index:
             kept = index.rows(Filter(), 10)
-        for damage in (lambda path: None, lambda path: path.unlink(), lambda path: path.write_bytes(b"damaged" * 1000)):
+        for damage in (lambda path: None, lambda path: path.unlink(), lambda path: path.write_bytes(b"damaged" * 1000),
+                       lambda path: path.write_bytes(path.read_bytes()[:4096] + b"damaged" * 5000)):
             damage(self.directory / FILE_NAME)
             with self.serving() as (_, client):
                 with self.index() as index:

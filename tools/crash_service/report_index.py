@@ -267,6 +267,9 @@ class ReportIndex:
             (form,) = connection.execute("PRAGMA user_version").fetchone()
             if form not in (0, _FORM):
                 raise sqlite3.DatabaseError(f"the index has the form {form}")
+            (found,) = connection.execute("PRAGMA quick_check(1)").fetchone()
+            if found != "ok":
+                raise sqlite3.DatabaseError(f"the index is damaged: {found}")
             if form == 0:
                 connection.executescript(
                     f"BEGIN; {_TABLES} PRAGMA user_version = {_FORM}; COMMIT")
