@@ -296,8 +296,9 @@ class CrashServiceTest(unittest.TestCase):
         shutil.rmtree(self.directory / "report-0007")
         with self.index() as index:
             index.keep_stack(7, "{}", "", False)
-        with self.serving() as (service, client):
+        with self.serving() as (_, client):
             self.assertEqual([404, 404], [client.request("GET", f"/report/{number}")[0] for number in (7, 99)])
+        with self.serving() as (service, client):  # The number is not given out again, however many starts later.
             client.upload(ARCHIVE)
             self.assertEqual(8, service.reports[-1].number)
             with self.index() as index:

@@ -19,10 +19,10 @@ _MAX_LISTED = 400  # characters of each text in the list
 _MAX_SEARCHED = 1 << 16  # characters of a report that are searched
 _FIRST_STACK_KEY = 1001  # Apart from the crash ids, so that a mix-up shows.
 
-_FORM = 1  # of the tables below; counted up with each change of theirs
+_FORM = 2  # of the tables below; counted up with each change of theirs
 _TABLES = """
 CREATE TABLE reports (
-  number INTEGER PRIMARY KEY, received REAL NOT NULL, stack_key INTEGER NOT NULL,
+  number INTEGER PRIMARY KEY AUTOINCREMENT, received REAL NOT NULL, stack_key INTEGER NOT NULL,
   application TEXT NOT NULL, version TEXT NOT NULL, kind TEXT NOT NULL, exception TEXT NOT NULL,
   place TEXT NOT NULL, words TEXT NOT NULL, user TEXT NOT NULL, problems INTEGER NOT NULL,
   search TEXT NOT NULL);
@@ -153,9 +153,9 @@ class ReportIndex:
                                    map(_stored_values, rows))
 
     def highest(self) -> int:
-        """The highest number of any report, 0 when nothing is known."""
-        rows = self._read("SELECT MAX(number) FROM reports", [])
-        return int(rows[0][0] or 0)
+        """The highest number of any report, also of one that was forgotten; 0 when nothing is known."""
+        rows = self._read("SELECT seq FROM sqlite_sequence WHERE name = 'reports'", [])
+        return int(rows[0][0]) if rows else 0
 
     def forget_all_but(self, numbers: Iterable[int]) -> None:
         """Forgets all other reports, with their stacks."""
