@@ -23,6 +23,7 @@ from samples import FOLDER, HOSTILE, ON_DEMAND, Client, make_damaged_zip, make_d
 import archive
 import certificates
 import stack_tool
+from browser import Browser
 from crash_service import CrashService
 from fact_types import MAX_FRAMES
 from facts import read_facts
@@ -220,6 +221,10 @@ class CrashServiceTest(unittest.TestCase):
             for path in ("/report/2", "/report/1/file/9", "/report/1/call/0002-put.json", "/report/1/call/../../reports.sqlite"):
                 self.assertEqual(404, client.request("GET", path)[0], path)
             self.assertEqual(421, client.request("GET", "/", Host="elsewhere.example")[0])
+            with self.index() as index:
+                for host, port, status in (("elsewhere.example", 443, 421), ("localhost", 443, 200), ("localhost", 444, 421)):
+                    head = RequestHead(b"", "GET", "/", "1.1", [("Host", host)])
+                    self.assertEqual(status, Browser(self.directory, index, None).answer(head, port).status, (host, port))
 
     def test_a_certificate_that_windows_made(self):
         """A key as .NET writes it, and a certificate that vouches for itself, become one file that serves."""

@@ -29,6 +29,7 @@ _DUMP_KINDS = ("crash", "hang", "capture")
 _PIECE = 1 << 20
 _MAX_NUMBER = 1 << 40
 
+_DEFAULT_PORT = 443
 # A file from a report is never shown by the browser, whatever is in it.
 _FILE_HEADERS = (
     ("Content-Security-Policy", "default-src 'none'; sandbox"),
@@ -100,7 +101,10 @@ class Browser:
 
 def _is_for_this_machine(head: RequestHead, port: int) -> bool:
     names = head.all("Host")
-    return len(names) == 1 and names[0] in (f"{HOST}:{port}", f"localhost:{port}")
+    expected = [f"{HOST}:{port}", f"localhost:{port}"]
+    if port == _DEFAULT_PORT:  # Browsers leave it out.
+        expected += [HOST, "localhost"]
+    return len(names) == 1 and names[0] in expected
 
 
 def _query_values(query: str) -> Dict[str, str]:
