@@ -4,6 +4,7 @@ import base64
 import contextlib
 import functools
 import html
+import http.client
 import json
 import os
 import re
@@ -225,6 +226,19 @@ class CrashServiceTest(unittest.TestCase):
                 for host, port, status in (("elsewhere.example", 443, 421), ("localhost", 443, 200), ("localhost", 444, 421)):
                     head = RequestHead(b"", "GET", "/", "1.1", [("Host", host)])
                     self.assertEqual(status, Browser(self.directory, index, None).answer(head, port).status, (host, port))
+
+    def test_requests_without_a_report(self):
+        """What a browser asks for is no problem, whether it is there or not."""
+        with self.serving() as (service, client):
+            connection = http.client.HTTPSConnection("127.0.0.1", service.port, context=client.context, timeout=10)
+            self.addCleanup(connection.close)
+            for method, address, status in (("HEAD", "/", 200), ("GET", "/.well-known/a", 404), ("HEAD", "/reports", 404),
+                                            ("GET", "/upload/7/report.zip", 400)):
+                connection.request(method, address)
+                answer = connection.getresponse()
+                self.assertEqual((status, method == "GET"), (answer.status, answer.read() != b""), address)
+                self.assertGreater(int(answer.headers["Content-Length"]), 50)
+            self.assertEqual([("put", "path")], [(problem.call, problem.check) for problem in service.problems])
 
     def test_a_certificate_that_windows_made(self):
         """A key as .NET writes it, and a certificate that vouches for itself, become one file that serves."""

@@ -9,6 +9,7 @@ import urllib.parse
 from pathlib import Path
 from typing import Dict, Iterable, List, Optional, Tuple
 
+import protocol
 import stack_trace
 from archive import UNUSABLE, list_entries, stream_entry
 from certificates import HOST
@@ -22,14 +23,14 @@ from report_page import report_page
 from reports import OTHER_FOLDER
 from stack_tool import StackTool
 
-_PAGE = re.compile(r"/|/favicon\.ico|/report/(?P<number>[0-9]{1,9})(?P<rest>/.*)?")
+_PAGE = re.compile(r"/|/report/(?P<number>[0-9]{1,9})(?P<rest>/.*)?")
 _ENTRY = re.compile(r"/file/([0-9]{1,6})")
 _CALL = re.compile(r"/call/([0-9]{4,9}-[a-z]{1,10}\.(?:head|body))")
 _DUMP_KINDS = ("crash", "hang", "capture")
 _PIECE = 1 << 20
 _MAX_NUMBER = 1 << 40
-
 _DEFAULT_PORT = 443
+
 # A file from a report is never shown by the browser, whatever is in it.
 _FILE_HEADERS = (
     ("Content-Security-Policy", "default-src 'none'; sandbox"),
@@ -38,8 +39,8 @@ _FILE_HEADERS = (
 
 
 def is_page(head: RequestHead) -> bool:
-    """Whether a request is a browser's, not a call of the upload protocol."""
-    return head.method == "GET" and _PAGE.fullmatch(head.target.partition("?")[0]) is not None
+    """Whether a request is a browser's, not a call of the upload protocol. There need not be a page."""
+    return head.method in ("GET", "HEAD") and not protocol.is_call(head.target)
 
 
 class Browser:
@@ -59,7 +60,7 @@ class Browser:
         path, _, query = head.target.partition("?")
         found = _PAGE.fullmatch(path)
         try:
-            if found is None or path == "/favicon.ico":
+            if found is None:
                 return _not_found()
             if found["number"] is None:
                 return _page_answer(self._list(query))
@@ -100,10 +101,10 @@ class Browser:
 
 
 def _is_for_this_machine(head: RequestHead, port: int) -> bool:
-    names = head.all("Host")
     expected = [f"{HOST}:{port}", f"localhost:{port}"]
     if port == _DEFAULT_PORT:  # Browsers leave it out.
         expected += [HOST, "localhost"]
+    names = head.all("Host")
     return len(names) == 1 and names[0] in expected
 
 

@@ -16,6 +16,7 @@ DEFAULT_USER_AGENT = "Wrenfall/9.0.0-dev"
 
 FIRST_PATH = "/api/getCrashUploadUrl"
 COMMIT_PATH = "/api/commitS3CrashUpload"
+_UPLOAD_FOLDERS = ("/upload/", "/redirected/")
 
 FIRST_PARTS = ("appName", "appVersion", "crashTypeId", "crashPostSize")
 COMMIT_PARTS = ("appName", "appVersion", "s3Key", "md5", "crashTypeId", "crashTime")
@@ -42,6 +43,12 @@ class Complaint(NamedTuple):
 
 class FormError(ValueError):
     """The body is not a well-formed form; the text says where."""
+
+
+def is_call(target: str) -> bool:
+    """Whether the target is an address of the upload protocol, where nothing else is looked for."""
+    path = target.partition("?")[0]
+    return path in (FIRST_PATH, COMMIT_PATH) or path.startswith(_UPLOAD_FOLDERS)
 
 
 def percent_encode(text: str) -> str:

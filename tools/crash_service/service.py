@@ -293,7 +293,8 @@ class CrashService:
         """Answers a browser. Looking changes nothing, so it is not kept, and no fault meets it."""
         answer = self._browser.answer(head, self.port)
         close = head.wants_close() or size > 0  # A body that nobody expects is not read.
-        connection.send(answer, close=close)
+        send = connection.send_head if head.method == "HEAD" else connection.send
+        send(answer, close=close)
         self._print(f"---- page {head.target} -> {answer.status}")
         return not close
 

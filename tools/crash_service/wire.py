@@ -76,6 +76,10 @@ class Connection:
         """Sends "100 Continue", so that the client sends the body it has announced."""
         self._socket.sendall(b"HTTP/1.1 100 Continue\r\n\r\n")
 
+    def send_head(self, answer: Answer, *, close: bool = False) -> None:
+        """Sends the answer without its body, as HEAD asks for it."""
+        self._socket.sendall(answer.head(close=close))
+
     def send(self, answer: Answer, *, chunked: bool = False, close: bool = False) -> None:
         """Sends the whole answer; a huge one goes piece by piece."""
         self._socket.sendall(answer.head(chunked=chunked, close=close))
