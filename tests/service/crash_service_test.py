@@ -228,17 +228,19 @@ class CrashServiceTest(unittest.TestCase):
                     self.assertEqual(status, Browser(self.directory, index, None).answer(head, port).status, (host, port))
 
     def test_requests_without_a_report(self):
-        """What a browser asks for is no problem, whether it is there or not."""
-        with self.serving() as (service, client):
-            connection = http.client.HTTPSConnection("127.0.0.1", service.port, context=client.context, timeout=10)
-            self.addCleanup(connection.close)
-            for method, address, status in (("HEAD", "/", 200), ("GET", "/.well-known/a", 404), ("HEAD", "/reports", 404),
-                                            ("GET", "/upload/7/report.zip", 400)):
-                connection.request(method, address)
-                answer = connection.getresponse()
-                self.assertEqual((status, method == "GET"), (answer.status, answer.read() != b""), address)
-                self.assertGreater(int(answer.headers["Content-Length"]), 50)
-            self.assertEqual([("put", "path")], [(problem.call, problem.check) for problem in service.problems])
+        """What a browser asks for is no problem, whether it is there or not. What is one outlasts a restart."""
+        for count in (1, 2):
+            with self.serving() as (service, client):
+                connection = http.client.HTTPSConnection("127.0.0.1", service.port, context=client.context, timeout=10)
+                self.addCleanup(connection.close)
+                for method, address, status in (("HEAD", "/", 200), ("GET", "/.well-known/a", 404), ("HEAD", "/reports", 404),
+                                                ("GET", "/upload/7/report.zip", 400)):
+                    connection.request(method, address)
+                    answer = connection.getresponse()
+                    self.assertEqual((status, method == "GET"), (answer.status, answer.read() != b""), address)
+                    self.assertGreater(int(answer.headers["Content-Length"]), 50)
+                self.assertEqual([("put", "path")], [(problem.call, problem.check) for problem in service.problems])
+            self.assertEqual(count, len(json.loads((self.directory / "other" / "problems.json").read_text())))
 
     def test_a_certificate_that_windows_made(self):
         """A key as .NET writes it, and a certificate that vouches for itself, become one file that serves."""

@@ -18,9 +18,10 @@ from typing import Any, Dict, List, NamedTuple, Optional
 
 from http_message import RequestHead
 from protocol import Complaint
-from report_folder import folder_of, folders_in, number_of
+from report_folder import folder_of, folders_in, number_of, read_json
 
 OTHER_FOLDER = "other"
+_PROBLEMS = "problems.json"
 _FIRST_MESSAGE = 5001  # Apart from the crash ids, so that a mix-up shows.
 _KEPT_ANSWER_SIZE = 4096
 
@@ -110,6 +111,8 @@ class Report:
         self.entries: List[Dict[str, Any]] = []
         self.requests: List[Exchange] = []
         self.problems: List[Problem] = []
+        earlier = read_json(folder / _PROBLEMS, [])  # Of former runs: the file keeps them.
+        self._earlier_problems = earlier if isinstance(earlier, list) else []
 
     @property
     def archive_path(self) -> Path:
@@ -140,7 +143,8 @@ class Report:
     def add_problems(self, call: str, complaints: List[Complaint]) -> None:
         """Records the complaints as problems of this report."""
         self.problems += [Problem(self.number, call, *complaint) for complaint in complaints]
-        write_json(self.folder / "problems.json", [item._asdict() for item in self.problems])
+        found = [item._asdict() for item in self.problems]
+        write_json(self.folder / _PROBLEMS, self._earlier_problems + found)
 
 
 class ReportStore:
