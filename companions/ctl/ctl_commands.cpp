@@ -64,12 +64,6 @@ std::vector<FolderArgument> folders_of(const CtlOptions& options, const fs::path
   return folders;
 }
 
-int no_store(const fs::path& store) {
-  return report_failure(WRENFALL_ERROR_FILE,
-                        "There is no store in " + path_to_utf8(store) +
-                            ". It is made when the application starts for the first time.");
-}
-
 int list(const CtlOptions& options, const fs::path& store) {
   if (options.stores) {
     const auto stores = find_stores(default_stores_dir());
@@ -285,6 +279,12 @@ int report_failure(int result, const std::string& explanation) {
   print_text(TextStream::kError, "wrenfallctl: " + describe_result(result) + "\n  " +
                                      escape_for_terminal(explanation) + "\n");
   return result;
+}
+
+int no_store(const fs::path& store) {
+  return report_failure(WRENFALL_ERROR_FILE,
+                        "There is no store in " + path_to_utf8(store) +
+                            ". It is made when the application starts for the first time.");
 }
 
 int run_ctl(const CtlOptions& options) {

@@ -1,6 +1,7 @@
 #ifndef WRENFALL_COMPANIONS_CTL_CTL_COMMANDS_H_
 #define WRENFALL_COMPANIONS_CTL_CTL_COMMANDS_H_
 
+#include <filesystem>
 #include <string>
 
 #include "ctl/ctl_options.h"
@@ -13,6 +14,9 @@ int run_ctl(const CtlOptions& options);
 
 // Prints what went wrong to the error stream, and returns `result` as the exit code.
 int report_failure(int result, const std::string& explanation);
+
+// The same for a store that does not exist.
+int no_store(const std::filesystem::path& store);
 
 }  // namespace wrenfall::ctl
 

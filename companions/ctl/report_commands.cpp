@@ -120,6 +120,7 @@ int export_one(const CtlOptions& options, const fs::path& store) {
 }  // namespace
 
 int run_report_command(const CtlOptions& options, const fs::path& store) {
+  if (options.latest && !is_folder(store)) return no_store(store);
   switch (options.command) {
     case CtlOptions::Command::kShow:
       return show(options, store);

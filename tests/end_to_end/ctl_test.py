@@ -265,9 +265,10 @@ class CtlTest(ServiceTest):
         self.assertEqual((0, "wrenfallctl 9.0.0-dev\n", ""), self.bare("--version"))
         self.assertIn("--store DIR", self.bare("--help")[1])
         self.assertIn("--symbols DIR", self.bare("stack", "--help")[1])
-        status, _, err = self.bare("list", "--app", "No Such: App", "--version", "1")
-        self.assertEqual(7, status)
-        self.assertIn("\\Wrenfall\\No Such_ App-1.", err)
+        for command in ("list", "show --latest", "stack --latest", "open --latest", "export --latest x.zip"):
+            status, _, err = self.bare(*command.split(), "--app", "No Such: App", "--version", "1")
+            self.assertEqual(7, status)
+            self.assertIn("\\Wrenfall\\No Such_ App-1.", err)
 
 
 if __name__ == "__main__":
