@@ -102,7 +102,8 @@ constexpr CommandHelp kHelp[] = {
      "at most twice. A report stays pending when the service cannot be reached or its files "
      "cannot\n"
      "be read; --all then stops at a service that cannot be reached. Where the application turned\n"
-     "resending on, a report that may arrive another time is kept for up to 30 attempts instead.\n",
+     "resending on, a report that may arrive another time is kept for up to 30 attempts instead.\n"
+     "While the user refuses consent nothing is sent, and the exit code is 13.\n",
      false},
     {Command::kDiscard,
      "wrenfallctl discard FOLDER... [--json]\n"

@@ -30,8 +30,8 @@ class ConsentTest(ServiceTest):
         host.close()
 
     def by_tool(self):
-        status, out, err = run_program(BIN / "wrenfallctl.exe", "send", "--all", "--store", windows_path(self.store))
-        if status:
+        self.told, out, err = run_program(BIN / "wrenfallctl.exe", "send", "--all", "--store", windows_path(self.store))
+        if self.told:
             self.assertIn("the user has refused that reports are sent", out + err)
 
     def by_host(self):
