@@ -2,6 +2,7 @@
 # Installs what is missing and builds into build/mingw. Prints little unless something fails.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+unset WRENFALL_BUILD # All of this is in build/mingw.
 scripts/setup.sh
 mkdir -p build
 log=build/build.log

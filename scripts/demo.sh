@@ -4,6 +4,7 @@
 # otherwise prints a line that says what failed. With --keep the service goes on, for a browser.
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+unset WRENFALL_BUILD # All of this is in build/mingw.
 keep=
 case "${1:-}" in
   "") ;;

@@ -4,6 +4,7 @@
 # minute of each fuzzer. Takes about an hour; ends with 0 when all is well.
 set -u
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+unset WRENFALL_BUILD # All of this is in build/mingw.
 minutes=${1:-10}
 failed=0
 run() {

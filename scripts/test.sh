@@ -3,6 +3,7 @@
 # are passed to each ctest, for example: scripts/test.sh -R store
 set -eu
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+unset WRENFALL_BUILD # All of this is in build/mingw.
 scripts/setup.sh
 native=0
 scripts/native-tests.sh "$@" || native=1
