@@ -78,8 +78,12 @@ def alive(pid):
 
 
 def end_process(pid):
-    """Ends a process, which runs no code of its own any more."""
-    os.kill(pid, signal.SIGTERM if ON_WINDOWS else signal.SIGKILL)
+    """Ends a process, which runs no code of its own any more. False when it has ended by itself."""
+    try:
+        os.kill(pid, signal.SIGTERM if ON_WINDOWS else signal.SIGKILL)
+    except OSError:  # Windows has no error of its own for that
+        return False
+    return True
 
 
 def freeze_process(pid, frozen=True):
