@@ -3,12 +3,11 @@
 import contextlib
 import os
 import re
-import subprocess
 import time
 import unittest
 from pathlib import Path
 
-from harness import (BIN, ON_WINDOWS, ROOT, EndToEndTest, end_process, has_module, processes, start_program,
+from harness import (BIN, ON_WINDOWS, ROOT, EndToEndTest, end_process, has_module, processes, run_program,
                      start_service, unix_alone, wait_for, windows_path)
 
 DOCUMENT = ROOT / "docs" / "crash-coverage.md"
@@ -115,8 +114,7 @@ class CrashCoverageTest(EndToEndTest):
                 cell = on_windows if ON_WINDOWS else under_wine
                 self.store = self.folder / kind
                 file = self.folder / "exit code"
-                start_program(BIN / "exit_code.exe", windows_path(file), BIN / "runtime_failures.exe", windows_path(self.store),
-                     kind, stderr=subprocess.DEVNULL).wait(60)
+                run_program(BIN / "exit_code.exe", windows_path(file), BIN / "runtime_failures.exe", windows_path(self.store), kind)
                 if self.dumps_after(kind, end := int(file.read_text()), cell):
                     record = self.record(self.only_report())
                     self.assertEqual(f"0x{end:08X}", record["signalOrExceptionCode"])

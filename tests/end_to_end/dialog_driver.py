@@ -4,7 +4,7 @@ import struct
 import subprocess
 import zlib
 
-from harness import BIN, start_program, unix_alone, wait_for, windows_path
+from harness import BIN, run_program, start_program, unix_alone, wait_for, windows_path
 
 # The controls, by their ids.
 SEND, CLOSE = 1, 2
@@ -60,8 +60,7 @@ class Picture:
 
     def __init__(self, folder):
         path = folder / "picture.raw"
-        done = start_program(BIN / "dialog_reader.exe", windows_path(path))
-        if done.wait(PATIENCE) != 0:
+        if run_program(BIN / "dialog_reader.exe", windows_path(path))[0] != 0:
             raise AssertionError("no picture")
         size, self.pixels = path.read_bytes().split(b"\n", 1)
         self.width, self.height = map(int, size.split())

@@ -5,7 +5,7 @@ import os
 import subprocess
 import unittest
 
-from harness import (BIN, RECORD, ROOT, SERVICE_PORT, ServiceTest, end_process, processes, start_program, wait_for,
+from harness import (BIN, RECORD, ROOT, SERVICE_PORT, ServiceTest, end_process, processes, run_program, start_program, wait_for,
                      windows_path)
 
 from dialog_driver import (ALWAYS_SEND, BACK, CLOSE, COPY, DESCRIPTION, DETAILS, EMAIL, FILES, FILES_LABEL, HEADING, HINT, MESSAGE,
@@ -368,7 +368,7 @@ class ReporterTest(DialogDriver, ServiceTest):
                 ("reporter-150.png", desktop, "LogPixels", 144, ""), ("mirrored.png", personal, "AppsUseLightTheme", 1, "ar"))
         looks = {}
         for name, key, value, number, locale in rows:
-            start_program("reg", "add", key, "/v", value, "/t", "REG_DWORD", "/d", number, "/f", stdout=subprocess.DEVNULL).wait(PATIENCE)
+            run_program("reg", "add", key, "/v", value, "/t", "REG_DWORD", "/d", number, "/f")
             try:
                 self.report, _ = self.start_reporter(
                     name, ("--restart", "planner.exe"), reportKind="crash", appName="Meadow Planner", themeDir=windows_path(theme), locale=locale,
@@ -378,7 +378,7 @@ class ReporterTest(DialogDriver, ServiceTest):
                 looks[name] = wait_for(self.still_picture, PATIENCE, "a picture")
                 looks[name].save((self.folder if locale else pictures) / name)
             finally:
-                start_program("reg", "delete", key, "/v", value, "/f", stdout=subprocess.DEVNULL).wait(PATIENCE)
+                run_program("reg", "delete", key, "/v", value, "/f")
             self.press("Problem report", "Escape")
             self.wait_for_end()
         light, dark, large, mirrored = looks.values()

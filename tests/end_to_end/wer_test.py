@@ -5,7 +5,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, ROOT, EndToEndTest, end_process, processes, start_program, unix_alone, wait_for, windows_path
+from harness import BIN, ROOT, EndToEndTest, end_process, processes, run_program, start_program, unix_alone, wait_for, windows_path
 
 KEY = (r"HKLM\SOFTWARE\Microsoft\Windows\Windows Error Reporting"
        r"\RuntimeExceptionHelperModules")
@@ -19,7 +19,7 @@ CODES = [0xC0000409, 0xC0000602, 0xC0000374, 0xC000027B]
 
 def registry(*words):
     """The exit code of a program that changes the registry of the prefix."""
-    return start_program(*words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).wait(60)
+    return run_program(*words)[0]
 
 
 class AllowListTest(EndToEndTest):
