@@ -1,9 +1,10 @@
 """How the last run ended, as the next one is told: with processes that end in each way."""
 
 import json
+import threading
 import unittest
 
-from harness import BIN, EndToEndTest, alive, end_process, run_program, wait_for, windows_path
+from harness import BIN, EndToEndTest, alive, end_process, freeze_process, run_program, wait_for, windows_path
 
 NONE, CLEAN, CRASHED, HUNG, ENDED, UNKNOWN = range(6)
 
@@ -27,6 +28,14 @@ class LastRunTest(EndToEndTest):
         self.end_companion("WrenfallMonitor.exe")
         host.process.kill()
 
+    def slow_monitor(self, _):
+        """The library itself waits for this one's record of the end."""
+        monitor = self.only_process("WrenfallMonitor.exe", self.folder.name)
+        freeze_process(monitor)
+        timer = threading.Timer(1, freeze_process, (monitor, False))
+        self.addCleanup(timer.join)
+        timer.start()
+
     def lose_handler(self):
         before = self.log().count("started again")
         self.end_companion("crashpad_handler.exe")
@@ -40,6 +49,7 @@ class LastRunTest(EndToEndTest):
             ("killed monitor", self.kill_monitor, (UNKNOWN, 0, 0, 2)),
             ("no dump", lambda host: host.crash("fail-fast"), (CRASHED, 0xC0000409, 0xC0000409, 3)),
             ("no shutdown", lambda host: host.close(), (ENDED, 0, 0, 0)),
+            ("slow monitor", self.slow_monitor, (ENDED, 0, 0, 0)),
             ("lost handler", lambda host: self.lose_handler(), (ENDED, 0, 0, 0)),
             ("clean without a handler", lambda host: (self.lose_handler(), host.do("shutdown")), (CLEAN, 0, 0, 0)),
         ]
@@ -48,6 +58,8 @@ class LastRunTest(EndToEndTest):
         for name, end, expected in rows:
             end(host)
             host.close()
+            if name not in ("killed monitor", "slow monitor"):
+                wait_for(lambda: self.file()["run"]["state"] != "running", what="the record of the end")
             before = self.file()["run"]["startTime"]
             host, last = self.start()
             with self.subTest(name):

@@ -176,8 +176,8 @@ class ReporterTest(DialogDriver, ServiceTest):
         self.assertEqual("0", host.call("set_consent", 3))
         shown = self.start()
         self.assertIn("you are asked about it again", shown[HINT])
-        for call in ("first", "put"):  # under Wine a call that is cancelled ends with its answer
-            self.service.fail(call, delay=7)
+        for call, delay in (("first", 7), ("put", 30)):  # under Wine a call that is cancelled ends with its answer
+            self.service.fail(call, delay=delay)
         self.press("Problem report", "alt+s")
         self.wait_for_window("Sending the report", CLOSE)
         self.press("Sending the report", "Escape")

@@ -154,14 +154,14 @@ class SendTest(ServiceTest):
         self.assertEqual([], self.service.problems)
 
     def test_upload_survives_shutdown(self):
-        self.service.fail("put", delay=1.0)
+        self.service.fail("put", delay=4.0)
         self.make_report("first")
         folder = self.make_report("second", age=-100)
         host = self.host()
         host.do("post_pending")
         wait_for(lambda: self.service.requests, what="the first request")
         host.do("shutdown")
-        self.assertTrue(self.service.wait_for_commits(1, 20))
+        self.assertTrue(self.service.wait_for_commits(1, 60))
         wait_for(lambda: not (self.store / "first").exists(), what="the end of the delivery")
         time.sleep(0.5)
         self.assertTrue(folder.exists())

@@ -101,7 +101,7 @@ class StoreTrouble(ServiceTest):
         for status in (503, 404, 200):
             folder = self.make_report(f"r{status}")
             self.service.clear_faults()
-            self.service.fail("put", delay=0.5)
+            self.service.fail("put", delay=2.0)
             self.service.fail("commit", status=status)
             got = []
             sender = threading.Thread(target=lambda: got.append(host.send(folder)))
