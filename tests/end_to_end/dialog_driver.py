@@ -103,7 +103,10 @@ class DialogDriver:
                 if title in window.title and window.focus in focus:
                     return window
             return None
-        return wait_for(look, PATIENCE, f"a window '{title}' with the focus on {focus}")
+        # The page may change while it is read: the focus is of the new one then, and the texts are of the old one.
+        for _ in range(2):
+            window = wait_for(look, PATIENCE, f"a window '{title}' with the focus on {focus}")
+        return window
 
     def wait_for_text(self, control, text):
         wait_for(lambda: any(window.get(control) == text for window in windows()), PATIENCE,

@@ -50,7 +50,7 @@ class Case:
         assert self.host.do("init") == "0", self.log()
 
     def log(self):
-        return (self.store / "Wrenfall.log").read_text("utf-8")
+        return (self.store / "Wrenfall.log").read_text("utf-8", "replace")
 
     def strike(self, names, blow):
         pids = []

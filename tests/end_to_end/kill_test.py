@@ -60,6 +60,8 @@ class Watcher:
         for pattern in ("*/" + RECORD, "*/result.json", "*/breadcrumbs.json", "last_run.json", "*/retry.json",
                         "reportLimit.json", "sessions/*.json"):
             for path in self.store.glob(pattern):
+                # A file that another program holds for long is not replaced but written in place, beside its new content.
+                in_place = path.with_name(path.name + ".tmp").exists()
                 try:
                     text = path.read_bytes()
                 except OSError:
@@ -67,7 +69,8 @@ class Watcher:
                 try:
                     content = json.loads(text)
                 except ValueError:
-                    self.torn.append((path.name, text[:200]))
+                    if not in_place:
+                        self.torn.append((path.name, text[:200]))
                     continue
                 if path.name == RECORD:
                     name = content["attributes"].get("id")
