@@ -113,7 +113,7 @@ class CrashCoverageTest(EndToEndTest):
             with self.subTest(kind=kind):
                 cell = on_windows if ON_WINDOWS else under_wine
                 self.store = self.folder / kind
-                file = self.folder / "exit code"
+                file = self.folder / "exit code 試"
                 run_program(BIN / "exit_code.exe", windows_path(file), BIN / "runtime_failures.exe", windows_path(self.store), kind)
                 if self.dumps_after(kind, end := int(file.read_text()), cell):
                     record = self.record(self.only_report())

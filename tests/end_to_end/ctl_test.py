@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from harness import BIN, RECORD, ServiceTest, freeze_process, run_program, start_program, wait_for, windows_path
+from harness import BIN, RECORD, ServiceTest, freeze_process, long_path, run_program, start_program, wait_for, windows_path
 
 
 REPORT_KEYS = {"folder", "path", "state", "kind", "time", "application", "version", "uploadPolicy", "retryCount",
@@ -38,7 +38,7 @@ class CtlTest(ServiceTest):
 
     def test_from_the_crash_to_the_service(self):
         # Beyond 259 characters, which the system takes in a special form only.
-        self.store = self.folder / ("d" * 150) / ("störe" * 30)
+        self.store = long_path(self.folder) / ("d" * 150) / ("störe" * 30)
         self.store.mkdir(parents=True)
         attachment = self.folder / ("n" * 196 + ".txt")
         attachment.write_text("held by the host until its end")

@@ -12,7 +12,7 @@ import unittest
 from pathlib import Path
 
 from programs import (BIN, BUILD, ON_WINDOWS, ROOT, alive, command_lines, end_process, freeze_process, has_module,
-                      limit_files, link_folder, local_path, processes, run_program, start_program, unix_alone, windows_path)
+                      limit_files, link_folder, local_path, long_path, processes, run_program, start_program, unix_alone, windows_path)
 
 SERVICE_PORT = int((BUILD / "service-port").read_text())  # what the library reaches as database "127"
 
@@ -122,7 +122,7 @@ class EndToEndTest(unittest.TestCase):
 
     def setUp(self):
         self.folder = Path(tempfile.mkdtemp(prefix="wrenfall tést ", dir=BUILD))
-        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.addCleanup(shutil.rmtree, long_path(self.folder), ignore_errors=True)
         self.store = self.folder / "störe"
 
     def host(self, init=True, folder=BIN, exit_code_file=None, **options):

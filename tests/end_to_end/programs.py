@@ -14,6 +14,7 @@ ON_WINDOWS = sys.platform == "win32"
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("WRENFALL_BUILD", ROOT / "build" / "mingw"))
 BIN = Path(os.environ.get("WRENFALL_BIN", BUILD / "bin"))
+LONG_PREFIX = "\\\\?\\"
 LISTING = ("[Console]::OutputEncoding = [Text.Encoding]::UTF8; "
            'Get-CimInstance Win32_Process | % { "$($_.ProcessId)`t$($_.CommandLine)" }')
 
@@ -43,7 +44,12 @@ def run_program(*arguments, **settings):
 
 
 def windows_path(path):
-    return str(path) if ON_WINDOWS else "Z:" + str(path).replace("/", "\\")
+    return str(path).removeprefix(LONG_PREFIX) if ON_WINDOWS else "Z:" + str(path).replace("/", "\\")
+
+
+def long_path(path):
+    """The same path in the form that Windows takes from Python beyond 259 characters."""
+    return Path(LONG_PREFIX + str(path)) if ON_WINDOWS else path
 
 
 def local_path(path):

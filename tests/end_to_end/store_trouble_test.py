@@ -6,7 +6,7 @@ import shutil
 import threading
 import unittest
 
-from harness import RECORD, STAND_IN, ServiceTest, limit_files, link_folder, wait_for, windows_path
+from harness import RECORD, STAND_IN, ServiceTest, limit_files, link_folder, long_path, wait_for, windows_path
 
 
 class StoreTrouble(ServiceTest):
@@ -187,13 +187,14 @@ class StoreTrouble(ServiceTest):
         self.assertNotIn(RECORD, os.listdir(outside))
 
     def test_names_at_the_limit(self):
+        self.store = long_path(self.store)
         host = self.host()
         folder = self.make_report("n" * 255)
         self.assertEqual(["n" * 255], host.pending())
         self.assertEqual((0, 200), host.send(folder))
         # Attachments of one long name, which a number must not make too long.
         for number in range(3):
-            path = self.folder / str(number) / ("a" * 251 + ".txt")
+            path = long_path(self.folder) / str(number) / ("a" * 251 + ".txt")
             path.parent.mkdir()
             path.write_text(str(number))
             self.assertEqual("0", host.do("add_attachment", windows_path(path)))

@@ -5,7 +5,8 @@
 // is told that one. One line for each call of the module: its name, the result, and whether it has
 // claimed the crash. The hostile calls come first.
 #include "wer/werapi_win.h"
-// Needs <windows.h> first.
+// These need <windows.h> first.
+#include <shellapi.h>
 #include <util/win/registration_protocol_win_structs.h>
 
 #include <cstddef>
@@ -159,8 +160,10 @@ void report(HMODULE module, DWORD process_id, void* context, DWORD code, const D
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 5) return 2;
-  const HMODULE module = LoadLibraryA(argv[1]);
+  // The arguments of main are in the machine's code page, which may lack letters of the path.
+  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &argc);
+  if (wide == nullptr || argc != 5) return 2;
+  const HMODULE module = LoadLibraryW(wide[1]);
   const DWORD process = std::strtoul(argv[2], nullptr, 10);
   auto* const context = reinterpret_cast<void*>(std::strtoull(argv[3], nullptr, 10));
   if (module == nullptr || !DebugActiveProcess(process)) return 3;
