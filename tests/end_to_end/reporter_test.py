@@ -54,7 +54,7 @@ class ReporterTest(DialogDriver, ServiceTest):
         host.crash("access-violation")
         shown = self.wait_for_window("Test Host - Problem report", DESCRIPTION)
         self.assertEqual("Test Host has stopped working", shown[HEADING])
-        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--program", "test_host.exe", "--restart-in", windows_path(os.getcwd()))))
+        self.only_process("WrenfallReporter.exe", self.folder.name, "--program", "test_host.exe", "--restart-in", windows_path(os.getcwd()))
         self.assertRegex(shown[SHOW_FILES], r"\([\d.,]+ [KM]B\)")
         self.assertEqual("old@example.org", shown[EMAIL])
         # While the reporter asks, no other process takes the report.
@@ -227,7 +227,7 @@ class ReporterTest(DialogDriver, ServiceTest):
             self.assertEqual("0", host.call("ask_pending_reports_async"))
         shown = self.wait_for_window("r3 - Problem report", DESCRIPTION)
         wait_for(lambda: len(self.reporters()) == 1, PATIENCE, "one reporter")
-        self.assertEqual(1, len(processes("WrenfallReporter.exe", "--ask", "--program", "test_host.exe", "--application", "Test Host")))
+        self.only_process("WrenfallReporter.exe", "--ask", self.folder.name, "--program", "test_host.exe", "--application", "Test Host")
         self.assertIn("answer: 2", shown[MESSAGE])
         self.assertNotIn(ALWAYS_SEND, shown)
         self.press("r3 - Problem report", "Escape")
