@@ -10,7 +10,13 @@ function(wrenfall_dependency name target switch)
     message(FATAL_ERROR "${switch} is \"${${switch}}\"; it must be auto, installed or fallback.")
   endif()
   if(NOT ${switch} STREQUAL "fallback")
-    set(asked_for "${${name}_DIR}")
+    set(folder "${${name}_DIR}")
+    set(asked_for OFF)
+    foreach(named IN ITEMS "${folder}" "${${name}_ROOT}" "$ENV{${name}_ROOT}" "$ENV{${name}_DIR}")
+      if(named)
+        set(asked_for ON)
+      endif()
+    endforeach()
     find_package(${name} CONFIG QUIET)
   endif()
   if(TARGET ${target})
@@ -30,6 +36,10 @@ function(wrenfall_dependency name target switch)
     message(FATAL_ERROR "The package ${name} is installed (${${name}_CONSIDERED_CONFIGS}), but cannot be used. ${why} "
                         "Repair it, or configure with -D${switch}=fallback.")
   elseif(${switch} STREQUAL "installed" OR asked_for)
+    # The search has replaced the folder that the user named. The next run must not take the stand-in either.
+    if(folder)
+      set(${name}_DIR "${folder}" CACHE PATH "Where ${name} was not found" FORCE)
+    endif()
     message(FATAL_ERROR "The package ${name} was asked for, but is not found. Install it (vcpkg install ${name}) and name "
                         "where it is, for example with -DCMAKE_PREFIX_PATH=<folder> or -D${name}_DIR=<folder of "
                         "${name}Config.cmake>, or configure with -D${switch}=fallback.")
@@ -66,6 +76,11 @@ wrenfall_dependency(crashpad crashpad::crashpad WRENFALL_CRASHPAD)
 
 # An installed Crashpad brings its handler as a tool. A program finder would not know the ending in a cross build.
 if(WIN32 AND NOT TARGET crashpad_handler)
+  # The one that an earlier run found may be that of another Crashpad. One that the user has named stays.
+  if("${WRENFALL_CRASHPAD_HANDLER}" STREQUAL "${WRENFALL_FOUND_HANDLER}")
+    unset(WRENFALL_CRASHPAD_HANDLER CACHE)
+  endif()
+  set(wrenfall_named_handler "${WRENFALL_CRASHPAD_HANDLER}")
   find_file(WRENFALL_CRASHPAD_HANDLER crashpad_handler.exe
             PATHS ${crashpad_DIR}/../../tools/crashpad ${crashpad_DIR}/../../../tools/crashpad
             NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH
@@ -73,6 +88,9 @@ if(WIN32 AND NOT TARGET crashpad_handler)
   if(NOT EXISTS "${WRENFALL_CRASHPAD_HANDLER}")
     message(FATAL_ERROR "The installed Crashpad (${crashpad_DIR}) has no tools/crashpad/crashpad_handler.exe. "
                         "Name it with -DWRENFALL_CRASHPAD_HANDLER=<file>.")
+  endif()
+  if(NOT wrenfall_named_handler)
+    set(WRENFALL_FOUND_HANDLER "${WRENFALL_CRASHPAD_HANDLER}" CACHE INTERNAL "What the search for the handler found")
   endif()
   message(STATUS "Dependency crashpad: its handler is ${WRENFALL_CRASHPAD_HANDLER}")
 endif()

@@ -26,7 +26,11 @@ class InstalledTest(unittest.TestCase):
         return " ".join(run(*command, cwd=ROOT, env=self.environment).split())
 
     def configure(self, *options):
-        return self.run_here("cmake", "--preset", "mingw", "-B", self.build, "-DCMAKE_BUILD_TYPE=", *options)
+        """An option without a dash is set in the environment."""
+        environment = [option for option in options if not option.startswith("-")]
+        options = [option for option in options if option.startswith("-")]
+        return self.run_here("cmake", "-E", "env", *environment, "cmake", "--preset", "mingw", "-B", self.build,
+                             "-DCMAKE_BUILD_TYPE=", *options)
 
     def test_packages(self):
         output = self.configure(f"-DCMAKE_FIND_ROOT_PATH={self.package}", "-DWRENFALL_CRASHPAD=installed",
@@ -44,6 +48,13 @@ class InstalledTest(unittest.TestCase):
         (self.build / "crashpad-handler").write_text("stand-in\n")
         output = self.run_here("ctest", "--test-dir", self.build, "-R", r"^end_to_end\.(crash|metadata)$", "-V")
         self.assertIn("100% tests passed, 0 tests failed out of 2", output)
+        # The handler is always that of the Crashpad which is named, or the one that the user names.
+        other = shutil.copytree(self.package, self.folder / "other")
+        for options, package in ((["-Dcrashpad_DIR={other}/share/crashpad"], other),
+                                 (["-DWRENFALL_CRASHPAD_HANDLER={package}/tools/crashpad/crashpad_handler.exe"], self.package),
+                                 ([], self.package)):
+            output = self.configure(*(option.format(other=other, package=self.package) for option in options))
+            self.assertIn(f"its handler is {package}/tools/crashpad/crashpad_handler.exe", output)
 
     def test_refused(self):
         """What is asked for and is not there, or is there and cannot be used, is not replaced."""
@@ -51,14 +62,23 @@ class InstalledTest(unittest.TestCase):
         broken = self.folder / "broken"
         broken.mkdir()
         (broken / "miniz-config.cmake").write_text("include(CMakeFindDependencyMacro)\nfind_dependency(nothing)\n")
-        for option, error in (("-DWRENFALL_CRASHPAD=installed", "package crashpad was asked for, but is not found"),
+        asked_for, no_handler = "package crashpad was asked for, but is not found", "no tools/crashpad/crashpad_handler.exe"
+        clean = ("-UWRENFALL_*", "-U*_DIR", "-Ucrashpad_ROOT", "-UCMAKE_PREFIX_PATH")
+        for option, error in (("-DWRENFALL_CRASHPAD=installed", asked_for),
                               ("-DWRENFALL_MINIZ=installed", "package miniz was asked for, but is not found"),
-                              ("-Dcrashpad_DIR=/nowhere", "package crashpad was asked for, but is not found"),
+                              ("-Dcrashpad_ROOT=/nowhere", asked_for),
+                              ("crashpad_ROOT=/nowhere", asked_for),
                               (f"-DCMAKE_PREFIX_PATH={broken}", "because dependency nothing could not be found"),
-                              (f"-DCMAKE_PREFIX_PATH={self.package}", "no tools/crashpad/crashpad_handler.exe"),
-                              ("-DWRENFALL_MINIZ=maybe", "must be auto, installed or fallback")):
+                              (f"-DCMAKE_PREFIX_PATH={self.package}", no_handler),
+                              (f"CMAKE_PREFIX_PATH=/nowhere:{self.package}", no_handler),
+                              (f"-Dcrashpad_ROOT={self.package}", no_handler),
+                              (f"crashpad_ROOT={self.package}", no_handler),
+                              (f"-Dcrashpad_DIR={self.package}/share/crashpad", no_handler),
+                              ("-DWRENFALL_MINIZ=maybe", "must be auto, installed or fallback"),
+                              ("-Dcrashpad_DIR=/nowhere", asked_for),
+                              (None, asked_for)):  # the folder that was named before
             with self.subTest(option=option), self.assertRaises(AssertionError) as failure:
-                self.configure("-UWRENFALL_*", "-U*_DIR", "-UCMAKE_PREFIX_PATH", option)
+                self.configure(*((*clean, option) if option else ()))
             self.assertIn(error, " ".join(str(failure.exception).split()))
 
 
