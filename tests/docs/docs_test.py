@@ -96,16 +96,21 @@ class DocsTest(unittest.TestCase):
                 self.run_command("bash", "-c", command)
 
     @unittest.skipIf(sys.platform == "win32", "the compiler's options are GCC's")
-    def test_readme_code(self):
-        blocks = code_blocks(ROOT / "README.md", "c")
-        self.assertTrue(blocks)
+    def test_whole_samples(self):
+        """They compile as C and as C++, without extensions of the compiler."""
+        readme, abi = (code_blocks(ROOT / page, "c") for page in ("README.md", "docs/abi.md"))
+        self.assertTrue(readme and abi)
         header = (ROOT / "include/wrenfall/wrenfall.h").read_text("utf-8")
-        for block in blocks:
+        for block in readme:
             self.assertIn(block.rstrip(), re.sub(r"^ \* ?", "", header, flags=re.MULTILINE), "the header opens with it")
+        for block in readme + abi:
+            self.assertNotIn("__", block)
             with tempfile.TemporaryDirectory() as folder:
                 source = Path(folder) / "host.c"
                 source.write_text("void run_the_application(void);\n" + block, "utf-8")
-                self.run_command(COMPILER, "-std=c99", "-Wall", "-Wextra", "-Werror", "-fsyntax-only", "-Iinclude", source)
+                for language in ("-xc", "-std=c99"), ("-xc++", "-std=c++17"):
+                    self.run_command(COMPILER, *language, "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-Wno-unused-function",
+                                     "-fsyntax-only", "-Iinclude", source)
 
     @unittest.skipUnless(shutil.which("doxygen"), "doxygen is not installed")
     def test_api_reference(self):
