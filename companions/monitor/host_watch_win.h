@@ -55,7 +55,8 @@ class HostWatch {
   // Resumes the host when the handler, which has ended, was killed in the middle of a dump and so left it
   // suspended. Where the handler of a later run may be writing a dump, which suspends the host as well,
   // only if a dump was being written that nobody writes any more; the later run's monitor sees to the rest.
-  // True when the host was resumed.
+  // A host under a debugger is resumed too: nobody else would take back what the handler did, and one that
+  // the debugger has stopped at an event stays stopped. True when the host was resumed.
   bool resume_host(bool others_may_write);
   // Whether a later run of the host has a handler, or is about to: it sees to a crash of the host.
   bool is_replaced() const;

@@ -104,6 +104,15 @@ class CrashTest(EndToEndTest):
                 for folder in self.report_folders():
                     shutil.rmtree(folder)
 
+    def test_host_that_a_killed_handler_left_suspended_is_resumed_under_a_debugger(self):
+        debugger, host = self.host(init=False), self.host()
+        pid = host.do("pid")
+        self.assertEqual(("1", "0"), (debugger.do("debug", pid), debugger.do("suspend", pid)))
+        end_process(self.only_process("crashpad_handler.exe", windows_path(self.store)))
+        wait_for(lambda: f"Process {pid} resumed: its capture handler ended" in self.log(), what="the line about it")
+        wait_for(lambda: "started again" in self.log(), what="another handler")
+        self.assertEqual("0", host.do("capture"), self.log())
+
     def test_larger_dump_types_hold_more(self):
         sizes = []  # the stand-in's writer under Wine knows no type between a small and a full dump
         for number, name in ((0, "normal"), (1, "heap"), (2, "full"), (3, "normal")):

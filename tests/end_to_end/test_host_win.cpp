@@ -219,6 +219,16 @@ void debug(const Words& words) {
   }).detach();
 }
 
+// Suspends the process of that id, as a handler does that reads it.
+void suspend(const Words& words) {
+  const HANDLE process = OpenProcess(PROCESS_SUSPEND_RESUME, FALSE, words.unsigned_number(0));
+  const FARPROC found = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtSuspendProcess");
+  LONG(NTAPI * function)(HANDLE);
+  std::memcpy(&function, &found, sizeof function);
+  answer(function(process));
+  CloseHandle(process);
+}
+
 constexpr struct {
   const char* name;
   void (*run)(const Words&);
@@ -272,6 +282,7 @@ constexpr struct {
     {"wer_context", [](const Words&) { answer(reinterpret_cast<intptr_t>(wer_context)); }},
     {"hold", hold},
     {"debug", debug},
+    {"suspend", suspend},
     {"messages",
      [](const Words&) {
        answer_text(messages.c_str());
