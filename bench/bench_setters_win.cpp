@@ -48,7 +48,8 @@ class BareSetter {
   std::map<std::string, std::unique_ptr<Holder>> holders_;
 };
 
-// What a breadcrumb cannot do without where threads share one list: a lock and a copy.
+// What breadcrumbs cannot do without where threads share one list: a lock and a copy, or zeros in place
+// of all texts, so that none is in a later dump.
 class BareBreadcrumbs {
  public:
   void add(const char* message) {
@@ -58,8 +59,14 @@ class BareBreadcrumbs {
     std::memcpy(entry.message, message, std::min(std::strlen(message) + 1, sizeof entry.message));
   }
 
+  void clear() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    next_ = 0;
+    for (Entry& entry : entries_) std::memset(entry.message, 0, sizeof entry.message);
+  }
+
  private:
-  static constexpr size_t kEntries = 200;
+  static constexpr size_t kEntries = bench::kBreadcrumbs;
   struct Entry {
     std::chrono::system_clock::time_point time;
     char message[256];
@@ -132,7 +139,7 @@ void in_threads(int count, const std::function<void(int)>& call) {
 }
 
 void bench_breadcrumbs() {
-  constexpr double kBudgetNs = 300, kBudgetOfThreads = 2;
+  constexpr double kBudgetNs = 300, kBudgetOfThreads = 2, kClearBudget = 2;
   const std::string message(64, 'm');
   const std::function<void()> add = [&] {
     wrenfall_breadcrumb_add(WRENFALL_LOG_INFO, "bench", message.c_str());
@@ -150,6 +157,10 @@ void bench_breadcrumbs() {
         [&] { in_threads(threads, [&](int) { bare.add(message.c_str()); }); },
         [&] { in_threads(threads, [&](int) { add(); }); });
   }
+  // One that follows another wipes as much as the first.
+  bench::compare(
+      "wrenfall_breadcrumb_clear, held", bench::kBreadcrumbs, kClearBudget, {21, 500},
+      [&] { bare.clear(); }, [] { wrenfall_breadcrumb_clear(); });
 }
 
 }  // namespace

@@ -3,6 +3,9 @@
 
 #include <chrono>
 #include <fstream>
+#include <functional>
+#include <thread>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -120,6 +123,23 @@ void bench_kept() {
                       bench::kNoBudget);
 }
 
+// The time until the call returns, beside a bare start of a thread. What that thread does in the store
+// has ended before the next call.
+void bench_asking() {
+  const bench::Library library("asking");
+  bench::Rounds times;
+  const auto take = [](std::vector<double>& taken, const std::function<void()>& call) {
+    taken.push_back(bench::time_of(call, 1));
+    Sleep(20);
+  };
+  for (int round = 0; round < 42; ++round) {
+    if (round == 1) times = {};
+    take(times.limits, [] { std::thread([] {}).detach(); });
+    take(times.operations, [] { wrenfall_ask_pending_reports_async(); });
+  }
+  bench::print("wrenfall_ask_pending_reports_async, reports in the store", 0, 1.5, times);
+}
+
 wrenfall::StructuredReport sample_report(int threads) {
   wrenfall::StructuredReport report;
   report.platform = "windows";
@@ -154,6 +174,7 @@ int main() {
   const bench::Folder folder("store");
   bench_record(folder.path());
   bench_kept();
+  bench_asking();
   bench_structured_report(folder.path(), "JSON", wrenfall::structured_report_json);
   bench_structured_report(folder.path(), "XML", wrenfall::structured_report_xml);
   fs::create_directories(folder.path() / "store");

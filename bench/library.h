@@ -10,6 +10,8 @@
 
 namespace bench {
 
+inline constexpr int kBreadcrumbs = 200;
+
 // A folder of the program's own, gone at its end.
 class Folder {
  public:
@@ -38,7 +40,7 @@ inline void start_library(const std::filesystem::path& store, uint32_t hang_thre
   const auto utf8 = store.u8string();
   wrenfall_options_set_store_dir(options, reinterpret_cast<const char*>(utf8.c_str()));
   wrenfall_options_set_upload_policy(options, WRENFALL_UPLOAD_MANUAL);
-  wrenfall_options_set_breadcrumbs(options, 200);
+  wrenfall_options_set_breadcrumbs(options, kBreadcrumbs);
   wrenfall_options_set_hang_detection(options, hang_threshold_ms, WRENFALL_HANG_REPORT);
   const wrenfall_result result = wrenfall_init(options);
   if (result == WRENFALL_OK) return;
