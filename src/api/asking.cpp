@@ -1,11 +1,11 @@
 #include <wrenfall/wrenfall.h>
 
 #include <memory>
-#include <thread>
 
 #include "api/boundary.h"
 #include "api/state.h"
 #include "report/store/pending_reports.h"
+#include "support/detached_thread.h"
 #include "support/paths.h"
 #include "support/process_start.h"
 #include "support/text.h"
@@ -40,9 +40,9 @@ using namespace wrenfall;
 
 wrenfall_result wrenfall_ask_pending_reports_async(void) {
   return with_state(WRENFALL_ERROR_FILE, [](State& state) -> wrenfall_result {
-    std::thread([held = state.shared_from_this()] {
+    start_detached_thread([held = state.shared_from_this()] {
       run_logged(*held, "Asking about pending reports", [&held] { start_asking(*held); });
-    }).detach();
+    });
     return WRENFALL_OK;
   });
 }

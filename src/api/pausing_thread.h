@@ -5,8 +5,9 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
-#include <thread>
 #include <utility>
+
+#include "support/detached_thread.h"
 
 namespace wrenfall {
 
@@ -18,50 +19,35 @@ class PausingThread {
   using Work = std::function<std::chrono::seconds()>;
 
   PausingThread() = default;
-  ~PausingThread() { end(); }
   PausingThread(const PausingThread&) = delete;
   PausingThread& operator=(const PausingThread&) = delete;
 
   // `work` must keep this object alive. Throws std::system_error where there is no thread to be had.
   void start(std::chrono::seconds first_pause, Work work) {
-    thread_ = std::thread([this, first_pause, work = std::move(work)] { run(first_pause, work); });
+    start_detached_thread([this, first_pause, work = std::move(work)] { run(first_pause, work); });
   }
 
-  // A thread that pauses is gone when this returns. One that works is not waited for: it ends with its
-  // work. May be called again.
+  // A thread that pauses does not work again. One that works is not waited for: it ends with its work.
+  // May be called again.
   void end() {
-    bool working = false;
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      ended_ = true;
-      working = working_;
-      changed_.notify_all();
-    }
-    if (!thread_.joinable()) return;
-    if (working) {
-      thread_.detach();
-    } else {
-      thread_.join();
-    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ended_ = true;
+    changed_.notify_all();
   }
 
  private:
   void run(std::chrono::seconds pause, const Work& work) {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!changed_.wait_for(lock, pause, [this] { return ended_; })) {
-      working_ = true;
       lock.unlock();
       pause = work();
       lock.lock();
-      working_ = false;
     }
   }
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  bool ended_ = false;    // guarded by mutex_
-  bool working_ = false;  // guarded by mutex_
-  std::thread thread_;
+  bool ended_ = false;  // guarded by mutex_
 };
 
 }  // namespace wrenfall

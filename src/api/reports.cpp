@@ -1,7 +1,6 @@
 #include <wrenfall/wrenfall.h>
 
 #include <cstdlib>
-#include <thread>
 
 #include "api/boundary.h"
 #include "api/sending_reports.h"
@@ -82,7 +81,7 @@ wrenfall_result wrenfall_discard_report(const char* report_folder) {
 
 wrenfall_result wrenfall_post_pending_reports_async(void) {
   return with_state(WRENFALL_ERROR_FILE, [](State&) -> wrenfall_result {
-    std::thread(run_pending_worker).detach();
+    start_detached_thread(run_pending_worker);
     return WRENFALL_OK;
   });
 }

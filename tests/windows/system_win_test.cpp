@@ -5,12 +5,15 @@
 #include <shellapi.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cwchar>
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +23,7 @@
 #include "monitor/process_start_win.h"
 #include "monitor/watched_process.h"
 #include "support/command_line.h"
+#include "support/detached_thread.h"
 #include "support/file_times_win.h"
 #include "support/named_event.h"
 #include "support/named_event_win.h"
@@ -180,6 +184,17 @@ TEST(WatchedProcess, RunsAgainWhenAllOfItIsSuspended) {
   EXPECT_EQ(frozen[0], process.identity);
   EXPECT_TRUE(monitor::resume_frozen_process(process.identity, true));
   EXPECT_EQ(process.exit_code(10000), 0u);
+}
+
+TEST(DetachedThread, EachOfManyRunsOnce) {
+  constexpr size_t kThreads = 3000;
+  const auto runs = std::make_shared<std::array<std::atomic<int>, kThreads>>();
+  for (size_t i = 0; i < kThreads; ++i) start_detached_thread([runs, i] { ++(*runs)[i]; });
+  const auto all_ran = [&runs] {
+    return std::all_of(runs->begin(), runs->end(), [](const auto& count) { return count == 1; });
+  };
+  for (int i = 0; i < 600 && !all_ran(); ++i) Sleep(50);
+  EXPECT_TRUE(all_ran());
 }
 
 TEST(NamedEvent, OneThatExistsAlreadyIsNotUsed) {
