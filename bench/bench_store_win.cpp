@@ -4,7 +4,6 @@
 #include <chrono>
 #include <fstream>
 #include <functional>
-#include <thread>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -134,7 +133,10 @@ void bench_asking() {
   };
   for (int round = 0; round < 42; ++round) {
     if (round == 1) times = {};
-    take(times.limits, [] { std::thread([] {}).detach(); });
+    take(times.limits, [] {
+      CloseHandle(CreateThread(
+          nullptr, 0, [](void*) { return DWORD{0}; }, nullptr, 0, nullptr));
+    });
     take(times.operations, [] { wrenfall_ask_pending_reports_async(); });
   }
   bench::print("wrenfall_ask_pending_reports_async, reports in the store", 0, 1.5, times);
