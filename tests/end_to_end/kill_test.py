@@ -161,7 +161,7 @@ class KillTest(EndToEndTest):
     def end_half_started(self):
         """Ends companions that never ran their first instruction. A process that is ended while it starts another one
         leaves that so, with the host's output open. Neither can prevent it: the system starts a process in steps."""
-        for pid in self.living("monitor") + self.living("handler"):
+        for pid in self.living("monitor") + self.living("handler") + self.living("reporter"):
             if not has_module(pid, "kernel32.dll"):
                 end_process(pid)
 
@@ -263,6 +263,7 @@ class KillTest(EndToEndTest):
     def recover_all(self):
         """Some more hosts, until all is sent: a dump that a killed monitor left becomes a report at the next start."""
         def is_quiet():
+            self.end_half_started()
             return (self.recover(undisturbed=True) and not self.living("reporter")
                     and not list(self.store.glob("*.sending"))
                     and not list(self.store.glob("crashpad/reports/*.dmp")))
